@@ -1,0 +1,537 @@
+/**
+ * @file jpg.h
+ * @brief JPEG codec library: the public interface.
+ *
+ * A flat C interface, usable from C and C++. Every function begins with `jpg`,
+ * returns a 32-bit result code and passes results through pointer arguments.
+ *
+ * Everything is done through a handle. A read handle comes from
+ * jpgReadPrologFromFile() or jpgReadPrologFromMemory() and is closed by
+ * jpgReadEpilog():
+ *
+ * @code
+ *   JPGHANDLE h;
+ *   uint32_t width, height;
+ *   uint32_t r = jpgReadPrologFromFile(path, 0, 0, 0, &h);
+ *   if (r != JPG_OK) return r;
+ *   r = jpgReadGetImageSize(h, &width, &height);
+ *   ... allocate height rows of 3 * width bytes, describe them in `rect` ...
+ *   if (r == JPG_OK) r = jpgReadToRect(h, &rect, (int32_t)height);
+ *   jpgReadEpilog(h);
+ * @endcode
+ *
+ * Rules that hold for every function:
+ *
+ * - **Order of checks.** The handle first, then null pointers (both
+ *   #JPG_E_INVALID_HANDLE), then numbers, ranges and modes
+ *   (#JPG_E_INVALID_PARAMETER), then the state of the handle
+ *   (#JPG_E_UNSUPPORTED and the like), unless the function says otherwise.
+ * - **Handles.** A null handle, a pointer that is not 4-byte aligned, a closed
+ *   handle or a pointer to something else gives #JPG_E_INVALID_HANDLE. So does a
+ *   write handle given to a function that would read, decode or seek.
+ * - **Memory.** The library owns everything behind a handle and frees it in the
+ *   epilog. What a caller passes in (paths, data blocks, rectangles) stays the
+ *   caller's; a data block must outlive the handle that reads it.
+ * - **Threads.** There is no global state. Different handles may be used on
+ *   different threads, one handle by one thread at a time.
+ * - **Bad data** never crashes: it is refused or ends a call with a code, and
+ *   the handle can always be closed.
+ *
+ * Terms (MCU, scan, segment, restart interval, component) are those of
+ * ITU-T T.81 | ISO/IEC 10918-1.
+ */
+#ifndef JPG_H
+#define JPG_H
+
+#include <stdint.h>
+
+#if defined(_WIN32)
+#include <windows.h>
+#endif
+
+/** Version of this header and of the library built with it. */
+#define JPG_VERSION_MAJOR 0
+#define JPG_VERSION_MINOR 1
+#define JPG_VERSION_PATCH 0
+#define JPG_VERSION_STRING "0.1.0"
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/* Calling convention and symbol visibility. The interface is cdecl wherever
+   that means something; on Windows the exports come from the .def file. */
+#if defined(_WIN32)
+#define JPG_CALL __cdecl
+#define JPG_API
+#else
+#define JPG_CALL
+#define JPG_API __attribute__((visibility("default")))
+#endif
+
+/* ------------------------------------------------------------------------- */
+/** @name Types
+ *  @{ */
+
+/** A code unit of a UTF-16 path. Paths are zero-terminated UTF-16 everywhere. */
+#if defined(_WIN32)
+typedef wchar_t JpgWChar;
+#elif defined(__cplusplus)
+typedef char16_t JpgWChar;
+#else
+typedef uint16_t JpgWChar;
+#endif
+
+/** The record behind a read or write handle; its contents are private. */
+typedef struct JpgContext JpgContext;
+/** Handle of an open JPEG stream. */
+typedef JpgContext *JPGHANDLE;
+
+/** The record behind an Exif attribute handle; its contents are private. */
+typedef struct JpgExifAttributes JpgExifAttributes;
+/** Handle of the Exif attributes of a stream. */
+typedef JpgExifAttributes *JPGEXIFHANDLE;
+
+/**
+ * The caller's description of a pixel buffer.
+ *
+ * The library trusts it: `bits` and `stride` must describe memory that holds
+ * every row asked for. A function copies the descriptor on entry and never
+ * changes the caller's.
+ *
+ * Pixels are 8-bit samples. Three-channel pixels are stored blue, green, red;
+ * grey is one byte; without colour conversion the components are stored in
+ * component order.
+ */
+typedef struct JpgRect {
+  int32_t width;         /**< pixels to store per row; columns of the image beyond it are
+                              decoded but not stored; 0 or less stores nothing */
+  int32_t height;        /**< rows in the buffer; the readers take the row count from
+                              their own argument and do not look at it */
+  int32_t stride;        /**< bytes from a row to the next; negative for a bottom-up
+                              buffer, whose `bits` is the top image row (last in memory) */
+  int32_t bitsPerPixel;  /**< 8 times the bytes per pixel: 8, 16, 24 or 32 */
+  int32_t channels;      /**< number of channels */
+  int32_t bitsPerSample; /**< 8 */
+  void *bits;            /**< first byte of the top image row; not null */
+  uint32_t size;         /**< buffer size in bytes; not read by the readers */
+  uint32_t reserved;     /**< not read */
+} JpgRect;
+
+/** @} */
+
+/* ------------------------------------------------------------------------- */
+/** @name Windows bitmap structures
+ *
+ *  On Windows they come from the system's header. Elsewhere they are declared
+ *  here with the usual names and layout, unless another header has already
+ *  brought them (which is taken from its `BI_RGB`).
+ *  @{ */
+#if !defined(_WIN32) && !defined(BI_RGB) && !defined(_WINGDI_)
+
+#define BI_RGB 0       /**< plain rows */
+#define BI_RLE8 1      /**< run-length coded, 8 bits a pixel */
+#define BI_RLE4 2      /**< run-length coded, 4 bits a pixel */
+#define BI_BITFIELDS 3 /**< plain rows, masks in the colour table */
+
+/** Header of a device-independent bitmap: 40 bytes. */
+typedef struct tagBITMAPINFOHEADER {
+  uint32_t biSize;         /**< 40 */
+  int32_t biWidth;         /**< pixels per row */
+  int32_t biHeight;        /**< rows; positive: bottom-up, negative: top-down */
+  uint16_t biPlanes;       /**< 1 */
+  uint16_t biBitCount;     /**< bits per pixel */
+  uint32_t biCompression;  /**< #BI_RGB, #BI_RLE8, #BI_RLE4 or #BI_BITFIELDS */
+  uint32_t biSizeImage;    /**< bytes of pixel data, 0 allowed for #BI_RGB */
+  int32_t biXPelsPerMeter; /**< horizontal resolution */
+  int32_t biYPelsPerMeter; /**< vertical resolution */
+  uint32_t biClrUsed;      /**< colour table entries in use, 0 = all */
+  uint32_t biClrImportant; /**< colour table entries that matter, 0 = all */
+} BITMAPINFOHEADER;
+
+/** Colour table entry of a bitmap. */
+typedef struct tagRGBQUAD {
+  uint8_t rgbBlue;     /**< 0-255 */
+  uint8_t rgbGreen;    /**< 0-255 */
+  uint8_t rgbRed;      /**< 0-255 */
+  uint8_t rgbReserved; /**< 0 */
+} RGBQUAD;
+
+/** Entry of a screen palette. */
+typedef struct tagPALETTEENTRY {
+  uint8_t peRed;   /**< 0-255 */
+  uint8_t peGreen; /**< 0-255 */
+  uint8_t peBlue;  /**< 0-255 */
+  uint8_t peFlags; /**< how the entry is used */
+} PALETTEENTRY;
+
+/** A bitmap header with the first entry of its colour table. */
+typedef struct tagBITMAPINFO {
+  BITMAPINFOHEADER bmiHeader; /**< the header */
+  RGBQUAD bmiColors[1];       /**< colour table or masks; as long as the header says */
+} BITMAPINFO;
+
+#endif
+/** @} */
+
+/* ------------------------------------------------------------------------- */
+/** @name Result codes
+ *
+ *  0 is success. Errors have the top bit set; the low half of the first group
+ *  follows the platform's error numbers.
+ *  @{ */
+#define JPG_OK ((uint32_t)0)                      /**< success */
+#define JPG_NO_DATA ((uint32_t)0xFFFFFFFF)        /**< nothing there to deliver */
+#define JPG_E_FAIL ((uint32_t)0x80000000)         /**< general failure; no rows remain */
+#define JPG_E_INVALID_FUNCTION ((uint32_t)0x80000001) /**< call not possible on this handle */
+#define JPG_E_OUT_OF_MEMORY ((uint32_t)0x80000008)    /**< a heap allocation failed */
+#define JPG_E_INVALID_HANDLE ((uint32_t)0x80000009)   /**< invalid handle or null pointer */
+#define JPG_E_SEEK ((uint32_t)0x80000019)             /**< positioning the stream failed */
+#define JPG_E_WRITE_FAULT ((uint32_t)0x8000001D)      /**< output accepted too few bytes */
+#define JPG_E_INVALID_PARAMETER ((uint32_t)0x80000057) /**< bad number, mode or range */
+#define JPG_E_UNSUPPORTED ((uint32_t)0x800000FE)  /**< valid, but not served */
+#define JPG_E_NOT_JPEG ((uint32_t)0x80000109)     /**< no SOI, no EOI, or no marker in its place */
+#define JPG_E_NOT_FOUND ((uint32_t)0x80000300)    /**< no such entry */
+#define JPG_E_OPEN_FAILED ((uint32_t)0x80000301)  /**< the file could not be opened */
+#define JPG_E_END_OF_IMAGE ((uint32_t)0x80000302) /**< EOI met before the rows asked for */
+#define JPG_E_BAD_DC_CODE ((uint32_t)0x80001801)  /**< no such DC Huffman code */
+#define JPG_E_BAD_AC_CODE ((uint32_t)0x80001802)  /**< no such AC Huffman code */
+#define JPG_E_COEF_OVERFLOW ((uint32_t)0x80001803) /**< a run leads past coefficient 63 */
+#define JPG_E_DNL_CONFLICT ((uint32_t)0x80001880) /**< DNL although the height was known */
+#define JPG_E_BAD_SEGMENT_LENGTH ((uint32_t)0x80001881) /**< DRI or DNL of a wrong length */
+/** @} */
+
+/* ------------------------------------------------------------------------- */
+/** @name Constants
+ *  @{ */
+/** Prolog flag, memory only: the entropy-coded data come in pieces through
+    jpgReadSetPartialBitstream(); EOI is not looked for. */
+#define JPG_READ_PARTIAL_BITSTREAM ((uint32_t)2)
+/** Prolog flag: the caller knows the data to be complete; EOI is not looked for. */
+#define JPG_READ_COMPLETE ((uint32_t)4)
+
+#define JPG_PROCESS_BASELINE ((uint32_t)0x8000)    /**< SOF0, baseline DCT */
+#define JPG_PROCESS_EXTENDED ((uint32_t)0x4000)    /**< SOF1, extended sequential DCT */
+#define JPG_PROCESS_PROGRESSIVE ((uint32_t)0x2000) /**< SOF2, progressive DCT */
+#define JPG_PROCESS_LOSSLESS ((uint32_t)0x1000)    /**< SOF3, lossless */
+
+#define JPG_SEGMENT_FIRST 0 /**< jpgReadSeekMarkerSegment(): the segment behind SOI */
+#define JPG_SEGMENT_NEXT 1  /**< jpgReadSeekMarkerSegment(): the segment behind the current */
+
+#define JPG_RESTART_FROM_START ((uint32_t)0)   /**< count intervals from the first scan's start */
+#define JPG_RESTART_FROM_CURRENT ((uint32_t)1) /**< count intervals from the current place */
+/** @} */
+
+/* ------------------------------------------------------------------------- */
+/** @name Opening and closing a read handle
+ *  @{ */
+
+/**
+ * Opens a JPEG file for reading and parses its headers up to the first scan.
+ *
+ * The stream must begin with SOI at `startOffset`. Unless #JPG_READ_COMPLETE is
+ * given, an EOI marker (FF D9) must be found searching backwards. The search
+ * takes its candidates p from `startOffset + length - 2` (or the file size - 2)
+ * down to `startOffset + 1` and reads them at `startOffset + p`: with a start
+ * offset it begins beyond the range, and an EOI in the first `startOffset` bytes
+ * of the stream isn't found. Callers who read from inside a file pass
+ * #JPG_READ_COMPLETE. The search only proves that an EOI exists.
+ *
+ * @param path        zero-terminated UTF-16 path, at most 255 units
+ * @param startOffset byte in the file at which the JPEG stream begins, >= 0
+ * @param length      bytes of the stream, 0 = to the end of the file, >= 0
+ * @param flags       0 or #JPG_READ_COMPLETE; other bits are ignored
+ * @param handle      receives the handle; set to null first, and null on failure.
+ *                    The caller closes it with jpgReadEpilog().
+ *
+ * @retval JPG_OK                  the handle is open, positioned at the first scan
+ * @retval JPG_E_INVALID_HANDLE    `path` or `handle` is null
+ * @retval JPG_E_INVALID_PARAMETER a negative offset or length, or a length above
+ *                                 the file's size
+ * @retval JPG_E_OUT_OF_MEMORY     a heap block couldn't be had, or a buffer that
+ *                                 the frame asks for exceeds 2^31 - 1 bytes
+ * @retval JPG_E_OPEN_FAILED       the file can't be opened, or the path is too long
+ * @retval JPG_E_SEEK              positioning in the file failed
+ * @retval JPG_E_NOT_JPEG          no SOI, no EOI, or something that is not a marker
+ *                                 where one must stand (fill bytes included)
+ * @retval JPG_E_UNSUPPORTED       a frame other than SOF0 to SOF3, sampling factors
+ *                                 above 2 or all 0, no or more than 4 components,
+ *                                 table selectors above 3, a Huffman table with more
+ *                                 codes than its lengths allow or than 256, more than
+ *                                 8 Huffman tables ahead of a scan, a scan of unknown
+ *                                 or more than 4 components, or a progressive scan
+ *                                 with spectral or approximation values out of range
+ * @retval JPG_E_BAD_SEGMENT_LENGTH a DRI segment of a wrong length
+ */
+JPG_API uint32_t JPG_CALL jpgReadPrologFromFile(const JpgWChar *path, int32_t startOffset,
+                                                int32_t length, uint32_t flags,
+                                                JPGHANDLE *handle);
+
+/**
+ * Opens a JPEG stream in memory and parses its headers up to the first scan.
+ *
+ * Unless #JPG_READ_COMPLETE or #JPG_READ_PARTIAL_BITSTREAM is given, an EOI
+ * marker (FF D9) must stand somewhere in the block.
+ *
+ * @param data   the stream, beginning with SOI; read where it lies, so it must
+ *               outlive the handle
+ * @param size   bytes at `data`, >= 1
+ * @param flags  any of #JPG_READ_COMPLETE and #JPG_READ_PARTIAL_BITSTREAM; other
+ *               bits are ignored
+ * @param handle receives the handle; set to null first, and null on failure.
+ *               The caller closes it with jpgReadEpilog().
+ *
+ * @retval JPG_OK                  the handle is open, positioned at the first scan
+ * @retval JPG_E_INVALID_HANDLE    `data` or `handle` is null
+ * @retval JPG_E_INVALID_PARAMETER `size` is below 1
+ * @retval others                  as jpgReadPrologFromFile() says, but for the
+ *                                 codes of files
+ */
+JPG_API uint32_t JPG_CALL jpgReadPrologFromMemory(const void *data, int32_t size, uint32_t flags,
+                                                  JPGHANDLE *handle);
+
+/**
+ * Closes a read handle: frees all memory behind it and closes its file.
+ *
+ * @param handle read handle; it is no longer valid afterwards
+ *
+ * @retval JPG_OK               closed
+ * @retval JPG_E_INVALID_HANDLE not an open read handle; nothing was destroyed
+ * @retval JPG_E_FAIL           the heap refused to take the record back
+ */
+JPG_API uint32_t JPG_CALL jpgReadEpilog(JPGHANDLE handle);
+/** @} */
+
+/* ------------------------------------------------------------------------- */
+/** @name What the frame header says
+ *
+ *  These look only at the record: they work at any time, change nothing and
+ *  return #JPG_E_INVALID_HANDLE for an invalid handle or a null pointer.
+ *  @{ */
+
+/**
+ * Tells the coding process of the frame.
+ *
+ * @param handle  an open handle
+ * @param process receives one of the JPG_PROCESS_ values
+ *
+ * @retval JPG_OK               stored
+ * @retval JPG_E_INVALID_HANDLE invalid handle or null pointer
+ * @retval JPG_E_UNSUPPORTED    the frame is none of SOF0 to SOF3
+ */
+JPG_API uint32_t JPG_CALL jpgReadGetCodingProcess(JPGHANDLE handle, uint32_t *process);
+
+/**
+ * Tells the size of the image in pixels.
+ *
+ * @param handle an open handle
+ * @param width  receives X of the frame header, 0 to 65535
+ * @param height receives Y of the frame header, 0 to 65535; 0 means that a DNL
+ *               segment behind the first scan will supply it
+ *
+ * @retval JPG_OK               stored
+ * @retval JPG_E_INVALID_HANDLE invalid handle or null pointer
+ */
+JPG_API uint32_t JPG_CALL jpgReadGetImageSize(JPGHANDLE handle, uint32_t *width, uint32_t *height);
+
+/**
+ * Tells the number of components of the frame.
+ *
+ * @param handle   an open handle
+ * @param channels receives the count, 1 to 4
+ *
+ * @retval JPG_OK               stored
+ * @retval JPG_E_INVALID_HANDLE invalid handle or null pointer
+ */
+JPG_API uint32_t JPG_CALL jpgReadGetNumberOfChannels(JPGHANDLE handle, uint32_t *channels);
+
+/**
+ * Tells the sample precision of the frame.
+ *
+ * @param handle    an open handle
+ * @param precision receives P of the frame header in bits: 8 or 12 for DCT frames,
+ *                  2 to 16 for lossless ones; passed on as it stands in the file.
+ *                  12-bit DCT frames decode with samples clamped to 8 bits.
+ *
+ * @retval JPG_OK               stored
+ * @retval JPG_E_INVALID_HANDLE invalid handle or null pointer
+ */
+JPG_API uint32_t JPG_CALL jpgReadGetSamplePrecision(JPGHANDLE handle, uint32_t *precision);
+
+/**
+ * Makes the decoders deliver the components as decoded, without colour
+ * conversion: `bitsPerPixel / 8` bytes a pixel, one per component, in component
+ * order. It can't be taken back.
+ *
+ * @param handle an open handle
+ *
+ * @retval JPG_OK               set
+ * @retval JPG_E_INVALID_HANDLE invalid handle
+ */
+JPG_API uint32_t JPG_CALL jpgReadSetNoColorConversion(JPGHANDLE handle);
+/** @} */
+
+/* ------------------------------------------------------------------------- */
+/** @name Marker segments
+ *
+ *  A caller may walk the segments of a stream and read their data between the
+ *  prolog and the first decode call; that call then goes back to the start of
+ *  the scan by itself. Walking the segments between two decode calls of one
+ *  picture loses the decoder's place.
+ *  @{ */
+
+/**
+ * Goes to a marker segment and tells its marker and length.
+ *
+ * @param handle read handle
+ * @param mode   #JPG_SEGMENT_FIRST: the first segment behind SOI;
+ *               #JPG_SEGMENT_NEXT: skips what is unread of the current segment
+ *               and goes to the one behind it
+ * @param marker receives the marker, 0xFFC0 to 0xFFFE; 0 when there is none
+ * @param length receives the count of data bytes (the length field less its own
+ *               two bytes); 0 for RSTn, SOI and EOI, and when there is no marker
+ *
+ * @retval JPG_OK                  the data can be read with jpgReadReadMarkerData()
+ * @retval JPG_E_INVALID_HANDLE    invalid handle or null pointer
+ * @retval JPG_E_INVALID_PARAMETER unknown mode
+ * @retval JPG_E_NOT_JPEG          no marker stands there, or its length field is
+ *                                 below 2
+ * @retval JPG_E_SEEK              going back to the start failed
+ */
+JPG_API uint32_t JPG_CALL jpgReadSeekMarkerSegment(JPGHANDLE handle, int32_t mode, uint16_t *marker,
+                                                   uint32_t *length);
+
+/**
+ * Reads data of the current segment, from where the last call left off.
+ *
+ * Bytes beyond the end of a truncated stream read as 0xFF.
+ *
+ * @param handle read handle
+ * @param buffer receives the bytes
+ * @param size   room at `buffer` in bytes, not 0
+ * @param count  receives the number of bytes read; may be null
+ *
+ * @retval JPG_OK                  at least one byte was read
+ * @retval JPG_NO_DATA             the segment has no unread data; `count` is 0
+ * @retval JPG_E_INVALID_HANDLE    invalid handle or null buffer
+ * @retval JPG_E_INVALID_PARAMETER `size` is 0
+ */
+JPG_API uint32_t JPG_CALL jpgReadReadMarkerData(JPGHANDLE handle, void *buffer, uint32_t size,
+                                                uint32_t *count);
+
+/**
+ * Seeking inside a segment is not supported.
+ *
+ * @param handle read handle
+ *
+ * @retval JPG_E_UNSUPPORTED    always
+ * @retval JPG_E_INVALID_HANDLE invalid handle
+ */
+JPG_API uint32_t JPG_CALL jpgReadSeekMarkerData(JPGHANDLE handle);
+/** @} */
+
+/* ------------------------------------------------------------------------- */
+/** @name Restart intervals and partial bitstreams
+ *  @{ */
+
+/**
+ * Goes to the start of a restart interval, so that the next decode call begins
+ * with its MCU rows.
+ *
+ * For DCT frames the restart interval must be a whole number of MCU rows. The
+ * function counts in MCU rows while the decoders count in pixel rows: after it
+ * the rows that jpgReadToRect() takes to remain are the image height less the
+ * MCU rows passed, so the caller limits `lines` to the rows that it wants.
+ *
+ * @param handle    read handle
+ * @param intervals restart intervals to pass; 0 or less passes none
+ * @param mode      #JPG_RESTART_FROM_START or #JPG_RESTART_FROM_CURRENT (which
+ *                  first drops the bits left of the current byte and goes back to
+ *                  the count of rows at the interval's start)
+ *
+ * @retval JPG_OK                  positioned
+ * @retval JPG_NO_DATA             the stream has no restart intervals, or a marker
+ *                                 other than RSTn ended an interval
+ * @retval JPG_E_INVALID_HANDLE    invalid handle
+ * @retval JPG_E_UNSUPPORTED       the interval is not a whole number of MCU rows
+ * @retval JPG_E_INVALID_PARAMETER unknown mode
+ * @retval JPG_E_SEEK              positioning the stream failed
+ */
+JPG_API uint32_t JPG_CALL jpgReadSeekRestartMarker(JPGHANDLE handle, int32_t intervals,
+                                                   uint32_t mode);
+
+/**
+ * Hands over the next piece of the entropy-coded data.
+ *
+ * Decoding goes on in the new block where the coded data left off, with the DC
+ * predictions cleared; the row count stays. What was unread of the old block is
+ * dropped.
+ *
+ * @param handle a handle from jpgReadPrologFromMemory() with
+ *               #JPG_READ_PARTIAL_BITSTREAM
+ * @param data   the next piece; must outlive its use by the handle
+ * @param size   bytes at `data`, not 0
+ *
+ * @retval JPG_OK                  the next bits come from the new block
+ * @retval JPG_NO_DATA             the handle doesn't read pieces
+ * @retval JPG_E_INVALID_HANDLE    invalid handle or null data
+ * @retval JPG_E_INVALID_PARAMETER `size` is 0
+ */
+JPG_API uint32_t JPG_CALL jpgReadSetPartialBitstream(JPGHANDLE handle, const void *data,
+                                                     uint32_t size);
+/** @} */
+
+/* ------------------------------------------------------------------------- */
+/** @name Decoding
+ *  @{ */
+
+/**
+ * Decodes the next rows of a sequential DCT image (baseline or extended).
+ *
+ * Called once for the whole image or band by band. A call decodes whole MCU rows
+ * (8 or 16 pixel rows, 8 times the largest vertical sampling factor); rows of
+ * its last MCU row that it wasn't asked for are lost. So ask for multiples of 16
+ * rows (which serve every sampling), except for the last band. A call with
+ * `lines` 0 or less decodes one MCU row and stores nothing.
+ *
+ * What is stored, `bitsPerPixel` of the rectangle being a matter of its rows only
+ * (after jpgReadSetNoColorConversion() it must be 8 times the component count):
+ *
+ * | components                     | bytes a pixel                              |
+ * |--------------------------------|--------------------------------------------|
+ * | 1 or 2                         | 1: the first component                     |
+ * | 3, YCbCr                       | 3: blue, green, red                        |
+ * | 3, RGB                         | 3: blue, green, red                        |
+ * | 4                              | 3: the first three taken as Y, Cb, Cr      |
+ * | any, without colour conversion | 1 each, in component order                 |
+ *
+ * Three components are taken for YCbCr when a JFIF segment was seen; else as the
+ * Adobe segment says; else unless their identifiers are 'R', 'G', 'B'.
+ * Subsampled components are replicated, never interpolated.
+ *
+ * @param handle read handle
+ * @param rect   where the rows go; `width`, `stride`, `bitsPerPixel` and `bits` are
+ *               used, and `bits` is where the first row of this call goes
+ * @param lines  rows wanted; more than remain is cut to what remains (while the
+ *               height is unknown nothing is cut)
+ *
+ * @retval JPG_OK               the rows are stored
+ * @retval JPG_E_INVALID_HANDLE invalid handle, null rectangle or null `bits`
+ * @retval JPG_E_UNSUPPORTED    not a sequential DCT frame; `bitsPerPixel` doesn't
+ *                              fit the components; or the scan doesn't hold all
+ *                              components of the frame
+ * @retval JPG_E_FAIL           all rows were already delivered
+ * @retval JPG_E_END_OF_IMAGE   EOI came before the rows asked for
+ * @retval JPG_E_SEEK           going back to the scan after marker access failed
+ * @retval JPG_E_BAD_DC_CODE, JPG_E_BAD_AC_CODE, JPG_E_COEF_OVERFLOW
+ *                              damaged data; rows stored so far stay, nothing is
+ *                              rolled back
+ */
+JPG_API uint32_t JPG_CALL jpgReadToRect(JPGHANDLE handle, const JpgRect *rect, int32_t lines);
+/** @} */
+
+#ifdef __cplusplus
+} /* extern "C" */
+#endif
+
+#endif /* JPG_H */
