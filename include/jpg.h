@@ -180,25 +180,25 @@ typedef struct tagBITMAPINFO {
  *  0 is success. Errors have the top bit set; the low half of the first group
  *  follows the platform's error numbers.
  *  @{ */
-#define JPG_OK ((uint32_t)0)                      /**< success */
-#define JPG_NO_DATA ((uint32_t)0xFFFFFFFF)        /**< nothing there to deliver */
-#define JPG_E_FAIL ((uint32_t)0x80000000)         /**< general failure; no rows remain */
-#define JPG_E_INVALID_FUNCTION ((uint32_t)0x80000001) /**< call not possible on this handle */
-#define JPG_E_OUT_OF_MEMORY ((uint32_t)0x80000008)    /**< a heap allocation failed */
-#define JPG_E_INVALID_HANDLE ((uint32_t)0x80000009)   /**< invalid handle or null pointer */
-#define JPG_E_SEEK ((uint32_t)0x80000019)             /**< positioning the stream failed */
-#define JPG_E_WRITE_FAULT ((uint32_t)0x8000001D)      /**< output accepted too few bytes */
-#define JPG_E_INVALID_PARAMETER ((uint32_t)0x80000057) /**< bad number, mode or range */
-#define JPG_E_UNSUPPORTED ((uint32_t)0x800000FE)  /**< valid, but not served */
-#define JPG_E_NOT_JPEG ((uint32_t)0x80000109)     /**< no SOI, no EOI, or no marker in its place */
-#define JPG_E_NOT_FOUND ((uint32_t)0x80000300)    /**< no such entry */
-#define JPG_E_OPEN_FAILED ((uint32_t)0x80000301)  /**< the file could not be opened */
-#define JPG_E_END_OF_IMAGE ((uint32_t)0x80000302) /**< EOI met before the rows asked for */
-#define JPG_E_BAD_DC_CODE ((uint32_t)0x80001801)  /**< no such DC Huffman code */
-#define JPG_E_BAD_AC_CODE ((uint32_t)0x80001802)  /**< no such AC Huffman code */
-#define JPG_E_COEF_OVERFLOW ((uint32_t)0x80001803) /**< a run leads past coefficient 63 */
-#define JPG_E_DNL_CONFLICT ((uint32_t)0x80001880) /**< DNL although the height was known */
-#define JPG_E_BAD_SEGMENT_LENGTH ((uint32_t)0x80001881) /**< DRI or DNL of a wrong length */
+#define JPG_OK 0U                      /**< success */
+#define JPG_NO_DATA 0xFFFFFFFFU        /**< nothing there to deliver */
+#define JPG_E_FAIL 0x80000000U         /**< general failure; no rows remain */
+#define JPG_E_INVALID_FUNCTION 0x80000001U /**< call not possible on this handle */
+#define JPG_E_OUT_OF_MEMORY 0x80000008U    /**< a heap allocation failed */
+#define JPG_E_INVALID_HANDLE 0x80000009U   /**< invalid handle or null pointer */
+#define JPG_E_SEEK 0x80000019U             /**< positioning the stream failed */
+#define JPG_E_WRITE_FAULT 0x8000001DU      /**< output accepted too few bytes */
+#define JPG_E_INVALID_PARAMETER 0x80000057U /**< bad number, mode or range */
+#define JPG_E_UNSUPPORTED 0x800000FEU  /**< valid, but not served */
+#define JPG_E_NOT_JPEG 0x80000109U     /**< no SOI, no EOI, or no marker in its place */
+#define JPG_E_NOT_FOUND 0x80000300U    /**< no such entry */
+#define JPG_E_OPEN_FAILED 0x80000301U  /**< the file could not be opened */
+#define JPG_E_END_OF_IMAGE 0x80000302U /**< EOI met before the rows asked for */
+#define JPG_E_BAD_DC_CODE 0x80001801U  /**< no such DC Huffman code */
+#define JPG_E_BAD_AC_CODE 0x80001802U  /**< no such AC Huffman code */
+#define JPG_E_COEF_OVERFLOW 0x80001803U /**< a run leads past coefficient 63 */
+#define JPG_E_DNL_CONFLICT 0x80001880U /**< DNL although the height was known */
+#define JPG_E_BAD_SEGMENT_LENGTH 0x80001881U /**< DRI or DNL of a wrong length */
 /** @} */
 
 /* ------------------------------------------------------------------------- */
@@ -206,20 +206,20 @@ typedef struct tagBITMAPINFO {
  *  @{ */
 /** Prolog flag, memory only: the entropy-coded data come in pieces through
     jpgReadSetPartialBitstream(); EOI is not looked for. */
-#define JPG_READ_PARTIAL_BITSTREAM ((uint32_t)2)
+#define JPG_READ_PARTIAL_BITSTREAM 2U
 /** Prolog flag: the caller knows the data to be complete; EOI is not looked for. */
-#define JPG_READ_COMPLETE ((uint32_t)4)
+#define JPG_READ_COMPLETE 4U
 
-#define JPG_PROCESS_BASELINE ((uint32_t)0x8000)    /**< SOF0, baseline DCT */
-#define JPG_PROCESS_EXTENDED ((uint32_t)0x4000)    /**< SOF1, extended sequential DCT */
-#define JPG_PROCESS_PROGRESSIVE ((uint32_t)0x2000) /**< SOF2, progressive DCT */
-#define JPG_PROCESS_LOSSLESS ((uint32_t)0x1000)    /**< SOF3, lossless */
+#define JPG_PROCESS_BASELINE 0x8000U    /**< SOF0, baseline DCT */
+#define JPG_PROCESS_EXTENDED 0x4000U    /**< SOF1, extended sequential DCT */
+#define JPG_PROCESS_PROGRESSIVE 0x2000U /**< SOF2, progressive DCT */
+#define JPG_PROCESS_LOSSLESS 0x1000U    /**< SOF3, lossless */
 
 #define JPG_SEGMENT_FIRST 0 /**< jpgReadSeekMarkerSegment(): the segment behind SOI */
 #define JPG_SEGMENT_NEXT 1  /**< jpgReadSeekMarkerSegment(): the segment behind the current */
 
-#define JPG_RESTART_FROM_START ((uint32_t)0)   /**< count intervals from the first scan's start */
-#define JPG_RESTART_FROM_CURRENT ((uint32_t)1) /**< count intervals from the current place */
+#define JPG_RESTART_FROM_START 0U   /**< count intervals from the first scan's start */
+#define JPG_RESTART_FROM_CURRENT 1U /**< count intervals from the current place */
 /** @} */
 
 /* ------------------------------------------------------------------------- */

@@ -1,0 +1,37 @@
+#include "read/jpgRBits.h"
+
+namespace jpg {
+
+uint32_t peekMarker(JpgStream *s) {
+  const uint32_t partial = s->bitCount % 8;
+  fillBits(s, partial + 16);
+  const uint32_t code = (s->bitBuffer << partial) >> 16;
+  // Whole bytes are pending behind the partial one; the oldest is `whole` bytes back.
+  const uint32_t whole = s->bitCount / 8;
+  const bool stuffed = (s->stuffHistory >> (whole - 1) & 1) != 0;
+  return stuffed ? kStuffedByte : code;
+}
+
+void dropFetched(JpgStream *s, uint32_t bytesFetched) {
+  s->bufFill = 0;
+  s->bytesFetched = bytesFetched;
+  s->bitCount = 0;
+  s->bufIndex = 0;
+  s->endState = kEndNone;
+  s->bitBuffer = 0;
+  s->stuffHistory = 0;
+}
+
+Result reposition(JpgContext *c, uint32_t offset, Reposition what) {
+  if (what == Reposition::kFull) {
+    for (JpgScanComponent &component : c->scanComponents) component.dcPredictor = 0;
+    c->rowPosition = 0;
+    c->lastMarker = 0;
+    c->mcusSinceRestart = 0;
+  }
+  JpgStream *s = &c->stream;
+  dropFetched(s, s->startOffset);
+  return streamSeek(s, offset, kSeekBegin) == kSeekFailed ? JPG_E_SEEK : JPG_OK;
+}
+
+}  // namespace jpg

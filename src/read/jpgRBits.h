@@ -1,0 +1,114 @@
+// The bit reader: bits and raw bytes out of a context's stream.
+//
+// Entropy-coded data are read with removal of stuffed zeros (T.81 F.1.2.3): an FF
+// brings the byte behind it along, which stays in the bit stream when it isn't
+// zero, so that a marker's two bytes can be peeked whole. Marker segments are read
+// raw. Behind the end of the data there are 1-bits for ever.
+//
+// The operations live here, inline, because every decoded symbol goes through
+// them; at most 16 bits are asked for at a time (23 by the marker peek), so the
+// 32-bit buffer never overflows.
+#ifndef JPG_READ_RBITS_H
+#define JPG_READ_RBITS_H
+
+#include <stdint.h>
+
+#include "share/jpgMarkers.h"
+#include "share/jpgShare.h"
+
+namespace jpg {
+
+// What peekMarker answers for a stuffed FF 00: not a marker.
+constexpr uint32_t kStuffedByte = 0xFF00;
+
+// Appends a byte below the valid bits; stuffed: an FF whose zero was dropped.
+inline void appendByte(JpgStream *s, uint32_t byte, uint32_t stuffed) {
+  s->bitBuffer |= (byte << 24) >> s->bitCount;
+  s->bitCount += 8;
+  s->stuffHistory = s->stuffHistory << 1 | stuffed;
+}
+
+// Fetches until at least n bits are there, removing stuffed zeros.
+inline void fillBits(JpgStream *s, uint32_t n) {
+  while (s->bitCount < n) {
+    const uint32_t byte = fetchByte(s);
+    if (byte != 0xFF) {
+      appendByte(s, byte, 0);
+      continue;
+    }
+    const uint32_t next = fetchByte(s);
+    appendByte(s, byte, next == 0 ? 1 : 0);
+    if (next != 0) appendByte(s, next, 0);
+  }
+}
+
+// Fetches until at least n bits are there, bytes as they come.
+inline void fillRaw(JpgStream *s, uint32_t n) {
+  while (s->bitCount < n) appendByte(s, fetchByte(s), 0);
+}
+
+// The next n bits, 0 <= n <= 16, which must be there.
+inline uint32_t topBits(const JpgStream *s, uint32_t n) {
+  return (s->bitBuffer >> 1) >> (31 - n);
+}
+
+// Drops n bits, 0 <= n <= 31, which must be there.
+inline void dropBits(JpgStream *s, uint32_t n) {
+  s->bitBuffer <<= n;
+  s->bitCount -= n;
+}
+
+inline uint32_t peekBits(JpgStream *s, uint32_t n) {
+  fillBits(s, n);
+  return topBits(s, n);
+}
+
+inline uint32_t readBits(JpgStream *s, uint32_t n) {
+  const uint32_t v = peekBits(s, n);
+  dropBits(s, n);
+  return v;
+}
+
+inline void skipBits(JpgStream *s, uint32_t n) {
+  fillBits(s, n);
+  dropBits(s, n);
+}
+
+inline uint32_t peekRaw(JpgStream *s, uint32_t n) {
+  fillRaw(s, n);
+  return topBits(s, n);
+}
+
+inline uint32_t readRaw(JpgStream *s, uint32_t n) {
+  const uint32_t v = peekRaw(s, n);
+  dropBits(s, n);
+  return v;
+}
+
+// Drops the bits left of the current byte.
+inline void alignToByte(JpgStream *s) { dropBits(s, s->bitCount % 8); }
+
+// The two bytes behind the current byte's bits; kStuffedByte when the first of
+// them is a data byte FF.
+uint32_t peekMarker(JpgStream *s);
+
+// Drops the two bytes that peekMarker has shown, and the bits ahead of them.
+inline void skipMarker(JpgStream *s) { dropBits(s, s->bitCount % 8 + 16); }
+
+// Stream offset of the next unread byte, SOI included.
+inline uint32_t tellOffset(const JpgStream *s) {
+  constexpr uint32_t kSoiLength = 2;  // read before the bit reader starts
+  return s->bytesFetched - s->bufFill + s->bufIndex + kSoiLength;
+}
+
+// Forgets all bytes and bits that were fetched.
+void dropFetched(JpgStream *s, uint32_t bytesFetched);
+
+// Goes to `offset` of the stream. `full` also starts the picture anew: DC
+// predictors, row position, last marker and MCU count are cleared. 0 or JPG_E_SEEK.
+enum class Reposition { kStreamOnly, kFull };
+Result reposition(JpgContext *c, uint32_t offset, Reposition what);
+
+}  // namespace jpg
+
+#endif

@@ -1,0 +1,233 @@
+// Opening and closing of read handles, and the getters.
+#include <string.h>
+
+#include "read/jpgRBits.h"
+#include "read/jpgREoi.h"
+#include "read/jpgRHead.h"
+#include "share/jpgHeap.h"
+#include "share/jpgMarkers.h"
+
+namespace jpg {
+namespace {
+
+constexpr uint32_t kSoiLength = 2;
+constexpr uint64_t kBlockBytes = kBlockSize * sizeof(int16_t);
+
+// Frees what a read handle owns, then the record.
+Result closeReader(JpgContext *c) {
+  heapRelease(c->blockMapB);
+  heapRelease(c->blockMapA);
+  heapRelease(c->coefBuffer);
+  heapRelease(c->losslessRowBuffer);
+  return destroyContext(c);
+}
+
+// Forgets an earlier parse. All earlier flags are lost.
+void clearForParse(JpgContext *c) {
+  c->lastMarker = 0;
+  c->width = 0;
+  c->height = 0;
+  c->restartInterval = 0;
+  c->losslessRowBuffer = nullptr;
+  c->segLength = 0;
+  c->segConsumed = 0;
+  c->jfifUnits = 0;
+  c->pendingHuffCount = 0;
+  c->pendingHuffIds[0] = kNoPending;
+  c->coefBuffer = nullptr;
+  c->blockMapA = nullptr;
+  c->blockMapB = nullptr;
+  c->scanState = kScanStateNone;
+  c->flags = kFlagPrologParsed | kFlagPositioned;
+}
+
+Result parseFrame(JpgContext *c) {
+  uint32_t marker = 0;
+  if (const Result r = runHeaderLoop(c, &marker); r != JPG_OK) return r;
+  if (marker > kMarkerSof3) return JPG_E_UNSUPPORTED;
+  c->sofMarker = marker;
+  return readFrameHeader(c);
+}
+
+// For every 8x8 cell of the MCU in raster order, one index into blockMapA per
+// component; a component has hvMax entries there.
+void fillCellIndex(JpgContext *c) {
+  uint32_t *entry = c->blockMapB;
+  for (uint32_t cell = 0; cell < c->hvMax; cell++) {
+    for (uint32_t k = 0; k < kMaxComponents; k++) *entry++ = cell + k * c->hvMax;
+  }
+}
+
+// One MCU of blocks, the scratch blocks of expansion, and either another MCU
+// (sequential) or the coefficients of the whole image (progressive).
+Result allocateBlocks(JpgContext *c) {
+  const uint64_t fixed = uint64_t{c->lumaBlockSlots} + c->blocksPerMcu;
+  const uint64_t mcus = c->sofMarker == kMarkerSof2 ? c->mcuCount : 1;
+  const uint64_t blocks = fixed + mcus * c->blocksPerMcu;
+  c->coefBuffer = static_cast<int16_t *>(heapAllocChecked(blocks * kBlockBytes));
+  c->blockMapA = static_cast<int16_t **>(heapAlloc(c->lumaBlockSlots * sizeof(int16_t *)));
+  c->blockMapB = static_cast<uint32_t *>(heapAlloc(c->lumaBlockSlots * sizeof(uint32_t)));
+  if (c->coefBuffer == nullptr || c->blockMapA == nullptr || c->blockMapB == nullptr) {
+    return JPG_E_OUT_OF_MEMORY;
+  }
+  // The progressive store is cleared when its decoding begins.
+  const uint64_t cleared = c->sofMarker == kMarkerSof2 ? fixed : blocks;
+  memset(c->coefBuffer, 0, static_cast<size_t>(cleared * kBlockBytes));
+  memset(c->blockMapA, 0, c->lumaBlockSlots * sizeof(int16_t *));
+  c->scratchBlocks = c->coefBuffer + c->blocksPerMcu * kBlockSize;
+  if (c->sofMarker == kMarkerSof2) {
+    c->coefStore = c->scratchBlocks + c->lumaBlockSlots * kBlockSize;
+    c->coefCurrent = c->coefStore;
+  }
+  fillCellIndex(c);
+  return JPG_OK;
+}
+
+Result allocateLosslessRow(JpgContext *c) {
+  const uint64_t bytes = uint64_t{c->numComponents} * c->width * sizeof(uint16_t);
+  c->losslessRowBuffer = static_cast<uint16_t *>(heapAllocChecked(bytes));
+  if (c->losslessRowBuffer == nullptr) return JPG_E_OUT_OF_MEMORY;
+  memset(c->losslessRowBuffer, 0, static_cast<size_t>(bytes));
+  return JPG_OK;
+}
+
+// Whether three components are YCbCr: JFIF says yes, Adobe says which, otherwise
+// the identifiers 'R', 'G', 'B' say no.
+bool isYcbcr(const JpgContext &c) {
+  if ((c.flags & kFlagJfifSeen) != 0) return true;
+  if ((c.flags & kFlagAdobeSeen) != 0) return c.adobeTransform != 0;
+  const JpgScanComponent *k = c.scanComponents;
+  return !(k[0].id == 'R' && k[1].id == 'G' && k[2].id == 'B');
+}
+
+// Parses the headers from behind SOI up to and including the first scan header.
+Result parseProlog(JpgContext *c) {
+  clearForParse(c);
+  if (const Result r = parseFrame(c); r != JPG_OK) return r;
+  if (const Result r = setUpScan(c); r != JPG_OK) return r;
+  c->scanDataOffset = tellOffset(&c->stream);
+  for (uint32_t i = 0; i < c->numComponents; i++) {
+    JpgScanComponent *k = &c->scanComponents[i];
+    k->quantTable = c->quantTables[k->tq];
+  }
+  const bool lossless = c->sofMarker == kMarkerSof3;
+  const Result r = lossless ? allocateLosslessRow(c) : allocateBlocks(c);
+  if (r != JPG_OK) return r;
+  c->flags &= ~kFlagMarkerAccessUsed;
+  if (c->numComponents == 3 && isYcbcr(*c)) c->flags |= kFlagYcbcrToRgb;
+  return JPG_OK;
+}
+
+// Reads the first two bytes: true for SOI.
+bool readSoi(JpgStream *s) {
+  uint8_t pair[kSoiLength] = {0, 0};
+  streamRead(s, pair, kSoiLength);
+  return (pair[0] << 8 | pair[1]) == static_cast<int>(kMarkerSoi);
+}
+
+Result openFile(JpgContext *c, int32_t length, uint32_t flags) {
+  JpgStream *s = &c->stream;
+  if (const Result r = streamOpenRead(s); r != JPG_OK) return r;
+  const auto range = static_cast<uint32_t>(length);
+  if (range > s->endOffset) return JPG_E_INVALID_PARAMETER;
+  if (range != 0) s->endOffset = s->startOffset + range;
+  if (!readSoi(s)) return JPG_E_NOT_JPEG;
+  if ((flags & JPG_READ_COMPLETE) == 0 && !fileHasEoi(s)) return JPG_E_NOT_JPEG;
+  if (streamSeek(s, kSoiLength, kSeekBegin) == kSeekFailed) return JPG_E_SEEK;
+  return parseProlog(c);
+}
+
+Result openMemory(JpgContext *c, const void *data, int32_t size, uint32_t flags) {
+  JpgStream *s = &c->stream;
+  s->mode = kModeMemory;
+  s->base = static_cast<const uint8_t *>(data);
+  s->current = const_cast<uint8_t *>(s->base);
+  s->size = static_cast<uint32_t>(size);
+  s->position = 0;
+  if (const Result r = streamOpenRead(s); r != JPG_OK) return r;
+  if (!readSoi(s)) return JPG_E_NOT_JPEG;
+  const bool noSearch = (flags & (JPG_READ_COMPLETE | JPG_READ_PARTIAL_BITSTREAM)) != 0;
+  if (!noSearch && !memoryHasEoi(s)) return JPG_E_NOT_JPEG;
+  if (const Result r = parseProlog(c); r != JPG_OK) return r;
+  c->flags |= (flags & kFlagPartialBitstream) | kFlagMemorySource;
+  return JPG_OK;
+}
+
+// Hands the record to the caller, or destroys it.
+Result finishProlog(JpgContext *c, Result r, JPGHANDLE *handle) {
+  if (r == JPG_OK) {
+    *handle = c;
+  } else {
+    closeReader(c);
+  }
+  return r;
+}
+
+}  // namespace
+}  // namespace jpg
+
+using namespace jpg;
+
+uint32_t JPG_CALL jpgReadPrologFromFile(const JpgWChar *path, int32_t startOffset, int32_t length,
+                                        uint32_t flags, JPGHANDLE *handle) {
+  if (path == nullptr || handle == nullptr) return JPG_E_INVALID_HANDLE;
+  if (startOffset < 0 || length < 0) return JPG_E_INVALID_PARAMETER;
+  *handle = nullptr;
+  JpgContext *c = createContext(path);
+  if (c == nullptr) return JPG_E_OUT_OF_MEMORY;
+  c->stream.startOffset = static_cast<uint32_t>(startOffset);
+  const Result r = fileNameFits(path) ? openFile(c, length, flags) : JPG_E_OPEN_FAILED;
+  return finishProlog(c, r, handle);
+}
+
+uint32_t JPG_CALL jpgReadPrologFromMemory(const void *data, int32_t size, uint32_t flags,
+                                          JPGHANDLE *handle) {
+  if (data == nullptr || handle == nullptr) return JPG_E_INVALID_HANDLE;
+  if (size < 1) return JPG_E_INVALID_PARAMETER;
+  *handle = nullptr;
+  JpgContext *c = createContext(nullptr);
+  if (c == nullptr) return JPG_E_OUT_OF_MEMORY;
+  return finishProlog(c, openMemory(c, data, size, flags), handle);
+}
+
+uint32_t JPG_CALL jpgReadEpilog(JPGHANDLE handle) {
+  JpgContext *c = validReader(handle);
+  return c != nullptr ? closeReader(c) : JPG_E_INVALID_HANDLE;
+}
+
+uint32_t JPG_CALL jpgReadGetCodingProcess(JPGHANDLE handle, uint32_t *process) {
+  const JpgContext *c = validContext(handle);
+  if (c == nullptr || process == nullptr) return JPG_E_INVALID_HANDLE;
+  if (c->sofMarker < kMarkerSof0 || c->sofMarker > kMarkerSof3) return JPG_E_UNSUPPORTED;
+  *process = JPG_PROCESS_BASELINE >> (c->sofMarker - kMarkerSof0);
+  return JPG_OK;
+}
+
+uint32_t JPG_CALL jpgReadGetImageSize(JPGHANDLE handle, uint32_t *width, uint32_t *height) {
+  const JpgContext *c = validContext(handle);
+  if (c == nullptr || width == nullptr || height == nullptr) return JPG_E_INVALID_HANDLE;
+  *width = c->width;
+  *height = c->height;
+  return JPG_OK;
+}
+
+uint32_t JPG_CALL jpgReadGetNumberOfChannels(JPGHANDLE handle, uint32_t *channels) {
+  const JpgContext *c = validContext(handle);
+  if (c == nullptr || channels == nullptr) return JPG_E_INVALID_HANDLE;
+  *channels = c->numComponents;
+  return JPG_OK;
+}
+
+uint32_t JPG_CALL jpgReadGetSamplePrecision(JPGHANDLE handle, uint32_t *precision) {
+  const JpgContext *c = validContext(handle);
+  if (c == nullptr || precision == nullptr) return JPG_E_INVALID_HANDLE;
+  *precision = c->precision;
+  return JPG_OK;
+}
+
+uint32_t JPG_CALL jpgReadSetNoColorConversion(JPGHANDLE handle) {
+  JpgContext *c = validContext(handle);
+  if (c == nullptr) return JPG_E_INVALID_HANDLE;
+  c->flags |= kFlagNoColorConversion;
+  return JPG_OK;
+}

@@ -1,0 +1,44 @@
+// Header parsing: the walk over marker segments, the tables and headers that they
+// hold, and the set-up of a scan.
+//
+// In: the stream behind SOI or behind a scan. Out: the frame's values, tables and
+// geometry in the context, and the scan's tables in its component slots. Called by
+// the prologs and between scans. Segment contents are read raw.
+#ifndef JPG_READ_RHEAD_H
+#define JPG_READ_RHEAD_H
+
+#include <stdint.h>
+
+#include "share/jpgShare.h"
+
+namespace jpg {
+
+// A marker segment as it is met.
+struct Segment {
+  uint32_t marker;  // 0xFFC0 to 0xFFFE, 0 for none
+  uint32_t length;  // data bytes
+};
+
+// Goes to the segment at the stream's place, and to the one behind the current.
+// 0 or JPG_E_NOT_JPEG.
+Result openSegment(JpgContext *c, Segment *segment);
+Result nextSegment(JpgContext *c, Segment *segment);
+
+// Reads n bytes of the current segment, which must have them left, and counts them
+// as taken.
+void readSegmentData(JpgContext *c, uint8_t *buffer, uint32_t n);
+
+// Walks segments, loading tables, up to a frame or scan header. 0 and the marker,
+// or the code of the segment that failed.
+Result runHeaderLoop(JpgContext *c, uint32_t *marker);
+
+// Reads a frame header and derives the MCU geometry. 0 or JPG_E_UNSUPPORTED.
+Result readFrameHeader(JpgContext *c);
+
+// Walks to the next scan header, builds pending lookup arrays and sets the scan up.
+// On failure the scan under way keeps its tables and header.
+Result setUpScan(JpgContext *c);
+
+}  // namespace jpg
+
+#endif

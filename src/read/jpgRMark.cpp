@@ -1,0 +1,158 @@
+// Marker segment access, restart markers and partial bitstreams.
+#include "read/jpgRMark.h"
+
+#include "read/jpgRBits.h"
+#include "read/jpgRHead.h"
+#include "share/jpgMarkers.h"
+
+namespace jpg {
+namespace {
+
+constexpr uint32_t kFirstSegmentOffset = 2;  // just behind SOI
+
+void restartDecoder(JpgContext *c) {
+  skipMarker(&c->stream);
+  c->eobRun = 0;
+  c->mcusSinceRestart = 0;
+  for (JpgScanComponent &component : c->scanComponents) component.dcPredictor = 0;
+}
+
+Result loadDnl(JpgContext *c) {
+  constexpr uint32_t kDnlLength = 4;  // length field and number of lines
+  skipMarker(&c->stream);
+  if (readRaw(&c->stream, 16) != kDnlLength) return JPG_E_BAD_SEGMENT_LENGTH;
+  const uint32_t lines = readRaw(&c->stream, 16);
+  if (c->height != 0) return JPG_E_DNL_CONFLICT;
+  c->height = lines;
+  return JPG_OK;
+}
+
+// Goes to the segment that `mode` asks for.
+Result seekSegment(JpgContext *c, int32_t mode, Segment *segment) {
+  if (mode == JPG_SEGMENT_NEXT) return nextSegment(c, segment);
+  *segment = {0, 0};
+  const Result r = reposition(c, kFirstSegmentOffset, Reposition::kStreamOnly);
+  return r != JPG_OK ? r : openSegment(c, segment);
+}
+
+// MCU rows (lossless: lines) of a restart interval; 0 when a DCT interval is not
+// a whole number of MCU rows.
+Result rowsPerInterval(const JpgContext &c, uint32_t *rows) {
+  const bool lossless = c.sofMarker >= kMarkerSof3;
+  const uint32_t perRow = lossless ? c.width : c.mcusPerRow;
+  if (perRow == 0) return JPG_E_UNSUPPORTED;
+  if (!lossless && c.restartInterval % perRow != 0) return JPG_E_UNSUPPORTED;
+  *rows = c.restartInterval / perRow;
+  return JPG_OK;
+}
+
+// Goes to where the counting of intervals begins.
+Result goToIntervalOrigin(JpgContext *c, uint32_t mode, uint32_t rows) {
+  if (mode == JPG_RESTART_FROM_START) return reposition(c, c->scanDataOffset, Reposition::kFull);
+  if (rows != 0) c->rowPosition -= c->rowPosition % rows;
+  alignToByte(&c->stream);
+  return JPG_OK;
+}
+
+// Drops bytes up to the next marker, or up to the end of the data, whose 1-bits
+// stand for it; returns the two bytes there.
+uint32_t findMarker(JpgStream *s) {
+  uint32_t code = peekRaw(s, 16);
+  while (code < kMarkerFirst) {
+    dropBits(s, 8);
+    code = peekRaw(s, 16);
+  }
+  return code;
+}
+
+}  // namespace
+
+void handleMarkers(JpgContext *c) {
+  for (uint32_t marker = peekMarker(&c->stream); isMarker(marker);
+       marker = peekMarker(&c->stream)) {
+    if (isRestart(marker)) {
+      restartDecoder(c);
+    } else if (marker == kMarkerEoi) {
+      c->lastMarker = kMarkerEoi;
+      return;
+    } else if (marker == kMarkerDnl) {
+      loadDnl(c);
+    } else if (setUpScan(c) != JPG_OK) {
+      return;
+    }
+  }
+}
+
+}  // namespace jpg
+
+using namespace jpg;
+
+uint32_t JPG_CALL jpgReadSeekMarkerSegment(JPGHANDLE handle, int32_t mode, uint16_t *marker,
+                                           uint32_t *length) {
+  JpgContext *c = validReader(handle);
+  if (c == nullptr || marker == nullptr || length == nullptr) return JPG_E_INVALID_HANDLE;
+  if (mode != JPG_SEGMENT_FIRST && mode != JPG_SEGMENT_NEXT) return JPG_E_INVALID_PARAMETER;
+  c->flags |= kFlagMarkerAccessUsed;
+  Segment segment;
+  const Result r = seekSegment(c, mode, &segment);
+  *marker = static_cast<uint16_t>(segment.marker);
+  *length = segment.length;
+  return r;
+}
+
+uint32_t JPG_CALL jpgReadReadMarkerData(JPGHANDLE handle, void *buffer, uint32_t size,
+                                        uint32_t *count) {
+  JpgContext *c = validReader(handle);
+  if (c == nullptr || buffer == nullptr) return JPG_E_INVALID_HANDLE;
+  if (size == 0) return JPG_E_INVALID_PARAMETER;
+  c->flags |= kFlagMarkerAccessUsed;
+  const uint32_t left = c->segLength - c->segConsumed;
+  const uint32_t n = size < left ? size : left;
+  readSegmentData(c, static_cast<uint8_t *>(buffer), n);
+  if (count != nullptr) *count = n;
+  return n > 0 ? JPG_OK : JPG_NO_DATA;
+}
+
+uint32_t JPG_CALL jpgReadSeekMarkerData(JPGHANDLE handle) {
+  JpgContext *c = validReader(handle);
+  if (c == nullptr) return JPG_E_INVALID_HANDLE;
+  c->flags |= kFlagMarkerAccessUsed;
+  return JPG_E_UNSUPPORTED;
+}
+
+uint32_t JPG_CALL jpgReadSeekRestartMarker(JPGHANDLE handle, int32_t intervals, uint32_t mode) {
+  JpgContext *c = validReader(handle);
+  if (c == nullptr) return JPG_E_INVALID_HANDLE;
+  if (c->restartInterval == 0) return JPG_NO_DATA;
+  uint32_t rows = 0;
+  if (const Result r = rowsPerInterval(*c, &rows); r != JPG_OK) return r;
+  if (mode != JPG_RESTART_FROM_START && mode != JPG_RESTART_FROM_CURRENT) {
+    return JPG_E_INVALID_PARAMETER;
+  }
+  if (const Result r = goToIntervalOrigin(c, mode, rows); r != JPG_OK) return r;
+  for (int32_t i = 0; i < intervals; i++) {
+    c->rowPosition += rows;
+    const uint32_t marker = findMarker(&c->stream);
+    handleMarkers(c);
+    if (!isRestart(marker)) return JPG_NO_DATA;
+  }
+  c->flags |= kFlagPositioned;
+  return JPG_OK;
+}
+
+uint32_t JPG_CALL jpgReadSetPartialBitstream(JPGHANDLE handle, const void *data, uint32_t size) {
+  JpgContext *c = validReader(handle);
+  if (c == nullptr || data == nullptr) return JPG_E_INVALID_HANDLE;
+  if (size == 0) return JPG_E_INVALID_PARAMETER;
+  constexpr uint32_t kNeeded = kFlagMemorySource | kFlagPartialBitstream;
+  if ((c->flags & kNeeded) != kNeeded) return JPG_NO_DATA;
+  for (JpgScanComponent &component : c->scanComponents) component.dcPredictor = 0;
+  c->flags |= kFlagPositioned;
+  JpgStream *s = &c->stream;
+  s->base = static_cast<const uint8_t *>(data);
+  s->current = const_cast<uint8_t *>(s->base);
+  s->size = size;
+  s->position = 0;
+  dropFetched(s, 0);
+  return JPG_OK;
+}

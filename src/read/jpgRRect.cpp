@@ -1,0 +1,116 @@
+// The sequential decode driver.
+#include "read/jpgRRect.h"
+
+#include "read/jpgRBits.h"
+#include "read/jpgRClr.h"
+#include "read/jpgRIdct.h"
+#include "read/jpgRMark.h"
+#include "read/jpgRVLC.h"
+#include "share/jpgArith.h"
+#include "share/jpgMarkers.h"
+
+namespace jpg {
+namespace {
+
+// What a call has chosen.
+struct RectDriver {
+  ExpandRoutine expand;
+  PixelWriter write;
+  uint32_t sampling;  // for expand
+};
+
+// One MCU of an interleaved scan: decode, transform and limit its blocks in
+// coefBuffer. 0 or the block decoder's code.
+Result decodeMcu(JpgContext *c) {
+  int16_t *block = c->coefBuffer;
+  for (uint32_t k = 0; k < c->scanNs; k++) {
+    JpgScanComponent *component = &c->scanComponents[k];
+    for (uint32_t i = 0; i < component->blocksPerMcu; i++, block += kBlockSize) {
+      if (const Result r = decodeBlock(&c->stream, block, component); r != JPG_OK) return r;
+      jpgIdct8x8(block);
+      limitBlock(block);
+    }
+  }
+  countMcu(c);
+  return JPG_OK;
+}
+
+// A row of MCUs; `rect` is the band: its height is the rows to store.
+Result decodeMcuRow(JpgContext *c, const RectDriver &driver, const JpgRect &rect) {
+  const auto mcuWidth = static_cast<int32_t>(c->mcuWidth);
+  int32_t x = 0;
+  int32_t left = rect.width > 0 ? rect.width : 0;
+  for (uint32_t i = 0; i < c->mcusPerRow; i++, x += mcuWidth) {
+    if (c->lastMarker == kMarkerEoi) return JPG_E_END_OF_IMAGE;
+    if (c->read.scanHoldsFrame == 0) return JPG_E_UNSUPPORTED;
+    if (const Result r = decodeMcu(c); r != JPG_OK) return r;
+    driver.expand(c, driver.sampling);
+    driver.write(c, &rect, x, left < mcuWidth ? left : mcuWidth);
+    left = left > mcuWidth ? left - mcuWidth : 0;
+  }
+  return JPG_OK;
+}
+
+// The bands of a call. At least one MCU row is decoded, also for lines <= 0, which
+// store nothing and lower the row count by as much.
+Result decodeRows(JpgContext *c, const RectDriver &driver, const JpgRect &target, int32_t lines) {
+  const auto mcuHeight = static_cast<int32_t>(c->mcuHeight);
+  JpgRect rect = target;
+  int32_t band = lines < mcuHeight ? lines : mcuHeight;
+  for (;;) {
+    // While the height is unknown the band stays a whole MCU row; rows that the
+    // caller didn't ask for are counted, not stored.
+    rect.height = band < lines ? band : lines;
+    if (const Result r = decodeMcuRow(c, driver, rect); r != JPG_OK) return r;
+    c->rowPosition += asUnsigned(band);
+    if (lines <= mcuHeight) return JPG_OK;
+    lines -= mcuHeight;
+    if (lines < mcuHeight && c->height != 0) band = lines;
+    rect.bits = static_cast<uint8_t *>(rect.bits) + static_cast<ptrdiff_t>(mcuHeight) * rect.stride;
+  }
+}
+
+// Limits `lines` to the rows that remain. 0, or JPG_E_FAIL when none do.
+Result limitLines(const JpgContext &c, int32_t *lines) {
+  if (c.height == 0) return JPG_OK;
+  const int32_t remaining = asSigned(c.height - c.rowPosition);
+  if (remaining < 1) return JPG_E_FAIL;
+  if (*lines > remaining) *lines = remaining;
+  return JPG_OK;
+}
+
+}  // namespace
+
+Result returnToScanData(JpgContext *c) {
+  if (c->rowPosition != 0 || (c->flags & kFlagMarkerAccessUsed) == 0) return JPG_OK;
+  c->flags &= ~kFlagMarkerAccessUsed;
+  c->segLength = 0;  // the segment that the caller was reading is behind us
+  c->segConsumed = 0;
+  return reposition(c, c->scanDataOffset, Reposition::kStreamOnly);
+}
+
+void countMcu(JpgContext *c) {
+  c->mcusSinceRestart++;
+  if (c->mcusSinceRestart == c->restartInterval) {
+    handleMarkers(c);
+  } else if (c->mcusSinceRestart == c->mcuCount) {
+    c->lastMarker = peekMarker(&c->stream);
+  }
+}
+
+}  // namespace jpg
+
+using namespace jpg;
+
+uint32_t JPG_CALL jpgReadToRect(JPGHANDLE handle, const JpgRect *rect, int32_t lines) {
+  JpgContext *c = validReader(handle);
+  if (c == nullptr || rect == nullptr || rect->bits == nullptr) return JPG_E_INVALID_HANDLE;
+  if (c->sofMarker > kMarkerSof1) return JPG_E_UNSUPPORTED;
+  if (const Result r = limitLines(*c, &lines); r != JPG_OK) return r;
+  if (const Result r = returnToScanData(c); r != JPG_OK) return r;
+  c->scanState = kScaleFull;
+  const RectDriver driver = {chooseExpand(*c), choosePixelWriter(*c, *rect), samplingWord(*c)};
+  if (driver.expand == nullptr || driver.write == nullptr) return JPG_E_UNSUPPORTED;
+  if (c->read.scanHoldsFrame == 0) return JPG_E_UNSUPPORTED;
+  return decodeRows(c, driver, *rect, lines);
+}

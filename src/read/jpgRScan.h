@@ -1,0 +1,34 @@
+// Scan headers: reading one, and making its tables those of the component slots.
+#ifndef JPG_READ_RSCAN_H
+#define JPG_READ_RSCAN_H
+
+#include <stdint.h>
+
+#include "share/jpgShare.h"
+
+namespace jpg {
+
+// A scan header (T.81 B.2.3), its component selectors resolved and checked.
+struct ScanHeader {
+  uint32_t count;                     // Ns, 0 to 4
+  uint8_t firstId;                    // Cs of the first component
+  uint8_t frameIndex[kMaxComponents]; // frame component of each
+  uint8_t dcTable[kMaxComponents];    // Td, 0 to 3
+  uint8_t acTable[kMaxComponents];    // Ta, 0 to 3
+  uint8_t Ss, Se, Ah, Al;
+};
+
+// Reads the header. 0, or JPG_E_UNSUPPORTED: more than 4 components, one that the
+// frame doesn't have, a table selector above 3, or (progressive frames) spectral
+// selection or approximation out of range.
+Result readScanHeader(JpgContext *c, ScanHeader *scan);
+
+// Makes `scan` the current one: tables, block counts, block decoder.
+void useScan(JpgContext *c, const ScanHeader &scan);
+
+// Clears what a scan begins without: predictions, end-of-band run, MCU count.
+void beginScan(JpgContext *c);
+
+}  // namespace jpg
+
+#endif

@@ -1,0 +1,66 @@
+// Entropy decoding: Huffman symbols, and the blocks and differences made of them.
+//
+// In: the bit reader and the tables of a scan component. Out: the sequential
+// decoder gives dequantised coefficients in natural order (64 entries, row-major),
+// the progressive ones refine a stored block without dequantising. Called by the
+// MCU loops; nothing here knows an MCU.
+#ifndef JPG_READ_RVLC_H
+#define JPG_READ_RVLC_H
+
+#include <stdint.h>
+
+#include "read/jpgRBits.h"
+#include "share/jpgShare.h"
+
+namespace jpg {
+
+// The part of a Huffman table that decoding needs.
+struct HuffDecoder {
+  const uint8_t *lookup;     // null: never defined, holds no code
+  const JpgHuffCode *codes;
+  uint32_t maxLength;
+};
+
+inline HuffDecoder dcDecoder(const JpgScanComponent &k) {
+  return {k.dcLookup, k.dcCodes, k.dcMaxLength};
+}
+inline HuffDecoder acDecoder(const JpgScanComponent &k) {
+  return {k.acLookup, k.acCodes, k.acMaxLength};
+}
+
+// Decodes one symbol. 0, or JPG_E_NOT_FOUND (nothing is consumed then).
+inline Result decodeSymbol(JpgStream *s, const HuffDecoder &table, uint32_t *value) {
+  if (table.lookup == nullptr) return JPG_E_NOT_FOUND;
+  const uint8_t entry = table.lookup[peekBits(s, table.maxLength)];
+  if (entry == kNoCode) return JPG_E_NOT_FOUND;
+  const JpgHuffCode &code = table.codes[entry];
+  dropBits(s, code.length);
+  *value = code.value;
+  return JPG_OK;
+}
+
+// Reads `category` bits, at most kMaxDctCategory, and extends them (T.81 F.2.2.1).
+inline int32_t receiveExtend(JpgStream *s, uint32_t category) {
+  const int32_t v = static_cast<int32_t>(readBits(s, category));
+  return v >= kExtend.threshold[category] ? v : v + kExtend.offset[category];
+}
+
+// A block of a sequential scan. 0, JPG_E_BAD_DC_CODE, JPG_E_BAD_AC_CODE or
+// JPG_E_COEF_OVERFLOW.
+Result decodeBlock(JpgStream *s, int16_t *block, JpgScanComponent *component);
+
+// Blocks of a progressive scan (T.81 G.1.2, G.2), by Ss, Se, Ah, Al and eobRun of
+// the context. 0, JPG_E_BAD_DC_CODE, JPG_E_BAD_AC_CODE, JPG_E_COEF_OVERFLOW, or
+// JPG_NO_DATA for a refinement that adds more than one bit.
+Result decodeDcFirst(JpgContext *c, int16_t *block, JpgScanComponent *component);
+Result decodeDcRefine(JpgContext *c, int16_t *block, JpgScanComponent *component);
+Result decodeAcFirst(JpgContext *c, int16_t *block, JpgScanComponent *component);
+Result decodeAcRefine(JpgContext *c, int16_t *block, JpgScanComponent *component);
+
+// A difference of a lossless scan: -32767 to 32767, and 16 bits as they stand
+// (0 to 65535) for category 16. 0 or JPG_E_FAIL.
+Result decodeDifference(JpgStream *s, const HuffDecoder &table, int32_t *difference);
+
+}  // namespace jpg
+
+#endif
