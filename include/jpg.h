@@ -180,24 +180,24 @@ typedef struct tagBITMAPINFO {
  *  0 is success. Errors have the top bit set; the low half of the first group
  *  follows the platform's error numbers.
  *  @{ */
-#define JPG_OK 0U                      /**< success */
-#define JPG_NO_DATA 0xFFFFFFFFU        /**< nothing there to deliver */
-#define JPG_E_FAIL 0x80000000U         /**< general failure; no rows remain */
-#define JPG_E_INVALID_FUNCTION 0x80000001U /**< call not possible on this handle */
-#define JPG_E_OUT_OF_MEMORY 0x80000008U    /**< a heap allocation failed */
-#define JPG_E_INVALID_HANDLE 0x80000009U   /**< invalid handle or null pointer */
-#define JPG_E_SEEK 0x80000019U             /**< positioning the stream failed */
-#define JPG_E_WRITE_FAULT 0x8000001DU      /**< output accepted too few bytes */
-#define JPG_E_INVALID_PARAMETER 0x80000057U /**< bad number, mode or range */
-#define JPG_E_UNSUPPORTED 0x800000FEU  /**< valid, but not served */
-#define JPG_E_NOT_JPEG 0x80000109U     /**< no SOI, no EOI, or no marker in its place */
-#define JPG_E_NOT_FOUND 0x80000300U    /**< no such entry */
-#define JPG_E_OPEN_FAILED 0x80000301U  /**< the file could not be opened */
-#define JPG_E_END_OF_IMAGE 0x80000302U /**< EOI met before the rows asked for */
-#define JPG_E_BAD_DC_CODE 0x80001801U  /**< no such DC Huffman code */
-#define JPG_E_BAD_AC_CODE 0x80001802U  /**< no such AC Huffman code */
-#define JPG_E_COEF_OVERFLOW 0x80001803U /**< a run leads past coefficient 63 */
-#define JPG_E_DNL_CONFLICT 0x80001880U /**< DNL although the height was known */
+#define JPG_OK 0U                            /**< success */
+#define JPG_NO_DATA 0xFFFFFFFFU              /**< nothing there to deliver */
+#define JPG_E_FAIL 0x80000000U               /**< general failure; no rows remain */
+#define JPG_E_INVALID_FUNCTION 0x80000001U   /**< call not possible on this handle */
+#define JPG_E_OUT_OF_MEMORY 0x80000008U      /**< a heap allocation failed */
+#define JPG_E_INVALID_HANDLE 0x80000009U     /**< invalid handle or null pointer */
+#define JPG_E_SEEK 0x80000019U               /**< positioning the stream failed */
+#define JPG_E_WRITE_FAULT 0x8000001DU        /**< output accepted too few bytes */
+#define JPG_E_INVALID_PARAMETER 0x80000057U  /**< bad number, mode or range */
+#define JPG_E_UNSUPPORTED 0x800000FEU        /**< valid, but not served */
+#define JPG_E_NOT_JPEG 0x80000109U           /**< no SOI, no EOI, or no marker in its place */
+#define JPG_E_NOT_FOUND 0x80000300U          /**< no such entry */
+#define JPG_E_OPEN_FAILED 0x80000301U        /**< the file could not be opened */
+#define JPG_E_END_OF_IMAGE 0x80000302U       /**< EOI met before the rows asked for */
+#define JPG_E_BAD_DC_CODE 0x80001801U        /**< no such DC Huffman code */
+#define JPG_E_BAD_AC_CODE 0x80001802U        /**< no such AC Huffman code */
+#define JPG_E_COEF_OVERFLOW 0x80001803U      /**< a run leads past coefficient 63 */
+#define JPG_E_DNL_CONFLICT 0x80001880U       /**< DNL although the height was known */
 #define JPG_E_BAD_SEGMENT_LENGTH 0x80001881U /**< DRI or DNL of a wrong length */
 /** @} */
 
@@ -264,8 +264,7 @@ typedef struct tagBITMAPINFO {
  * @retval JPG_E_BAD_SEGMENT_LENGTH a DRI segment of a wrong length
  */
 JPG_API uint32_t JPG_CALL jpgReadPrologFromFile(const JpgWChar *path, int32_t startOffset,
-                                                int32_t length, uint32_t flags,
-                                                JPGHANDLE *handle);
+                                                int32_t length, uint32_t flags, JPGHANDLE *handle);
 
 /**
  * Opens a JPEG stream in memory and parses its headers up to the first scan.

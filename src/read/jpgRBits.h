@@ -48,9 +48,7 @@ inline void fillRaw(JpgStream *s, uint32_t n) {
 }
 
 // The next n bits, 0 <= n <= 16, which must be there.
-inline uint32_t topBits(const JpgStream *s, uint32_t n) {
-  return (s->bitBuffer >> 1) >> (31 - n);
-}
+inline uint32_t topBits(const JpgStream *s, uint32_t n) { return (s->bitBuffer >> 1) >> (31 - n); }
 
 // Drops n bits, 0 <= n <= 31, which must be there.
 inline void dropBits(JpgStream *s, uint32_t n) {

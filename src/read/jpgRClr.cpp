@@ -75,8 +75,8 @@ void replicate(const int16_t *in, int16_t *out, uint32_t across, uint32_t down) 
   }
 }
 
-constexpr uint32_t kRightHalf = 4;       // columns 4-7 of a block
-constexpr uint32_t kLowerHalf = 4 * 8;   // rows 4-7
+constexpr uint32_t kRightHalf = 4;      // columns 4-7 of a block
+constexpr uint32_t kLowerHalf = 4 * 8;  // rows 4-7
 
 // Replaces one block by a left and a right one of doubled width.
 void doubleAcross(const int16_t *in, int16_t *left, int16_t *right) {
@@ -158,8 +158,8 @@ struct PutYcc {
 
 // One cell: `rows` rows of `columns` pixels, each at most 8.
 template <typename Put>
-void putCell(const JpgContext &c, const uint32_t *cell, uint8_t *out, int32_t stride,
-             uint32_t rows, uint32_t columns) {
+void putCell(const JpgContext &c, const uint32_t *cell, uint8_t *out, int32_t stride, uint32_t rows,
+             uint32_t columns) {
   CellRow<Put::kComponents> row;
   for (uint32_t k = 0; k < Put::kComponents; k++) row.sample[k] = c.blockMapA[cell[k]];
   for (uint32_t y = 0; y < rows; y++) {

@@ -17,8 +17,8 @@ constexpr int32_t kC4 = 2896;  // cos(pi/4)
 constexpr int32_t kC2 = 3784;  // cos(pi/8)
 constexpr int32_t kS2 = 1567;  // sin(pi/8)
 
-constexpr uint32_t kColumnShift = 9;   // first pass: 2^12 down to 8
-constexpr uint32_t kRowShift = 17;     // second pass: 8 x 2^12 x 4 down to 1
+constexpr uint32_t kColumnShift = 9;  // first pass: 2^12 down to 8
+constexpr uint32_t kRowShift = 17;    // second pass: 8 x 2^12 x 4 down to 1
 constexpr uint32_t kButterflyShift = 12;
 
 // Rounding: half of the last place that the shift leaves.

@@ -10,11 +10,11 @@ namespace jpg {
 
 // A scan header (T.81 B.2.3), its component selectors resolved and checked.
 struct ScanHeader {
-  uint32_t count;                     // Ns, 0 to 4
-  uint8_t firstId;                    // Cs of the first component
-  uint8_t frameIndex[kMaxComponents]; // frame component of each
-  uint8_t dcTable[kMaxComponents];    // Td, 0 to 3
-  uint8_t acTable[kMaxComponents];    // Ta, 0 to 3
+  uint32_t count;                      // Ns, 0 to 4
+  uint8_t firstId;                     // Cs of the first component
+  uint8_t frameIndex[kMaxComponents];  // frame component of each
+  uint8_t dcTable[kMaxComponents];     // Td, 0 to 3
+  uint8_t acTable[kMaxComponents];     // Ta, 0 to 3
   uint8_t Ss, Se, Ah, Al;
 };
 

@@ -60,9 +60,7 @@ struct Refinement {
   int32_t minus;  // -1 << Al
 };
 
-Refinement refinementOf(const JpgContext &c) {
-  return {wrapShl(1, c.Al), wrapShl(-1, c.Al)};
-}
+Refinement refinementOf(const JpgContext &c) { return {wrapShl(1, c.Al), wrapShl(-1, c.Al)}; }
 
 // Correction bit of a coefficient that is already non-zero (T.81 G.1.2.3).
 void refineCoefficient(JpgStream *s, int16_t *coefficient, const Refinement &add) {

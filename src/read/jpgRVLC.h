@@ -16,7 +16,7 @@ namespace jpg {
 
 // The part of a Huffman table that decoding needs.
 struct HuffDecoder {
-  const uint8_t *lookup;     // null: never defined, holds no code
+  const uint8_t *lookup;  // null: never defined, holds no code
   const JpgHuffCode *codes;
   uint32_t maxLength;
 };

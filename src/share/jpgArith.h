@@ -24,7 +24,9 @@ constexpr int32_t asr(int32_t v, uint32_t n) { return v >> n; }
 static_assert(asr(-1, 1) == -1, "right shifts of negative numbers must be arithmetic");
 
 // Low 16 bits as a signed sample or coefficient.
-constexpr int16_t low16(int32_t v) { return static_cast<int16_t>(static_cast<uint16_t>(asUnsigned(v))); }
+constexpr int16_t low16(int32_t v) {
+  return static_cast<int16_t>(static_cast<uint16_t>(asUnsigned(v)));
+}
 
 }  // namespace jpg
 

@@ -6,7 +6,7 @@
 
 // The record's layout on 32-bit targets, where every word and pointer has 4 bytes.
 // On 64-bit hosts only pointers, and what follows them, take more room.
-#define JPG_CHECK_OFFSET(field, offset)                                        \
+#define JPG_CHECK_OFFSET(field, offset)                                         \
   static_assert(sizeof(void *) != 4 || offsetof(JpgContext, field) == (offset), \
                 "JpgContext::" #field " has moved")
 

@@ -21,7 +21,7 @@ constexpr uint32_t kContextSignature = 0x4A504547;  // 'JPEG'
 constexpr uint32_t kContextSize = 7372;             // the record's size on a 32-bit target
 
 constexpr uint32_t kMaxComponents = 4;
-constexpr uint32_t kMaxTables = 4;           // per kind: quantisation, DC, AC
+constexpr uint32_t kMaxTables = 4;  // per kind: quantisation, DC, AC
 constexpr uint32_t kMaxPendingTables = 8;
 constexpr uint32_t kNoPending = 0xFFFFFFFF;  // ends pendingHuffIds
 
@@ -29,12 +29,12 @@ constexpr uint32_t kNoPending = 0xFFFFFFFF;  // ends pendingHuffIds
 constexpr uint32_t kFlagNoColorConversion = 0x80000000;  // components as decoded
 constexpr uint32_t kFlagMarkerAccessUsed = 0x40000000;   // the stream may stand elsewhere
 constexpr uint32_t kFlagMemorySource = 0x20000000;
-constexpr uint32_t kFlagPrologParsed = 0x10000000;       // set at every prolog parse
-constexpr uint32_t kFlagPositioned = 0x04000000;         // at a scan's or interval's start
+constexpr uint32_t kFlagPrologParsed = 0x10000000;  // set at every prolog parse
+constexpr uint32_t kFlagPositioned = 0x04000000;    // at a scan's or interval's start
 constexpr uint32_t kFlagJfifSeen = 0x00800000;
 constexpr uint32_t kFlagAdobeSeen = 0x00400000;
-constexpr uint32_t kFlagYcbcrToRgb = 0x00200000;         // three components, YCbCr
-constexpr uint32_t kFlagPartialBitstream = 0x00000002;   // data may come in pieces
+constexpr uint32_t kFlagYcbcrToRgb = 0x00200000;        // three components, YCbCr
+constexpr uint32_t kFlagPartialBitstream = 0x00000002;  // data may come in pieces
 
 // JpgContext::scanState: the scale code of the reading under way.
 constexpr uint32_t kScanStateNone = 0xFFFFFFFF;  // nothing decoded yet
@@ -46,18 +46,18 @@ constexpr uint32_t kScaleFull = 3;
 // identifier, sampling, Tq, quantisation table and DC predictor of frame
 // component i, and the tables and block count of scan component i.
 struct JpgScanComponent {
-  uint8_t *dcLookup;         // null: the scan's DC table was never defined
+  uint8_t *dcLookup;  // null: the scan's DC table was never defined
   JpgHuffCode *dcCodes;
-  uint8_t *acLookup;         // null: the scan's AC table was never defined
+  uint8_t *acLookup;  // null: the scan's AC table was never defined
   JpgHuffCode *acCodes;
-  uint32_t blocksPerMcu;     // H x V of the scan component
-  uint32_t dcMaxLength;      // bits
-  uint32_t acMaxLength;      // bits
+  uint32_t blocksPerMcu;  // H x V of the scan component
+  uint32_t dcMaxLength;   // bits
+  uint32_t acMaxLength;   // bits
   int32_t dcPredictor;
-  uint32_t *quantTable;      // 64 entries in zig-zag order
-  uint8_t id;                // Ci
-  uint8_t sampling;          // H << 4 | V
-  uint8_t tq;                // quantisation table selector
+  uint32_t *quantTable;  // 64 entries in zig-zag order
+  uint8_t id;            // Ci
+  uint8_t sampling;      // H << 4 | V
+  uint8_t tq;            // quantisation table selector
   uint8_t spareByte;
   uint32_t spareWord;
 };
@@ -84,66 +84,66 @@ constexpr size_t kCodecStateSize = 1100;
 // Field order is fixed; on 32-bit targets the record has exactly kContextSize
 // bytes (checked in jpgShare.cpp). "words" are 32 bits.
 struct JpgContext {
-  uint32_t signature;       // kContextSignature
-  uint32_t recordSize;      // kContextSize on every target
-  uint8_t creation[4];      // 4, 0, 0, 'b'
-  uint32_t lastMarker;      // marker met last between MCUs or scans; 0xFFD9 ends the image
-  uint32_t sofMarker;       // 0xFFC0 to 0xFFC3
-  uint32_t restartInterval; // MCUs (lossless: pixels), 0 = none
-  uint32_t samplingPacked;  // sampling bytes, first component highest
-  uint32_t flags;           // kFlag bits
-  uint32_t restartCounter;  // writer
-  uint32_t rowPosition;     // pixel rows delivered; MCU rows after a restart seek
-  uint32_t segLength;       // data bytes of the current marker segment
-  uint32_t segConsumed;     // of these, bytes taken
-  uint32_t height;          // pixels, 0 = unknown until DNL
-  uint32_t width;           // pixels
-  uint32_t precision;       // bits
-  uint32_t numComponents;   // 1 to 4
-  uint32_t quality;         // writer
-  uint32_t scanState;       // scale code of the reading under way, kScanStateNone before
+  uint32_t signature;           // kContextSignature
+  uint32_t recordSize;          // kContextSize on every target
+  uint8_t creation[4];          // 4, 0, 0, 'b'
+  uint32_t lastMarker;          // marker met last between MCUs or scans; 0xFFD9 ends the image
+  uint32_t sofMarker;           // 0xFFC0 to 0xFFC3
+  uint32_t restartInterval;     // MCUs (lossless: pixels), 0 = none
+  uint32_t samplingPacked;      // sampling bytes, first component highest
+  uint32_t flags;               // kFlag bits
+  uint32_t restartCounter;      // writer
+  uint32_t rowPosition;         // pixel rows delivered; MCU rows after a restart seek
+  uint32_t segLength;           // data bytes of the current marker segment
+  uint32_t segConsumed;         // of these, bytes taken
+  uint32_t height;              // pixels, 0 = unknown until DNL
+  uint32_t width;               // pixels
+  uint32_t precision;           // bits
+  uint32_t numComponents;       // 1 to 4
+  uint32_t quality;             // writer
+  uint32_t scanState;           // scale code of the reading under way, kScanStateNone before
   uint16_t *losslessRowBuffer;  // last row of a lossless image; owned
-  uint32_t scanDataOffset;  // stream offset of the first scan's entropy-coded data
+  uint32_t scanDataOffset;      // stream offset of the first scan's entropy-coded data
   jpg::ReadState read;
   uint8_t codecReserve[jpg::kCodecStateSize - sizeof(jpg::ReadState)];
   JpgHuffTable dcTables[jpg::kMaxTables];
   JpgHuffTable acTables[jpg::kMaxTables];
   uint32_t quantTables[jpg::kMaxTables][jpg::kBlockSize];  // zig-zag order
-  uint32_t pendingHuffIds[jpg::kMaxPendingTables];  // Tc/Th of tables without a lookup array
+  uint32_t pendingHuffIds[jpg::kMaxPendingTables];         // Tc/Th of tables without a lookup array
   uint32_t pendingHuffCount;
-  uint32_t mcuCount;        // mcusPerRow x mcuRows
-  uint32_t hMax;            // largest sampling factors, 1 or 2
+  uint32_t mcuCount;  // mcusPerRow x mcuRows
+  uint32_t hMax;      // largest sampling factors, 1 or 2
   uint32_t vMax;
-  uint32_t hvMax;           // hMax x vMax: blocks of a full-resolution component in an MCU
+  uint32_t hvMax;  // hMax x vMax: blocks of a full-resolution component in an MCU
   uint32_t hvMaxTimesNf;
-  uint32_t blocksPerMcu;    // of all components
-  uint32_t lumaBlockSlots;  // 4 x hvMax: slots of blockMapA and of the scratch blocks
-  uint32_t mcuWidth;        // pixels
-  uint32_t mcuHeight;       // pixels
-  uint32_t scanBlockOffset; // blocks of an MCU ahead of the scan's first component
+  uint32_t blocksPerMcu;     // of all components
+  uint32_t lumaBlockSlots;   // 4 x hvMax: slots of blockMapA and of the scratch blocks
+  uint32_t mcuWidth;         // pixels
+  uint32_t mcuHeight;        // pixels
+  uint32_t scanBlockOffset;  // blocks of an MCU ahead of the scan's first component
   uint32_t mcusPerRow;
   uint32_t mcuRows;
-  uint32_t eobRun;          // blocks left in a progressive end-of-band run
-  int16_t *coefBuffer;      // blocks of one MCU, scratch blocks, progressive store; owned
-  int16_t *coefCurrent;     // progressive: reading position in the store
-  int16_t *coefStore;       // progressive: start of the store
-  int16_t *scratchBlocks;   // lumaBlockSlots blocks for replicated components
-  int16_t **blockMapA;      // per component, its hvMax blocks at full resolution; owned
-  uint32_t *blockMapB;      // per 8x8 cell of the MCU, indices into blockMapA; owned
+  uint32_t eobRun;                 // blocks left in a progressive end-of-band run
+  int16_t *coefBuffer;             // blocks of one MCU, scratch blocks, progressive store; owned
+  int16_t *coefCurrent;            // progressive: reading position in the store
+  int16_t *coefStore;              // progressive: start of the store
+  int16_t *scratchBlocks;          // lumaBlockSlots blocks for replicated components
+  int16_t **blockMapA;             // per component, its hvMax blocks at full resolution; owned
+  uint32_t *blockMapB;             // per 8x8 cell of the MCU, indices into blockMapA; owned
   jpg::BlockDecoder blockDecoder;  // of the current progressive scan
   JpgScanComponent scanComponents[jpg::kMaxComponents];
   uint32_t mcusSinceRestart;  // MCUs (lossless: pixels) since the scan's start or last RSTn
   JpgStream stream;
   uint16_t jfifXDensity;
   uint16_t jfifYDensity;
-  uint8_t jfifUnits;          // 0 aspect ratio, 1 dots per inch, 2 dots per centimetre
-  uint8_t adobeTransform;     // 0 none, 1 YCbCr, 2 YCCK
-  uint8_t scanNs;             // components of the current scan
+  uint8_t jfifUnits;       // 0 aspect ratio, 1 dots per inch, 2 dots per centimetre
+  uint8_t adobeTransform;  // 0 none, 1 YCbCr, 2 YCCK
+  uint8_t scanNs;          // components of the current scan
   uint8_t scanFirstComponentId;
-  uint8_t Ss;                 // spectral selection; lossless: predictor
+  uint8_t Ss;  // spectral selection; lossless: predictor
   uint8_t Se;
-  uint8_t Ah;                 // successive approximation
-  uint8_t Al;                 // lossless: point transform
+  uint8_t Ah;  // successive approximation
+  uint8_t Al;  // lossless: point transform
 };
 
 namespace jpg {

@@ -1,0 +1,7 @@
+# The warning level of all our code.
+function(jpg_set_warnings target)
+  target_compile_options(${target} PRIVATE
+    -Wall -Wextra -Wpedantic -Wconversion -Wsign-conversion -Wshadow -Wcast-align -Wundef
+    -Wdouble-promotion -Wformat=2 $<$<COMPILE_LANGUAGE:CXX>:-Wold-style-cast -Woverloaded-virtual>
+    $<$<BOOL:${JPG_WERROR}>:-Werror>)
+endfunction()

@@ -1,0 +1,156 @@
+#include "platform.h"
+
+#include <stdlib.h>
+
+#include <unordered_map>
+
+#include "faulty.h"
+#include "posixFile.h"
+
+namespace jpg {
+namespace faulty {
+namespace {
+
+constexpr size_t kOperations = static_cast<size_t>(Operation::kCount);
+
+struct State {
+  Fault fault[kOperations] = {};
+  uint32_t faultAt[kOperations] = {};
+  uint32_t calls[kOperations] = {};
+  bool happened = false;
+  std::unordered_map<void *, size_t> blocks;
+  size_t liveBytes = 0;
+  size_t peakBytes = 0;
+  size_t openFiles = 0;
+  size_t wrongFrees = 0;
+  OpenArguments lastOpen = {};
+};
+
+State &state() {
+  static State s;
+  return s;
+}
+
+size_t index(Operation operation) { return static_cast<size_t>(operation); }
+
+// Counts a call and tells the fault that strikes it.
+Fault strike(Operation operation) {
+  State &s = state();
+  const size_t i = index(operation);
+  s.calls[i]++;
+  const bool hit =
+      s.fault[i] == Fault::kFailAfter ? s.calls[i] >= s.faultAt[i] : s.calls[i] == s.faultAt[i];
+  if (s.fault[i] == Fault::kNone || !hit) return Fault::kNone;
+  s.happened = true;
+  return s.fault[i] == Fault::kCutShort ? Fault::kCutShort : Fault::kFail;
+}
+
+bool fails(Operation operation) { return strike(operation) == Fault::kFail; }
+
+void addBlock(void *block, size_t bytes) {
+  State &s = state();
+  s.blocks[block] = bytes;
+  s.liveBytes += bytes;
+  if (s.liveBytes > s.peakBytes) s.peakBytes = s.liveBytes;
+}
+
+// False for what isn't a live block.
+bool removeBlock(void *block) {
+  State &s = state();
+  const auto found = s.blocks.find(block);
+  if (found == s.blocks.end()) {
+    s.wrongFrees++;
+    return false;
+  }
+  s.liveBytes -= found->second;
+  s.blocks.erase(found);
+  return true;
+}
+
+}  // namespace
+
+void reset() { state() = State{}; }
+
+void arm(Operation operation, Fault fault, uint32_t n) {
+  state().fault[index(operation)] = fault;
+  state().faultAt[index(operation)] = n;
+}
+
+uint32_t calls(Operation operation) { return state().calls[index(operation)]; }
+bool faultHappened() { return state().happened; }
+size_t liveBlocks() { return state().blocks.size(); }
+size_t liveBytes() { return state().liveBytes; }
+size_t peakBytes() { return state().peakBytes; }
+size_t openFiles() { return state().openFiles; }
+size_t wrongFrees() { return state().wrongFrees; }
+OpenArguments lastOpen() { return state().lastOpen; }
+
+}  // namespace faulty
+
+using faulty::Fault;
+using faulty::Operation;
+
+HANDLE GetProcessHeap() { return nullptr; }
+
+void *HeapAlloc(HANDLE /*heap*/, DWORD /*flags*/, size_t bytes) {
+  if (faulty::fails(Operation::kAlloc)) return nullptr;
+  void *block = malloc(bytes != 0 ? bytes : 1);
+  if (block != nullptr) faulty::addBlock(block, bytes);
+  return block;
+}
+
+void *HeapReAlloc(HANDLE /*heap*/, DWORD /*flags*/, void *block, size_t bytes) {
+  if (faulty::fails(Operation::kAlloc) || !faulty::removeBlock(block)) return nullptr;
+  void *moved = realloc(block, bytes != 0 ? bytes : 1);
+  faulty::addBlock(moved != nullptr ? moved : block, bytes);
+  return moved;
+}
+
+BOOL HeapFree(HANDLE /*heap*/, DWORD /*flags*/, void *block) {
+  const bool fault = faulty::fails(Operation::kFree);
+  if (!faulty::removeBlock(block)) return 0;
+  free(block);
+  return fault ? 0 : 1;
+}
+
+HANDLE CreateFileW(const JpgWChar *name, DWORD access, DWORD share, void * /*security*/,
+                   DWORD creation, DWORD attributes, HANDLE /*templateFile*/) {
+  faulty::state().lastOpen = {access, share, creation, attributes};
+  if (faulty::fails(Operation::kOpen)) return INVALID_HANDLE_VALUE;
+  HANDLE file = posix::openFile(name, access, creation);
+  if (file != INVALID_HANDLE_VALUE) faulty::state().openFiles++;
+  return file;
+}
+
+BOOL ReadFile(HANDLE file, void *buffer, DWORD bytes, DWORD *count, void * /*overlapped*/) {
+  const Fault fault = faulty::strike(Operation::kRead);
+  *count = 0;
+  if (fault == Fault::kFail) return 0;
+  return posix::readFile(file, buffer, fault == Fault::kCutShort ? bytes / 2 : bytes, count);
+}
+
+BOOL WriteFile(HANDLE file, const void *buffer, DWORD bytes, DWORD *count, void * /*overlapped*/) {
+  const Fault fault = faulty::strike(Operation::kWrite);
+  *count = 0;
+  if (fault == Fault::kFail) return 0;
+  return posix::writeFile(file, buffer, fault == Fault::kCutShort ? bytes / 2 : bytes, count);
+}
+
+DWORD SetFilePointer(HANDLE file, LONG distance, LONG * /*distanceHigh*/, DWORD origin) {
+  if (faulty::fails(Operation::kSeek)) return INVALID_SET_FILE_POINTER;
+  return posix::seekFile(file, distance, origin);
+}
+
+DWORD GetFileSize(HANDLE file, DWORD *high) {
+  if (faulty::fails(Operation::kGetSize)) return INVALID_FILE_SIZE;
+  return posix::fileSize(file, high);
+}
+
+BOOL CloseHandle(HANDLE file) {
+  const bool fault = faulty::fails(Operation::kClose);
+  const BOOL closed = posix::closeFile(file);
+  if (closed != 0) faulty::state().openFiles--;
+  return fault ? 0 : closed;
+}
+
+}  // namespace jpg

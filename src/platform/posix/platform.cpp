@@ -1,0 +1,47 @@
+#include "platform.h"
+
+#include <stdlib.h>
+
+#include "posixFile.h"
+
+namespace jpg {
+
+// There is one heap; its handle only has to be something.
+HANDLE GetProcessHeap() { return nullptr; }
+
+// A block of no bytes is a block, as on the system.
+void *HeapAlloc(HANDLE /*heap*/, DWORD /*flags*/, size_t bytes) {
+  return malloc(bytes != 0 ? bytes : 1);
+}
+
+void *HeapReAlloc(HANDLE /*heap*/, DWORD /*flags*/, void *block, size_t bytes) {
+  return realloc(block, bytes != 0 ? bytes : 1);
+}
+
+BOOL HeapFree(HANDLE /*heap*/, DWORD /*flags*/, void *block) {
+  free(block);
+  return 1;
+}
+
+HANDLE CreateFileW(const JpgWChar *name, DWORD access, DWORD /*share*/, void * /*security*/,
+                   DWORD creation, DWORD /*attributes*/, HANDLE /*templateFile*/) {
+  return posix::openFile(name, access, creation);
+}
+
+BOOL ReadFile(HANDLE file, void *buffer, DWORD bytes, DWORD *count, void * /*overlapped*/) {
+  return posix::readFile(file, buffer, bytes, count);
+}
+
+BOOL WriteFile(HANDLE file, const void *buffer, DWORD bytes, DWORD *count, void * /*overlapped*/) {
+  return posix::writeFile(file, buffer, bytes, count);
+}
+
+DWORD SetFilePointer(HANDLE file, LONG distance, LONG * /*distanceHigh*/, DWORD origin) {
+  return posix::seekFile(file, distance, origin);
+}
+
+DWORD GetFileSize(HANDLE file, DWORD *high) { return posix::fileSize(file, high); }
+
+BOOL CloseHandle(HANDLE file) { return posix::closeFile(file); }
+
+}  // namespace jpg
