@@ -7,7 +7,8 @@
  *
  * Everything is done through a handle. A read handle comes from
  * jpgReadPrologFromFile() or jpgReadPrologFromMemory() and is closed by
- * jpgReadEpilog():
+ * jpgReadEpilog(); a write handle comes from jpgWritePrologToFile() or
+ * jpgWritePrologToMemory() and is closed by the epilog of the same kind:
  *
  * @code
  *   JPGHANDLE h;
@@ -28,7 +29,8 @@
  *   (#JPG_E_UNSUPPORTED and the like), unless the function says otherwise.
  * - **Handles.** A null handle, a pointer that is not 4-byte aligned, a closed
  *   handle or a pointer to something else gives #JPG_E_INVALID_HANDLE. So does a
- *   write handle given to a function that would read, decode or seek.
+ *   write handle given to a function that would read, decode or seek, and a read
+ *   handle given to one that would write or encode.
  * - **Memory.** The library owns everything behind a handle and frees it in the
  *   epilog. What a caller passes in (paths, data blocks, rectangles) stays the
  *   caller's; a data block must outlive the handle that reads it.
@@ -107,11 +109,12 @@ typedef struct JpgRect {
   int32_t width;         /**< pixels to store per row; columns of the image beyond it are
                               decoded but not stored; 0 or less stores nothing */
   int32_t height;        /**< rows in the buffer; the readers take the row count from
-                              their own argument and do not look at it */
+                              their own argument and do not look at it; the encoders'
+                              first call takes the image height from it */
   int32_t stride;        /**< bytes from a row to the next; negative for a bottom-up
                               buffer, whose `bits` is the top image row (last in memory) */
   int32_t bitsPerPixel;  /**< 8 times the bytes per pixel: 8, 16, 24 or 32 */
-  int32_t channels;      /**< number of channels */
+  int32_t channels;      /**< number of channels; used by the encoders */
   int32_t bitsPerSample; /**< 8 */
   void *bits;            /**< first byte of the top image row; not null */
   uint32_t size;         /**< buffer size in bytes; not read by the readers */
@@ -209,6 +212,8 @@ typedef struct tagBITMAPINFO {
 #define JPG_READ_PARTIAL_BITSTREAM 2U
 /** Prolog flag: the caller knows the data to be complete; EOI is not looked for. */
 #define JPG_READ_COMPLETE 4U
+/** Write prolog flag, memory only: jpgWriteGetPartialBitstream() may be used. */
+#define JPG_WRITE_PARTIAL_BITSTREAM 2U
 
 #define JPG_PROCESS_BASELINE 0x8000U    /**< SOF0, baseline DCT */
 #define JPG_PROCESS_EXTENDED 0x4000U    /**< SOF1, extended sequential DCT */
@@ -527,6 +532,317 @@ JPG_API uint32_t JPG_CALL jpgReadSetPartialBitstream(JPGHANDLE handle, const voi
  *                              rolled back
  */
 JPG_API uint32_t JPG_CALL jpgReadToRect(JPGHANDLE handle, const JpgRect *rect, int32_t lines);
+/** @} */
+
+/* ------------------------------------------------------------------------- */
+/** @name Opening and closing a write handle
+ *
+ *  A stream is written in this order: a write prolog (which writes SOI), settings
+ *  and marker segments of the caller's, the encode calls (the first of which
+ *  writes the headers), and the epilog (which writes EOI).
+ *
+ *  Output goes through a 4096-byte stage, so a full disk may show only in a later
+ *  call. Once the output has come up short, every function that writes gives
+ *  #JPG_E_WRITE_FAULT; the handle is then only good for its epilog.
+ *  @{ */
+
+/**
+ * Creates a file, replacing one of that name, and opens a write handle on it.
+ *
+ * @param path   zero-terminated UTF-16 path, at most 255 units
+ * @param flags  not used; 0
+ * @param handle receives the handle; set to null first, and null on failure.
+ *               The caller closes it with jpgWriteEpilogToFile().
+ *
+ * @retval JPG_OK               open; the settings are: 4:2:0 sampling (0x00221111),
+ *                              quality 90, no restart intervals, predictor 1, size and
+ *                              component count unknown
+ * @retval JPG_E_INVALID_HANDLE `path` or `handle` is null
+ * @retval JPG_E_OUT_OF_MEMORY  the record couldn't be had
+ * @retval JPG_E_OPEN_FAILED    the file can't be created, or the path is too long
+ */
+JPG_API uint32_t JPG_CALL jpgWritePrologToFile(const JpgWChar *path, uint32_t flags,
+                                               JPGHANDLE *handle);
+
+/**
+ * Opens a write handle on a memory block that grows as needed.
+ *
+ * @param flags  0 or #JPG_WRITE_PARTIAL_BITSTREAM; other bits are ignored
+ * @param handle receives the handle; set to null first, and null on failure.
+ *               The caller closes it with jpgWriteEpilogToMemory().
+ *
+ * @retval JPG_OK               open, with the settings of jpgWritePrologToFile()
+ * @retval JPG_E_INVALID_HANDLE `handle` is null
+ * @retval JPG_E_OUT_OF_MEMORY  the record couldn't be had
+ */
+JPG_API uint32_t JPG_CALL jpgWritePrologToMemory(uint32_t flags, JPGHANDLE *handle);
+
+/**
+ * Completes the stream and closes the handle, whatever the result. When the height
+ * was never told, a DNL segment with the lines encoded goes ahead of EOI.
+ *
+ * @param handle write handle; it is no longer valid afterwards
+ *
+ * @retval JPG_OK                  the file is complete
+ * @retval JPG_E_INVALID_HANDLE    not an open write handle; nothing was destroyed
+ * @retval JPG_E_WRITE_FAULT       the output has come up short, now or earlier
+ * @retval JPG_E_INVALID_PARAMETER the height was never told, and more than 65535 lines
+ *                                 were encoded
+ * @retval JPG_E_FAIL              the heap refused to take the record back
+ */
+JPG_API uint32_t JPG_CALL jpgWriteEpilogToFile(JPGHANDLE handle);
+
+/**
+ * Completes the stream, hands the memory block over and closes the handle,
+ * whatever the result.
+ *
+ * @param handle write handle; it is no longer valid afterwards
+ * @param data   receives the block, also on failure (then incomplete, or null when
+ *               there is none); the caller releases it with jpgWriteFreeBitstream()
+ * @param size   receives its bytes
+ *
+ * @retval JPG_E_INVALID_HANDLE not an open write handle, or a null pointer; nothing
+ *                              was destroyed
+ * @retval others               as jpgWriteEpilogToFile() says; #JPG_E_WRITE_FAULT when
+ *                              the block couldn't grow
+ */
+JPG_API uint32_t JPG_CALL jpgWriteEpilogToMemory(JPGHANDLE handle, void **data, uint32_t *size);
+
+/**
+ * Releases a block handed over by jpgWriteEpilogToMemory() or
+ * jpgWriteGetPartialBitstream().
+ *
+ * @param data the block
+ *
+ * @retval JPG_OK               released
+ * @retval JPG_E_INVALID_HANDLE `data` is null
+ * @retval JPG_E_FAIL           the heap refused it
+ */
+JPG_API uint32_t JPG_CALL jpgWriteFreeBitstream(void *data);
+
+/**
+ * Takes the output written so far, between two encode calls.
+ *
+ * Each piece ends with EOI; the pieces after the first have no SOI and no headers,
+ * and begin with cleared DC predictions. Before the first encode call the headers
+ * are written early, by the settings; the rectangle of that call must then agree
+ * with jpgWriteSetImageSize() in width and with jpgWriteSetNumberOfComponents().
+ *
+ * @param handle a handle from jpgWritePrologToMemory() with
+ *               #JPG_WRITE_PARTIAL_BITSTREAM
+ * @param data   receives the piece; the caller releases it with jpgWriteFreeBitstream()
+ * @param size   receives its bytes
+ *
+ * @retval JPG_OK                 handed over; output goes on in a new block
+ * @retval JPG_E_INVALID_HANDLE   invalid handle or null pointer
+ * @retval JPG_E_INVALID_FUNCTION the handle doesn't give pieces
+ * @retval JPG_E_FAIL             the output came up short earlier
+ * @retval JPG_E_OUT_OF_MEMORY    a table of the headers couldn't be had
+ * @retval JPG_E_WRITE_FAULT      the block couldn't grow
+ */
+JPG_API uint32_t JPG_CALL jpgWriteGetPartialBitstream(JPGHANDLE handle, void **data,
+                                                      uint32_t *size);
+/** @} */
+
+/* ------------------------------------------------------------------------- */
+/** @name Settings of a write handle
+ *
+ *  They change the record only and are taken up when the headers are written, by
+ *  the first encode call; later changes affect nothing already written.
+ *  @{ */
+
+/**
+ * Sets the image size. The encode functions take the width from their rectangle;
+ * the height set here wins over the rectangle's.
+ *
+ * @param handle write handle
+ * @param width  pixels, not 0
+ * @param height lines, not 0; above 65535 the first encode call refuses it
+ *
+ * @retval JPG_OK                  set
+ * @retval JPG_E_INVALID_HANDLE    invalid handle
+ * @retval JPG_E_INVALID_PARAMETER width or height is 0
+ */
+JPG_API uint32_t JPG_CALL jpgWriteSetImageSize(JPGHANDLE handle, uint32_t width, uint32_t height);
+
+/**
+ * Writes three-component images as RGB (components 'R', 'G', 'B') instead of
+ * converting them to YCbCr. It can't be taken back.
+ *
+ * @param handle write handle
+ *
+ * @retval JPG_OK               set
+ * @retval JPG_E_INVALID_HANDLE invalid handle
+ */
+JPG_API uint32_t JPG_CALL jpgWriteSetNoColorConversion(JPGHANDLE handle);
+
+/**
+ * Sets the sampling factors of the components.
+ *
+ * | value      | three components              |
+ * |------------|-------------------------------|
+ * | 0x00111111 | 4:4:4                         |
+ * | 0x00211111 | 4:2:2                         |
+ * | 0x00121111 | 4:4:0                         |
+ * | 0x00221111 | 4:2:0 (the default)           |
+ *
+ * Four components are written with 0x11111111 only; a single component is never
+ * subsampled.
+ *
+ * @param handle write handle
+ * @param packed one byte per component, H << 4 | V, the last component lowest; each
+ *               0x11, 0x12, 0x21 or 0x22. A byte 0 ends the check: bytes above it
+ *               are not looked at.
+ *
+ * @retval JPG_OK                  set
+ * @retval JPG_E_INVALID_HANDLE    invalid handle
+ * @retval JPG_E_INVALID_PARAMETER a byte of another value
+ */
+JPG_API uint32_t JPG_CALL jpgWriteSetSubsamplingFactor(JPGHANDLE handle, uint32_t packed);
+
+/**
+ * Sets the number of components; the encode functions that take a rectangle
+ * override it with the rectangle's channels.
+ *
+ * @param handle write handle
+ * @param count  1 to 4
+ *
+ * @retval JPG_OK                  set
+ * @retval JPG_E_INVALID_HANDLE    invalid handle
+ * @retval JPG_E_INVALID_PARAMETER out of range
+ */
+JPG_API uint32_t JPG_CALL jpgWriteSetNumberOfComponents(JPGHANDLE handle, int32_t count);
+
+/**
+ * Sets the quality: the percentage by which the standard's example quantisation
+ * tables (T.81 K.1) are scaled, 50 being the tables as they are.
+ *
+ * @param handle  write handle
+ * @param quality 1 to 100
+ *
+ * @retval JPG_OK                  set
+ * @retval JPG_E_INVALID_HANDLE    invalid handle
+ * @retval JPG_E_INVALID_PARAMETER out of range
+ */
+JPG_API uint32_t JPG_CALL jpgWriteSetQuantizationFactor(JPGHANDLE handle, int32_t quality);
+
+/**
+ * Sets the restart interval.
+ *
+ * @param handle write handle
+ * @param mcus   MCUs between restart markers, 0 = none; its low 16 bits are taken
+ *
+ * @retval JPG_OK               set
+ * @retval JPG_E_INVALID_HANDLE invalid handle
+ */
+JPG_API uint32_t JPG_CALL jpgWriteSetRestartInterval(JPGHANDLE handle, int32_t mcus);
+
+/**
+ * Sets the predictor of lossless images (T.81 Table H.1).
+ *
+ * @param handle    write handle
+ * @param predictor 1 to 7
+ *
+ * @retval JPG_OK                  set
+ * @retval JPG_E_INVALID_HANDLE    invalid handle
+ * @retval JPG_E_INVALID_PARAMETER out of range
+ */
+JPG_API uint32_t JPG_CALL jpgWriteSetSpatialPredictor(JPGHANDLE handle, int32_t predictor);
+/** @} */
+
+/* ------------------------------------------------------------------------- */
+/** @name Marker segments of the caller's
+ *
+ *  The library writes no APPn segment of its own: a caller that wants JFIF, Exif
+ *  or a comment writes it between the prolog and the first encode call.
+ *  @{ */
+
+/**
+ * Begins a segment: writes the marker and the length field.
+ *
+ * @param handle write handle
+ * @param marker 0xFFC0 to 0xFFFE
+ * @param length data bytes that will follow, 1 to 65533
+ *
+ * @retval JPG_OK                  jpgWriteWriteMarkerData() takes the data
+ * @retval JPG_E_INVALID_HANDLE    invalid handle
+ * @retval JPG_E_INVALID_PARAMETER marker or length out of range
+ * @retval JPG_E_WRITE_FAULT       the output has come up short
+ */
+JPG_API uint32_t JPG_CALL jpgWriteWriteMarkerCode(JPGHANDLE handle, uint32_t marker,
+                                                  uint32_t length);
+
+/**
+ * Writes data of the segment begun, in one or several calls. What exceeds the
+ * declared length is cut off.
+ *
+ * @param handle  write handle
+ * @param data    the bytes
+ * @param size    their number, not 0
+ * @param written receives the number of bytes taken; may be null
+ *
+ * @retval JPG_OK                  at least one byte was taken
+ * @retval JPG_NO_DATA             the declared length is used up; nothing was written
+ * @retval JPG_E_INVALID_HANDLE    invalid handle or null data
+ * @retval JPG_E_INVALID_PARAMETER `size` is 0
+ * @retval JPG_E_WRITE_FAULT       the output has come up short
+ */
+JPG_API uint32_t JPG_CALL jpgWriteWriteMarkerData(JPGHANDLE handle, const void *data, uint32_t size,
+                                                  uint32_t *written);
+
+/**
+ * Writes a whole segment: jpgWriteWriteMarkerCode() and jpgWriteWriteMarkerData().
+ *
+ * @param handle write handle
+ * @param marker 0xFFC0 to 0xFFFE
+ * @param data   the segment's data
+ * @param length data bytes, 1 to 65533
+ *
+ * @retval JPG_OK                  written
+ * @retval JPG_E_INVALID_HANDLE    invalid handle or null data
+ * @retval JPG_E_INVALID_PARAMETER marker or length out of range
+ * @retval JPG_E_WRITE_FAULT       the output has come up short
+ */
+JPG_API uint32_t JPG_CALL jpgWriteWriteMarkerSegment(JPGHANDLE handle, uint32_t marker,
+                                                     const void *data, uint32_t length);
+/** @} */
+
+/* ------------------------------------------------------------------------- */
+/** @name Encoding
+ *  @{ */
+
+/**
+ * Encodes the next lines of a baseline image.
+ *
+ * Called once for the whole image or band by band. The first call takes the width,
+ * the channels and, unless jpgWriteSetImageSize() has told it, the height from the
+ * rectangle and writes the headers; a height of 0 is told by a DNL segment in the
+ * epilog. Every call encodes whole MCU rows, so all calls but the last pass a
+ * multiple of 16 lines (which serves every sampling). Nothing limits the lines to
+ * the height told.
+ *
+ * Pixels are grey bytes (1 channel), blue, green, red (3) or components in order (4).
+ * Chroma is decimated: the top-left sample of a group counts. What a partial MCU at
+ * the right or lower edge lacks is filled with the MCU coded before it.
+ *
+ * @param handle write handle
+ * @param rect   the pixels: `width`, `stride`, `channels` and `bits` are used, and in
+ *               the first call `height` and `bitsPerSample`, which must be 8
+ * @param lines  lines to encode from `bits` on, not 0
+ *
+ * @retval JPG_OK                  encoded
+ * @retval JPG_E_INVALID_HANDLE    invalid handle, null rectangle or null `bits`
+ * @retval JPG_E_INVALID_PARAMETER `lines` is 0; in the first call also a width outside
+ *                                 1 to 65535, a height above 65535, a precision other
+ *                                 than 8, or a rectangle that doesn't agree with headers
+ *                                 that jpgWriteGetPartialBitstream() has written
+ * @retval JPG_E_UNSUPPORTED       channels other than 1, 3, 4, or sampling factors that
+ *                                 aren't served
+ * @retval JPG_E_OUT_OF_MEMORY     a heap block couldn't be had
+ * @retval JPG_E_WRITE_FAULT       the output has come up short, now or earlier
+ * @retval JPG_E_FAIL              the heap refused to take a block back
+ */
+JPG_API uint32_t JPG_CALL jpgWriteFromRect(JPGHANDLE handle, const JpgRect *rect, uint32_t lines);
 /** @} */
 
 #ifdef __cplusplus

@@ -93,4 +93,9 @@ JpgContext *validReader(JPGHANDLE handle) {
   return c != nullptr && (c->stream.mode & kModeRead) != 0 ? c : nullptr;
 }
 
+JpgContext *validWriter(JPGHANDLE handle) {
+  JpgContext *c = validContext(handle);
+  return c != nullptr && (c->stream.mode & kModeWrite) != 0 ? c : nullptr;
+}
+
 }  // namespace jpg

@@ -29,8 +29,10 @@ constexpr uint32_t kNoPending = 0xFFFFFFFF;  // ends pendingHuffIds
 constexpr uint32_t kFlagNoColorConversion = 0x80000000;  // components as decoded
 constexpr uint32_t kFlagMarkerAccessUsed = 0x40000000;   // the stream may stand elsewhere
 constexpr uint32_t kFlagMemorySource = 0x20000000;
-constexpr uint32_t kFlagPrologParsed = 0x10000000;  // set at every prolog parse
-constexpr uint32_t kFlagPositioned = 0x04000000;    // at a scan's or interval's start
+constexpr uint32_t kFlagPrologParsed = 0x10000000;    // set at every prolog parse
+constexpr uint32_t kFlagWriterOpen = 0x08000000;      // set by every write prolog
+constexpr uint32_t kFlagPositioned = 0x04000000;      // at a scan's or interval's start
+constexpr uint32_t kFlagHeadersWritten = 0x02000000;  // ahead of the first encode call
 constexpr uint32_t kFlagJfifSeen = 0x00800000;
 constexpr uint32_t kFlagAdobeSeen = 0x00400000;
 constexpr uint32_t kFlagYcbcrToRgb = 0x00200000;        // three components, YCbCr
@@ -77,6 +79,14 @@ struct ReadState {
   uint32_t scanHoldsFrame;  // 1: the scan holds every component of the frame, each once
 };
 
+// State of the writer that has no place of its own elsewhere in the record.
+struct WriteState {
+  uint32_t outputFailed;     // 0, or 2 once the sink has come up short
+  uint32_t predictor;        // lossless predictor, 1 to 7
+  uint32_t frameWidth;       // pixels, as the headers say
+  uint32_t frameComponents;  // as the headers say
+};
+
 constexpr size_t kCodecStateSize = 1100;
 
 }  // namespace jpg
@@ -92,20 +102,21 @@ struct JpgContext {
   uint32_t restartInterval;     // MCUs (lossless: pixels), 0 = none
   uint32_t samplingPacked;      // sampling bytes, first component highest
   uint32_t flags;               // kFlag bits
-  uint32_t restartCounter;      // writer
-  uint32_t rowPosition;         // pixel rows delivered; MCU rows after a restart seek
+  uint32_t restartCounter;      // writer: number of the next RSTn, 0 to 7
+  uint32_t rowPosition;         // pixel rows delivered or encoded; MCU rows after a restart seek
   uint32_t segLength;           // data bytes of the current marker segment
-  uint32_t segConsumed;         // of these, bytes taken
+  uint32_t segConsumed;         // of these, bytes taken or written
   uint32_t height;              // pixels, 0 = unknown until DNL
   uint32_t width;               // pixels
   uint32_t precision;           // bits
   uint32_t numComponents;       // 1 to 4
-  uint32_t quality;             // writer
+  uint32_t quality;             // writer: 1 to 100
   uint32_t scanState;           // scale code of the reading under way, kScanStateNone before
   uint16_t *losslessRowBuffer;  // last row of a lossless image; owned
   uint32_t scanDataOffset;      // stream offset of the first scan's entropy-coded data
   jpg::ReadState read;
-  uint8_t codecReserve[jpg::kCodecStateSize - sizeof(jpg::ReadState)];
+  jpg::WriteState write;
+  uint8_t codecReserve[jpg::kCodecStateSize - sizeof(jpg::ReadState) - sizeof(jpg::WriteState)];
   JpgHuffTable dcTables[jpg::kMaxTables];
   JpgHuffTable acTables[jpg::kMaxTables];
   uint32_t quantTables[jpg::kMaxTables][jpg::kBlockSize];  // zig-zag order
@@ -162,8 +173,9 @@ Result destroyContext(JpgContext *c);
 // The record behind a handle, or null for anything that isn't one.
 JpgContext *validContext(JPGHANDLE handle);
 
-// As validContext, and null for a write handle.
+// As validContext, and null for a handle of the other kind.
 JpgContext *validReader(JPGHANDLE handle);
+JpgContext *validWriter(JPGHANDLE handle);
 
 }  // namespace jpg
 

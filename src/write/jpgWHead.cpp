@@ -1,0 +1,194 @@
+#include "write/jpgWHead.h"
+
+#include <string.h>
+
+#include "share/jpgAnnexK.h"
+#include "share/jpgHeap.h"
+#include "share/jpgMarkers.h"
+#include "write/jpgWMark.h"
+#include "write/jpgWVLC.h"
+
+namespace jpg {
+namespace {
+
+constexpr uint32_t kQuantTables = 2;   // luminance, chrominance
+constexpr uint32_t kForwardScale = 8;  // of the forward DCT's output
+constexpr uint8_t kClassDc = 0x00;     // Tc of a table byte
+constexpr uint8_t kClassAc = 0x10;
+
+constexpr StandardTable kDcTables[] = {{kDcLuminanceCounts, kDcValues, sizeof(kDcValues)},
+                                       {kDcChrominanceCounts, kDcValues, sizeof(kDcValues)}};
+constexpr StandardTable kAcTables[] = {
+    {kAcLuminanceCounts, kAcLuminanceValues, sizeof(kAcLuminanceValues)},
+    {kAcChrominanceCounts, kAcChrominanceValues, sizeof(kAcChrominanceValues)}};
+
+// Percentage by which the standard tables are scaled for a quality of 1 to 100.
+uint32_t scaleOf(uint32_t quality) { return quality < 50 ? 5000 / quality : 200 - 2 * quality; }
+
+uint32_t scaleEntry(uint32_t base, uint32_t scale) {
+  const uint32_t entry = (base * scale + 50) / 100;
+  if (entry < 1) return 1;
+  return entry > 255 ? 255 : entry;
+}
+
+void makeQuantTable(const QuantBase &base, uint32_t quality, uint32_t *table) {
+  for (uint32_t k = 0; k < kBlockSize; k++) {
+    table[k] = scaleEntry(base.entry[k], scaleOf(quality));
+  }
+}
+
+// One DQT with both tables. The entries then take on the forward DCT's scale.
+Result writeQuantTables(JpgContext *c) {
+  makeQuantTable(kLuminanceQuant, c->quality, c->quantTables[0]);
+  makeQuantTable(kChrominanceQuant, c->quality, c->quantTables[1]);
+  uint8_t data[kQuantTables * (1 + kBlockSize)];
+  uint8_t *out = data;
+  for (uint32_t t = 0; t < kQuantTables; t++) {
+    *out++ = static_cast<uint8_t>(t);  // Pq 0: 8-bit entries
+    for (uint32_t &entry : c->quantTables[t]) {
+      *out++ = static_cast<uint8_t>(entry);
+      entry *= kForwardScale;
+    }
+  }
+  return writeSegment(c, kMarkerDqt, data, sizeof(data));
+}
+
+Result makeEncodingTables(JpgContext *c) {
+  for (uint32_t i = 0; i < 2; i++) {
+    if (const Result r = makeEncodingTable(kDcTables[i], &c->dcTables[i]); r != JPG_OK) return r;
+  }
+  for (uint32_t i = 0; i < 2; i++) {
+    if (const Result r = makeEncodingTable(kAcTables[i], &c->acTables[i]); r != JPG_OK) return r;
+  }
+  return JPG_OK;
+}
+
+Result writeHuffmanTables(JpgContext *c) {
+  if (const Result r = makeEncodingTables(c); r != JPG_OK) return r;
+  for (uint32_t i = 0; i < 2; i++) {
+    if (const Result r = writeHuffmanTable(c, kDcTables[i], kClassDc | i); r != JPG_OK) return r;
+  }
+  for (uint32_t i = 0; i < 2; i++) {
+    if (const Result r = writeHuffmanTable(c, kAcTables[i], kClassAc | i); r != JPG_OK) return r;
+  }
+  return JPG_OK;
+}
+
+uint32_t ceilDiv(uint32_t n, uint32_t d) { return d == 0 ? 0 : n / d + (n % d != 0 ? 1 : 0); }
+
+// Sampling, blocks and selectors of the components; the first uses the luminance
+// tables, the others the chrominance ones.
+void layOutComponents(JpgContext *c) {
+  c->hMax = 0;
+  c->vMax = 0;
+  for (uint32_t i = 0; i < c->numComponents; i++) {
+    JpgScanComponent *k = &c->scanComponents[i];
+    k->sampling = static_cast<uint8_t>(c->samplingPacked >> (8 * (c->numComponents - 1 - i)));
+    k->tq = i == 0 ? 0 : 1;
+    const uint32_t h = k->sampling >> 4;
+    const uint32_t v = k->sampling & 15;
+    k->blocksPerMcu = h * v;
+    if (h > c->hMax) c->hMax = h;
+    if (v > c->vMax) c->vMax = v;
+  }
+}
+
+void layOutFrame(JpgContext *c) {
+  if (c->numComponents == 1) c->samplingPacked = 0x11;
+  layOutComponents(c);
+  c->mcuWidth = 8 * c->hMax;
+  c->mcuHeight = 8 * c->vMax;
+  c->mcusPerRow = ceilDiv(c->width, c->mcuWidth);
+  c->mcuRows = ceilDiv(c->height, c->mcuHeight);
+  c->write.frameWidth = c->width;
+  c->write.frameComponents = c->numComponents;
+}
+
+Result writeSof(JpgContext *c) {
+  constexpr uint32_t kFixed = 6;
+  uint8_t data[kFixed + 3 * kMaxComponents] = {
+      static_cast<uint8_t>(c->precision), static_cast<uint8_t>(c->height >> 8),
+      static_cast<uint8_t>(c->height),    static_cast<uint8_t>(c->width >> 8),
+      static_cast<uint8_t>(c->width),     static_cast<uint8_t>(c->numComponents)};
+  uint8_t *out = data + kFixed;
+  for (uint32_t i = 0; i < c->numComponents; i++) {
+    const JpgScanComponent &k = c->scanComponents[i];
+    *out++ = k.id;
+    *out++ = k.sampling;
+    *out++ = k.tq;
+  }
+  return writeSegment(c, kMarkerSof0, data, static_cast<uint32_t>(out - data));
+}
+
+Result writeSos(JpgContext *c) {
+  uint8_t data[1 + 2 * kMaxComponents + 3] = {static_cast<uint8_t>(c->numComponents)};
+  uint8_t *out = data + 1;
+  for (uint32_t i = 0; i < c->numComponents; i++) {
+    const JpgScanComponent &k = c->scanComponents[i];
+    *out++ = k.id;
+    *out++ = static_cast<uint8_t>(k.tq << 4 | k.tq);  // its DC and AC tables
+  }
+  *out++ = 0;               // Ss
+  *out++ = kBlockSize - 1;  // Se
+  *out++ = 0;               // Ah, Al
+  return writeSegment(c, kMarkerSos, data, static_cast<uint32_t>(out - data));
+}
+
+void useTables(JpgContext *c) {
+  for (uint32_t i = 0; i < c->numComponents; i++) {
+    JpgScanComponent *k = &c->scanComponents[i];
+    k->quantTable = c->quantTables[k->tq];
+    k->dcCodes = c->dcTables[k->tq].codes;
+    k->acCodes = c->acTables[k->tq].codes;
+  }
+}
+
+}  // namespace
+
+Result makeEncodingTable(const StandardTable &source, JpgHuffTable *table) {
+  constexpr size_t kBytes = kEncodingEntries * sizeof(JpgHuffCode);
+  JpgHuffTable fresh = {};
+  const Result r = makeHuffCodes({source.counts, source.values}, &fresh);
+  if (r != JPG_OK) return r;
+  auto *bySymbol = static_cast<JpgHuffCode *>(heapAlloc(kBytes));
+  if (bySymbol != nullptr) {
+    memset(bySymbol, 0, kBytes);
+    for (uint32_t i = 0; i < fresh.count; i++) bySymbol[fresh.codes[i].value] = fresh.codes[i];
+  }
+  heapFree(fresh.codes);
+  if (bySymbol == nullptr) return JPG_E_OUT_OF_MEMORY;
+  freeHuffTable(table);
+  fresh.codes = bySymbol;
+  *table = fresh;
+  return JPG_OK;
+}
+
+Result writeHuffmanTable(JpgContext *c, const StandardTable &source, uint32_t tcTh) {
+  const uint32_t length = 1 + kMaxCodeLength + source.symbols;
+  const auto tableByte = static_cast<uint8_t>(tcTh);
+  if (const Result r = beginSegment(c, kMarkerDht, length); r != JPG_OK) return r;
+  c->segConsumed = length;
+  if (const Result r = writeBytes(c, &tableByte, 1); r != JPG_OK) return r;
+  if (const Result r = writeBytes(c, source.counts, kMaxCodeLength); r != JPG_OK) return r;
+  return writeBytes(c, source.values, source.symbols);
+}
+
+Result writeRestartInterval(JpgContext *c) {
+  if (c->restartInterval == 0) return JPG_OK;
+  const uint8_t data[2] = {static_cast<uint8_t>(c->restartInterval >> 8),
+                           static_cast<uint8_t>(c->restartInterval)};
+  return writeSegment(c, kMarkerDri, data, sizeof(data));
+}
+
+Result writeFrameHeaders(JpgContext *c) {
+  if (const Result r = writeQuantTables(c); r != JPG_OK) return r;
+  if (const Result r = writeHuffmanTables(c); r != JPG_OK) return r;
+  layOutFrame(c);
+  if (const Result r = writeSof(c); r != JPG_OK) return r;
+  if (const Result r = writeRestartInterval(c); r != JPG_OK) return r;
+  if (const Result r = writeSos(c); r != JPG_OK) return r;
+  useTables(c);
+  return JPG_OK;
+}
+
+}  // namespace jpg

@@ -1,0 +1,36 @@
+// Frame headers of the write side: tables, SOF0, DRI, SOS, and the MCU geometry.
+#ifndef JPG_WRITE_WHEAD_H
+#define JPG_WRITE_WHEAD_H
+
+#include <stdint.h>
+
+#include "share/jpgShare.h"
+
+namespace jpg {
+
+// Codes of an encoding table: one entry per symbol.
+constexpr uint32_t kEncodingEntries = 256;
+
+// A Huffman table of the standard: its DHT source, and how many symbols it has.
+struct StandardTable {
+  const uint8_t *counts;
+  const uint8_t *values;
+  uint32_t symbols;
+};
+
+// Writes DHT for a table, and makes its encoding table in `table`, replacing what was
+// there. tcTh is the table byte. 0, JPG_E_OUT_OF_MEMORY or JPG_E_WRITE_FAULT.
+Result makeEncodingTable(const StandardTable &source, JpgHuffTable *table);
+Result writeHuffmanTable(JpgContext *c, const StandardTable &source, uint32_t tcTh);
+
+// Writes DRI when there is a restart interval.
+Result writeRestartInterval(JpgContext *c);
+
+// Writes the headers of a baseline image and sets the components up for encoding,
+// by quality, samplingPacked, width, height, precision, numComponents and the
+// components' identifiers. A failure leaves the headers incomplete.
+Result writeFrameHeaders(JpgContext *c);
+
+}  // namespace jpg
+
+#endif

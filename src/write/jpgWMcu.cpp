@@ -1,0 +1,155 @@
+#include "write/jpgWMcu.h"
+
+#include "share/jpgArith.h"
+
+namespace jpg {
+namespace {
+
+constexpr int32_t kLevelShift = 128;
+constexpr uint32_t kFractionBits = 12;
+
+// ---- Colour conversion ----------------------------------------------------
+
+// Products of a colour byte x with the conversion's factors, scaled by 4096, with
+// the rounding of the results and the level shift of Y folded in.
+struct RedEntry {
+  int32_t y, cb;
+};
+struct GreenEntry {
+  int32_t y, cb, cr;
+};
+struct BlueEntry {
+  int32_t y, cr;
+};
+struct YccTables {
+  RedEntry red[256];
+  GreenEntry green[256];
+  BlueEntry blue[256];
+};
+
+constexpr YccTables makeYccTables() {
+  constexpr int32_t kHalf = 1 << (kFractionBits - 1);
+  constexpr int32_t kShiftedY = (kLevelShift << kFractionBits) - kHalf;
+  YccTables t{};
+  for (int32_t x = 0; x < 256; x++) {
+    t.red[x] = {1225 * x, 691 * x};
+    t.green[x] = {2404 * x, 1357 * x - kHalf, 1715 * x - kHalf};
+    t.blue[x] = {467 * x - kShiftedY, 333 * x};
+  }
+  return t;
+}
+
+constexpr YccTables kYcc = makeYccTables();
+constexpr uint32_t kHalfFactorBits = 11;  // 2048: 0.5 scaled by 4096
+
+int16_t descale(int32_t v) { return low16(asr(v, kFractionBits)); }
+
+void convertBgrToYcc(const uint8_t *in, int16_t *out, uint32_t pixels) {
+  for (uint32_t i = 0; i < pixels; i++, in += 3, out += 3) {
+    const BlueEntry &b = kYcc.blue[in[0]];
+    const GreenEntry &g = kYcc.green[in[1]];
+    const RedEntry &r = kYcc.red[in[2]];
+    out[0] = descale(r.y + g.y + b.y);
+    out[1] = descale((in[0] << kHalfFactorBits) - r.cb - g.cb);
+    out[2] = descale((in[2] << kHalfFactorBits) - g.cr - b.cr);
+  }
+}
+
+// Blue, green, red as components red, green, blue.
+void convertBgrToRgb(const uint8_t *in, int16_t *out, uint32_t pixels) {
+  for (uint32_t i = 0; i < pixels; i++, in += 3, out += 3) {
+    for (uint32_t k = 0; k < 3; k++) out[k] = static_cast<int16_t>(in[2 - k] - kLevelShift);
+  }
+}
+
+// Bytes as they stand; the gatherers of these layouts shift the level.
+template <uint32_t kComponents>
+void convertPlain(const uint8_t *in, int16_t *out, uint32_t pixels) {
+  for (uint32_t i = 0; i < pixels * kComponents; i++) out[i] = in[i];
+}
+
+// ---- Gathering ------------------------------------------------------------
+
+// One block: every kStepX-th sample of every kStepY-th line.
+template <uint32_t kComponents, uint32_t kStepX, uint32_t kStepY, int32_t kBias>
+int16_t *gatherBlock(const int16_t *in, int16_t *out) {
+  for (uint32_t y = 0; y < 8; y++, in += kStepY * kAreaSize * kComponents) {
+    for (uint32_t x = 0; x < 8; x++) {
+      *out++ = static_cast<int16_t>(in[x * kStepX * kComponents] - kBias);
+    }
+  }
+  return out;
+}
+
+// kAcross x kDown blocks, left to right and down. A component that has a single
+// block in a direction in which the MCU has two takes every second sample there.
+template <uint32_t kComponents, uint32_t kAcross, uint32_t kDown, uint32_t kStepX, uint32_t kStepY,
+          int32_t kBias>
+int16_t *gather(const int16_t *in, int16_t *out) {
+  constexpr uint32_t kBlockLines = 8 * kAreaSize * kComponents;
+  for (uint32_t v = 0; v < kDown; v++) {
+    for (uint32_t h = 0; h < kAcross; h++) {
+      const int16_t *block = in + v * kBlockLines + h * 8 * kComponents;
+      out = gatherBlock<kComponents, kStepX, kStepY, kBias>(block, out);
+    }
+  }
+  return out;
+}
+
+// Three-component gatherers by the component's blocks across and down, each 1 or 2.
+using GatherTable = GatherRoutine[2][2];  // [across - 1][down - 1]
+constexpr GatherTable kGather1x1 = {{gather<3, 1, 1, 1, 1, 0>, nullptr}, {nullptr, nullptr}};
+constexpr GatherTable kGather1x2 = {{gather<3, 1, 1, 1, 2, 0>, gather<3, 1, 2, 1, 1, 0>},
+                                    {nullptr, nullptr}};
+constexpr GatherTable kGather2x1 = {{gather<3, 1, 1, 2, 1, 0>, nullptr},
+                                    {gather<3, 2, 1, 1, 1, 0>, nullptr}};
+constexpr GatherTable kGather2x2 = {{gather<3, 1, 1, 2, 2, 0>, gather<3, 1, 2, 2, 1, 0>},
+                                    {gather<3, 2, 1, 1, 2, 0>, gather<3, 2, 2, 1, 1, 0>}};
+
+// The tables by the MCU's shape, 2 hMax - 3 + vMax.
+constexpr const GatherTable *kGatherByShape[] = {&kGather1x1, &kGather1x2, &kGather2x1,
+                                                 &kGather2x2};
+
+bool isFactor(uint32_t n) { return n == 1 || n == 2; }
+
+Result chooseThree(const JpgContext &c, McuSource *source) {
+  if (!isFactor(c.hMax) || !isFactor(c.vMax)) return JPG_E_UNSUPPORTED;
+  const GatherTable &table = *kGatherByShape[2 * c.hMax - 3 + c.vMax];
+  for (uint32_t i = 0; i < 3; i++) {
+    const uint32_t h = c.scanComponents[i].sampling >> 4;
+    const uint32_t v = c.scanComponents[i].sampling & 15;
+    if (!isFactor(h) || !isFactor(v)) return JPG_E_UNSUPPORTED;
+    source->gather[i] = table[h - 1][v - 1];
+  }
+  const bool raw = (c.flags & kFlagNoColorConversion) != 0;
+  source->convert = raw ? convertBgrToRgb : convertBgrToYcc;
+  return JPG_OK;
+}
+
+Result chooseFour(const JpgContext &c, McuSource *source) {
+  for (uint32_t i = 0; i < 4; i++) {
+    if (c.scanComponents[i].sampling != 0x11) return JPG_E_UNSUPPORTED;
+    source->gather[i] = gather<4, 1, 1, 1, 1, kLevelShift>;
+  }
+  source->convert = convertPlain<4>;
+  return JPG_OK;
+}
+
+}  // namespace
+
+Result chooseMcuSource(const JpgContext &c, McuSource *source) {
+  switch (c.write.frameComponents) {
+    case 1:  // its sampling byte is always 0x11
+      source->convert = convertPlain<1>;
+      source->gather[0] = gather<1, 1, 1, 1, 1, kLevelShift>;
+      return JPG_OK;
+    case 3:
+      return chooseThree(c, source);
+    case 4:
+      return chooseFour(c, source);
+    default:
+      return JPG_E_UNSUPPORTED;
+  }
+}
+
+}  // namespace jpg

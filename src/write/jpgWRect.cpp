@@ -1,0 +1,134 @@
+// The encode driver.
+#include <string.h>
+
+#include "share/jpgHeap.h"
+#include "share/jpgMarkers.h"
+#include "write/jpgWHead.h"
+#include "write/jpgWMcu.h"
+#include "write/jpgWVLC.h"
+
+namespace jpg {
+namespace {
+
+constexpr uint32_t kMaxDimension = 0xFFFF;  // of a frame header's X and Y
+constexpr int32_t kPrecision = 8;           // of baseline images
+
+// A band of lines on its way into the work area.
+struct BandSource {
+  const JpgRect *rect;
+  int16_t *area;  // kAreaSize lines of kAreaSize pixels
+  McuSource routines;
+  uint32_t lastColumnPixels;  // of the right-edge MCU
+};
+
+// Converts the MCU at `in` into the work area. Samples beyond `lines` and `pixels`
+// keep what the MCU before left there: that is how partial MCUs are filled.
+void loadArea(const JpgContext &c, const BandSource &band, const uint8_t *in, uint32_t lines,
+              uint32_t pixels) {
+  int16_t *out = band.area;
+  for (uint32_t y = 0; y < lines; y++) {
+    band.routines.convert(in, out, pixels);
+    out += kAreaSize * c.write.frameComponents;
+    if (y + 1 < lines) in += band.rect->stride;
+  }
+}
+
+Result encodeArea(JpgContext *c, const BandSource &band) {
+  int16_t blocks[kMaxBlocksPerMcu * kBlockSize];
+  int16_t *out = blocks;
+  for (uint32_t i = 0; i < c->write.frameComponents; i++) {
+    out = band.routines.gather[i](band.area + i, out);
+  }
+  return encodeMcu(c, blocks);
+}
+
+// One row of MCUs, of which `lines` lines are there.
+Result encodeMcuRow(JpgContext *c, const BandSource &band, const uint8_t *in, uint32_t lines) {
+  for (uint32_t i = 0; i < c->mcusPerRow; i++) {
+    const bool last = i + 1 == c->mcusPerRow;
+    loadArea(*c, band, in, lines, last ? band.lastColumnPixels : c->mcuWidth);
+    if (const Result r = encodeArea(c, band); r != JPG_OK) return r;
+    if (!last) in += c->mcuWidth * c->write.frameComponents;
+  }
+  return JPG_OK;
+}
+
+Result encodeLines(JpgContext *c, const BandSource &band, uint32_t lines) {
+  const auto *in = static_cast<const uint8_t *>(band.rect->bits);
+  for (;;) {
+    const uint32_t rows = lines < c->mcuHeight ? lines : c->mcuHeight;
+    if (const Result r = encodeMcuRow(c, band, in, rows); r != JPG_OK) return r;
+    lines -= rows;
+    if (lines == 0) return JPG_OK;
+    in += static_cast<ptrdiff_t>(c->mcuHeight) * band.rect->stride;
+  }
+}
+
+// Refuses what the headers can't describe or the encoder can't hold, before
+// anything is written.
+Result checkFrame(const JpgRect &rect, uint32_t height) {
+  const auto width = static_cast<uint32_t>(rect.width);
+  if (width < 1 || width > kMaxDimension || height > kMaxDimension) return JPG_E_INVALID_PARAMETER;
+  if (rect.bitsPerSample != kPrecision) return JPG_E_INVALID_PARAMETER;
+  const bool hasSlots = rect.channels >= 1 && rect.channels <= static_cast<int32_t>(kMaxComponents);
+  return hasSlots ? JPG_OK : JPG_E_UNSUPPORTED;
+}
+
+void nameComponents(JpgContext *c) {
+  const bool rgb = c->numComponents == 3 && (c->flags & kFlagNoColorConversion) != 0;
+  constexpr uint8_t kRgb[3] = {'R', 'G', 'B'};
+  for (uint32_t i = 0; i < c->numComponents; i++) {
+    c->scanComponents[i].id = rgb ? kRgb[i] : static_cast<uint8_t>(i + 1);
+  }
+}
+
+// The first call fixes the frame and writes the headers, unless the first partial
+// bitstream has taken them along: then the rectangle must agree with them.
+Result beginFrame(JpgContext *c, const JpgRect &rect) {
+  const uint32_t height = c->height != 0 ? c->height : static_cast<uint32_t>(rect.height);
+  if (const Result r = checkFrame(rect, height); r != JPG_OK) return r;
+  const auto width = static_cast<uint32_t>(rect.width);
+  const auto channels = static_cast<uint32_t>(rect.channels);
+  const bool headersOut = (c->flags & kFlagHeadersWritten) != 0;
+  if (headersOut && (width != c->write.frameWidth || channels != c->write.frameComponents)) {
+    return JPG_E_INVALID_PARAMETER;
+  }
+  c->height = height;
+  c->sofMarker = kMarkerSof0;
+  c->width = width;
+  c->numComponents = channels;
+  c->precision = kPrecision;
+  if (headersOut) return JPG_OK;
+  nameComponents(c);
+  return writeFrameHeaders(c);
+}
+
+Result encodeBand(JpgContext *c, BandSource *band, uint32_t lines) {
+  if (const Result r = chooseMcuSource(*c, &band->routines); r != JPG_OK) return r;
+  band->lastColumnPixels = c->write.frameWidth - (c->mcusPerRow - 1) * c->mcuWidth;
+  return encodeLines(c, *band, lines);
+}
+
+}  // namespace
+}  // namespace jpg
+
+using namespace jpg;
+
+uint32_t JPG_CALL jpgWriteFromRect(JPGHANDLE handle, const JpgRect *rect, uint32_t lines) {
+  JpgContext *c = validWriter(handle);
+  if (c == nullptr || rect == nullptr || rect->bits == nullptr) return JPG_E_INVALID_HANDLE;
+  if (lines == 0) return JPG_E_INVALID_PARAMETER;
+  if (c->write.outputFailed != kOutputFine) return JPG_E_WRITE_FAULT;
+  if (c->rowPosition == 0) {
+    if (const Result r = beginFrame(c, *rect); r != JPG_OK) return r;
+  }
+  const size_t areaBytes = c->write.frameComponents * kAreaSize * kAreaSize * sizeof(int16_t);
+  BandSource band = {rect, static_cast<int16_t *>(heapAlloc(areaBytes)), {}, 0};
+  if (band.area == nullptr) return JPG_E_OUT_OF_MEMORY;
+  memset(band.area, 0, areaBytes);
+  const Result r = encodeBand(c, &band, lines);
+  const Result freed = heapFree(band.area);
+  if (r != JPG_OK) return r;
+  c->rowPosition += lines;
+  return freed;
+}
