@@ -225,6 +225,14 @@ typedef struct tagBITMAPINFO {
 
 #define JPG_RESTART_FROM_START 0U   /**< count intervals from the first scan's start */
 #define JPG_RESTART_FROM_CURRENT 1U /**< count intervals from the current place */
+
+#define JPG_PROGRESSIVE_ALL_SCANS 0 /**< jpgReadProgressiveToRect(): all scans, then rows */
+#define JPG_PROGRESSIVE_NEXT_SCAN 1 /**< jpgReadProgressiveToRect(): one more scan, then rows */
+
+#define JPG_SCALE_EIGHTH 0  /**< scaled output: 1/8 of the size */
+#define JPG_SCALE_QUARTER 1 /**< scaled output: 1/4 of the size */
+#define JPG_SCALE_HALF 2    /**< scaled output: 1/2 of the size */
+#define JPG_SCALE_FULL 3    /**< scaled output: full size */
 /** @} */
 
 /* ------------------------------------------------------------------------- */
@@ -532,6 +540,81 @@ JPG_API uint32_t JPG_CALL jpgReadSetPartialBitstream(JPGHANDLE handle, const voi
  *                              rolled back
  */
 JPG_API uint32_t JPG_CALL jpgReadToRect(JPGHANDLE handle, const JpgRect *rect, int32_t lines);
+
+/**
+ * Decodes rows of a progressive image.
+ *
+ * The first call decodes all scans into memory (width x height x components x 2
+ * bytes, less for subsampled components, allocated by the prolog) and delivers the
+ * first rows; further calls deliver the next ones. Rows wanted count in whole MCU rows
+ * (see jpgReadToRect()): all calls but the last ask for a multiple of 16.
+ *
+ * With #JPG_PROGRESSIVE_NEXT_SCAN a call that begins at row 0, or after the last row,
+ * decodes one more scan and delivers the image from the top, so that it can be shown
+ * growing; calls in between deliver the next rows of that state. Ask for the whole
+ * height in each call until #JPG_NO_DATA tells that no scan is left.
+ *
+ * Pixels are stored as jpgReadToRect() does, except that three components are always
+ * taken for YCbCr.
+ *
+ * @param handle read handle
+ * @param rect   where the rows go, as for jpgReadToRect()
+ * @param rows   rows wanted; more than remain is cut; 0 or less decodes only
+ * @param mode   #JPG_PROGRESSIVE_ALL_SCANS or #JPG_PROGRESSIVE_NEXT_SCAN
+ *
+ * @retval JPG_OK               the rows are stored
+ * @retval JPG_NO_DATA          no scan is left, no marker stands behind a scan, or a
+ *                              refinement code is invalid
+ * @retval JPG_E_INVALID_HANDLE invalid handle, null rectangle or null `bits`
+ * @retval JPG_E_UNSUPPORTED    not a progressive frame; `bitsPerPixel` doesn't fit the
+ *                              components; or a scan header that the prolog would refuse
+ * @retval JPG_E_FAIL           all rows were delivered and no pass was incremental
+ * @retval JPG_E_NOT_JPEG, JPG_E_OUT_OF_MEMORY, JPG_E_BAD_SEGMENT_LENGTH, JPG_E_SEEK
+ *                              from the headers between scans, as the prolog gives them
+ * @retval JPG_E_BAD_DC_CODE, JPG_E_BAD_AC_CODE, JPG_E_COEF_OVERFLOW damaged data
+ */
+JPG_API uint32_t JPG_CALL jpgReadProgressiveToRect(JPGHANDLE handle, const JpgRect *rect,
+                                                   int32_t rows, int32_t mode);
+
+/**
+ * Tells the size of scaled output: width and height divided and rounded up.
+ *
+ * @param handle an open handle
+ * @param width  receives the width in pixels
+ * @param height receives the height in pixels; 0 while it is unknown
+ * @param scale  #JPG_SCALE_EIGHTH to #JPG_SCALE_FULL
+ *
+ * @retval JPG_OK                  stored
+ * @retval JPG_E_INVALID_HANDLE    invalid handle or (after the range check) null pointer
+ * @retval JPG_E_INVALID_PARAMETER unknown scale
+ * @retval JPG_E_UNSUPPORTED       not a sequential DCT frame
+ */
+JPG_API uint32_t JPG_CALL jpgReadScaleOutputGetImageSize(JPGHANDLE handle, uint32_t *width,
+                                                         uint32_t *height, int32_t scale);
+
+/**
+ * Decodes the next rows of a sequential DCT image at a reduced size, from the low
+ * frequencies alone. Band by band as jpgReadToRect(), in multiples of 16 times the
+ * scale. A call with another scale than the one before starts the picture again from
+ * row 0. The whole scaled width is stored, whatever the rectangle's says.
+ *
+ * @param handle read handle
+ * @param rect   where the rows go; `stride` and `bits` are used
+ * @param lines  rows of scaled output wanted; more than remain is cut
+ * @param scale  #JPG_SCALE_EIGHTH to #JPG_SCALE_FULL; full size is jpgReadToRect()
+ *
+ * @retval JPG_OK                  the rows are stored
+ * @retval JPG_E_INVALID_HANDLE    invalid handle, null rectangle or null `bits`
+ * @retval JPG_E_UNSUPPORTED       not a sequential DCT frame, or a scan that doesn't hold
+ *                                 all components
+ * @retval JPG_E_INVALID_PARAMETER unknown scale (which counts as a change of scale all the
+ *                                 same), no rows left, or jpgReadSetNoColorConversion()
+ *                                 was called
+ * @retval JPG_E_SEEK              going back to the scan failed
+ * @retval others                  as jpgReadToRect() says; the row count then stays
+ */
+JPG_API uint32_t JPG_CALL jpgReadScaleOutputToRect(JPGHANDLE handle, const JpgRect *rect,
+                                                   int32_t lines, int32_t scale);
 /** @} */
 
 /* ------------------------------------------------------------------------- */

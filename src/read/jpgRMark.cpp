@@ -83,6 +83,10 @@ void handleMarkers(JpgContext *c) {
   }
 }
 
+void handleRestartsOnly(JpgContext *c) {
+  while (isRestart(peekMarker(&c->stream))) restartDecoder(c);
+}
+
 }  // namespace jpg
 
 using namespace jpg;

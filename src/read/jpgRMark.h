@@ -13,6 +13,10 @@ namespace jpg {
 // of the scan set-up don't stop the decoding: the handler just ends.
 void handleMarkers(JpgContext *c);
 
+// As handleMarkers behind the last MCU of a progressive scan: RSTn only, since the
+// header of the next scan belongs to the scan loop.
+void handleRestartsOnly(JpgContext *c);
+
 }  // namespace jpg
 
 #endif

@@ -2,7 +2,6 @@
 #include "read/jpgRRect.h"
 
 #include "read/jpgRBits.h"
-#include "read/jpgRClr.h"
 #include "read/jpgRIdct.h"
 #include "read/jpgRMark.h"
 #include "read/jpgRVLC.h"
@@ -12,48 +11,41 @@
 namespace jpg {
 namespace {
 
-// What a call has chosen.
-struct RectDriver {
-  ExpandRoutine expand;
-  PixelWriter write;
-  uint32_t sampling;  // for expand
-};
+// Counts an MCU; runs the marker handler where a restart interval ends, and looks
+// for the marker behind the last MCU of a scan without intervals.
+void countMcu(JpgContext *c) {
+  c->mcusSinceRestart++;
+  if (c->mcusSinceRestart == c->restartInterval) {
+    handleMarkers(c);
+  } else if (c->mcusSinceRestart == c->mcuCount) {
+    c->lastMarker = peekMarker(&c->stream);
+  }
+}
 
-// One MCU of an interleaved scan: decode, transform and limit its blocks in
-// coefBuffer. 0 or the block decoder's code.
-Result decodeMcu(JpgContext *c) {
+// One MCU of an interleaved scan, its blocks one after another in coefBuffer.
+Result decodeMcu(JpgContext *c, BlockStep step) {
   int16_t *block = c->coefBuffer;
   for (uint32_t k = 0; k < c->scanNs; k++) {
     JpgScanComponent *component = &c->scanComponents[k];
     for (uint32_t i = 0; i < component->blocksPerMcu; i++, block += kBlockSize) {
-      if (const Result r = decodeBlock(&c->stream, block, component); r != JPG_OK) return r;
-      jpgIdct8x8(block);
-      limitBlock(block);
+      if (const Result r = step(&c->stream, block, component); r != JPG_OK) return r;
     }
   }
   countMcu(c);
   return JPG_OK;
 }
 
-// A row of MCUs; `rect` is the band: its height is the rows to store.
-Result decodeMcuRow(JpgContext *c, const RectDriver &driver, const JpgRect &rect) {
-  const auto mcuWidth = static_cast<int32_t>(c->mcuWidth);
-  int32_t x = 0;
-  int32_t left = rect.width > 0 ? rect.width : 0;
-  for (uint32_t i = 0; i < c->mcusPerRow; i++, x += mcuWidth) {
-    if (c->lastMarker == kMarkerEoi) return JPG_E_END_OF_IMAGE;
-    if (c->read.scanHoldsFrame == 0) return JPG_E_UNSUPPORTED;
-    if (const Result r = decodeMcu(c); r != JPG_OK) return r;
-    driver.expand(c, driver.sampling);
-    driver.write(c, &rect, x, left < mcuWidth ? left : mcuWidth);
-    left = left > mcuWidth ? left - mcuWidth : 0;
-  }
+Result makeFullBlock(JpgStream *s, int16_t *block, JpgScanComponent *component) {
+  if (const Result r = decodeBlock(s, block, component); r != JPG_OK) return r;
+  jpgIdct8x8(block);
+  limitBlock(block);
   return JPG_OK;
 }
 
 // The bands of a call. At least one MCU row is decoded, also for lines <= 0, which
 // store nothing and lower the row count by as much.
-Result decodeRows(JpgContext *c, const RectDriver &driver, const JpgRect &target, int32_t lines) {
+Result decodeRows(JpgContext *c, const McuPipeline &pipeline, const JpgRect &target,
+                  int32_t lines) {
   const auto mcuHeight = static_cast<int32_t>(c->mcuHeight);
   JpgRect rect = target;
   int32_t band = lines < mcuHeight ? lines : mcuHeight;
@@ -61,7 +53,7 @@ Result decodeRows(JpgContext *c, const RectDriver &driver, const JpgRect &target
     // While the height is unknown the band stays a whole MCU row; rows that the
     // caller didn't ask for are counted, not stored.
     rect.height = band < lines ? band : lines;
-    if (const Result r = decodeMcuRow(c, driver, rect); r != JPG_OK) return r;
+    if (const Result r = decodeMcuRow(c, pipeline, rect); r != JPG_OK) return r;
     c->rowPosition += asUnsigned(band);
     if (lines <= mcuHeight) return JPG_OK;
     lines -= mcuHeight;
@@ -89,13 +81,19 @@ Result returnToScanData(JpgContext *c) {
   return reposition(c, c->scanDataOffset, Reposition::kStreamOnly);
 }
 
-void countMcu(JpgContext *c) {
-  c->mcusSinceRestart++;
-  if (c->mcusSinceRestart == c->restartInterval) {
-    handleMarkers(c);
-  } else if (c->mcusSinceRestart == c->mcuCount) {
-    c->lastMarker = peekMarker(&c->stream);
+Result decodeMcuRow(JpgContext *c, const McuPipeline &pipeline, const JpgRect &band) {
+  const int32_t mcuWidth = pipeline.mcuWidth;
+  int32_t x = 0;
+  int32_t left = pipeline.width > 0 ? pipeline.width : 0;
+  for (uint32_t i = 0; i < c->mcusPerRow; i++, x += mcuWidth) {
+    if (c->lastMarker == kMarkerEoi) return JPG_E_END_OF_IMAGE;
+    if (c->read.scanHoldsFrame == 0) return JPG_E_UNSUPPORTED;
+    if (const Result r = decodeMcu(c, pipeline.step); r != JPG_OK) return r;
+    pipeline.expand(c, pipeline.sampling);
+    pipeline.write(c, &band, x, left < mcuWidth ? left : mcuWidth);
+    left = left > mcuWidth ? left - mcuWidth : 0;
   }
+  return JPG_OK;
 }
 
 }  // namespace jpg
@@ -109,8 +107,13 @@ uint32_t JPG_CALL jpgReadToRect(JPGHANDLE handle, const JpgRect *rect, int32_t l
   if (const Result r = limitLines(*c, &lines); r != JPG_OK) return r;
   if (const Result r = returnToScanData(c); r != JPG_OK) return r;
   c->scanState = kScaleFull;
-  const RectDriver driver = {chooseExpand(*c), choosePixelWriter(*c, *rect), samplingWord(*c)};
-  if (driver.expand == nullptr || driver.write == nullptr) return JPG_E_UNSUPPORTED;
+  const McuPipeline pipeline = {makeFullBlock,
+                                chooseExpand(*c),
+                                choosePixelWriter(*c, *rect),
+                                samplingWord(*c),
+                                static_cast<int32_t>(c->mcuWidth),
+                                rect->width};
+  if (pipeline.expand == nullptr || pipeline.write == nullptr) return JPG_E_UNSUPPORTED;
   if (c->read.scanHoldsFrame == 0) return JPG_E_UNSUPPORTED;
-  return decodeRows(c, driver, *rect, lines);
+  return decodeRows(c, pipeline, *rect, lines);
 }

@@ -26,9 +26,10 @@ Result updateDcPredictor(JpgStream *s, JpgScanComponent *k) {
 
 int16_t dequantise(int32_t value, uint32_t quant) { return low16(wrapMul(value, asSigned(quant))); }
 
-// The AC coefficients of a sequential block. A code with size 0 other than EOB is
-// taken as a run of sixteen zeros whatever its run says.
-Result decodeAc(JpgStream *s, int16_t *block, const JpgScanComponent &component) {
+// The AC coefficients of a sequential block, as far as `lastStored`. A code with size 0 other than
+// EOB is taken as a run of sixteen zeros whatever its run says.
+Result decodeAc(JpgStream *s, int16_t *block, const JpgScanComponent &component,
+                uint32_t lastStored) {
   const HuffDecoder table = acDecoder(component);
   uint32_t k = 0;
   for (;;) {
@@ -44,7 +45,8 @@ Result decodeAc(JpgStream *s, int16_t *block, const JpgScanComponent &component)
     }
     k += runOf(symbol) + 1;
     if (k >= kBlockSize) return JPG_E_COEF_OVERFLOW;
-    block[kZigZag.natural[k]] = dequantise(receiveExtend(s, size), component.quantTable[k]);
+    const int32_t value = receiveExtend(s, size);
+    if (k <= lastStored) block[kZigZag.natural[k]] = dequantise(value, component.quantTable[k]);
     if (k == kBlockSize - 1) return JPG_OK;
   }
 }
@@ -114,9 +116,14 @@ Result refineCoded(JpgContext *c, int16_t *block, const HuffDecoder &table, uint
 
 Result decodeBlock(JpgStream *s, int16_t *block, JpgScanComponent *component) {
   clearBlock(block);
+  return decodeBlockCorner(s, block, component, kBlockSize - 1);
+}
+
+Result decodeBlockCorner(JpgStream *s, int16_t *block, JpgScanComponent *component,
+                         uint32_t lastStored) {
   if (const Result r = updateDcPredictor(s, component); r != JPG_OK) return r;
   block[0] = dequantise(component->dcPredictor, component->quantTable[0]);
-  return decodeAc(s, block, *component);
+  return decodeAc(s, block, *component, lastStored);
 }
 
 Result decodeDcFirst(JpgContext *c, int16_t *block, JpgScanComponent *component) {

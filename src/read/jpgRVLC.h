@@ -49,6 +49,11 @@ inline int32_t receiveExtend(JpgStream *s, uint32_t category) {
 // JPG_E_COEF_OVERFLOW.
 Result decodeBlock(JpgStream *s, int16_t *block, JpgScanComponent *component);
 
+// As decodeBlock, for reduced transforms: coefficients behind coded position
+// `lastStored` are decoded and dropped, and the block isn't cleared first.
+Result decodeBlockCorner(JpgStream *s, int16_t *block, JpgScanComponent *component,
+                         uint32_t lastStored);
+
 // Blocks of a progressive scan (T.81 G.1.2, G.2), by Ss, Se, Ah, Al and eobRun of
 // the context. 0, JPG_E_BAD_DC_CODE, JPG_E_BAD_AC_CODE, JPG_E_COEF_OVERFLOW, or
 // JPG_NO_DATA for a refinement that adds more than one bit.

@@ -1,0 +1,255 @@
+// Progressive decoding: scans into a store of the whole image's coefficients, bands
+// out of it.
+//
+// The store holds MCU after MCU in raster order, an MCU's blocks in frame component
+// order. Its coefficients are dequantised when a band is made of them.
+#include <string.h>
+
+#include "read/jpgRBits.h"
+#include "read/jpgRClr.h"
+#include "read/jpgRHead.h"
+#include "read/jpgRIdct.h"
+#include "read/jpgRMark.h"
+#include "read/jpgRRect.h"
+#include "share/jpgArith.h"
+#include "share/jpgMarkers.h"
+
+namespace jpg {
+namespace {
+
+constexpr int32_t kModeIncremental = JPG_PROGRESSIVE_NEXT_SCAN;
+
+// ---- Scans ----------------------------------------------------------------
+
+int16_t *storedMcu(const JpgContext &c, uint32_t mcu) {
+  return c.coefStore + static_cast<size_t>(mcu) * c.blocksPerMcu * kBlockSize;
+}
+
+uint32_t frameBlocks(const JpgScanComponent &component) {
+  return static_cast<uint32_t>(component.sampling >> 4) * (component.sampling & 15);
+}
+
+// Counts an MCU of the scan and deals with the markers behind it.
+void countScanMcu(JpgContext *c, bool last) {
+  c->mcusSinceRestart++;
+  if (c->mcusSinceRestart == c->restartInterval) {
+    if (last) {
+      handleRestartsOnly(c);
+    } else {
+      handleMarkers(c);
+    }
+  } else if (c->mcusSinceRestart == c->mcuCount) {
+    c->lastMarker = peekMarker(&c->stream);
+  }
+}
+
+// True when the scan's blocks lie within the MCU: the components follow each other
+// in the frame, as T.81 B.2.3 demands.
+bool scanFitsMcu(const JpgContext &c) {
+  uint32_t blocks = c.scanBlockOffset;
+  for (uint32_t k = 0; k < c.scanNs; k++) blocks += c.scanComponents[k].blocksPerMcu;
+  return blocks <= c.blocksPerMcu;
+}
+
+Result decodeInterleavedMcu(JpgContext *c, uint32_t mcu) {
+  if (!scanFitsMcu(*c)) return JPG_E_UNSUPPORTED;
+  int16_t *block = storedMcu(*c, mcu) + c->scanBlockOffset * kBlockSize;
+  for (uint32_t k = 0; k < c->scanNs; k++) {
+    JpgScanComponent *component = &c->scanComponents[k];
+    for (uint32_t i = 0; i < component->blocksPerMcu; i++, block += kBlockSize) {
+      if (const Result r = c->blockDecoder(c, block, component); r != JPG_OK) return r;
+    }
+  }
+  return JPG_OK;
+}
+
+Result decodeInterleavedScan(JpgContext *c) {
+  for (uint32_t mcu = 0; mcu < c->mcuCount; mcu++) {
+    if (const Result r = decodeInterleavedMcu(c, mcu); r != JPG_OK) return r;
+    countScanMcu(c, mcu + 1 == c->mcuCount);
+  }
+  return JPG_OK;
+}
+
+// The blocks of one component that cover the image, as a grid.
+struct BlockGrid {
+  uint32_t offset;  // of the component's blocks in an MCU
+  uint32_t h, v;    // blocks of an MCU, across and down
+  uint32_t columns, rows;
+};
+
+constexpr uint32_t ceilDiv8(uint32_t n) { return (n + 7) / 8; }
+constexpr uint32_t lesser(uint32_t a, uint32_t b) { return a < b ? a : b; }
+
+// The image's full size counts for every component, also a subsampled one; the MCUs
+// bound the grid.
+BlockGrid gridOfScan(const JpgContext &c) {
+  BlockGrid grid = {};
+  uint32_t i = 0;
+  while (i + 1 < c.numComponents && c.scanComponents[i].id != c.scanFirstComponentId) {
+    grid.offset += frameBlocks(c.scanComponents[i++]);
+  }
+  grid.h = c.scanComponents[i].sampling >> 4;
+  grid.v = c.scanComponents[i].sampling & 15;
+  grid.columns = lesser(ceilDiv8(c.width), c.mcusPerRow * grid.h);
+  grid.rows = lesser(ceilDiv8(c.height), c.mcuRows * grid.v);
+  return grid;
+}
+
+int16_t *storedBlock(const JpgContext &c, const BlockGrid &grid, uint32_t row, uint32_t column) {
+  const uint32_t mcu = row / grid.v * c.mcusPerRow + column / grid.h;
+  const uint32_t inMcu = grid.offset + row % grid.v * grid.h + column % grid.h;
+  return storedMcu(c, mcu) + inMcu * kBlockSize;
+}
+
+Result decodeSingleScan(JpgContext *c) {
+  const BlockGrid grid = gridOfScan(*c);
+  for (uint32_t row = 0; row < grid.rows; row++) {
+    for (uint32_t column = 0; column < grid.columns; column++) {
+      int16_t *block = storedBlock(*c, grid, row, column);
+      const Result r = c->blockDecoder(c, block, &c->scanComponents[0]);
+      if (r != JPG_OK) return r;
+      countScanMcu(c, row + 1 == grid.rows && column + 1 == grid.columns);
+    }
+  }
+  return JPG_OK;
+}
+
+// Decodes the current scan and sets up the one behind it, if any.
+Result decodeScan(JpgContext *c) {
+  if (c->lastMarker == kMarkerEoi) return JPG_NO_DATA;
+  const Result r = c->scanNs == 1 ? decodeSingleScan(c) : decodeInterleavedScan(c);
+  if (r != JPG_OK) return r;
+  c->lastMarker = peekMarker(&c->stream);
+  if (!isMarker(c->lastMarker)) return JPG_NO_DATA;
+  return c->lastMarker == kMarkerEoi ? JPG_OK : setUpScan(c);
+}
+
+// Decodes the next scan, or all that are left.
+Result decodeScans(JpgContext *c, bool incremental) {
+  do {
+    if (const Result r = decodeScan(c); r != JPG_OK) return r;
+  } while (!incremental && c->lastMarker != kMarkerEoi);
+  return JPG_OK;
+}
+
+// ---- Rows -----------------------------------------------------------------
+
+// Rows that the call delivers, by what the calls before it have. A pass over the
+// rows begins at row 0, and in incremental mode again after the last.
+Result beginRows(JpgContext *c, bool incremental, int32_t *rows) {
+  if (c->height == 0) return JPG_OK;
+  if (c->rowPosition >= c->height) {
+    if ((c->flags & kFlagIncrementalActive) == 0) return JPG_E_FAIL;
+    if (!incremental) c->flags &= ~kFlagIncrementalActive;
+    c->rowPosition = 0;
+  } else if (c->rowPosition == 0 && incremental) {
+    c->flags |= kFlagIncrementalActive;
+  }
+  const auto left = static_cast<int32_t>(c->height - c->rowPosition);
+  if (*rows > left) *rows = left;
+  return JPG_OK;
+}
+
+// Ahead of the very first scan: back to its data if marker access has moved the
+// stream, and an empty store.
+Result beginStore(JpgContext *c) {
+  if (c->scanState != kScanStateNone) return JPG_OK;
+  if (const Result r = returnToScanData(c); r != JPG_OK) return r;
+  c->scanState = kScaleFull;
+  const size_t blocks = static_cast<size_t>(c->mcuCount) * c->blocksPerMcu;
+  memset(c->coefStore, 0, blocks * kBlockSize * sizeof(int16_t));
+  return JPG_OK;
+}
+
+void dequantiseBlock(const int16_t *in, const uint32_t *quant, int16_t *out) {
+  for (uint32_t k = 0; k < kBlockSize; k++) {
+    const uint32_t i = kZigZag.natural[k];
+    out[i] = low16(wrapMul(in[i], asSigned(quant[k])));
+  }
+}
+
+// The samples of the MCU at coefCurrent, in coefBuffer.
+void reconstructMcu(JpgContext *c) {
+  const int16_t *in = c->coefCurrent;
+  int16_t *out = c->coefBuffer;
+  for (uint32_t i = 0; i < c->numComponents; i++) {
+    const JpgScanComponent &component = c->scanComponents[i];
+    for (uint32_t b = 0; b < frameBlocks(component); b++) {
+      dequantiseBlock(in, component.quantTable, out);
+      jpgIdct8x8(out);
+      limitBlock(out);
+      in += kBlockSize;
+      out += kBlockSize;
+    }
+  }
+  c->coefCurrent += c->blocksPerMcu * kBlockSize;
+}
+
+// What a call has chosen.
+struct StoreOutput {
+  ExpandRoutine expand;
+  PixelWriter write;
+};
+
+void putMcuRow(JpgContext *c, const StoreOutput &output, const JpgRect &band) {
+  const uint32_t sampling = samplingWord(*c);
+  const auto mcuWidth = static_cast<int32_t>(c->mcuWidth);
+  int32_t x = 0;
+  int32_t left = band.width > 0 ? band.width : 0;
+  for (uint32_t i = 0; i < c->mcusPerRow; i++, x += mcuWidth) {
+    reconstructMcu(c);
+    output.expand(c, sampling);
+    output.write(c, &band, x, left < mcuWidth ? left : mcuWidth);
+    left = left > mcuWidth ? left - mcuWidth : 0;
+  }
+}
+
+// Delivers `rows` rows, more than 0. The row count moves by whole bands; rows that
+// the caller didn't ask for aren't stored.
+void putRows(JpgContext *c, const StoreOutput &output, const JpgRect &target, int32_t rows) {
+  const auto mcuHeight = static_cast<int32_t>(c->mcuHeight);
+  JpgRect rect = target;
+  int32_t band = rows < mcuHeight ? rows : mcuHeight;
+  uint32_t mcuRow = c->rowPosition / c->mcuHeight;
+  c->coefCurrent = storedMcu(*c, mcuRow * c->mcusPerRow);
+  for (; mcuRow < c->mcuRows; mcuRow++) {
+    rect.height = band < rows ? band : rows;
+    putMcuRow(c, output, rect);
+    c->rowPosition += static_cast<uint32_t>(band);
+    const int32_t left = asSigned(c->height - c->rowPosition);
+    if (left < mcuHeight) band = left;
+    rows -= mcuHeight;
+    if (band < 1 || rows < 1) break;
+    rect.bits = static_cast<uint8_t *>(rect.bits) + static_cast<ptrdiff_t>(mcuHeight) * rect.stride;
+  }
+  c->coefCurrent = c->coefStore;
+}
+
+PixelWriter chooseStoreWriter(const JpgContext &c, const JpgRect &rect) {
+  if ((c.flags & kFlagNoColorConversion) != 0) return chooseRawWriter(c, rect);
+  return c.numComponents < 3 ? jpgPutGray : jpgPutYccToBgr;
+}
+
+}  // namespace
+}  // namespace jpg
+
+using namespace jpg;
+
+uint32_t JPG_CALL jpgReadProgressiveToRect(JPGHANDLE handle, const JpgRect *rect, int32_t rows,
+                                           int32_t mode) {
+  JpgContext *c = validReader(handle);
+  if (c == nullptr || rect == nullptr || rect->bits == nullptr) return JPG_E_INVALID_HANDLE;
+  if (c->sofMarker != kMarkerSof2) return JPG_E_UNSUPPORTED;
+  const bool incremental = (mode & kModeIncremental) != 0;
+  if (const Result r = beginRows(c, incremental, &rows); r != JPG_OK) return r;
+  if (c->rowPosition == 0) {
+    if (const Result r = beginStore(c); r != JPG_OK) return r;
+    if (const Result r = decodeScans(c, incremental); r != JPG_OK) return r;
+  }
+  const StoreOutput output = {chooseExpand(*c), chooseStoreWriter(*c, *rect)};
+  if (output.expand == nullptr) return JPG_OK;
+  if (output.write == nullptr) return JPG_E_UNSUPPORTED;
+  if (rows > 0) putRows(c, output, *rect, rows);
+  return JPG_OK;
+}
