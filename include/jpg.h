@@ -615,6 +615,42 @@ JPG_API uint32_t JPG_CALL jpgReadScaleOutputGetImageSize(JPGHANDLE handle, uint3
  */
 JPG_API uint32_t JPG_CALL jpgReadScaleOutputToRect(JPGHANDLE handle, const JpgRect *rect,
                                                    int32_t lines, int32_t scale);
+
+/**
+ * Decodes the next rows of a lossless image: the samples as they were coded, without
+ * scaling or colour conversion.
+ *
+ * A row is the image's width in pixels, whatever the rectangle's, of interleaved
+ * samples in component order: bytes up to 8 bits of precision, 16-bit words (in the
+ * machine's byte order, unsigned) above. While the height is unknown every call yields
+ * one row.
+ *
+ * Between calls the decoder keeps the row that it predicts the next one from. When the
+ * call has not reached the last row of the image, that is the row in memory *behind* the
+ * last one it decoded, so the buffer must have room for it and
+ * - a caller that reads the whole image in one call needs nothing else;
+ * - a caller that goes on band by band keeps one spare row behind its band and follows
+ *   each band by a call with `lines` 0 and `bits` at the band's last row, which then is
+ *   the row kept.
+ *
+ * @param handle read handle
+ * @param rect   where the rows go; `stride` and `bits` are used
+ * @param lines  rows wanted; more than remain is cut; 0 or less only keeps the row at
+ *               `bits`
+ *
+ * @retval JPG_OK                  the rows are stored
+ * @retval JPG_E_INVALID_HANDLE    invalid handle, null rectangle or null `bits`
+ * @retval JPG_E_UNSUPPORTED       not a lossless frame, or a scan that doesn't hold all
+ *                                 components
+ * @retval JPG_E_FAIL              no rows are left, or damaged data; rows already stored
+ *                                 stay
+ * @retval JPG_E_NOT_JPEG          a precision outside 2 to 16 bits
+ * @retval JPG_E_SEEK              going back to the scan after marker access failed
+ * @retval JPG_E_INVALID_PARAMETER the scan selects no predictor; told by the first row
+ *                                 that would use it
+ */
+JPG_API uint32_t JPG_CALL jpgReadSpatialToRect(JPGHANDLE handle, const JpgRect *rect,
+                                               int32_t lines);
 /** @} */
 
 /* ------------------------------------------------------------------------- */
@@ -926,6 +962,35 @@ JPG_API uint32_t JPG_CALL jpgWriteWriteMarkerSegment(JPGHANDLE handle, uint32_t 
  * @retval JPG_E_FAIL              the heap refused to take a block back
  */
 JPG_API uint32_t JPG_CALL jpgWriteFromRect(JPGHANDLE handle, const JpgRect *rect, uint32_t lines);
+
+/**
+ * Encodes the next lines of a lossless image, with the predictor of
+ * jpgWriteSetSpatialPredictor().
+ *
+ * Called once for the whole image or band by band, with any number of lines. The first
+ * call takes width, channels, precision and, unless jpgWriteSetImageSize() has told it,
+ * the height from the rectangle and writes the headers. Samples are interleaved in
+ * component order: bytes up to 8 bits of precision, 16-bit words above. Restart intervals
+ * count pixels and take effect when they end with a line. Lines beyond the height told
+ * are not coded.
+ *
+ * @param handle write handle
+ * @param rect   the samples: `stride` and `bits` are used, and in the first call `width`,
+ *               `height`, `channels` (1 to 4) and `bitsPerSample` (2 to 16)
+ * @param lines  lines to encode from `bits` on, not 0
+ *
+ * @retval JPG_OK                  encoded
+ * @retval JPG_E_INVALID_HANDLE    invalid handle, null rectangle or null `bits`
+ * @retval JPG_E_INVALID_PARAMETER `lines` is 0; in the first call also a width outside 1
+ *                                 to 65535, a height above 65535 or a precision outside 2
+ *                                 to 16
+ * @retval JPG_E_UNSUPPORTED       channels outside 1 to 4, or the handle has begun a
+ *                                 baseline image
+ * @retval JPG_E_OUT_OF_MEMORY     a heap block couldn't be had
+ * @retval JPG_E_WRITE_FAULT       the output has come up short, now or earlier
+ */
+JPG_API uint32_t JPG_CALL jpgWriteSpatialFromRect(JPGHANDLE handle, const JpgRect *rect,
+                                                  uint32_t lines);
 /** @} */
 
 #ifdef __cplusplus

@@ -88,6 +88,7 @@ Result allocateLosslessRow(JpgContext *c) {
   c->losslessRowBuffer = static_cast<uint16_t *>(heapAllocChecked(bytes));
   if (c->losslessRowBuffer == nullptr) return JPG_E_OUT_OF_MEMORY;
   memset(c->losslessRowBuffer, 0, static_cast<size_t>(bytes));
+  c->read.losslessRowBytes = static_cast<uint32_t>(bytes);
   return JPG_OK;
 }
 

@@ -46,6 +46,7 @@ Result finishStream(JpgContext *c) {
 
 // Destroys the record; the first error counts.
 Result closeWriter(JpgContext *c, Result r) {
+  heapRelease(c->losslessRowBuffer);
   const Result destroyed = destroyContext(c);
   return r != JPG_OK ? r : destroyed;
 }

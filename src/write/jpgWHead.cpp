@@ -11,9 +11,10 @@
 namespace jpg {
 namespace {
 
-constexpr uint32_t kQuantTables = 2;   // luminance, chrominance
-constexpr uint32_t kForwardScale = 8;  // of the forward DCT's output
-constexpr uint8_t kClassDc = 0x00;     // Tc of a table byte
+constexpr uint32_t kMaxDimension = 0xFFFF;  // of a frame header's X and Y
+constexpr uint32_t kQuantTables = 2;        // luminance, chrominance
+constexpr uint32_t kForwardScale = 8;       // of the forward DCT's output
+constexpr uint8_t kClassDc = 0x00;          // Tc of a table byte
 constexpr uint8_t kClassAc = 0x10;
 
 constexpr StandardTable kDcTables[] = {{kDcLuminanceCounts, kDcValues, sizeof(kDcValues)},
@@ -100,24 +101,7 @@ void layOutFrame(JpgContext *c) {
   c->mcuHeight = 8 * c->vMax;
   c->mcusPerRow = ceilDiv(c->width, c->mcuWidth);
   c->mcuRows = ceilDiv(c->height, c->mcuHeight);
-  c->write.frameWidth = c->width;
-  c->write.frameComponents = c->numComponents;
-}
-
-Result writeSof(JpgContext *c) {
-  constexpr uint32_t kFixed = 6;
-  uint8_t data[kFixed + 3 * kMaxComponents] = {
-      static_cast<uint8_t>(c->precision), static_cast<uint8_t>(c->height >> 8),
-      static_cast<uint8_t>(c->height),    static_cast<uint8_t>(c->width >> 8),
-      static_cast<uint8_t>(c->width),     static_cast<uint8_t>(c->numComponents)};
-  uint8_t *out = data + kFixed;
-  for (uint32_t i = 0; i < c->numComponents; i++) {
-    const JpgScanComponent &k = c->scanComponents[i];
-    *out++ = k.id;
-    *out++ = k.sampling;
-    *out++ = k.tq;
-  }
-  return writeSegment(c, kMarkerSof0, data, static_cast<uint32_t>(out - data));
+  fixFrame(c);
 }
 
 Result writeSos(JpgContext *c) {
@@ -173,6 +157,50 @@ Result writeHuffmanTable(JpgContext *c, const StandardTable &source, uint32_t tc
   return writeBytes(c, source.values, source.symbols);
 }
 
+Result checkFrameSize(const JpgRect &rect, uint32_t height) {
+  const auto width = static_cast<uint32_t>(rect.width);
+  const bool fits = width >= 1 && width <= kMaxDimension && height <= kMaxDimension;
+  return fits ? JPG_OK : JPG_E_INVALID_PARAMETER;
+}
+
+Result checkComponentSlots(const JpgRect &rect) {
+  const bool fits = rect.channels >= 1 && rect.channels <= static_cast<int32_t>(kMaxComponents);
+  return fits ? JPG_OK : JPG_E_UNSUPPORTED;
+}
+
+void takeFrame(JpgContext *c, const JpgRect &rect, uint32_t height) {
+  constexpr uint8_t kRgb[3] = {'R', 'G', 'B'};
+  c->height = height;
+  c->width = static_cast<uint32_t>(rect.width);
+  c->numComponents = static_cast<uint32_t>(rect.channels);
+  if ((c->flags & kFlagHeadersWritten) != 0) return;  // the components have their names
+  const bool rgb = c->numComponents == 3 && (c->flags & kFlagNoColorConversion) != 0;
+  for (uint32_t i = 0; i < c->numComponents; i++) {
+    c->scanComponents[i].id = rgb ? kRgb[i] : static_cast<uint8_t>(i + 1);
+  }
+}
+
+void fixFrame(JpgContext *c) {
+  c->write.frameWidth = c->width;
+  c->write.frameComponents = c->numComponents;
+}
+
+Result writeFrameHeader(JpgContext *c, uint32_t marker) {
+  constexpr uint32_t kFixed = 6;
+  uint8_t data[kFixed + 3 * kMaxComponents] = {
+      static_cast<uint8_t>(c->precision), static_cast<uint8_t>(c->height >> 8),
+      static_cast<uint8_t>(c->height),    static_cast<uint8_t>(c->width >> 8),
+      static_cast<uint8_t>(c->width),     static_cast<uint8_t>(c->numComponents)};
+  uint8_t *out = data + kFixed;
+  for (uint32_t i = 0; i < c->numComponents; i++) {
+    const JpgScanComponent &k = c->scanComponents[i];
+    *out++ = k.id;
+    *out++ = k.sampling;
+    *out++ = k.tq;
+  }
+  return writeSegment(c, marker, data, static_cast<uint32_t>(out - data));
+}
+
 Result writeRestartInterval(JpgContext *c) {
   if (c->restartInterval == 0) return JPG_OK;
   const uint8_t data[2] = {static_cast<uint8_t>(c->restartInterval >> 8),
@@ -184,7 +212,7 @@ Result writeFrameHeaders(JpgContext *c) {
   if (const Result r = writeQuantTables(c); r != JPG_OK) return r;
   if (const Result r = writeHuffmanTables(c); r != JPG_OK) return r;
   layOutFrame(c);
-  if (const Result r = writeSof(c); r != JPG_OK) return r;
+  if (const Result r = writeFrameHeader(c, kMarkerSof0); r != JPG_OK) return r;
   if (const Result r = writeRestartInterval(c); r != JPG_OK) return r;
   if (const Result r = writeSos(c); r != JPG_OK) return r;
   useTables(c);

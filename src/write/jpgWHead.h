@@ -23,6 +23,22 @@ struct StandardTable {
 Result makeEncodingTable(const StandardTable &source, JpgHuffTable *table);
 Result writeHuffmanTable(JpgContext *c, const StandardTable &source, uint32_t tcTh);
 
+// Refuses, before anything is written, an image that a frame header can't describe:
+// JPG_E_INVALID_PARAMETER for a width outside 1 to 65535 or a height above 65535.
+Result checkFrameSize(const JpgRect &rect, uint32_t height);
+
+// JPG_E_UNSUPPORTED when the record has no slots for the rectangle's channels.
+Result checkComponentSlots(const JpgRect &rect);
+
+// Takes width, components and `height` for the frame and names the components.
+void takeFrame(JpgContext *c, const JpgRect &rect, uint32_t height);
+
+// From here on encode calls go by the frame as it now is, whatever setters say.
+void fixFrame(JpgContext *c);
+
+// Writes the frame header with the components' sampling bytes and tables.
+Result writeFrameHeader(JpgContext *c, uint32_t marker);
+
 // Writes DRI when there is a restart interval.
 Result writeRestartInterval(JpgContext *c);
 

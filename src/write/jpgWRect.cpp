@@ -10,8 +10,7 @@
 namespace jpg {
 namespace {
 
-constexpr uint32_t kMaxDimension = 0xFFFF;  // of a frame header's X and Y
-constexpr int32_t kPrecision = 8;           // of baseline images
+constexpr int32_t kPrecision = 8;  // of baseline images
 
 // A band of lines on its way into the work area.
 struct BandSource {
@@ -64,43 +63,24 @@ Result encodeLines(JpgContext *c, const BandSource &band, uint32_t lines) {
   }
 }
 
-// Refuses what the headers can't describe or the encoder can't hold, before
-// anything is written.
-Result checkFrame(const JpgRect &rect, uint32_t height) {
-  const auto width = static_cast<uint32_t>(rect.width);
-  if (width < 1 || width > kMaxDimension || height > kMaxDimension) return JPG_E_INVALID_PARAMETER;
-  if (rect.bitsPerSample != kPrecision) return JPG_E_INVALID_PARAMETER;
-  const bool hasSlots = rect.channels >= 1 && rect.channels <= static_cast<int32_t>(kMaxComponents);
-  return hasSlots ? JPG_OK : JPG_E_UNSUPPORTED;
-}
-
-void nameComponents(JpgContext *c) {
-  const bool rgb = c->numComponents == 3 && (c->flags & kFlagNoColorConversion) != 0;
-  constexpr uint8_t kRgb[3] = {'R', 'G', 'B'};
-  for (uint32_t i = 0; i < c->numComponents; i++) {
-    c->scanComponents[i].id = rgb ? kRgb[i] : static_cast<uint8_t>(i + 1);
-  }
+bool agreesWithHeaders(const JpgContext &c, const JpgRect &rect) {
+  return static_cast<uint32_t>(rect.width) == c.write.frameWidth &&
+         static_cast<uint32_t>(rect.channels) == c.write.frameComponents;
 }
 
 // The first call fixes the frame and writes the headers, unless the first partial
 // bitstream has taken them along: then the rectangle must agree with them.
 Result beginFrame(JpgContext *c, const JpgRect &rect) {
   const uint32_t height = c->height != 0 ? c->height : static_cast<uint32_t>(rect.height);
-  if (const Result r = checkFrame(rect, height); r != JPG_OK) return r;
-  const auto width = static_cast<uint32_t>(rect.width);
-  const auto channels = static_cast<uint32_t>(rect.channels);
+  if (const Result r = checkFrameSize(rect, height); r != JPG_OK) return r;
+  if (rect.bitsPerSample != kPrecision) return JPG_E_INVALID_PARAMETER;
+  if (const Result r = checkComponentSlots(rect); r != JPG_OK) return r;
   const bool headersOut = (c->flags & kFlagHeadersWritten) != 0;
-  if (headersOut && (width != c->write.frameWidth || channels != c->write.frameComponents)) {
-    return JPG_E_INVALID_PARAMETER;
-  }
-  c->height = height;
+  if (headersOut && !agreesWithHeaders(*c, rect)) return JPG_E_INVALID_PARAMETER;
   c->sofMarker = kMarkerSof0;
-  c->width = width;
-  c->numComponents = channels;
   c->precision = kPrecision;
-  if (headersOut) return JPG_OK;
-  nameComponents(c);
-  return writeFrameHeaders(c);
+  takeFrame(c, rect, height);
+  return headersOut ? JPG_OK : writeFrameHeaders(c);
 }
 
 Result encodeBand(JpgContext *c, BandSource *band, uint32_t lines) {
@@ -122,6 +102,7 @@ uint32_t JPG_CALL jpgWriteFromRect(JPGHANDLE handle, const JpgRect *rect, uint32
   if (c->rowPosition == 0) {
     if (const Result r = beginFrame(c, *rect); r != JPG_OK) return r;
   }
+  if (c->sofMarker != kMarkerSof0) return JPG_E_UNSUPPORTED;  // a lossless image is under way
   const size_t areaBytes = c->write.frameComponents * kAreaSize * kAreaSize * sizeof(int16_t);
   BandSource band = {rect, static_cast<int16_t *>(heapAlloc(areaBytes)), {}, 0};
   if (band.area == nullptr) return JPG_E_OUT_OF_MEMORY;

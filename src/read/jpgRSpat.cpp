@@ -1,0 +1,184 @@
+// Lossless decoding: samples from prediction differences, row by row (T.81 Annex H).
+#include <string.h>
+
+#include "read/jpgRBits.h"
+#include "read/jpgRRect.h"
+#include "read/jpgRVLC.h"
+#include "share/jpgArith.h"
+#include "share/jpgMarkers.h"
+#include "share/jpgSpatial.h"
+
+namespace jpg {
+namespace {
+
+// A row on its way: `above` is the row before it, where there is one.
+struct SpatialRow {
+  JpgContext *c;
+  const uint8_t *above;
+  uint8_t *out;
+  int32_t mask;  // samples are kept modulo mask + 1
+};
+
+using RowRoutine = Result (*)(const SpatialRow &row);
+
+// Decodes the row's i-th sample, of component k.
+template <typename Samples>
+Result decodeSample(const SpatialRow &row, uint32_t i, uint32_t k, int32_t prediction) {
+  int32_t difference = 0;
+  const HuffDecoder table = dcDecoder(row.c->scanComponents[k]);
+  const Result r = decodeDifference(&row.c->stream, table, &difference);
+  if (r != JPG_OK) return r;
+  Samples::store(row.out, i, wrapAdd(prediction, difference) & row.mask);
+  return JPG_OK;
+}
+
+// First row of a scan or restart interval: from mid-scale, then from the left.
+template <typename Samples>
+Result decodeFirstRow(const SpatialRow &row) {
+  const JpgContext &c = *row.c;
+  const uint32_t n = c.numComponents;
+  // A point transform that takes all bits away leaves nothing to halve.
+  const int32_t mid = c.Al < c.precision ? 1 << (c.precision - c.Al - 1) : 0;
+  for (uint32_t i = 0; i < c.width * n; i++) {
+    const int32_t prediction = i < n ? mid : Samples::load(row.out, i - n);
+    const Result r = decodeSample<Samples>(row, i, i % n, prediction);
+    if (r != JPG_OK) return r;
+  }
+  return JPG_OK;
+}
+
+// The first pixel of another row: from above.
+template <typename Samples>
+Result decodeFirstPixel(const SpatialRow &row) {
+  const uint32_t n = row.c->width != 0 ? row.c->numComponents : 0;
+  for (uint32_t i = 0; i < n; i++) {
+    const Result r = decodeSample<Samples>(row, i, i, Samples::load(row.above, i));
+    if (r != JPG_OK) return r;
+  }
+  return JPG_OK;
+}
+
+template <typename Samples, uint32_t kSelection>
+Result decodeRow(const SpatialRow &row) {
+  if (const Result r = decodeFirstPixel<Samples>(row); r != JPG_OK) return r;
+  const uint32_t n = row.c->numComponents;
+  for (uint32_t x = 1; x < row.c->width; x++) {
+    for (uint32_t k = 0; k < n; k++) {
+      const uint32_t i = x * n + k;
+      const int32_t a = Samples::load(row.out, i - n);
+      const int32_t b = Samples::load(row.above, i);
+      const int32_t c = Samples::load(row.above, i - n);
+      const Result r = decodeSample<Samples>(row, i, k, predict<kSelection>(a, b, c));
+      if (r != JPG_OK) return r;
+    }
+  }
+  return JPG_OK;
+}
+
+// A selection that isn't one shows behind the first pixel.
+template <typename Samples>
+Result decodeRowUnselected(const SpatialRow &row) {
+  const Result r = decodeFirstPixel<Samples>(row);
+  return r != JPG_OK ? r : JPG_E_INVALID_PARAMETER;
+}
+
+// What a call has chosen.
+struct SpatialRoutines {
+  RowRoutine first;
+  RowRoutine other;
+};
+
+template <typename Samples>
+SpatialRoutines chooseRoutines(uint32_t selection) {
+  constexpr RowRoutine kRows[kPredictors + 1] = {
+      decodeRowUnselected<Samples>, decodeRow<Samples, 1>, decodeRow<Samples, 2>,
+      decodeRow<Samples, 3>,        decodeRow<Samples, 4>, decodeRow<Samples, 5>,
+      decodeRow<Samples, 6>,        decodeRow<Samples, 7>};
+  return {decodeFirstRow<Samples>, kRows[selection <= kPredictors ? selection : 0]};
+}
+
+SpatialRoutines chooseByPrecision(const JpgContext &c) {
+  return c.precision <= kMaxBytePrecision ? chooseRoutines<ByteSamples>(c.Ss)
+                                          : chooseRoutines<WordSamples>(c.Ss);
+}
+
+// Behind a restart interval: RSTn begins the next one, EOI is left standing, other
+// markers are passed over. Without a marker there nothing is consumed.
+void passRestart(JpgContext *c) {
+  for (uint32_t marker = peekMarker(&c->stream); isMarker(marker);
+       marker = peekMarker(&c->stream)) {
+    if (marker == kMarkerEoi) {
+      c->lastMarker = kMarkerEoi;
+      return;
+    }
+    skipMarker(&c->stream);
+    if (isRestart(marker)) c->mcusSinceRestart = 0;
+  }
+}
+
+// Decodes a row and counts its pixels.
+Result decodeAnyRow(const SpatialRoutines &routines, const SpatialRow &row) {
+  JpgContext *c = row.c;
+  const bool first = (c->flags & kFlagPositioned) != 0;
+  if (const Result r = first ? routines.first(row) : routines.other(row); r != JPG_OK) return r;
+  c->flags &= ~kFlagPositioned;
+  c->mcusSinceRestart += c->width;
+  if (c->mcusSinceRestart == c->restartInterval) {
+    c->flags |= kFlagPositioned;
+    passRestart(c);
+  }
+  return JPG_OK;
+}
+
+// Bytes of a row of samples.
+uint32_t rowBytes(const JpgContext &c) {
+  return c.width * c.numComponents * sampleBytes(c.precision);
+}
+
+// Decodes the rows. What is then the current row, the one behind those decoded unless
+// they ended the image, becomes the saved row that the next call predicts from.
+Result decodeSpatialRows(JpgContext *c, const JpgRect &rect, int32_t lines) {
+  const SpatialRoutines routines = chooseByPrecision(*c);
+  const auto mask =
+      static_cast<int32_t>(c->precision <= kMaxBytePrecision ? 0xFFU : (1U << c->precision) - 1);
+  auto *out = static_cast<uint8_t *>(rect.bits);
+  const uint8_t *above = reinterpret_cast<const uint8_t *>(c->losslessRowBuffer);
+  for (int32_t i = 0; i < lines; i++) {
+    const Result r = decodeAnyRow(routines, {c, above, out, mask});
+    if (r != JPG_OK) return r;
+    c->rowPosition++;
+    if (c->rowPosition >= c->height) break;
+    above = out;
+    out += rect.stride;
+  }
+  memcpy(c->losslessRowBuffer, out, rowBytes(*c));
+  return JPG_OK;
+}
+
+// True when the saved row has room for the image's rows.
+bool rowFits(const JpgContext &c) {
+  const uint64_t samples = uint64_t{c.width} * c.numComponents;
+  return samples * sizeof(uint16_t) <= c.read.losslessRowBytes;
+}
+
+}  // namespace
+}  // namespace jpg
+
+using namespace jpg;
+
+uint32_t JPG_CALL jpgReadSpatialToRect(JPGHANDLE handle, const JpgRect *rect, int32_t lines) {
+  JpgContext *c = validReader(handle);
+  if (c == nullptr || rect == nullptr || rect->bits == nullptr) return JPG_E_INVALID_HANDLE;
+  if (c->sofMarker != kMarkerSof3) return JPG_E_UNSUPPORTED;
+  if (c->height != 0) {
+    const int32_t remaining = asSigned(c->height - c->rowPosition);
+    if (remaining < 1) return JPG_E_FAIL;
+    if (lines > remaining) lines = remaining;
+  }
+  if (c->precision < kMinLosslessPrecision || c->precision > kMaxLosslessPrecision) {
+    return JPG_E_NOT_JPEG;
+  }
+  if (c->read.scanHoldsFrame == 0 || !rowFits(*c)) return JPG_E_UNSUPPORTED;
+  if (const Result r = returnToScanData(c); r != JPG_OK) return r;
+  return decodeSpatialRows(c, *rect, lines);
+}

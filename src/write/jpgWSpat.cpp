@@ -1,0 +1,200 @@
+// Lossless encoding: prediction differences, line by line (T.81 Annex H).
+#include <string.h>
+
+#include "share/jpgAnnexK.h"
+#include "share/jpgHeap.h"
+#include "share/jpgMarkers.h"
+#include "share/jpgSpatial.h"
+#include "write/jpgWHead.h"
+#include "write/jpgWMark.h"
+#include "write/jpgWVLC.h"
+
+namespace jpg {
+namespace {
+
+// ---- Headers --------------------------------------------------------------
+
+// Table K.3, and for samples above 8 bits its continuation by one code of each
+// length 10 to 14: categories 0 to 16.
+constexpr uint8_t kWideCounts[16] = {0, 1, 5, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 0, 0};
+constexpr uint8_t kWideValues[17] = {0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15, 16};
+constexpr StandardTable kByteTable = {kDcLuminanceCounts, kDcValues, sizeof(kDcValues)};
+constexpr StandardTable kWideTable = {kWideCounts, kWideValues, sizeof(kWideValues)};
+constexpr uint32_t kTableByte = 0x00;  // class DC, identifier 0
+
+Result writeSpatialSos(JpgContext *c) {
+  uint8_t data[1 + 2 * kMaxComponents + 3] = {static_cast<uint8_t>(c->numComponents)};
+  uint8_t *out = data + 1;
+  for (uint32_t i = 0; i < c->numComponents; i++) {
+    *out++ = c->scanComponents[i].id;
+    *out++ = 0;  // table 0
+  }
+  *out++ = c->Ss;
+  *out++ = 0;  // Se
+  *out++ = 0;  // no point transform
+  return writeSegment(c, kMarkerSos, data, static_cast<uint32_t>(out - data));
+}
+
+Result writeSpatialHeaders(JpgContext *c) {
+  const StandardTable &source = c->precision <= kMaxBytePrecision ? kByteTable : kWideTable;
+  if (const Result r = makeEncodingTable(source, &c->dcTables[0]); r != JPG_OK) return r;
+  if (const Result r = writeHuffmanTable(c, source, kTableByte); r != JPG_OK) return r;
+  for (uint32_t i = 0; i < c->numComponents; i++) {
+    c->scanComponents[i].sampling = 0x11;
+    c->scanComponents[i].tq = 0;
+  }
+  c->Ss = static_cast<uint8_t>(c->write.predictor);
+  fixFrame(c);
+  if (const Result r = writeFrameHeader(c, kMarkerSof3); r != JPG_OK) return r;
+  if (const Result r = writeRestartInterval(c); r != JPG_OK) return r;
+  return writeSpatialSos(c);
+}
+
+// ---- Lines ----------------------------------------------------------------
+
+// A line on its way: `above` is the line before it, where there is one.
+struct SpatialLine {
+  JpgContext *c;
+  const uint8_t *above;
+  const uint8_t *in;
+};
+
+using LineRoutine = Result (*)(const SpatialLine &line);
+
+// 8-bit differences are coded as they are, wider ones modulo 65536.
+template <typename Samples>
+Result putSample(const SpatialLine &line, uint32_t i, int32_t prediction) {
+  const int32_t difference = Samples::load(line.in, i) - prediction;
+  const JpgHuffCode *table = line.c->dcTables[0].codes;
+  return Samples::kBytes == 1 ? putDifference(line.c, table, difference)
+                              : putLosslessDifference(line.c, table, difference);
+}
+
+template <typename Samples>
+Result encodeFirstLine(const SpatialLine &line) {
+  const JpgContext &c = *line.c;
+  const uint32_t n = c.write.frameComponents;
+  const int32_t mid = 1 << (c.precision - 1);
+  for (uint32_t i = 0; i < c.write.frameWidth * n; i++) {
+    const int32_t prediction = i < n ? mid : Samples::load(line.in, i - n);
+    if (const Result r = putSample<Samples>(line, i, prediction); r != JPG_OK) return r;
+  }
+  return JPG_OK;
+}
+
+template <typename Samples, uint32_t kSelection>
+Result encodeLine(const SpatialLine &line) {
+  const uint32_t n = line.c->write.frameComponents;
+  for (uint32_t i = 0; i < n; i++) {
+    const Result r = putSample<Samples>(line, i, Samples::load(line.above, i));
+    if (r != JPG_OK) return r;
+  }
+  for (uint32_t i = n; i < line.c->write.frameWidth * n; i++) {
+    const int32_t a = Samples::load(line.in, i - n);
+    const int32_t b = Samples::load(line.above, i);
+    const int32_t c = Samples::load(line.above, i - n);
+    const Result r = putSample<Samples>(line, i, predict<kSelection>(a, b, c));
+    if (r != JPG_OK) return r;
+  }
+  return JPG_OK;
+}
+
+// What a call has chosen.
+struct LineRoutines {
+  LineRoutine first;
+  LineRoutine other;
+};
+
+template <typename Samples>
+LineRoutines chooseRoutines(uint32_t selection) {
+  constexpr LineRoutine kLines[kPredictors] = {encodeLine<Samples, 1>, encodeLine<Samples, 2>,
+                                               encodeLine<Samples, 3>, encodeLine<Samples, 4>,
+                                               encodeLine<Samples, 5>, encodeLine<Samples, 6>,
+                                               encodeLine<Samples, 7>};
+  return {encodeFirstLine<Samples>, kLines[selection - 1]};
+}
+
+LineRoutines chooseByPrecision(const JpgContext &c) {
+  return c.precision <= kMaxBytePrecision ? chooseRoutines<ByteSamples>(c.Ss)
+                                          : chooseRoutines<WordSamples>(c.Ss);
+}
+
+// Codes a line and, where a restart interval ends with it, the marker.
+Result encodeAnyLine(const LineRoutines &routines, const SpatialLine &line) {
+  JpgContext *c = line.c;
+  const bool first = (c->flags & kFlagPositioned) != 0;
+  c->flags &= ~kFlagPositioned;
+  if (const Result r = first ? routines.first(line) : routines.other(line); r != JPG_OK) return r;
+  c->mcusSinceRestart += c->write.frameWidth;
+  if (c->mcusSinceRestart != c->restartInterval) return JPG_OK;
+  c->flags |= kFlagPositioned;
+  return writeRestart(c);
+}
+
+// Codes `lines` lines and saves the last for the next call.
+Result encodeSpatialLines(JpgContext *c, const JpgRect &rect, uint32_t lines) {
+  const LineRoutines routines = chooseByPrecision(*c);
+  const auto *in = static_cast<const uint8_t *>(rect.bits);
+  const uint8_t *above = reinterpret_cast<const uint8_t *>(c->losslessRowBuffer);
+  for (uint32_t i = 0; i < lines; i++) {
+    if (i != 0) in += rect.stride;
+    if (const Result r = encodeAnyLine(routines, {c, above, in}); r != JPG_OK) return r;
+    c->rowPosition++;
+    above = in;
+  }
+  const uint32_t samples = c->write.frameWidth * c->write.frameComponents;
+  if (c->losslessRowBuffer != nullptr && lines != 0) {
+    memcpy(c->losslessRowBuffer, in, samples * sampleBytes(c->precision));
+  }
+  return JPG_OK;
+}
+
+// ---- Driver ---------------------------------------------------------------
+
+Result beginSpatialFrame(JpgContext *c, const JpgRect &rect) {
+  // Headers that went out with a partial bitstream are those of a baseline image.
+  if ((c->flags & kFlagHeadersWritten) != 0) return JPG_E_UNSUPPORTED;
+  const uint32_t height = c->height != 0 ? c->height : static_cast<uint32_t>(rect.height);
+  if (const Result r = checkFrameSize(rect, height); r != JPG_OK) return r;
+  const auto precision = static_cast<uint32_t>(rect.bitsPerSample);
+  if (precision < kMinLosslessPrecision || precision > kMaxLosslessPrecision) {
+    return JPG_E_INVALID_PARAMETER;
+  }
+  if (const Result r = checkComponentSlots(rect); r != JPG_OK) return r;
+  c->sofMarker = kMarkerSof3;
+  c->precision = precision;
+  takeFrame(c, rect, height);
+  c->flags |= kFlagPositioned;
+  return writeSpatialHeaders(c);
+}
+
+// Room for the last line, unless this call completes the image.
+Result reserveSavedLine(JpgContext *c, uint32_t lines) {
+  const bool completes = c->height != 0 && lines >= c->height - c->rowPosition;
+  if (completes || c->losslessRowBuffer != nullptr) return JPG_OK;
+  const uint32_t samples = c->write.frameWidth * c->write.frameComponents;
+  c->losslessRowBuffer = static_cast<uint16_t *>(heapAlloc(samples * sizeof(uint16_t)));
+  return c->losslessRowBuffer != nullptr ? JPG_OK : JPG_E_OUT_OF_MEMORY;
+}
+
+}  // namespace
+}  // namespace jpg
+
+using namespace jpg;
+
+uint32_t JPG_CALL jpgWriteSpatialFromRect(JPGHANDLE handle, const JpgRect *rect, uint32_t lines) {
+  JpgContext *c = validWriter(handle);
+  if (c == nullptr || rect == nullptr || rect->bits == nullptr) return JPG_E_INVALID_HANDLE;
+  if (lines == 0) return JPG_E_INVALID_PARAMETER;
+  if (c->write.outputFailed != kOutputFine) return JPG_E_WRITE_FAULT;
+  if (c->rowPosition == 0) {
+    if (const Result r = beginSpatialFrame(c, *rect); r != JPG_OK) return r;
+  }
+  if (c->sofMarker != kMarkerSof3) return JPG_E_UNSUPPORTED;
+  if (c->height != 0) {
+    const uint32_t left = c->rowPosition < c->height ? c->height - c->rowPosition : 0;
+    if (lines > left) lines = left;
+  }
+  if (const Result r = reserveSavedLine(c, lines); r != JPG_OK) return r;
+  return encodeSpatialLines(c, *rect, lines);
+}
