@@ -993,6 +993,162 @@ JPG_API uint32_t JPG_CALL jpgWriteSpatialFromRect(JPGHANDLE handle, const JpgRec
                                                   uint32_t lines);
 /** @} */
 
+/* ------------------------------------------------------------------------- */
+/** @name Windows bitmaps
+ *
+ *  The readers have two modes. Without `bits` they describe the image in `bmi`: the
+ *  header for the depth in `biBitCount` (8, 16 or 24; anything else becomes 8), bottom-up,
+ *  with the resolution of a JFIF segment, and behind it the colour table (8 bits: a grey
+ *  ramp or the reduction palette, 256 entries) or the masks (16 bits: 5-6-5). The caller's
+ *  block must have room for these. With `bits` they decode into the bitmap that `bmi`
+ *  describes, which may be wider than the image, and top-down.
+ *
+ *  A grey image goes into 8 bits, a colour image into 24; a colour image is reduced to 8
+ *  bits (a palette of 216 colours) or 16 by error diffusion, through a 24-bit buffer.
+ *  @{ */
+
+/**
+ * Describes a bitmap for, or decodes into one, a sequential DCT image.
+ *
+ * @param handle read handle
+ * @param lines  rows that the buffer holds, all of which are decoded; the image's top row
+ *               goes to the buffer's top row
+ * @param bits   the bitmap's pixels, rows padded to 4 bytes; null to describe
+ * @param bmi    the bitmap's description
+ *
+ * @retval JPG_OK                  described, or decoded
+ * @retval JPG_E_INVALID_HANDLE    invalid handle or null `bmi`
+ * @retval JPG_E_INVALID_PARAMETER `lines` is 0, the image is wider than the bitmap, the
+ *                                 bitmap's width isn't positive or its rows exceed 2^31 - 1
+ *                                 bytes; or, after decoding, a colour image and a depth
+ *                                 other than 8, 16 or 24
+ * @retval JPG_E_UNSUPPORTED       the components fit neither the depth nor the reduction
+ * @retval JPG_E_OUT_OF_MEMORY     a buffer couldn't be had
+ * @retval others                  as jpgReadToRect() says
+ */
+JPG_API uint32_t JPG_CALL jpgReadToWinDIBits(JPGHANDLE handle, int32_t lines, void *bits,
+                                             BITMAPINFO *bmi);
+
+/**
+ * The same for a progressive image.
+ *
+ * @param handle read handle
+ * @param lines  as for jpgReadToWinDIBits()
+ * @param bits   as for jpgReadToWinDIBits()
+ * @param bmi    as for jpgReadToWinDIBits()
+ * @param mode   as for jpgReadProgressiveToRect()
+ *
+ * @return as jpgReadToWinDIBits() and jpgReadProgressiveToRect() say
+ */
+JPG_API uint32_t JPG_CALL jpgReadProgressiveToWinDIBits(JPGHANDLE handle, int32_t lines, void *bits,
+                                                        BITMAPINFO *bmi, int32_t mode);
+
+/**
+ * The same for a sequential image at a reduced size; at full size it is
+ * jpgReadToWinDIBits().
+ *
+ * @param handle read handle
+ * @param lines  as for jpgReadToWinDIBits(), in rows of scaled output
+ * @param bits   as for jpgReadToWinDIBits()
+ * @param bmi    as for jpgReadToWinDIBits()
+ * @param scale  #JPG_SCALE_EIGHTH to #JPG_SCALE_FULL
+ *
+ * @return as jpgReadToWinDIBits() and jpgReadScaleOutputToRect() say
+ */
+JPG_API uint32_t JPG_CALL jpgReadScaleOutputToWinDIBits(JPGHANDLE handle, int32_t lines, void *bits,
+                                                        BITMAPINFO *bmi, int32_t scale);
+
+/**
+ * Encodes rows of a bitmap of 1, 4, 8, 16, 24 or 32 bits, or run-length coded.
+ *
+ * The first call suggests the frame: one component for 8 bits and three for every other
+ * depth, unless jpgWriteSetNumberOfComponents() has told it; and the bitmap's size, when
+ * `lines` isn't all of its rows.
+ *
+ * A 24-bit bitmap written in colour is encoded as it lies, top-down or bottom-up. Every
+ * other goes through a buffer and is taken as bottom-up, so a top-down one comes out
+ * upside down. Grey is taken from the green channel (or the palette's green bytes).
+ * 16-bit pixels are 5-5-5, or 5-6-5 when masks are given and the first one has bit 15.
+ *
+ * @param handle write handle
+ * @param lines  rows to encode, from the first in memory on for a converted bitmap; 1 to
+ *               the bitmap's rows
+ * @param bits   the bitmap's pixels
+ * @param bmi    its description; `biSizeImage` bounds run-length codes unless it is 0
+ *
+ * @retval JPG_OK                  encoded
+ * @retval JPG_E_INVALID_HANDLE    invalid handle, null `bits` or `bmi`
+ * @retval JPG_E_INVALID_PARAMETER `lines` out of range; a width that isn't positive, whose
+ *                                 rows exceed 2^31 - 1 bytes, or that isn't the frame's; or 4
+ *                                 or 8 bits with a compression other than run lengths
+ * @retval JPG_E_INVALID_FUNCTION  2 or 4 components
+ * @retval JPG_E_FAIL              another depth, damaged run-length codes, or the heap
+ *                                 refused to take a block back
+ * @retval others                  as jpgWriteFromRect() says
+ */
+JPG_API uint32_t JPG_CALL jpgWriteFromWinDIBits(JPGHANDLE handle, int32_t lines, const void *bits,
+                                                const BITMAPINFO *bmi);
+/** @} */
+
+/* ------------------------------------------------------------------------- */
+/** @name Exif
+ *  @{ */
+
+/**
+ * Finds the Exif segment (the first APP1 that is one) and copies it.
+ *
+ * It walks the marker segments (see there); the next decode call finds its place again as
+ * long as nothing was decoded before.
+ *
+ * @param handle     read handle; may be closed while the attributes live on
+ * @param attributes receives the attribute handle; set to null first, and null on failure.
+ *                   The caller closes it with jpgReadExifReadAttributeEpilog().
+ *
+ * @retval JPG_OK               found
+ * @retval JPG_E_INVALID_HANDLE invalid handle or null pointer
+ * @retval JPG_E_NOT_JPEG       there is no Exif segment
+ * @retval JPG_E_NOT_FOUND      the segment is too short to hold attributes
+ * @retval JPG_E_OUT_OF_MEMORY  a heap block couldn't be had
+ * @retval JPG_E_SEEK           going back to the start of the stream failed
+ */
+JPG_API uint32_t JPG_CALL jpgReadExifReadAttributeProlog(JPGHANDLE handle,
+                                                         JPGEXIFHANDLE *attributes);
+
+/**
+ * Closes an attribute handle.
+ *
+ * @param attributes attribute handle; it is no longer valid afterwards
+ *
+ * @retval JPG_OK               closed
+ * @retval JPG_E_INVALID_HANDLE invalid handle
+ * @retval JPG_E_FAIL           the heap refused to take the record back
+ */
+JPG_API uint32_t JPG_CALL jpgReadExifReadAttributeEpilog(JPGEXIFHANDLE attributes);
+
+/**
+ * Describes a bitmap for, or decodes into one, the thumbnail of the Exif attributes: a
+ * sequential JPEG image, or uncompressed RGB in any number of strips. Both modes as for
+ * jpgReadToWinDIBits(), without a resolution; the bitmap has room for the whole thumbnail.
+ *
+ * @param attributes attribute handle
+ * @param bits       the bitmap's pixels; null to describe
+ * @param bmi        the bitmap's description
+ *
+ * @retval JPG_OK                  described, or decoded
+ * @retval JPG_E_INVALID_HANDLE    invalid handle or null `bmi`
+ * @retval JPG_E_NOT_FOUND         there is no thumbnail, or part of it lies outside
+ * @retval JPG_E_UNSUPPORTED       uncompressed but not interleaved RGB, or components that
+ *                                 don't fit the bitmap's depth
+ * @retval JPG_E_INVALID_PARAMETER the thumbnail is wider than the bitmap, or (after
+ *                                 decoding) a depth other than 8, 16 or 24
+ * @retval JPG_E_OUT_OF_MEMORY     a heap block couldn't be had
+ * @retval others                  of jpgReadPrologFromMemory() and jpgReadToRect() for a
+ *                                 JPEG thumbnail
+ */
+JPG_API uint32_t JPG_CALL jpgExifReadThumbnailToWinDIBits(JPGEXIFHANDLE attributes, void *bits,
+                                                          BITMAPINFO *bmi);
+/** @} */
+
 #ifdef __cplusplus
 } /* extern "C" */
 #endif

@@ -24,6 +24,7 @@ constexpr uint32_t kMarkerDqt = 0xFFDB;    // quantisation tables
 constexpr uint32_t kMarkerDnl = 0xFFDC;    // number of lines
 constexpr uint32_t kMarkerDri = 0xFFDD;    // restart interval
 constexpr uint32_t kMarkerApp0 = 0xFFE0;   // JFIF
+constexpr uint32_t kMarkerApp1 = 0xFFE1;   // Exif
 constexpr uint32_t kMarkerApp14 = 0xFFEE;  // Adobe
 
 constexpr uint32_t kMarkerFirst = 0xFFC0;  // lowest code taken for a marker

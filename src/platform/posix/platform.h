@@ -60,6 +60,13 @@ DWORD GetFileSize(HANDLE file, DWORD *high);
 
 BOOL CloseHandle(HANDLE file);
 
+// There is no screen here; its palette is the default one: twenty static colours in
+// entries 0 to 9 and 246 to 255, black in between.
+using HDC = void *;
+HDC GetDC(void *window);
+DWORD GetSystemPaletteEntries(HDC context, DWORD first, DWORD count, PALETTEENTRY *entries);
+LONG ReleaseDC(void *window, HDC context);
+
 }  // namespace jpg
 
 #endif

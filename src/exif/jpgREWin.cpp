@@ -1,0 +1,204 @@
+// The Exif thumbnail into a Windows bitmap.
+#include <string.h>
+
+#include "exif/jpgRExif.h"
+#include "share/jpgHeap.h"
+#include "win/jpgDib.h"
+
+namespace jpg {
+namespace {
+
+constexpr uint16_t kCompressionJpeg = 6;
+constexpr uint16_t kPhotometricRgb = 2;
+constexpr uint16_t kPlanarChunky = 1;
+constexpr uint32_t kPixelBytes = 3;
+
+// Tags of the 1st directory.
+constexpr uint16_t kTagStripOffsets = 273;
+constexpr uint16_t kTagStripByteCounts = 279;
+
+// What the directory says that isn't kept: the compressed thumbnail's place.
+struct JpegPlace {
+  uint32_t offset;
+  uint32_t length;
+};
+
+void keepEntry(JpgExifAttributes *a, JpegPlace *jpeg, uint16_t tag, uint32_t value) {
+  const auto low = static_cast<uint16_t>(value);
+  switch (tag) {
+    case 256:
+      a->imageWidth = value;
+      break;
+    case 257:
+      a->imageLength = value;
+      break;
+    case 259:
+      a->compression = low;
+      break;
+    case 262:
+      a->photometric = low;
+      break;
+    case 274:
+      a->orientation = low;
+      break;
+    case 278:
+      a->rowsPerStrip = value;
+      break;
+    case 284:
+      a->planarConfiguration = low;
+      break;
+    case 296:
+      a->resolutionUnit = low;
+      break;
+    case 513:
+      jpeg->offset = value;
+      break;
+    case 514:
+      jpeg->length = value;
+      break;
+    default:
+      break;
+  }
+}
+
+// Takes in what the directory says; entries whose value lies outside say nothing.
+void readDirectory(JpgExifAttributes *a, JpegPlace *jpeg, JpgIfdCursor *cursor) {
+  for (;;) {
+    uint16_t tag = 0;
+    uint32_t value = 0;
+    const Result r = nextIfdEntry(cursor, &tag, nullptr, &value);
+    if (r == JPG_E_END_OF_IMAGE) return;
+    if (r == JPG_OK) keepEntry(a, jpeg, tag, value);
+  }
+}
+
+// Opens the nested handle on the compressed thumbnail.
+Result openJpeg(JpgExifAttributes *a, const JpegPlace &jpeg) {
+  if (jpeg.offset == 0 || jpeg.length == 0) return JPG_E_NOT_FOUND;
+  if (!insideTiff(*a, jpeg.offset, jpeg.length)) return JPG_E_NOT_FOUND;
+  return jpgReadPrologFromMemory(a->tiff + jpeg.offset, static_cast<int32_t>(jpeg.length),
+                                 JPG_READ_COMPLETE, &a->thumbnail);
+}
+
+// One column of the strip table: the numbers of a tag, one a strip.
+Result readStripColumn(JpgIfdCursor *cursor, uint16_t tag, uint32_t strips, uint32_t *column) {
+  if (const Result r = findIfdEntry(cursor, tag, nullptr, nullptr); r != JPG_OK) return r;
+  for (uint32_t i = 0; i < strips; i++) {
+    const Result r = ifdElement(*cursor, i, column);
+    if (r != JPG_OK) return r;
+    column += sizeof(ExifStrip) / sizeof(uint32_t);
+  }
+  return JPG_OK;
+}
+
+Result readStrips(JpgExifAttributes *a, JpgIfdCursor *cursor, uint32_t strips) {
+  const Result r = readStripColumn(cursor, kTagStripOffsets, strips, &a->strips[0].offset);
+  if (r != JPG_OK) return r;
+  return readStripColumn(cursor, kTagStripByteCounts, strips, &a->strips[0].bytes);
+}
+
+// The strip table of an uncompressed thumbnail. Without rows per strip there is one.
+Result makeStrips(JpgExifAttributes *a, JpgIfdCursor *cursor) {
+  if (a->imageLength == 0) return JPG_E_NOT_FOUND;
+  if (a->rowsPerStrip == 0) a->rowsPerStrip = a->imageLength;
+  a->stripsPerPlane = a->imageLength / a->rowsPerStrip;
+  if (a->imageLength % a->rowsPerStrip != 0) a->stripsPerPlane++;
+  const bool chunky = a->planarConfiguration == kPlanarChunky;
+  const uint64_t strips = uint64_t{a->stripsPerPlane} * (chunky ? 1 : a->samplesPerPixel);
+  if (strips > a->tiffLength) return JPG_E_NOT_FOUND;  // every strip has an offset in there
+  heapRelease(a->strips);
+  a->strips = static_cast<ExifStrip *>(heapAlloc(static_cast<size_t>(strips) * sizeof(ExifStrip)));
+  if (a->strips == nullptr) return JPG_E_OUT_OF_MEMORY;
+  return readStrips(a, cursor, static_cast<uint32_t>(strips));
+}
+
+// Reads the 1st directory, on first need. A failure leaves it unread.
+Result parseFirstIfd(JpgExifAttributes *a) {
+  if (a->compression != 0) return JPG_OK;
+  JpgIfdCursor *cursor = nullptr;
+  if (const Result r = openIfd(a, kIfdFirst, &cursor); r != JPG_OK) return r;
+  JpegPlace jpeg = {};
+  readDirectory(a, &jpeg, cursor);
+  const Result r = a->compression == kCompressionJpeg ? openJpeg(a, jpeg) : makeStrips(a, cursor);
+  closeIfd(cursor);
+  if (r != JPG_OK) a->compression = 0;
+  return r;
+}
+
+// Closes the nested handle, so that the thumbnail can be read once more.
+void forgetThumbnail(JpgExifAttributes *a) {
+  if (a->thumbnail == nullptr) return;
+  jpgReadEpilog(a->thumbnail);
+  a->thumbnail = nullptr;
+  a->compression = 0;
+}
+
+Result measureThumbnail(const JpgExifAttributes &a, ImageShape *shape) {
+  if (a.compression != kCompressionJpeg) {
+    *shape = {a.imageWidth, a.imageLength, a.samplesPerPixel};
+    return JPG_OK;
+  }
+  const Result r = jpgReadGetImageSize(a.thumbnail, &shape->width, &shape->height);
+  return r != JPG_OK ? r : jpgReadGetNumberOfChannels(a.thumbnail, &shape->components);
+}
+
+// Red, green, blue as blue, green, red.
+void copyRgbRow(const uint8_t *in, uint8_t *out, uint32_t pixels) {
+  for (uint32_t i = 0; i < pixels; i++, in += kPixelBytes, out += kPixelBytes) {
+    for (uint32_t k = 0; k < kPixelBytes; k++) out[k] = in[kPixelBytes - 1 - k];
+  }
+}
+
+Result readRgb(const JpgExifAttributes &a, const JpgRect &rect) {
+  if (a.photometric != kPhotometricRgb || a.planarConfiguration != kPlanarChunky) {
+    return JPG_E_UNSUPPORTED;
+  }
+  const uint64_t rowBytes = uint64_t{a.imageWidth} * kPixelBytes;
+  for (uint32_t y = 0; y < static_cast<uint32_t>(rect.height); y++) {
+    const ExifStrip &strip = a.strips[y / a.rowsPerStrip];
+    const uint64_t offset = strip.offset + y % a.rowsPerStrip * rowBytes;
+    if (!insideTiff(a, offset, rowBytes)) return JPG_E_NOT_FOUND;
+    auto *out = static_cast<uint8_t *>(rect.bits) + static_cast<ptrdiff_t>(y) * rect.stride;
+    copyRgbRow(a.tiff + offset, out, a.imageWidth);
+  }
+  return JPG_OK;
+}
+
+// Reads the thumbnail into a rectangle of its size; `source` is the attribute record.
+Result readThumbnail(void *source, const JpgRect *rect, int32_t lines) {
+  auto *a = static_cast<JpgExifAttributes *>(source);
+  if (a->compression != kCompressionJpeg) return readRgb(*a, *rect);
+  const Result r = jpgReadToRect(a->thumbnail, rect, lines);
+  forgetThumbnail(a);
+  return r;
+}
+
+Result decodeThumbnail(JpgExifAttributes *a, const ImageShape &shape, void *bits,
+                       const BITMAPINFO &bmi) {
+  const auto lines = static_cast<int32_t>(shape.height);
+  JpgRect rect;
+  const Result r = makeDibRect(bmi, shape, lines, bits, &rect);
+  if (r != JPG_OK) return r;
+  if (shape.components == bmi.bmiHeader.biBitCount / 8U) return readThumbnail(a, &rect, lines);
+  if (shape.components != 3) return JPG_E_UNSUPPORTED;
+  return readReduced(bmi, rect, {readThumbnail, a}, lines);
+}
+
+}  // namespace
+}  // namespace jpg
+
+using namespace jpg;
+
+uint32_t JPG_CALL jpgExifReadThumbnailToWinDIBits(JPGEXIFHANDLE attributes, void *bits,
+                                                  BITMAPINFO *bmi) {
+  JpgExifAttributes *a = validAttributes(attributes);
+  if (a == nullptr || bmi == nullptr) return JPG_E_INVALID_HANDLE;
+  if (const Result r = parseFirstIfd(a); r != JPG_OK) return r;
+  ImageShape shape = {};
+  if (const Result r = measureThumbnail(*a, &shape); r != JPG_OK) return r;
+  constexpr uint32_t kMaxSide = 0xFFFF;  // a larger picture can't lie within a segment
+  if (shape.width > kMaxSide || shape.height > kMaxSide) return JPG_E_NOT_FOUND;
+  if (bits != nullptr) return decodeThumbnail(a, shape, bits, *bmi);
+  fillDibHeader(bmi, shape);
+  return JPG_OK;
+}

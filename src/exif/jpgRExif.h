@@ -1,0 +1,134 @@
+// Exif attributes: the copy of an APP1 segment's TIFF structure, and a cursor over
+// its directories.
+//
+// In: the marker segments of a read handle. Out: entries, their values decoded in the
+// file's byte order. Every offset, count and length is checked against the structure's
+// length; what lies outside isn't there.
+#ifndef JPG_EXIF_REXIF_H
+#define JPG_EXIF_REXIF_H
+
+#include <stdint.h>
+
+#include "share/jpgShare.h"
+
+namespace jpg {
+
+constexpr uint32_t kExifSignature = 0x45786966;  // 'Exif'
+constexpr uint32_t kExifSize = 84;               // the record's size on a 32-bit target
+constexpr uint32_t kIfdSignature = 0x4946440A;   // 'IFD\n'
+constexpr uint32_t kIfdCursorSize = 36;          // the same of the cursor
+
+// A strip of an uncompressed thumbnail.
+struct ExifStrip {
+  uint32_t offset;  // in the TIFF structure
+  uint32_t bytes;
+};
+
+}  // namespace jpg
+
+// The record behind an attribute handle. Field order is fixed.
+struct JpgExifAttributes {
+  uint32_t signature;   // kExifSignature
+  uint32_t recordSize;  // kExifSize on every target
+  uint16_t version;
+  uint8_t versionMinor;
+  uint8_t versionLetter;
+  JPGHANDLE thumbnail;     // nested read handle of a compressed thumbnail; owned
+  jpg::ExifStrip *strips;  // of an uncompressed one; owned
+  uint32_t stripsPerPlane;
+  uint32_t imageLength;  // pixels
+  uint32_t imageWidth;   // pixels
+  uint32_t xResolution;
+  uint32_t yResolution;
+  uint32_t rowsPerStrip;
+  uint16_t bitsPerSample;
+  uint16_t compression;  // 6 = JPEG; 0 = the 1st directory wasn't read yet
+  uint16_t photometric;  // 2 = RGB
+  uint16_t orientation;
+  uint16_t samplesPerPixel;
+  uint16_t planarConfiguration;  // 1 = samples interleaved
+  uint16_t resolutionUnit;
+  const uint8_t *ifd0;  // into tiff; null if outside
+  const uint8_t *ifd1;  // into tiff; null if there is none
+  uint32_t reserved;
+  uint8_t *tiff;        // owned
+  uint32_t tiffLength;  // bytes
+  uint32_t bigEndian;   // 1: "MM" byte order
+};
+
+// A directory that is being walked. Field order is fixed.
+struct JpgIfdCursor {
+  uint32_t signature;   // jpg::kIfdSignature
+  uint32_t recordSize;  // jpg::kIfdCursorSize on every target
+  const uint8_t *ifd;   // its entry count
+  uint16_t tag;         // of the current entry
+  uint16_t type;
+  uint32_t count;
+  uint32_t value;
+  uint32_t bigEndian;
+  const uint8_t *tiff;
+  uint16_t entryCount;
+  uint16_t nextEntry;
+};
+
+namespace jpg {
+
+// Directories that openIfd knows.
+enum IfdNumber : int32_t {
+  kIfdZeroth = 1,
+  kIfdFirst = 2,
+  kIfdExif = 3,
+  kIfdGps = 4,
+  kIfdInteroperability = 5
+};
+
+// TIFF types.
+constexpr uint16_t kTypeByte = 1;
+constexpr uint16_t kTypeAscii = 2;
+constexpr uint16_t kTypeShort = 3;
+constexpr uint16_t kTypeLong = 4;
+constexpr uint16_t kTypeSbyte = 6;
+constexpr uint16_t kTypeUndefined = 7;
+constexpr uint16_t kTypeSshort = 8;
+constexpr uint16_t kTypeDouble = 12;  // the last
+
+// The record behind an attribute handle, or null for anything that isn't one.
+JpgExifAttributes *validAttributes(JPGEXIFHANDLE handle);
+
+// Numbers in the structure's byte order.
+uint32_t readTiff16(const uint8_t *p, bool bigEndian);
+uint32_t readTiff32(const uint8_t *p, bool bigEndian);
+
+// True when `bytes` bytes at `offset` lie within the structure.
+bool insideTiff(const JpgExifAttributes &a, uint64_t offset, uint64_t bytes);
+
+// Bytes of a value of a TIFF type; 0 for an unknown one.
+uint32_t tiffTypeSize(uint32_t type);
+
+// Opens a directory. 0, JPG_E_INVALID_HANDLE, JPG_E_INVALID_PARAMETER (unknown
+// number), JPG_E_OUT_OF_MEMORY, or JPG_E_NOT_FOUND (no such directory).
+Result openIfd(JPGEXIFHANDLE handle, int32_t number, JpgIfdCursor **cursor);
+
+// Takes the next entry: its tag, its value's size in bytes, and the value itself when
+// that fits 4 bytes, else its offset in the structure. size and value may be null.
+// JPG_E_END_OF_IMAGE behind the last; JPG_E_NOT_FOUND, with the tag, for an entry whose
+// value lies outside.
+Result nextIfdEntry(JpgIfdCursor *cursor, uint16_t *tag, uint32_t *size, uint32_t *value);
+
+// Finds the entry with a tag; the directory is sorted by tag. Doesn't move the walk.
+// JPG_E_NOT_FOUND when there is none.
+Result findIfdEntry(JpgIfdCursor *cursor, uint16_t tag, uint32_t *size, uint32_t *value);
+
+// The i-th number, SHORT or LONG, of the entry found or taken last. JPG_E_NOT_FOUND
+// when it isn't there.
+Result ifdElement(const JpgIfdCursor &cursor, uint32_t i, uint32_t *element);
+
+// 0 or JPG_E_INVALID_HANDLE.
+Result closeIfd(JpgIfdCursor *cursor);
+
+// Opens a directory, finds a tag, closes the directory.
+Result findInIfd(JPGEXIFHANDLE handle, int32_t number, uint16_t tag, uint32_t *value);
+
+}  // namespace jpg
+
+#endif

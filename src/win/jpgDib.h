@@ -1,0 +1,60 @@
+// Windows device-independent bitmaps: headers, rectangles over their bits, and
+// temporary buffers.
+//
+// What the readers, the writer and the Exif thumbnail share. Nothing here decodes.
+#ifndef JPG_WIN_DIB_H
+#define JPG_WIN_DIB_H
+
+#include <stdint.h>
+
+#include "share/jpgShare.h"
+
+namespace jpg {
+
+// An image's size and components.
+struct ImageShape {
+  uint32_t width;
+  uint32_t height;
+  uint32_t components;
+};
+
+// Fills the header, and the colour table or masks behind it, for an image; biBitCount
+// other than 8, 16, 24 becomes 8. The caller's block has room for 256 entries (8 bits)
+// or three masks (16 bits).
+void fillDibHeader(BITMAPINFO *bmi, const ImageShape &shape);
+
+// Takes the JFIF density for the header's resolution, in pixels per metre.
+void setDibResolution(const JpgContext &c, BITMAPINFO *bmi);
+
+// Bytes of a bitmap row of `width` pixels, padded to 4; 0 when `width` isn't positive
+// or the row doesn't fit 31 bits.
+uint32_t dibRowBytes(int32_t width, uint32_t bitsPerPixel);
+
+// Describes `lines` rows of the bitmap's bits for an image of that width; image row 0
+// is the last in memory when biHeight is positive. 0 or JPG_E_INVALID_PARAMETER.
+Result makeDibRect(const BITMAPINFO &bmi, const ImageShape &shape, int32_t lines, void *bits,
+                   JpgRect *rect);
+
+// Allocates the rectangle's bits, zeroed, from its stride (0: rows without padding)
+// and height. JPG_E_OUT_OF_MEMORY when the heap has no room.
+Result allocateDibBuffer(JpgRect *rect);
+
+// Frees them. JPG_E_INVALID_PARAMETER when there are none, JPG_E_FAIL when the heap
+// refuses them.
+Result freeDibBuffer(JpgRect *rect);
+
+// A way to fill a rectangle with rows.
+struct RectSource {
+  Result (*read)(void *source, const JpgRect *rect, int32_t lines);
+  void *source;
+};
+
+// Fills the bitmap from a source of three-component rows by way of a 24-bit buffer,
+// whose colours are then reduced. 0, JPG_E_OUT_OF_MEMORY, JPG_E_INVALID_PARAMETER for a
+// bitmap of neither 8 nor 16 bits (after reading), or the source's code.
+Result readReduced(const BITMAPINFO &bmi, const JpgRect &dib, const RectSource &source,
+                   int32_t lines);
+
+}  // namespace jpg
+
+#endif
