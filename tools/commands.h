@@ -1,0 +1,20 @@
+// The tool's commands. Each takes the words behind its name and returns the exit status.
+#ifndef JPGTOOL_COMMANDS_H
+#define JPGTOOL_COMMANDS_H
+
+#include <string>
+#include <vector>
+
+namespace jpgtool {
+
+using Words = std::vector<std::string>;
+
+int runInfo(const Words &words);
+int runDecode(const Words &words);
+
+extern const char kInfoHelp[];
+extern const char kDecodeHelp[];
+
+}  // namespace jpgtool
+
+#endif

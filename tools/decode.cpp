@@ -1,0 +1,130 @@
+// jpgtool decode
+#include <cstring>
+
+#include "commands.h"
+#include "options.h"
+#include "picture.h"
+#include "report.h"
+#include "rowSource.h"
+
+namespace jpgtool {
+
+const char kDecodeHelp[] =
+    "Usage: jpgtool decode FILE -o OUT [OPTION...]\n"
+    "\n"
+    "Decodes FILE into the picture file OUT, band by band in constant memory. OUT ends\n"
+    "in .bmp, .ppm, .pgm or .pam, or is - for standard output (PGM, PPM or PAM).\n"
+    "\n"
+    "  --raw            components as coded, without colour conversion; two and four\n"
+    "                   components take .pam\n"
+    "  --scale 1/N      at 1/2, 1/4 or 1/8 of the size (sequential files)\n"
+    "  --max-scans N    refuses progressive files of more than N scans (1000)\n"
+    "  --no-eoi         opens files without an end marker too\n"
+    "  --keep-going     keeps what was decoded of a damaged file, the rest grey; the\n"
+    "                   exit status is 1 all the same\n";
+
+namespace {
+
+constexpr uint8_t kGrey = 128;
+
+struct DecodeJob {
+  std::string in;
+  std::string out;
+  ReadSettings settings;
+  bool keepGoing = false;
+};
+
+bool parseScale(const std::string &text, int32_t *scale) {
+  static constexpr const char *kScales[] = {"1/8", "1/4", "1/2", "1/1"};
+  for (int32_t i = 0; i < 4; i++) {
+    if (text == kScales[i]) {
+      *scale = i;
+      return true;
+    }
+  }
+  return false;
+}
+
+bool parseJob(const Words &words, DecodeJob *job, std::string *why) {
+  Options options;
+  const std::vector<OptionRule> rules = {{"-o", true},        {"--raw", false},
+                                         {"--scale", true},   {"--max-scans", true},
+                                         {"--no-eoi", false}, {"--keep-going", false}};
+  if (!parseOptions(words, rules, &options, why)) return false;
+  if (options.files.size() != 1) *why = "decode takes one file";
+  if (!options.has("-o")) *why = "decode needs -o OUT";
+  long scans = 0;
+  if (!parseScale(options.get("--scale", "1/1"), &job->settings.scale)) {
+    *why = "--scale takes 1/2, 1/4 or 1/8";
+  }
+  if (!parseNumber(options.get("--max-scans", "1000"), 1, 1000000, &scans)) {
+    *why = "--max-scans takes a number from 1 to 1000000";
+  }
+  if (!why->empty()) return false;
+  job->in = options.files[0];
+  job->out = options.get("-o");
+  job->settings.raw = options.has("--raw");
+  job->settings.maxScans = static_cast<uint64_t>(scans);
+  job->settings.openFlags = options.has("--no-eoi") ? JPG_READ_COMPLETE : 0;
+  job->keepGoing = options.has("--keep-going");
+  return true;
+}
+
+// Grey rows for what a damaged file doesn't give.
+bool fillRest(PictureWriter *writer, const PixelFormat &format, uint32_t from) {
+  const std::vector<uint8_t> row(rowBytes(format), kGrey);
+  for (uint32_t y = from; y < format.height; y++) {
+    if (!writer->putRows(row.data(), row.size(), 1)) return false;
+  }
+  return true;
+}
+
+// Moves all rows. The result is the exit status; `complete` tells whether the output
+// file is to be kept.
+int copyRows(const DecodeJob &job, RowSource *source, PictureWriter *writer, bool *complete) {
+  const PixelFormat &format = source->format();
+  Progress progress("decoding " + job.in);
+  for (uint32_t y = 0; y < format.height;) {
+    uint32_t rows = 0;
+    const uint32_t r = source->next(&rows);
+    if (r != JPG_OK) {
+      *complete = job.keepGoing && fillRest(writer, format, y);
+      return fail(job.in, r);
+    }
+    if (!writer->putRows(source->band(), rowBytes(format), rows)) {
+      return fail(job.out, "writing failed");
+    }
+    y += rows;
+    progress.update(y, format.height);
+  }
+  *complete = true;
+  return kExitOk;
+}
+
+int decode(const DecodeJob &job) {
+  RowSource source;
+  std::string why;
+  const uint32_t r = source.open(job.in, job.settings, &why);
+  if (r != JPG_OK) return why.empty() ? fail(job.in, r) : fail(job.in, why);
+  FileKind kind = FileKind::kPpm;
+  if (!chooseKind(job.out, source.format(), &kind, &why)) return fail(job.out, why);
+  if (isSameFile(job.in, job.out)) return fail(job.out, "is the input file");
+  OutputFile out;
+  if (!out.open(job.out)) return fail(job.out, "cannot create the file");
+  PictureWriter writer(&out, kind, source.format());
+  if (!writer.begin()) return fail(job.out, "writing failed");
+  bool complete = false;
+  const int status = copyRows(job, &source, &writer, &complete);
+  if (complete && !out.keep()) return fail(job.out, "writing failed");
+  return status;
+}
+
+}  // namespace
+
+int runDecode(const Words &words) {
+  DecodeJob job;
+  std::string why;
+  return parseJob(words, &job, &why) ? decode(job) : failUsage(why);
+}
+
+}  // namespace jpgtool

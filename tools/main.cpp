@@ -1,0 +1,70 @@
+// jpgtool: looks into JPEG files and converts them, by the library's public interface.
+#include <csignal>
+#include <cstdio>
+#include <cstring>
+
+#include "commands.h"
+#include "jpg.h"
+#include "report.h"
+
+namespace {
+
+struct Command {
+  const char *name;
+  int (*run)(const jpgtool::Words &words);
+  const char *help;
+};
+
+constexpr Command kCommands[] = {
+    {"info", jpgtool::runInfo, jpgtool::kInfoHelp},
+    {"decode", jpgtool::runDecode, jpgtool::kDecodeHelp},
+};
+
+constexpr char kHelp[] =
+    "Usage: jpgtool COMMAND [ARGUMENT...]\n"
+    "\n"
+    "Commands:\n"
+    "  info     what a JPEG file holds\n"
+    "  decode   a JPEG file into a picture file\n"
+    "\n"
+    "  jpgtool COMMAND --help   more about a command\n"
+    "  jpgtool --version        the version\n"
+    "\n"
+    "Exit status: 0 success, 1 failure, 2 wrong usage.\n";
+
+const Command *findCommand(const char *name) {
+  for (const Command &command : kCommands) {
+    if (std::strcmp(command.name, name) == 0) return &command;
+  }
+  return nullptr;
+}
+
+int runCommand(const Command &command, const jpgtool::Words &words) {
+  for (const std::string &word : words) {
+    if (word == "--") break;
+    if (word == "--help" || word == "-h") {
+      std::fputs(command.help, stdout);
+      return jpgtool::kExitOk;
+    }
+  }
+  return command.run(words);
+}
+
+}  // namespace
+
+int main(int argc, char **argv) {
+  std::signal(SIGPIPE, SIG_IGN);  // a closed pipe is a failed write
+  if (argc < 2) return jpgtool::failUsage("no command given");
+  const std::string first = argv[1];
+  if (first == "--help" || first == "-h" || first == "help") {
+    std::fputs(kHelp, stdout);
+    return jpgtool::kExitOk;
+  }
+  if (first == "--version") {
+    std::puts("jpgtool " JPG_VERSION_STRING);
+    return jpgtool::kExitOk;
+  }
+  const Command *command = findCommand(argv[1]);
+  if (command == nullptr) return jpgtool::failUsage("unknown command " + first);
+  return runCommand(*command, jpgtool::Words(argv + 2, argv + argc));
+}

@@ -1,0 +1,35 @@
+// The words of a command line, taken apart.
+#ifndef JPGTOOL_OPTIONS_H
+#define JPGTOOL_OPTIONS_H
+
+#include <map>
+#include <string>
+#include <vector>
+
+namespace jpgtool {
+
+// An option that a command knows.
+struct OptionRule {
+  const char *name;  // "--raw", "-o"
+  bool takesValue;
+};
+
+struct Options {
+  std::vector<std::string> files;             // words that are no options
+  std::map<std::string, std::string> values;  // by option name; "" for switches
+
+  bool has(const std::string &name) const { return values.count(name) != 0; }
+  std::string get(const std::string &name, const std::string &otherwise = "") const;
+};
+
+// Takes words apart by the rules; "--name=value" is as good as "--name value", and "--"
+// ends the options. False, with the reason, for what isn't known.
+bool parseOptions(const std::vector<std::string> &words, const std::vector<OptionRule> &rules,
+                  Options *options, std::string *why);
+
+// A decimal number within bounds. False for anything else.
+bool parseNumber(const std::string &text, long low, long high, long *number);
+
+}  // namespace jpgtool
+
+#endif

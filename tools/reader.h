@@ -1,0 +1,78 @@
+// An open JPEG stream, and what its segments say.
+#ifndef JPGTOOL_READER_H
+#define JPGTOOL_READER_H
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "jpg.h"
+
+namespace jpgtool {
+
+// Owner of a read handle.
+class Reader {
+ public:
+  Reader() = default;
+  ~Reader() { close(); }
+  Reader(const Reader &) = delete;
+  Reader &operator=(const Reader &) = delete;
+
+  // `flags` as jpgReadPrologFromFile() takes them.
+  uint32_t open(const std::string &file, uint32_t flags);
+  void close();
+  JPGHANDLE handle() const { return handle_; }
+
+ private:
+  JPGHANDLE handle_ = nullptr;
+};
+
+// The frame header's values.
+struct Frame {
+  uint32_t width = 0;
+  uint32_t height = 0;  // 0: told by DNL
+  uint32_t channels = 0;
+  uint32_t precision = 0;
+  uint32_t process = 0;  // a JPG_PROCESS_ value
+};
+
+uint32_t readFrame(JPGHANDLE handle, Frame *frame);
+const char *processName(uint32_t process);
+
+struct Segment {
+  uint16_t marker;
+  uint64_t offset;  // of the marker in the file
+  uint32_t length;  // data bytes
+};
+
+struct Component {
+  uint32_t id, h, v, table;
+};
+
+// What the header segments say beyond the frame's values.
+struct Headers {
+  std::vector<Segment> segments;
+  std::vector<Component> components;
+  uint32_t restartInterval = 0;
+  bool jfif = false;
+  uint32_t densityUnits = 0, xDensity = 0, yDensity = 0;
+  int adobeTransform = -1;  // -1: no Adobe segment
+};
+
+// Walks the segments up to the first scan.
+uint32_t readHeaders(JPGHANDLE handle, Headers *headers);
+
+std::string markerName(uint16_t marker);
+
+// What a pass over the whole file tells, without decoding.
+struct StreamScan {
+  uint64_t scans = 0;
+  uint32_t dnlLines = 0;  // of the first DNL segment, 0 if none
+};
+
+// False when the file can't be read.
+bool scanStream(const std::string &file, StreamScan *scan);
+
+}  // namespace jpgtool
+
+#endif

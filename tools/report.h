@@ -1,0 +1,46 @@
+// What the tool tells its user: errors, codes, progress.
+#ifndef JPGTOOL_REPORT_H
+#define JPGTOOL_REPORT_H
+
+#include <cstdint>
+#include <string>
+
+namespace jpgtool {
+
+constexpr int kExitOk = 0;
+constexpr int kExitFailed = 1;
+constexpr int kExitUsage = 2;
+
+// "jpgtool: FILE: what" on stderr; returns kExitFailed.
+int fail(const std::string &file, const std::string &what);
+
+// The same with what a result code of the library means, and the code itself.
+int fail(const std::string &file, uint32_t code);
+
+// "jpgtool: what" and where to find help; returns kExitUsage.
+int failUsage(const std::string &what);
+
+// What a result code means, and its name.
+const char *meaningOf(uint32_t code);
+const char *nameOf(uint32_t code);
+
+// A line on a terminal for work that takes over a second.
+class Progress {
+ public:
+  explicit Progress(std::string what);
+  ~Progress();
+  Progress(const Progress &) = delete;
+  Progress &operator=(const Progress &) = delete;
+  void update(uint64_t done, uint64_t all);
+
+ private:
+  std::string what_;
+  bool terminal_;
+  bool shown_ = false;
+  int lastPercent_ = -1;
+  int64_t start_;
+};
+
+}  // namespace jpgtool
+
+#endif

@@ -1,0 +1,104 @@
+#include "rowSource.h"
+
+namespace jpgtool {
+namespace {
+
+// Rows of a band: a multiple of every MCU's height, also of the scaled ones.
+constexpr uint32_t kBandRows = 16;
+
+bool isSequential(const Frame &frame) {
+  return frame.process == JPG_PROCESS_BASELINE || frame.process == JPG_PROCESS_EXTENDED;
+}
+
+bool isLossless(const Frame &frame) { return frame.process == JPG_PROCESS_LOSSLESS; }
+
+}  // namespace
+
+uint32_t RowSource::open(const std::string &file, const ReadSettings &settings, std::string *why) {
+  settings_ = settings;
+  uint32_t r = reader_.open(file, settings.openFlags);
+  if (r == JPG_OK) r = readFrame(reader_.handle(), &frame_);
+  if (r == JPG_OK) r = learnHeight(file, why);
+  if (r == JPG_OK) r = checkScans(file, why);
+  if (r == JPG_OK && settings.raw) r = jpgReadSetNoColorConversion(reader_.handle());
+  return r == JPG_OK ? describe(file, why) : r;
+}
+
+// A height of 0 is told by a DNL segment behind the scan.
+uint32_t RowSource::learnHeight(const std::string &file, std::string *why) {
+  if (frame_.height != 0) return JPG_OK;
+  StreamScan scan;
+  if (scanStream(file, &scan) && scan.dnlLines != 0) {
+    frame_.height = scan.dnlLines;
+    return JPG_OK;
+  }
+  *why = "the file doesn't tell its height";
+  return JPG_E_UNSUPPORTED;
+}
+
+// The library decodes as many scans as it is given; a small file may have thousands.
+uint32_t RowSource::checkScans(const std::string &file, std::string *why) {
+  if (frame_.process != JPG_PROCESS_PROGRESSIVE) return JPG_OK;
+  StreamScan scan;
+  if (!scanStream(file, &scan) || scan.scans <= settings_.maxScans) return JPG_OK;
+  *why = "the file has " + std::to_string(scan.scans) + " scans, more than --max-scans " +
+         std::to_string(settings_.maxScans);
+  return JPG_E_UNSUPPORTED;
+}
+
+uint32_t RowSource::describe(const std::string & /*file*/, std::string *why) {
+  format_.width = frame_.width;
+  format_.height = frame_.height;
+  if (settings_.scale != JPG_SCALE_FULL) {
+    if (!isSequential(frame_)) {
+      *why = "--scale needs a sequential file";
+      return JPG_E_UNSUPPORTED;
+    }
+    const uint32_t r = jpgReadScaleOutputGetImageSize(reader_.handle(), &format_.width,
+                                                      &format_.height, settings_.scale);
+    if (r != JPG_OK) return r;
+  }
+  const bool asCoded = settings_.raw || isLossless(frame_);
+  format_.channels = asCoded ? frame_.channels : frame_.channels < 3 ? 1 : 3;
+  format_.blueFirst = !asCoded && format_.channels == 3;
+  if (isLossless(frame_)) format_.maxValue = (1U << frame_.precision) - 1;
+  // The lossless reader keeps the row behind the band.
+  band_.assign(rowBytes(format_) * (kBandRows + 1), 0);
+  return JPG_OK;
+}
+
+// Follows the band by a call without lines, so that the band's last row is the one that
+// the next band is predicted from.
+uint32_t RowSource::readLossless(JpgRect *rect, int32_t lines) {
+  const uint32_t r = jpgReadSpatialToRect(reader_.handle(), rect, lines);
+  const bool last = done_ + static_cast<uint32_t>(lines) >= format_.height;
+  if (r != JPG_OK || last) return r;
+  rect->bits = band_.data() + rowBytes(format_) * static_cast<uint32_t>(lines - 1);
+  return jpgReadSpatialToRect(reader_.handle(), rect, 0);
+}
+
+uint32_t RowSource::next(uint32_t *rows) {
+  const uint32_t left = format_.height - done_;
+  const uint32_t count = left < kBandRows ? left : kBandRows;
+  const auto lines = static_cast<int32_t>(count);
+  JpgRect rect = {};
+  rect.width = static_cast<int32_t>(format_.width);
+  rect.height = lines;
+  rect.stride = static_cast<int32_t>(rowBytes(format_));
+  rect.bitsPerPixel = static_cast<int32_t>(8 * format_.channels * sampleBytes(format_));
+  rect.bits = band_.data();
+  uint32_t r = JPG_OK;
+  if (isLossless(frame_)) {
+    r = readLossless(&rect, lines);
+  } else if (isSequential(frame_)) {
+    r = jpgReadScaleOutputToRect(reader_.handle(), &rect, lines, settings_.scale);
+  } else {
+    r = jpgReadProgressiveToRect(reader_.handle(), &rect, lines, JPG_PROGRESSIVE_ALL_SCANS);
+  }
+  if (r != JPG_OK) return r;
+  *rows = count;
+  done_ += count;
+  return JPG_OK;
+}
+
+}  // namespace jpgtool
