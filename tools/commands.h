@@ -11,9 +11,11 @@ using Words = std::vector<std::string>;
 
 int runInfo(const Words &words);
 int runDecode(const Words &words);
+int runEncode(const Words &words);
 
 extern const char kInfoHelp[];
 extern const char kDecodeHelp[];
+extern const char kEncodeHelp[];
 
 }  // namespace jpgtool
 

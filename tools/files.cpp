@@ -81,6 +81,11 @@ bool isSameFile(const std::string &a, const std::string &b) {
   return first.st_dev == second.st_dev && first.st_ino == second.st_ino;
 }
 
+uint64_t sizeOfFile(const std::string &name) {
+  struct stat info;
+  return stat(name.c_str(), &info) == 0 ? static_cast<uint64_t>(info.st_size) : 0;
+}
+
 OutputFile::~OutputFile() {
   if (file_ != nullptr && file_ != stdout) std::fclose(file_);
   if (!name_.empty()) unlink(name_.c_str());

@@ -18,6 +18,7 @@ struct Command {
 constexpr Command kCommands[] = {
     {"info", jpgtool::runInfo, jpgtool::kInfoHelp},
     {"decode", jpgtool::runDecode, jpgtool::kDecodeHelp},
+    {"encode", jpgtool::runEncode, jpgtool::kEncodeHelp},
 };
 
 constexpr char kHelp[] =
@@ -26,6 +27,7 @@ constexpr char kHelp[] =
     "Commands:\n"
     "  info     what a JPEG file holds\n"
     "  decode   a JPEG file into a picture file\n"
+    "  encode   a picture file into a JPEG file\n"
     "\n"
     "  jpgtool COMMAND --help   more about a command\n"
     "  jpgtool --version        the version\n"
