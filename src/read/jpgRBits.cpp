@@ -6,10 +6,7 @@ uint32_t peekMarker(JpgStream *s) {
   const uint32_t partial = s->bitCount % 8;
   fillBits(s, partial + 16);
   const uint32_t code = (s->bitBuffer << partial) >> 16;
-  // Whole bytes are pending behind the partial one; the oldest is `whole` bytes back.
-  const uint32_t whole = s->bitCount / 8;
-  const bool stuffed = (s->stuffHistory >> (whole - 1) & 1) != 0;
-  return stuffed ? kStuffedByte : code;
+  return oldestIsStuffed(s) ? kStuffedByte : code;
 }
 
 void dropFetched(JpgStream *s, uint32_t bytesFetched) {

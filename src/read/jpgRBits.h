@@ -86,6 +86,12 @@ inline uint32_t readRaw(JpgStream *s, uint32_t n) {
 // Drops the bits left of the current byte.
 inline void alignToByte(JpgStream *s) { dropBits(s, s->bitCount % 8); }
 
+// True when the oldest whole byte pending, of at least one, is a data byte FF whose
+// stuffed zero was dropped.
+inline bool oldestIsStuffed(const JpgStream *s) {
+  return (s->stuffHistory >> (s->bitCount / 8 - 1) & 1) != 0;
+}
+
 // The two bytes behind the current byte's bits; kStuffedByte when the first of
 // them is a data byte FF.
 uint32_t peekMarker(JpgStream *s);

@@ -171,9 +171,9 @@ using namespace jpg;
 
 uint32_t JPG_CALL jpgReadPrologFromFile(const JpgWChar *path, int32_t startOffset, int32_t length,
                                         uint32_t flags, JPGHANDLE *handle) {
+  if (handle != nullptr) *handle = nullptr;
   if (path == nullptr || handle == nullptr) return JPG_E_INVALID_HANDLE;
   if (startOffset < 0 || length < 0) return JPG_E_INVALID_PARAMETER;
-  *handle = nullptr;
   JpgContext *c = createContext(path);
   if (c == nullptr) return JPG_E_OUT_OF_MEMORY;
   c->stream.startOffset = static_cast<uint32_t>(startOffset);
@@ -183,9 +183,9 @@ uint32_t JPG_CALL jpgReadPrologFromFile(const JpgWChar *path, int32_t startOffse
 
 uint32_t JPG_CALL jpgReadPrologFromMemory(const void *data, int32_t size, uint32_t flags,
                                           JPGHANDLE *handle) {
+  if (handle != nullptr) *handle = nullptr;
   if (data == nullptr || handle == nullptr) return JPG_E_INVALID_HANDLE;
   if (size < 1) return JPG_E_INVALID_PARAMETER;
-  *handle = nullptr;
   JpgContext *c = createContext(nullptr);
   if (c == nullptr) return JPG_E_OUT_OF_MEMORY;
   return finishProlog(c, openMemory(c, data, size, flags), handle);

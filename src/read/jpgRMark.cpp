@@ -55,14 +55,14 @@ Result goToIntervalOrigin(JpgContext *c, uint32_t mode, uint32_t rows) {
 }
 
 // Drops bytes up to the next marker, or up to the end of the data, whose 1-bits
-// stand for it; returns the two bytes there.
+// stand for it; returns the two bytes there. Bytes that the marker peek has already
+// unstuffed may be among them.
 uint32_t findMarker(JpgStream *s) {
-  uint32_t code = peekRaw(s, 16);
-  while (code < kMarkerFirst) {
+  for (;;) {
+    const uint32_t code = peekRaw(s, 16);
+    if (code >= kMarkerFirst && !oldestIsStuffed(s)) return code;
     dropBits(s, 8);
-    code = peekRaw(s, 16);
   }
-  return code;
 }
 
 }  // namespace

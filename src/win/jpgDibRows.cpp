@@ -25,18 +25,23 @@ RGBQUAD lookUp(const PixelSource &source, uint32_t index) {
 
 // 1 and 4 bits: the leftmost pixel is in the high bits.
 RGBQUAD read1(const PixelSource &source, const uint8_t *row, uint32_t x) {
-  return lookUp(source, row[x / 8] >> (7 - x % 8) & 1U);
+  const uint32_t byte = row[x / 8];
+  return lookUp(source, byte >> (7 - x % 8) & 1);
 }
 
 RGBQUAD read4(const PixelSource &source, const uint8_t *row, uint32_t x) {
-  return lookUp(source, row[x / 2] >> (4 - x % 2 * 4) & 15U);
+  const uint32_t byte = row[x / 2];
+  return lookUp(source, byte >> (4 - x % 2 * 4) & 15);
 }
 
 RGBQUAD read8(const PixelSource &source, const uint8_t *row, uint32_t x) {
   return lookUp(source, row[x]);
 }
 
-uint32_t wordAt(const uint8_t *row, uint32_t x) { return row[2 * x] | row[2 * x + 1] << 8U; }
+uint32_t wordAt(const uint8_t *row, uint32_t x) {
+  const uint32_t high = row[2 * x + 1];
+  return high << 8 | row[2 * x];
+}
 
 uint8_t bitsOf(uint32_t value, uint32_t mask) { return static_cast<uint8_t>(value & mask); }
 

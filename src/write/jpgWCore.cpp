@@ -91,8 +91,8 @@ using namespace jpg;
 
 uint32_t JPG_CALL jpgWritePrologToFile(const JpgWChar *path, uint32_t /*flags*/,
                                        JPGHANDLE *handle) {
+  if (handle != nullptr) *handle = nullptr;
   if (path == nullptr || handle == nullptr) return JPG_E_INVALID_HANDLE;
-  *handle = nullptr;
   JpgContext *c = createContext(path);
   if (c == nullptr) return JPG_E_OUT_OF_MEMORY;
   const Result r = fileNameFits(path) ? initWriter(c) : JPG_E_OPEN_FAILED;

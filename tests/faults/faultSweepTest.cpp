@@ -2,6 +2,7 @@
 // turn, the n-th for every n, until the work passes without a fault. Each time the work
 // ends with a code, leaks nothing, and a later handle is unaffected.
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <cstdio>
 #include <cstring>
@@ -22,8 +23,12 @@ using faulty::Operation;
 constexpr uint32_t kWidth = 37, kHeight = 29;
 
 std::u16string wide(const std::string &name) { return {name.begin(), name.end()}; }
-std::string inputName() { return testing::TempDir() + "jpg_fault_input.jpg"; }
-std::string outputName() { return testing::TempDir() + "jpg_fault_output.jpg"; }
+// Tests run in parallel, each in a process of its own.
+std::string nameOf(const char *what) {
+  return testing::TempDir() + "jpg_fault_" + std::to_string(getpid()) + what;
+}
+std::string inputName() { return nameOf("_input.jpg"); }
+std::string outputName() { return nameOf("_output.jpg"); }
 
 // A noisy picture, so that its stream is longer than one buffer.
 std::vector<uint8_t> pixels() {
