@@ -1,0 +1,147 @@
+// Fuzz target of the read side: the first bytes choose flags and calls, the rest is the
+// stream.
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <vector>
+
+#include "jpg.h"
+
+namespace {
+
+constexpr uint64_t kMaxPixels = 1 << 18;  // keeps a run short
+constexpr size_t kChoices = 4;
+constexpr uint8_t kGuard = 0xA5;
+constexpr size_t kGuardBytes = 32;
+
+// What the first bytes choose.
+struct Choices {
+  uint32_t flags;
+  uint8_t calls;  // bits: marker walk, restart seek, raw, scaled, incremental, Exif, bitmap
+  uint8_t band;
+  uint8_t narrow;
+};
+
+void check(bool holds) {
+  if (!holds) __builtin_trap();
+}
+
+void walkMarkers(JPGHANDLE h) {
+  uint16_t marker = 0;
+  uint32_t length = 0;
+  uint8_t data[64];
+  int32_t mode = JPG_SEGMENT_FIRST;
+  for (int i = 0; i < 64; i++, mode = JPG_SEGMENT_NEXT) {
+    if (jpgReadSeekMarkerSegment(h, mode, &marker, &length) != JPG_OK) break;
+    jpgReadReadMarkerData(h, data, sizeof(data), nullptr);
+  }
+}
+
+struct Bitmap {
+  BITMAPINFOHEADER header;
+  RGBQUAD colors[256];
+};
+
+void readThumbnail(JPGHANDLE h) {
+  JPGEXIFHANDLE exif = nullptr;
+  if (jpgReadExifReadAttributeProlog(h, &exif) != JPG_OK) {
+    check(exif == nullptr);
+    return;
+  }
+  Bitmap bitmap = {};
+  auto *bmi = reinterpret_cast<BITMAPINFO *>(&bitmap);
+  if (jpgExifReadThumbnailToWinDIBits(exif, nullptr, bmi) == JPG_OK) {
+    const uint64_t row = (static_cast<uint64_t>(bitmap.header.biWidth) + 3) / 4 * 4;
+    const uint64_t rows = static_cast<uint64_t>(bitmap.header.biHeight);
+    if (row * rows <= kMaxPixels) {
+      std::vector<uint8_t> pixels(static_cast<size_t>(row * rows) + 4);
+      jpgExifReadThumbnailToWinDIBits(exif, pixels.data(), bmi);
+    }
+  }
+  check(jpgReadExifReadAttributeEpilog(exif) == JPG_OK);
+}
+
+uint32_t readBand(JPGHANDLE h, const Choices &choices, uint32_t process, const JpgRect &rect,
+                  int32_t lines) {
+  if (process == JPG_PROCESS_LOSSLESS) return jpgReadSpatialToRect(h, &rect, lines);
+  if (process == JPG_PROCESS_PROGRESSIVE) {
+    return jpgReadProgressiveToRect(h, &rect, lines, choices.calls >> 4 & 1);
+  }
+  if ((choices.calls & 8) != 0) return jpgReadScaleOutputToRect(h, &rect, lines, choices.band & 3);
+  return jpgReadToRect(h, &rect, lines);
+}
+
+void decode(JPGHANDLE h, const Choices &choices) {
+  uint32_t width = 0, height = 0, channels = 0, precision = 0, process = 0;
+  check(jpgReadGetImageSize(h, &width, &height) == JPG_OK);
+  check(jpgReadGetNumberOfChannels(h, &channels) == JPG_OK);
+  check(jpgReadGetSamplePrecision(h, &precision) == JPG_OK);
+  check(jpgReadGetCodingProcess(h, &process) == JPG_OK);
+  if (height == 0) height = 40;
+  if (uint64_t{width} * height > kMaxPixels) return;
+  const bool lossless = process == JPG_PROCESS_LOSSLESS;
+  const uint32_t bytes = lossless ? 2 * channels : 4;
+  const uint32_t rowBytes = width * bytes;
+  std::vector<uint8_t> memory(size_t{rowBytes} * (height + 1) + 2 * kGuardBytes, kGuard);
+  JpgRect rect = {};
+  const bool scaled = (choices.calls & 8) != 0 || lossless;
+  rect.width = static_cast<int32_t>(scaled ? width : width - choices.narrow % (width + 1));
+  rect.stride = static_cast<int32_t>(rowBytes);
+  rect.bitsPerPixel = static_cast<int32_t>(8 * channels);
+  const int32_t lines = choices.band % 40 + 1;
+  for (uint32_t y = 0; y < height; y += static_cast<uint32_t>(lines)) {
+    rect.bits = memory.data() + kGuardBytes + size_t{y} * rowBytes;
+    const auto left = static_cast<int32_t>(height - y);
+    const uint32_t r = readBand(h, choices, process, rect, lines < left ? lines : left);
+    if (r != JPG_OK) break;
+  }
+  for (size_t i = 0; i < kGuardBytes; i++) {
+    check(memory[i] == kGuard && memory[memory.size() - 1 - i] == kGuard);
+  }
+}
+
+void readBitmap(JPGHANDLE h, const Choices &choices) {
+  Bitmap bitmap = {};
+  bitmap.header.biBitCount = static_cast<uint16_t>(8 * (choices.narrow % 4 + 1));
+  auto *bmi = reinterpret_cast<BITMAPINFO *>(&bitmap);
+  check(jpgReadToWinDIBits(h, 0, nullptr, bmi) == JPG_OK);
+  const uint64_t row = (static_cast<uint64_t>(bitmap.header.biWidth) * 3 + 3) / 4 * 4;
+  const auto rows = static_cast<uint64_t>(bitmap.header.biHeight);
+  if (row * rows > kMaxPixels || rows == 0) return;
+  std::vector<uint8_t> pixels(static_cast<size_t>(row * rows) + 4);
+  jpgReadToWinDIBits(h, bitmap.header.biHeight, pixels.data(), bmi);
+}
+
+void readStream(const Choices &choices, const uint8_t *data, size_t size) {
+  JPGHANDLE h = nullptr;
+  const uint32_t r = jpgReadPrologFromMemory(data, static_cast<int32_t>(size), choices.flags, &h);
+  if (r != JPG_OK) {
+    check(h == nullptr);
+    return;
+  }
+  if ((choices.calls & 1) != 0) walkMarkers(h);
+  if ((choices.calls & 32) != 0) readThumbnail(h);
+  if ((choices.calls & 2) != 0) jpgReadSeekRestartMarker(h, choices.band % 4, choices.band >> 7);
+  if ((choices.calls & 4) != 0) jpgReadSetNoColorConversion(h);
+  if ((choices.calls & 64) != 0) {
+    readBitmap(h, choices);
+  } else {
+    decode(h, choices);
+  }
+  if ((choices.flags & JPG_READ_PARTIAL_BITSTREAM) != 0 && size > 32) {
+    jpgReadSetPartialBitstream(h, data + size / 2, static_cast<uint32_t>(size - size / 2));
+    decode(h, choices);
+  }
+  check(jpgReadEpilog(h) == JPG_OK);
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
+  if (size <= kChoices || size > (1 << 20)) return 0;
+  const Choices choices = {data[0] & 6U, data[1], data[2], data[3]};
+  // A copy of its own, so that a read behind the end is seen.
+  const std::vector<uint8_t> stream(data + kChoices, data + size);
+  readStream(choices, stream.data(), stream.size());
+  return 0;
+}

@@ -1,0 +1,115 @@
+// Fuzz target of the write side: the bytes choose settings and a bitmap; what was written
+// must open again.
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <vector>
+
+#include "jpg.h"
+
+namespace {
+
+void check(bool holds) {
+  if (!holds) __builtin_trap();
+}
+
+struct Bitmap {
+  BITMAPINFOHEADER header;
+  RGBQUAD colors[256];
+};
+
+// Takes bytes off the input, 0 behind its end.
+class Input {
+ public:
+  Input(const uint8_t *data, size_t size) : data_(data), size_(size) {}
+  uint8_t byte() { return size_ == 0 ? 0 : (size_--, *data_++); }
+  uint32_t below(uint32_t limit) { return (byte() | byte() * 256U) % limit; }
+  std::vector<uint8_t> rest() const { return {data_, data_ + size_}; }
+
+ private:
+  const uint8_t *data_;
+  size_t size_;
+};
+
+void setUp(JPGHANDLE h, Input *in) {
+  static constexpr uint32_t kSamplings[] = {0x00111111, 0x00211111, 0x00121111, 0x00221111,
+                                            0x11111111, 0x00212212, 0x00112211, 0};
+  jpgWriteSetSubsamplingFactor(h, kSamplings[in->below(8)]);
+  jpgWriteSetQuantizationFactor(h, static_cast<int32_t>(in->below(101)));
+  jpgWriteSetRestartInterval(h, static_cast<int32_t>(in->below(40)));
+  jpgWriteSetSpatialPredictor(h, static_cast<int32_t>(in->below(9)));
+  const uint8_t more = in->byte();
+  if ((more & 1) != 0) jpgWriteSetNoColorConversion(h);
+  if ((more & 2) != 0) jpgWriteSetNumberOfComponents(h, more >> 4);
+  if ((more & 4) != 0) jpgWriteSetImageSize(h, in->below(80), in->below(80));
+}
+
+uint32_t writeBitmap(JPGHANDLE h, Input *in) {
+  static constexpr uint16_t kDepths[] = {1, 4, 8, 16, 24, 32, 2, 0};
+  Bitmap bitmap = {};
+  bitmap.header.biSize = 40;
+  bitmap.header.biWidth = static_cast<int32_t>(in->below(64)) - 1;
+  bitmap.header.biHeight = static_cast<int32_t>(in->below(64)) - 8;
+  bitmap.header.biBitCount = kDepths[in->below(8)];
+  bitmap.header.biCompression = in->below(4);
+  bitmap.header.biClrUsed = in->below(300);
+  const int32_t lines = static_cast<int32_t>(in->below(64));
+  std::vector<uint8_t> bits = in->rest();
+  bitmap.header.biSizeImage = static_cast<uint32_t>(bits.size());
+  // Plain rows are trusted to be there; 24-bit ones are taken as plain whatever the
+  // compression says.
+  const uint32_t compression = bitmap.header.biCompression;
+  const bool coded =
+      bitmap.header.biBitCount != 24 && (compression == BI_RLE8 || compression == BI_RLE4);
+  if (!coded || bits.empty()) bits.resize(64 * 64 * 4);
+  return jpgWriteFromWinDIBits(h, lines, bits.data(), reinterpret_cast<BITMAPINFO *>(&bitmap));
+}
+
+uint32_t writeRect(JPGHANDLE h, Input *in, bool lossless) {
+  JpgRect rect = {};
+  rect.width = static_cast<int32_t>(in->below(64));
+  rect.height = static_cast<int32_t>(in->below(64));
+  rect.channels = static_cast<int32_t>(in->below(6));
+  rect.bitsPerSample = static_cast<int32_t>(in->below(18));
+  rect.stride = 64 * 5 * 2;
+  const uint32_t lines = in->below(64);
+  std::vector<uint8_t> pixels = in->rest();
+  pixels.resize(64 * 64 * 5 * 2);
+  rect.bits = pixels.data();
+  const uint32_t r =
+      lossless ? jpgWriteSpatialFromRect(h, &rect, lines) : jpgWriteFromRect(h, &rect, lines);
+  return r != JPG_OK ? r
+         : lossless  ? jpgWriteSpatialFromRect(h, &rect, lines)
+                     : jpgWriteFromRect(h, &rect, lines);
+}
+
+void reopen(const void *data, uint32_t size) {
+  JPGHANDLE h = nullptr;
+  check(jpgReadPrologFromMemory(data, static_cast<int32_t>(size), 0, &h) == JPG_OK);
+  check(jpgReadEpilog(h) == JPG_OK);
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
+  Input in(data, size);
+  JPGHANDLE h = nullptr;
+  check(jpgWritePrologToMemory(in.byte() & 2U, &h) == JPG_OK);
+  setUp(h, &in);
+  const uint32_t kind = in.below(4);
+  if (in.below(4) == 0) {
+    void *piece = nullptr;
+    uint32_t pieceSize = 0;
+    if (jpgWriteGetPartialBitstream(h, &piece, &pieceSize) == JPG_OK) jpgWriteFreeBitstream(piece);
+  }
+  const uint32_t r = kind < 2 ? writeRect(h, &in, kind == 1) : writeBitmap(h, &in);
+  void *stream = nullptr;
+  uint32_t streamSize = 0;
+  const uint32_t closed = jpgWriteEpilogToMemory(h, &stream, &streamSize);
+  // A complete stream begins with SOI; pieces after the first don't.
+  const auto *bytes = static_cast<const uint8_t *>(stream);
+  const bool complete = streamSize > 2 && bytes[0] == 0xFF && bytes[1] == 0xD8;
+  if (r == JPG_OK && closed == JPG_OK && complete) reopen(stream, streamSize);
+  if (stream != nullptr) jpgWriteFreeBitstream(stream);
+  return 0;
+}
