@@ -3,6 +3,7 @@
 
 #include <climits>
 #include <string>
+#include <vector>
 
 #include "support/twin.h"
 
@@ -220,6 +221,37 @@ TEST(RectUnknownHeight, EveryBandHeight) {
       Twin twin(stream);
       for (int call = 0; call < 8; ++call) twin.decode({30, 64}, band);
     }
+  }
+}
+
+TEST(RectUnknownHeight, ASegmentAlthoughTheHeightIsKnownChangesNothing) {
+  Picture picture = staircase(24);
+  picture.restartInterval = 1;
+  const std::vector<Bytes> rows = intervalsOf(picture);
+  for (const uint16_t height : Words{8, 24, 99}) {
+    StreamBuilder stream = headersOf(picture);
+    stream.raw(rows[0]).rst(0).raw(rows[1]).dnl(height).rst(1).raw(rows[2]).dnl(height).eoi();
+    Twin twin(stream.bytes());
+    EXPECT_RESULT(JPG_OK, twin.decode({8, 24, 1}, 24));
+    EXPECT_EQ(repeated({10, 20, 30}, 8), column(twin.canvas(), 24));
+    EXPECT_EQ(24U, heightOf(twin));
+  }
+}
+
+TEST(RectUnknownHeight, ASegmentOfAWrongLengthSaysNothing) {
+  Picture picture = unknownHeight(24);
+  const std::vector<Bytes> rows = intervalsOf(picture);
+  for (const size_t size : {0U, 1U, 3U, 4U}) {
+    StreamBuilder stream = headersOf(picture);
+    stream.raw(rows[0]).segment(kDnl, Bytes(size, 8)).rst(0).raw(rows[1]).eoi();
+    const Reader reader = Reader::ofMemory(stream.bytes());
+    Canvas canvas(8, 8, 1);
+    const JpgRect rect = canvas.rect();
+    EXPECT_RESULT(JPG_OK, jpgReadToRect(reader.handle(), &rect, 8));
+    uint32_t width = 0;
+    uint32_t height = 1;
+    EXPECT_RESULT(JPG_OK, jpgReadGetImageSize(reader.handle(), &width, &height));
+    EXPECT_EQ(0U, height);
   }
 }
 

@@ -189,6 +189,36 @@ TEST(RectRestart, AScanHeaderMayFollowARestartMarker) {
   EXPECT_EQ((Bytes{10, 20, 30, 40}), blocksOf(twin.canvas()));
 }
 
+TEST(RectRestart, AScanHeaderBeginsTheCountOfTheIntervalAnew) {
+  // Two blocks, a scan header, two blocks, a marker, two blocks.
+  Picture picture = grayIntervals(6);
+  picture.restartInterval = 2;
+  const std::vector<Bytes> parts = intervalsOf(picture);
+  StreamBuilder stream = headersOf(picture);
+  stream.raw(parts[0]).sos({{1, 0}}).raw(parts[1]).rst(1).raw(parts[2]).eoi();
+  Twin twin(stream.bytes());
+  EXPECT_RESULT(JPG_OK, twin.decode({48, 8, 1}, 8));
+  EXPECT_EQ((Bytes{10, 20, 30, 40, 50, 60}), blocksOf(twin.canvas()));
+}
+
+TEST(RectRestart, TablesWithoutAScanHeaderLeaveThoseOfTheScan) {
+  // Behind the second block a DC table without the difference of four bits, and no scan header:
+  // coded data go on, with the tables and the predictions of the scan. F F D, 0 D.
+  StreamBuilder stream = nibbleHeaders(32, 2).raw({0xFF, 0x00, 0xD0, 0xDF});
+  stream.dht(0x00, evenTable(Bytes(16, 0), 4)).raw({0xFF, 0x00, 0xD0, 0xDF}).eoi();
+  Twin twin(stream.bytes());
+  EXPECT_RESULT(JPG_OK, twin.decode({32, 8, 1}, 8));
+  EXPECT_EQ((Bytes{143, 143, 158, 158}), blocksOf(twin.canvas()));
+}
+
+TEST(RectRestart, ARefusedScanHeaderLeavesTheScanAsItWas) {
+  // A scan of an unknown component: its header ends the search for markers.
+  StreamBuilder stream = nibbleHeaders(16, 1).raw({0x0D}).sos({{9, 0}}).raw({0xFF, 0x00, 0xD0});
+  Twin twin(stream.eoi().bytes());
+  twin.decode({16, 8, 1}, 8);
+  EXPECT_EQ(128, twin.canvas().row(0)[0]);
+}
+
 TEST(RectRestart, NewQuantisationBetweenIntervalsCountsAtOnce) {
   Picture picture = grayIntervals(4);
   picture.restartInterval = 2;

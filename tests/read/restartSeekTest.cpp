@@ -92,6 +92,24 @@ TEST(RestartSeek, TheDecoderCountsTheRowsPassedAsPixelRows) {
   EXPECT_EQ(Canvas::kGuard, twin.canvas().row(8)[0]);
 }
 
+TEST(RestartSeek, TheMcuRowsPassedAreTakenOffThePixelRowsThatRemain) {
+  // The data hold 12 rows of MCUs, the frame header says 10 pixel rows.
+  Picture picture = staircase(12, 1);
+  const Bytes scan = scanOf(picture);
+  picture.height = 10;
+  const Bytes stream = headersOf(picture).raw(scan).eoi().bytes();
+  for (int32_t n = 3; n <= 11; ++n) {
+    SCOPED_TRACE(n);
+    Twin twin(stream);
+    EXPECT_RESULT(JPG_OK, twin.seekRestart(n, JPG_RESTART_FROM_START));
+    EXPECT_RESULT(n < 10 ? JPG_OK : JPG_E_FAIL, twin.decode({16, 8, 1}, 8));
+    for (int32_t y = 0; y < 8; ++y) {
+      const int expected = y < 10 - n ? 10 * (n + 1) : Canvas::kGuard;
+      EXPECT_EQ(expected, twin.canvas().row(y)[0]) << y;
+    }
+  }
+}
+
 TEST(RestartSeek, FromTheCurrentPlaceTheCountGoesBackToAnIntervalsStart) {
   // 5 pixel rows have been counted; with three rows to an interval that becomes 3, then 6.
   Twin twin(encode(staircase(9, 3)));
