@@ -1,0 +1,222 @@
+// Pixels beside those of an independent decoder, djpeg -dct int -nosmooth.
+//
+// The library's inverse DCT departs from the textbook in its first pass: where a block has
+// vertical frequency 1 its product x1 * S1 is x1 * x1. The model can decode either way. With
+// the textbook first pass luminance agrees with djpeg within one level, so the departure alone
+// explains the rest. Colours are compared within 4: a level of luminance, a level of chroma
+// times at most 1.772, and the rounding of the conversion's two terms.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include "jpg.h"
+#include "support/model.h"
+#include "support/picture.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+using jpgtest::Bytes;
+using jpgtest::FirstPass;
+using jpgtest::Model;
+
+std::string corpusFolder() {
+  const char *given = std::getenv("JPG_CORPUS");
+  return given != nullptr ? given : JPG_CORPUS_DIR;
+}
+
+Bytes contentsOf(const fs::path &path) {
+  Bytes data(static_cast<size_t>(fs::file_size(path)));
+  std::FILE *file = std::fopen(path.c_str(), "rb");
+  data.resize(std::fread(data.data(), 1, data.size(), file));
+  std::fclose(file);
+  return data;
+}
+
+struct Picture {
+  uint32_t width = 0, height = 0, channels = 0;
+  Bytes pixels;  // red first
+};
+
+// What a command prints as PGM or PPM; no pixels when it fails.
+Picture pictureOf(const std::string &command) {
+  Picture picture;
+  std::FILE *pipe = popen(command.c_str(), "r");
+  char kind = 0;
+  unsigned width = 0, height = 0;
+  if (std::fscanf(pipe, "P%c %u %u 255", &kind, &width, &height) == 3) {
+    std::getc(pipe);
+    picture = {width, height, kind == '6' ? 3U : 1U, {}};
+    picture.pixels.resize(size_t{width} * height * picture.channels);
+    const size_t n = std::fread(picture.pixels.data(), 1, picture.pixels.size(), pipe);
+    if (n != picture.pixels.size()) picture.pixels.clear();
+  }
+  if (pclose(pipe) != 0) picture.pixels.clear();
+  return picture;
+}
+
+// How two pictures differ.
+struct Difference {
+  double mean = 0, psnr = 99;
+  int worst = 0;
+};
+
+Difference compare(const Bytes &a, const Bytes &b) {
+  Difference d;
+  double sum = 0, squares = 0;
+  for (size_t i = 0; i < a.size(); i++) {
+    const int difference = std::abs(int{a[i]} - int{b[i]});
+    d.worst = std::max(d.worst, difference);
+    sum += difference;
+    squares += double(difference) * difference;
+  }
+  d.mean = sum / double(a.size());
+  if (squares > 0) d.psnr = 10 * std::log10(255.0 * 255.0 * double(a.size()) / squares);
+  return d;
+}
+
+JpgRect rectOf(Picture *picture) {
+  JpgRect rect = {};
+  rect.width = static_cast<int32_t>(picture->width);
+  rect.stride = static_cast<int32_t>(picture->width * picture->channels);
+  rect.bitsPerPixel = static_cast<int32_t>(8 * picture->channels);
+  rect.bits = picture->pixels.data();
+  return rect;
+}
+
+void swapBlueAndRed(Picture *picture) {
+  for (size_t i = 0; picture->channels == 3 && i < picture->pixels.size(); i += 3) {
+    std::swap(picture->pixels[i], picture->pixels[i + 2]);
+  }
+}
+
+// A picture of the size and kind of `like`, still empty.
+Picture emptyLike(const Picture &like) {
+  Picture picture = like;
+  std::fill(picture.pixels.begin(), picture.pixels.end(), uint8_t{0});
+  return picture;
+}
+
+Picture decodeWithLibrary(const Bytes &data, const Picture &like) {
+  Picture picture = emptyLike(like);
+  JPGHANDLE h = nullptr;
+  EXPECT_EQ(jpgReadPrologFromMemory(data.data(), static_cast<int32_t>(data.size()), 4, &h), JPG_OK);
+  const JpgRect rect = rectOf(&picture);
+  EXPECT_EQ(jpgReadToRect(h, &rect, static_cast<int32_t>(picture.height)), JPG_OK);
+  EXPECT_EQ(jpgReadEpilog(h), JPG_OK);
+  swapBlueAndRed(&picture);
+  return picture;
+}
+
+Picture decodeWithTextbook(const Bytes &data, const Picture &like) {
+  Picture picture = emptyLike(like);
+  Model model(FirstPass::kTextbook);
+  EXPECT_EQ(model.openMemory(data, 4), JPG_OK);
+  const JpgRect rect = rectOf(&picture);
+  EXPECT_EQ(model.readToRect(rect, static_cast<int32_t>(picture.height)), JPG_OK);
+  swapBlueAndRed(&picture);
+  return picture;
+}
+
+// The first component of a three-component picture without colour conversion.
+Bytes luminance(const Bytes &data, const Picture &like) {
+  Picture picture = emptyLike(like);
+  Model model(FirstPass::kTextbook);
+  EXPECT_EQ(model.openMemory(data, 4), JPG_OK);
+  EXPECT_EQ(model.setNoColorConversion(), JPG_OK);
+  const JpgRect rect = rectOf(&picture);
+  EXPECT_EQ(model.readToRect(rect, static_cast<int32_t>(picture.height)), JPG_OK);
+  Bytes first;
+  for (size_t i = 0; i < picture.pixels.size(); i += picture.channels) {
+    first.push_back(picture.pixels[i]);
+  }
+  return first;
+}
+
+bool isComparable(const Bytes &data) {
+  JPGHANDLE h = nullptr;
+  if (jpgReadPrologFromMemory(data.data(), static_cast<int32_t>(data.size()), 4, &h) != JPG_OK) {
+    return false;
+  }
+  uint32_t process = 0, channels = 0, precision = 0;
+  jpgReadGetCodingProcess(h, &process);
+  jpgReadGetNumberOfChannels(h, &channels);
+  jpgReadGetSamplePrecision(h, &precision);
+  jpgReadEpilog(h);
+  const bool sequential = process == JPG_PROCESS_BASELINE || process == JPG_PROCESS_EXTENDED;
+  return sequential && precision == 8 && (channels == 1 || channels == 3);
+}
+
+constexpr size_t kMaxFile = 400000;  // bytes; the model takes its time
+
+std::vector<fs::path> comparableFiles() {
+  std::vector<fs::path> files;
+  for (const char *folder : {"made", "photos"}) {
+    const fs::path root = fs::path(corpusFolder()) / folder;
+    if (!fs::is_directory(root)) continue;
+    for (const auto &entry : fs::directory_iterator(root)) {
+      if (entry.file_size() <= kMaxFile && isComparable(contentsOf(entry.path()))) {
+        files.push_back(entry.path());
+      }
+    }
+  }
+  std::sort(files.begin(), files.end());
+  return files;
+}
+
+// djpeg's luminance of a YCbCr picture; an RGB one has none.
+bool isYcbcr(const fs::path &path) { return path.filename().string().rfind("rgb", 0) != 0; }
+
+void compareFile(const fs::path &path) {
+  const std::string quoted = "'" + path.string() + "'";
+  const Picture theirs = pictureOf("djpeg -dct int -nosmooth " + quoted + " 2>/dev/null");
+  if (theirs.pixels.empty()) return;
+  const Bytes data = contentsOf(path);
+  const Difference ours = compare(decodeWithLibrary(data, theirs).pixels, theirs.pixels);
+  const Difference textbook = compare(decodeWithTextbook(data, theirs).pixels, theirs.pixels);
+  std::printf("%-36s %7.3f %7.2f %5d   %7.3f %7.2f %5d\n", path.filename().c_str(), ours.mean,
+              ours.psnr, ours.worst, textbook.mean, textbook.psnr, textbook.worst);
+  EXPECT_LE(textbook.worst, theirs.channels == 1 ? 1 : 4);
+  if (theirs.channels == 1 || !isYcbcr(path)) return;
+  const Picture gray = pictureOf("djpeg -dct int -nosmooth -grayscale " + quoted + " 2>/dev/null");
+  ASSERT_FALSE(gray.pixels.empty());
+  EXPECT_LE(compare(luminance(data, theirs), gray.pixels).worst, 1);
+}
+
+bool hasDjpeg() { return std::system("djpeg -version >/dev/null 2>&1 </dev/null") == 0; }
+
+// Streams of ours whose blocks have no vertical frequency 1.
+TEST(BesideAnIndependentDecoder, BlocksThatAvoidTheDepartureAgreeWithinALevel) {
+  if (!hasDjpeg()) GTEST_SKIP() << "djpeg isn't installed";
+  const std::string name = testing::TempDir() + "jpg_compare.jpg";
+  for (uint32_t seed = 1; seed <= 20; seed++) {
+    const Bytes data = jpgtest::encode(
+        jpgtest::makePicture(61, 45, {0x11}, jpgtest::Fill::kNoFirstVertical, seed));
+    std::FILE *file = std::fopen(name.c_str(), "wb");
+    ASSERT_EQ(std::fwrite(data.data(), 1, data.size(), file), data.size());
+    std::fclose(file);
+    const Picture theirs = pictureOf("djpeg -dct int -nosmooth '" + name + "' 2>/dev/null");
+    ASSERT_FALSE(theirs.pixels.empty());
+    EXPECT_LE(compare(decodeWithLibrary(data, theirs).pixels, theirs.pixels).worst, 1) << seed;
+  }
+  std::remove(name.c_str());
+}
+
+TEST(BesideAnIndependentDecoder, TheDepartureOfTheFirstPassAloneExplainsTheDifference) {
+  if (!hasDjpeg()) GTEST_SKIP() << "djpeg isn't installed";
+  const std::vector<fs::path> files = comparableFiles();
+  if (files.empty()) GTEST_SKIP() << "no files: set JPG_CORPUS to a folder of JPEG files";
+  std::printf("%-36s %23s   %23s\n", "", "library: mean PSNR worst", "textbook: mean PSNR worst");
+  for (const fs::path &path : files) {
+    SCOPED_TRACE(path.filename().string());
+    compareFile(path);
+  }
+}
+
+}  // namespace
