@@ -22,8 +22,15 @@ struct Bitmap {
 class Input {
  public:
   Input(const uint8_t *data, size_t size) : data_(data), size_(size) {}
-  uint8_t byte() { return size_ == 0 ? 0 : (size_--, *data_++); }
-  uint32_t below(uint32_t limit) { return (byte() | byte() * 256U) % limit; }
+  uint8_t byte() {
+    if (size_ == 0) return 0;
+    size_--;
+    return *data_++;
+  }
+  uint32_t below(uint32_t limit) {
+    const uint32_t low = byte();
+    return (low | byte() * 256U) % limit;
+  }
   std::vector<uint8_t> rest() const { return {data_, data_ + size_}; }
 
  private:

@@ -1,0 +1,322 @@
+#!/usr/bin/env python3
+"""Tests of jpgtool as its users see it: test_jpgtool.py JPGTOOL SOURCE_DIR"""
+import json
+import os
+import shutil
+import signal
+import struct
+import subprocess
+import sys
+import tempfile
+import time
+import unittest
+
+TOOL, SOURCE = sys.argv[1], sys.argv[2]
+SAMPLE = f"{SOURCE}/examples/sample.jpg"
+
+
+def run(*words, stdin=None):
+    return subprocess.run([TOOL, *words], input=stdin, capture_output=True, timeout=60)
+
+
+def ppm(width, height, pixel):
+    """A PPM of pixel(x, y) -> (r, g, b)."""
+    data = b"".join(bytes(pixel(x, y)) for y in range(height) for x in range(width))
+    return b"P6\n%d %d\n255\n" % (width, height) + data
+
+
+def parse_pnm(data):
+    """Kind, width, height, largest value and samples of a PGM or PPM file."""
+    words, at = [], 0
+    while len(words) < 4:
+        end = at
+        while data[end : end + 1] not in (b" ", b"\n"):
+            end += 1
+        words.append(data[at:end])
+        at = end + 1
+    return words[0], int(words[1]), int(words[2]), int(words[3]), data[at:]
+
+
+def parse_bmp(data):
+    """Width, height, bits and the rows from the top, as red-first or grey bytes."""
+    (offset,) = struct.unpack_from("<I", data, 10)
+    width, height = struct.unpack_from("<ii", data, 18)
+    bits = data[28]
+    row_bytes = (width * bits // 8 + 3) // 4 * 4
+    rows = []
+    for y in range(height):
+        row = data[offset + (height - 1 - y) * row_bytes :][: width * bits // 8]
+        if bits == 24:
+            row = b"".join(row[i : i + 3][::-1] for i in range(0, len(row), 3))
+        rows.append(row)
+    return width, height, bits, b"".join(rows)
+
+
+class Tool(unittest.TestCase):
+    def setUp(self):
+        self.folder = tempfile.mkdtemp()
+        self.addCleanup(shutil.rmtree, self.folder)
+
+    def path(self, name):
+        return f"{self.folder}/{name}"
+
+    def write(self, name, data):
+        with open(self.path(name), "wb") as file:
+            file.write(data)
+        return self.path(name)
+
+    def read(self, name):
+        with open(self.path(name), "rb") as file:
+            return file.read()
+
+    def check(self, *words, **more):
+        result = run(*words, **more)
+        self.assertEqual(result.returncode, 0, result.stderr.decode())
+        self.assertEqual(result.stderr, b"")
+        return result.stdout
+
+    def refused(self, status, text, *words, **more):
+        result = run(*words, **more)
+        self.assertEqual(result.returncode, status, result.stderr)
+        self.assertIn(text, result.stderr.decode())
+        self.assertEqual(result.stdout, b"")
+
+
+class Conventions(Tool):
+    def test_help_and_version_go_to_standard_output(self):
+        for words in (["--help"], ["info", "--help"], ["decode", "--help"], ["encode", "-h"]):
+            self.assertIn(b"Usage: jpgtool", self.check(*words))
+        self.assertRegex(self.check("--version"), rb"^jpgtool \d+\.\d+\.\d+\n$")
+
+    def test_wrong_usage_is_status_2(self):
+        cases = {
+            (): "no command",
+            ("fly",): "unknown command fly",
+            ("info",): "takes one file",
+            ("info", SAMPLE, SAMPLE): "takes one file",
+            ("info", SAMPLE, "--bad"): "unknown option --bad",
+            ("decode", SAMPLE): "needs -o",
+            ("decode", SAMPLE, "-o"): "-o needs a value",
+            ("decode", SAMPLE, "-o", "x.ppm", "--scale", "1/3"): "--scale",
+            ("decode", SAMPLE, "-o", "x.ppm", "--raw=1"): "takes no value",
+            ("encode", "x.ppm", "-o", "x.jpg", "--quality", "101"): "--quality",
+            ("encode", "x.ppm", "-o", "x.jpg", "--quality", "9x"): "--quality",
+            ("encode", "x.ppm", "-o", "x.jpg", "--sampling", "411"): "--sampling",
+        }
+        for words, text in cases.items():
+            with self.subTest(words):
+                self.refused(2, text, *words)
+
+    def test_errors_name_the_file_what_is_wrong_and_the_code(self):
+        text = self.write("a.jpg", b"this is no picture")
+        result = run("info", text)
+        self.assertEqual(result.returncode, 1)
+        self.assertEqual(
+            result.stderr.decode(),
+            f"jpgtool: {text}: not a JPEG stream (0x80000109 JPG_E_NOT_JPEG)\n",
+        )
+        self.refused(1, "(0x80000301 JPG_E_OPEN_FAILED)", "info", self.path("none.jpg"))
+
+    def test_names_need_not_be_ascii(self):
+        for name in ("Bäume.jpg", "写真.jpg", "🌄 dawn.jpg"):
+            shutil.copy(SAMPLE, self.path(name))
+            self.assertIn(name.encode(), self.check("info", self.path(name)))
+            self.check("decode", self.path(name), "-o", self.path(name + ".ppm"))
+
+    def test_double_dash_ends_the_options(self):
+        shutil.copy(SAMPLE, self.path("-o"))
+        os.chdir(self.folder)
+        self.check("decode", "-o", "x.ppm", "--", "-o")
+        os.chdir("/")
+
+
+class Info(Tool):
+    def test_text_tells_the_header(self):
+        text = self.check("info", SAMPLE).decode()
+        for line in ("size: 640 x 480", "channels: 3", "precision: 8 bits", "process: baseline",
+                     "sampling: 1:2x2 2:1x1 3:1x1", "restart interval: 0",
+                     "density: 72 x 72 (dots per inch)"):
+            self.assertIn(line + "\n", text)
+
+    def test_json_tells_the_same_and_the_offsets_lead_to_the_markers(self):
+        told = json.loads(self.check("info", "--json", SAMPLE))
+        self.assertEqual((told["width"], told["height"], told["channels"]), (640, 480, 3))
+        self.assertEqual(told["process"], "baseline")
+        self.assertEqual(told["components"][0], {"id": 1, "h": 2, "v": 2, "table": 0})
+        self.assertEqual(told["density"], {"x": 72, "y": 72, "units": 1})
+        with open(SAMPLE, "rb") as file:
+            data = file.read()
+        self.assertEqual(told["segments"][0]["marker"], "APP0")
+        self.assertEqual(told["segments"][-1]["marker"], "SOS")
+        for segment in told["segments"]:
+            at = segment["offset"]
+            self.assertEqual(int.from_bytes(data[at : at + 2], "big"), segment["code"])
+            self.assertEqual(int.from_bytes(data[at + 2 : at + 4], "big"), segment["length"] + 2)
+
+
+class Decode(Tool):
+    def test_every_kind_of_picture_file_holds_the_same_pixels(self):
+        out = self.check("decode", SAMPLE, "-o", "-")
+        kind, width, height, top, pixels = parse_pnm(out)
+        self.assertEqual((kind, width, height, top), (b"P6", 640, 480, 255))
+        self.assertEqual(len(pixels), 3 * 640 * 480)
+        for name in ("a.ppm", "a.bmp"):
+            self.assertEqual(self.check("decode", SAMPLE, "-o", self.path(name)), b"")
+        self.assertEqual(self.read("a.ppm"), out)
+        self.assertEqual(parse_bmp(self.read("a.bmp")), (640, 480, 24, pixels))
+        self.refused(1, "takes grey", "decode", SAMPLE, "-o", self.path("a.pgm"))
+        self.refused(1, "unknown kind", "decode", SAMPLE, "-o", self.path("a.tiff"))
+
+    def test_grey_goes_into_pgm_ppm_and_bmp(self):
+        gray = b"P5\n37 21\n255\n" + bytes((x * 6 + y) % 256 for y in range(21) for x in range(37))
+        self.check("encode", self.write("g.pgm", gray), "-o", self.path("g.jpg"), "--quality", "95")
+        out = self.check("decode", self.path("g.jpg"), "-o", "-")
+        _, _, _, _, pixels = parse_pnm(out)
+        self.check("decode", self.path("g.jpg"), "-o", self.path("g.bmp"))
+        self.assertEqual(parse_bmp(self.read("g.bmp")), (37, 21, 8, pixels))
+        self.check("decode", self.path("g.jpg"), "-o", self.path("g.ppm"))
+        self.assertEqual(parse_pnm(self.read("g.ppm"))[4], b"".join(bytes([p] * 3) for p in pixels))
+
+    def test_raw_gives_the_components(self):
+        kind, width, height, _, raw = parse_pnm(self.check("decode", SAMPLE, "--raw", "-o", "-"))
+        self.assertEqual((kind, width, height), (b"P6", 640, 480))
+        converted = parse_pnm(self.check("decode", SAMPLE, "-o", "-"))[4]
+        for i in range(0, len(raw), 3 * 997):  # red is Y + 1.402 (Cr - 128), limited
+            red = min(255, max(0, raw[i] + 1.402 * (raw[i + 2] - 128)))
+            self.assertLessEqual(abs(red - converted[i]), 1)
+
+    def test_scaled_sizes_are_rounded_up(self):
+        picture = self.write("p.ppm", ppm(100, 75, lambda x, y: (x, y, 99)))
+        self.check("encode", picture, "-o", self.path("p.jpg"))
+        for scale, size in (("1/2", (50, 38)), ("1/4", (25, 19)), ("1/8", (13, 10))):
+            out = parse_pnm(self.check("decode", self.path("p.jpg"), "-o", "-", "--scale", scale))
+            self.assertEqual(out[1:3], size)
+
+    def test_a_failed_output_file_is_removed(self):
+        with open(SAMPLE, "rb") as file:
+            data = file.read()
+        broken = self.write("b.jpg", data[: len(data) // 2] + b"\xff\xd9")
+        self.refused(1, "JPG_E_", "decode", broken, "-o", self.path("b.ppm"))
+        self.assertFalse(os.path.exists(self.path("b.ppm")))
+
+    def test_keep_going_keeps_the_rows_before_the_damage(self):
+        with open(SAMPLE, "rb") as file:
+            data = file.read()
+        broken = self.write("b.jpg", data[: len(data) // 2] + b"\xff\xd9")
+        result = run("decode", broken, "-o", self.path("b.ppm"), "--keep-going")
+        self.assertEqual(result.returncode, 1)
+        whole = parse_pnm(self.check("decode", SAMPLE, "-o", "-"))[4]
+        kept = parse_pnm(self.read("b.ppm"))[4]
+        self.assertEqual(len(kept), len(whole))
+        self.assertEqual(kept[: 3 * 640 * 64], whole[: 3 * 640 * 64])
+        self.assertEqual(kept[-3 * 640 :], bytes([128]) * (3 * 640))
+
+    def test_a_stream_without_an_end_needs_no_eoi(self):
+        with open(SAMPLE, "rb") as file:
+            data = file.read()
+        self.assertEqual(data[-2:], b"\xff\xd9")
+        endless = self.write("e.jpg", data[:-2])
+        self.refused(1, "JPG_E_NOT_JPEG", "decode", endless, "-o", self.path("e.ppm"))
+        self.check("decode", endless, "-o", self.path("e.ppm"), "--no-eoi")
+
+    def test_the_input_is_never_overwritten(self):
+        copy = shutil.copy(SAMPLE, self.path("a.ppm"))
+        before = self.read("a.ppm")
+        self.refused(1, "is the input file", "decode", copy, "-o", copy)
+        os.symlink(copy, self.path("link.ppm"))
+        self.refused(1, "is the input file", "decode", copy, "-o", self.path("link.ppm"))
+        self.assertEqual(self.read("a.ppm"), before)
+
+    def test_a_full_device_is_a_failure(self):
+        if os.path.exists("/dev/full"):
+            os.symlink("/dev/full", self.path("full.ppm"))
+            self.refused(1, "writing failed", "decode", SAMPLE, "-o", self.path("full.ppm"))
+
+    def test_progressive_and_refused_files(self):
+        if shutil.which("cjpeg") is None:
+            self.skipTest("cjpeg isn't installed")
+        picture = self.write("p.ppm", ppm(70, 50, lambda x, y: (3 * x, 5 * y, x + y)))
+        for name, options in (("p.jpg", ["-progressive"]), ("s.jpg", []), ("a.jpg", ["-arithmetic"])):
+            with open(self.path(name), "wb") as out:
+                subprocess.run(["cjpeg", *options, picture], stdout=out, check=True)
+        progressive = self.check("decode", self.path("p.jpg"), "-o", "-")
+        self.assertEqual(progressive, self.check("decode", self.path("s.jpg"), "-o", "-"))
+        self.refused(1, "10 scans", "decode", self.path("p.jpg"), "-o", "-", "--max-scans", "9")
+        self.refused(1, "JPG_E_UNSUPPORTED", "decode", self.path("a.jpg"), "-o", "-")
+
+    def test_an_interrupted_run_leaves_no_file(self):
+        side = 6000
+        gray = b"P5\n%d %d\n255\n" % (side, side) + bytes(range(250)) * (side * side // 250)
+        self.check("encode", self.write("g.pgm", gray), "-o", self.path("g.jpg"))
+        out = self.path("g.out.pgm")
+        with subprocess.Popen([TOOL, "decode", self.path("g.jpg"), "-o", out]) as process:
+            for _ in range(2000):
+                if os.path.exists(out):
+                    break
+                time.sleep(0.001)
+            process.send_signal(signal.SIGTERM)
+            status = process.wait(timeout=30)
+        # It may have been faster than the signal; then the file is complete.
+        self.assertEqual(os.path.exists(out), status == 0)
+
+
+class Encode(Tool):
+    def test_what_is_encoded_decodes_close_to_it(self):
+        picture = self.write("p.ppm", ppm(61, 43, lambda x, y: (4 * x, 5 * y, 128)))
+        source = parse_pnm(self.read("p.ppm"))[4]
+        for sampling in ("444", "422", "440", "420"):
+            self.check("encode", picture, "-o", self.path("p.jpg"), "--sampling", sampling,
+                       "--quality", "95", "--restart", "3")
+            pixels = parse_pnm(self.check("decode", self.path("p.jpg"), "-o", "-"))[4]
+            error = sum(abs(a - b) for a, b in zip(pixels, source)) / len(source)
+            self.assertLess(error, 4)
+            told = json.loads(self.check("info", "--json", self.path("p.jpg")))
+            self.assertEqual(told["restartInterval"], 3)
+            factors = told["components"][0]
+            self.assertEqual(f"4{4 // factors['h']}{4 // factors['h'] if factors['v'] == 1 else 0}",
+                             sampling)
+
+    def test_segments_and_rgb(self):
+        picture = self.write("p.ppm", ppm(8, 8, lambda x, y: (200, 30, 90)))
+        self.check("encode", picture, "-o", self.path("p.jpg"), "--no-color-conversion", "--jfif", "300",
+                   "--comment", "made by a test", "--sampling=444", "--quality=100")
+        told = json.loads(self.check("info", "--json", self.path("p.jpg")))
+        self.assertEqual([c["id"] for c in told["components"]], [82, 71, 66])
+        self.assertEqual(told["density"], {"x": 300, "y": 300, "units": 1})
+        self.assertIn(b"made by a test", self.read("p.jpg"))
+
+    def test_bitmaps_come_back(self):
+        self.check("decode", SAMPLE, "-o", self.path("a.bmp"))
+        self.check("encode", self.path("a.bmp"), "-o", self.path("b.jpg"), "--sampling", "444",
+                   "--quality", "100")
+        pixels = parse_pnm(self.check("decode", self.path("b.jpg"), "-o", "-"))[4]
+        source = parse_bmp(self.read("a.bmp"))[3]
+        error = sum(abs(a - b) for a, b in zip(pixels, source)) / len(source)
+        self.assertLess(error, 2)
+
+    def test_standard_input(self):
+        picture = ppm(16, 16, lambda x, y: (x, y, 0))
+        self.check("encode", "-", "-o", self.path("p.jpg"), stdin=picture)
+        self.assertEqual(parse_pnm(self.check("decode", self.path("p.jpg"), "-o", "-"))[1:3], (16, 16))
+
+    def test_lossless_returns_every_sample(self):
+        deep = b"P5\n23 19\n4095\n" + b"".join(
+            struct.pack(">H", (x * 997 + y * 31) % 4096) for y in range(19) for x in range(23))
+        pictures = {"c.ppm": ppm(31, 27, lambda x, y: (x * 8, y * 9, x ^ y)), "g.pgm": deep}
+        for name, data in pictures.items():
+            for options in ([], ["--predictor", "7"], ["--predictor", "auto", "--restart", "2"]):
+                self.check("encode", self.write(name, data), "-o", self.path("l.jpg"), "--lossless",
+                           *options)
+                self.assertEqual(self.check("decode", self.path("l.jpg"), "-o", "-"), data)
+
+    def test_broken_input_leaves_no_file(self):
+        cases = {"cut.ppm": ppm(64, 64, lambda x, y: (1, 2, 3))[:-100], "odd.ppm": b"P6\n0 4\n255\n",
+                 "text.ppm": b"hello", "deep.pgm": b"P5\n1 1\n65535\n\0\1", "cut.bmp": b"BM" + bytes(60)}
+        for name, data in cases.items():
+            with self.subTest(name):
+                self.refused(1, "jpgtool: ", "encode", self.write(name, data), "-o", self.path("x.jpg"))
+                self.assertFalse(os.path.exists(self.path("x.jpg")))
+
+
+if __name__ == "__main__":
+    unittest.main(argv=[sys.argv[0], "-v"])
