@@ -4,8 +4,8 @@
 // and shares no code with the library. Its functions are those of the public interface, with the
 // same results; it is opened on bytes instead of a path.
 //
-// Not modelled: frames with a sampling factor of 0, and what follows when a scan header between
-// rows is refused after Huffman tables were replaced.
+// Not modelled: pixels of frames with a sampling factor of 0, and of scans that name a component
+// twice.
 #ifndef JPG_TESTS_SUPPORT_MODEL_H
 #define JPG_TESTS_SUPPORT_MODEL_H
 
@@ -29,6 +29,8 @@ class Model {
   uint32_t openMemory(const Bytes &data, uint32_t flags);
   uint32_t openFile(const Bytes &file, int32_t startOffset, int32_t length, uint32_t flags);
   bool isOpen() const { return open_; }
+  // False when there is no telling what the pixels of the current scan should be.
+  bool knowsPixels() const;
 
   uint32_t getCodingProcess(uint32_t *process) const;
   uint32_t getImageSize(uint32_t *width, uint32_t *height) const;

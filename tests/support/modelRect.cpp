@@ -1,5 +1,6 @@
 // The model's sequential decoder: rows of MCUs into a rectangle.
 #include <algorithm>
+#include <set>
 
 #include "support/model.h"
 #include "support/modelColour.h"
@@ -69,8 +70,17 @@ uint32_t Model::decodeRow(const JpgRect &rect, uint8_t *bits, int64_t rows, Writ
   return JPG_OK;
 }
 
+bool Model::knowsPixels() const {
+  if (scan_.size() != components_.size()) return true;  // they are refused
+  std::set<size_t> named;
+  for (const Selection &s : selected_) named.insert(s.component);
+  if (named.size() != components_.size()) return false;
+  return std::all_of(components_.begin(), components_.end(),
+                     [](const Component &c) { return c.h > 0 && c.v > 0; });
+}
+
 uint32_t Model::decodeMcu(std::vector<Plane> &planes) {
-  if (scan_.size() != components_.size()) return JPG_E_UNSUPPORTED;
+  if (scan_.size() != components_.size() || !knowsPixels()) return JPG_E_UNSUPPORTED;
   std::vector<ModelBlock> blocks;
   for (size_t c = 0; c < components_.size(); ++c) {
     ScanEntry &entry = scan_[c];

@@ -25,6 +25,7 @@ class Twin {
 
   uint32_t prologResult() const { return library_.result(); }
   JPGHANDLE handle() const { return library_.handle(); }
+  bool modelKnowsPixels() const { return model_.knowsPixels(); }
 
   // Each returns what the library returned.
   uint32_t setNoColorConversion();
