@@ -17,7 +17,7 @@ const char kDecodeHelp[] =
     "\n"
     "  --raw            components as coded, without colour conversion; two and four\n"
     "                   components take .pam\n"
-    "  --scale 1/N      at 1/2, 1/4 or 1/8 of the size (sequential files)\n"
+    "  --scale 1/N      at 1/2, 1/4 or 1/8 of the size (sequential files; not with --raw)\n"
     "  --max-scans N    refuses progressive files of more than N scans (1000)\n"
     "  --no-eoi         opens files without an end marker too\n"
     "  --keep-going     keeps what was decoded of a damaged file, the rest grey; the\n"
@@ -60,6 +60,9 @@ bool parseJob(const Words &words, DecodeJob *job, std::string *why) {
   if (!parseNumber(options.get("--max-scans", "1000"), 1, 1000000, &scans)) {
     *why = "--max-scans takes a number from 1 to 1000000";
   }
+  if (options.has("--raw") && job->settings.scale != JPG_SCALE_FULL) {
+    *why = "--raw and --scale exclude each other";
+  }
   if (!why->empty()) return false;
   job->in = options.files[0];
   job->out = options.get("-o");
@@ -92,7 +95,7 @@ int copyRows(const DecodeJob &job, RowSource *source, PictureWriter *writer, boo
       return fail(job.in, r);
     }
     if (!writer->putRows(source->band(), rowBytes(format), rows)) {
-      return fail(job.out, "writing failed");
+      return fail(job.out, JPG_E_WRITE_FAULT);
     }
     y += rows;
     progress.update(y, format.height);
@@ -105,17 +108,21 @@ int decode(const DecodeJob &job) {
   RowSource source;
   std::string why;
   const uint32_t r = source.open(job.in, job.settings, &why);
-  if (r != JPG_OK) return why.empty() ? fail(job.in, r) : fail(job.in, why);
+  if (r != JPG_OK) return why.empty() ? fail(job.in, r) : fail(job.in, why, r);
   FileKind kind = FileKind::kPpm;
-  if (!chooseKind(job.out, source.format(), &kind, &why)) return fail(job.out, why);
-  if (isSameFile(job.in, job.out)) return fail(job.out, "is the input file");
+  if (!chooseKind(job.out, source.format(), &kind, &why)) {
+    return fail(job.out, why, JPG_E_UNSUPPORTED);
+  }
+  if (isSameFile(job.in, job.out)) {
+    return fail(job.out, "is the input file", JPG_E_INVALID_PARAMETER);
+  }
   OutputFile out;
-  if (!out.open(job.out)) return fail(job.out, "cannot create the file");
+  if (!out.open(job.out)) return fail(job.out, "cannot create the file", JPG_E_OPEN_FAILED);
   PictureWriter writer(&out, kind, source.format());
-  if (!writer.begin()) return fail(job.out, "writing failed");
+  if (!writer.begin()) return fail(job.out, JPG_E_WRITE_FAULT);
   bool complete = false;
   const int status = copyRows(job, &source, &writer, &complete);
-  if (complete && !out.keep()) return fail(job.out, "writing failed");
+  if (complete && !out.keep()) return fail(job.out, JPG_E_WRITE_FAULT);
   return status;
 }
 

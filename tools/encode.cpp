@@ -140,14 +140,16 @@ uint32_t setUp(const EncodeJob &job, JPGHANDLE h, uint32_t width) {
 // A failure of the library while reading `in` and writing `out`.
 int failEncode(const EncodeJob &job, uint32_t code) { return fail(job.out, code); }
 
+int failEarlyEnd(const EncodeJob &job) { return fail(job.in, "the file ends early", JPG_NO_DATA); }
+
 int encodePnm(const EncodeJob &job, std::FILE *file, Writer *writer) {
   // Lossless components stand as they come, red first.
   PnmReader reader(file, job.lossless);
   std::string why;
-  if (!reader.begin(&why)) return fail(job.in, why);
+  if (!reader.begin(&why)) return fail(job.in, why, JPG_E_UNSUPPORTED);
   const PixelFormat &format = reader.format();
   if (!job.lossless && format.maxValue != 255) {
-    return fail(job.in, "samples other than 8 bits need --lossless");
+    return fail(job.in, "samples other than 8 bits need --lossless", JPG_E_UNSUPPORTED);
   }
   uint32_t r = setUp(job, writer->handle(), format.width);
   JpgRect rect = {};
@@ -161,7 +163,7 @@ int encodePnm(const EncodeJob &job, std::FILE *file, Writer *writer) {
   Progress progress("encoding " + job.in);
   for (uint32_t y = 0; r == JPG_OK && y < format.height; y += kBandRows) {
     const uint32_t rows = std::min(kBandRows, format.height - y);
-    if (!reader.read(band.data(), rows)) return fail(job.in, "the file ends early");
+    if (!reader.read(band.data(), rows)) return failEarlyEnd(job);
     r = job.lossless ? jpgWriteSpatialFromRect(writer->handle(), &rect, rows)
                      : jpgWriteFromRect(writer->handle(), &rect, rows);
     progress.update(y, format.height);
@@ -172,14 +174,16 @@ int encodePnm(const EncodeJob &job, std::FILE *file, Writer *writer) {
 int encodeBmp(const EncodeJob &job, std::FILE *file, Writer *writer) {
   BmpReader reader(file);
   std::string why;
-  if (!reader.begin(&why)) return fail(job.in, why);
-  if (job.lossless) return fail(job.in, "--lossless takes .pgm and .ppm files");
+  if (!reader.begin(&why)) return fail(job.in, why, JPG_E_UNSUPPORTED);
+  if (job.lossless) {
+    return fail(job.in, "--lossless takes .pgm and .ppm files", JPG_E_UNSUPPORTED);
+  }
   JPGHANDLE h = writer->handle();
   uint32_t r = setUp(job, h, reader.width());
   if (r == JPG_OK) r = jpgWriteSetNumberOfComponents(h, reader.isGray() ? 1 : 3);
   std::vector<uint8_t> rows;
   if (reader.isCoded()) {
-    if (!reader.readCoded(&rows)) return fail(job.in, "the file ends early");
+    if (!reader.readCoded(&rows)) return failEarlyEnd(job);
     if (r == JPG_OK) {
       r = jpgWriteFromWinDIBits(h, static_cast<int32_t>(reader.height()), rows.data(),
                                 reader.bmi());
@@ -190,7 +194,7 @@ int encodeBmp(const EncodeJob &job, std::FILE *file, Writer *writer) {
   Progress progress("encoding " + job.in);
   for (uint32_t y = 0; r == JPG_OK && y < reader.height(); y += kBandRows) {
     const uint32_t count = std::min(kBandRows, reader.height() - y);
-    if (!reader.read(rows.data(), y, count)) return fail(job.in, "the file ends early");
+    if (!reader.read(rows.data(), y, count)) return failEarlyEnd(job);
     r = jpgWriteFromWinDIBits(h, static_cast<int32_t>(count), rows.data(), reader.bmi());
     progress.update(y, reader.height());
   }
@@ -243,7 +247,9 @@ int runEncode(const Words &words) {
   EncodeJob job;
   std::string why;
   if (!parseJob(words, &job, &why)) return failUsage(why);
-  if (job.in != "-" && isSameFile(job.in, job.out)) return fail(job.out, "is the input file");
+  if (job.in != "-" && isSameFile(job.in, job.out)) {
+    return fail(job.out, "is the input file", JPG_E_INVALID_PARAMETER);
+  }
   if (job.lossless && job.anyPredictor) return encodeSmallest(job);
   uint64_t size = 0;
   return encodeOnce(job, &size);

@@ -45,6 +45,11 @@ uint32_t takePoint(const std::string &name, size_t *i) {
     if (j >= name.size() || (static_cast<unsigned char>(name[j]) & 0xC0) != 0x80) return lead;
     point = point << 6 | (static_cast<unsigned char>(name[j]) & 0x3FU);
   }
+  // The shortest form only, and nothing that UTF-16 has no place for: what a byte sequence
+  // could smuggle in otherwise is a terminator or half a pair.
+  static constexpr uint32_t kLowest[] = {0, 0x80, 0x800, 0x10000};
+  const bool surrogate = point >= 0xD800 && point <= 0xDFFF;
+  if (point < kLowest[tail] || point > 0x10FFFF || surrogate) return lead;
   *i = j;
   return point;
 }

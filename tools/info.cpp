@@ -3,6 +3,7 @@
 #include <cstdio>
 
 #include "commands.h"
+#include "files.h"
 #include "options.h"
 #include "reader.h"
 #include "report.h"
@@ -21,19 +22,17 @@ const char kInfoHelp[] =
 
 namespace {
 
-// A string as JSON has it.
+// A string as JSON has it, in ASCII, so that a name that isn't UTF-8 gives valid JSON too.
 std::string quoted(const std::string &text) {
   std::string out = "\"";
-  for (const char c : text) {
-    const auto byte = static_cast<unsigned char>(c);
-    if (byte < 0x20) {
-      char escape[8];
-      std::snprintf(escape, sizeof(escape), "\\u%04x", byte);
-      out += escape;
+  for (const char16_t unit : toUtf16(text)) {
+    if (unit >= 0x20 && unit < 0x7F && unit != '"' && unit != '\\') {
+      out += static_cast<char>(unit);
       continue;
     }
-    if (c == '"' || c == '\\') out += '\\';
-    out += c;
+    char escape[8];
+    std::snprintf(escape, sizeof(escape), "\\u%04x", static_cast<unsigned>(unit));
+    out += escape;
   }
   return out + "\"";
 }
@@ -122,7 +121,7 @@ int runInfo(const Words &words) {
   } else {
     printText(file, frame, headers);
   }
-  return std::fflush(stdout) == 0 ? kExitOk : fail("-", "writing failed");
+  return kExitOk;
 }
 
 }  // namespace jpgtool

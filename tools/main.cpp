@@ -41,15 +41,21 @@ const Command *findCommand(const char *name) {
   return nullptr;
 }
 
+// What went to standard output must have arrived there.
+int finish(int status) {
+  const bool written = std::fflush(stdout) == 0 && std::ferror(stdout) == 0;
+  return written || status != jpgtool::kExitOk ? status : jpgtool::fail("-", JPG_E_WRITE_FAULT);
+}
+
 int runCommand(const Command &command, const jpgtool::Words &words) {
   for (const std::string &word : words) {
     if (word == "--") break;
     if (word == "--help" || word == "-h") {
       std::fputs(command.help, stdout);
-      return jpgtool::kExitOk;
+      return finish(jpgtool::kExitOk);
     }
   }
-  return command.run(words);
+  return finish(command.run(words));
 }
 
 }  // namespace
@@ -60,11 +66,11 @@ int main(int argc, char **argv) {
   const std::string first = argv[1];
   if (first == "--help" || first == "-h" || first == "help") {
     std::fputs(kHelp, stdout);
-    return jpgtool::kExitOk;
+    return finish(jpgtool::kExitOk);
   }
   if (first == "--version") {
     std::puts("jpgtool " JPG_VERSION_STRING);
-    return jpgtool::kExitOk;
+    return finish(jpgtool::kExitOk);
   }
   const Command *command = findCommand(argv[1]);
   if (command == nullptr) return jpgtool::failUsage("unknown command " + first);

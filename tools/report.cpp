@@ -64,16 +64,13 @@ const char *nameOf(uint32_t code) {
   return entry != nullptr ? entry->name : "?";
 }
 
-int fail(const std::string &file, const std::string &what) {
-  std::fprintf(stderr, "jpgtool: %s: %s\n", file.c_str(), what.c_str());
+int fail(const std::string &file, const std::string &what, uint32_t code) {
+  std::fprintf(stderr, "jpgtool: %s: %s (0x%08" PRIX32 " %s)\n", file.c_str(), what.c_str(), code,
+               nameOf(code));
   return kExitFailed;
 }
 
-int fail(const std::string &file, uint32_t code) {
-  std::fprintf(stderr, "jpgtool: %s: %s (0x%08" PRIX32 " %s)\n", file.c_str(), meaningOf(code),
-               code, nameOf(code));
-  return kExitFailed;
-}
+int fail(const std::string &file, uint32_t code) { return fail(file, meaningOf(code), code); }
 
 int failUsage(const std::string &what) {
   std::fprintf(stderr, "jpgtool: %s\nTry 'jpgtool --help'.\n", what.c_str());

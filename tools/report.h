@@ -11,10 +11,11 @@ constexpr int kExitOk = 0;
 constexpr int kExitFailed = 1;
 constexpr int kExitUsage = 2;
 
-// "jpgtool: FILE: what" on stderr; returns kExitFailed.
-int fail(const std::string &file, const std::string &what);
+// "jpgtool: FILE: what (CODE NAME)" on stderr; returns kExitFailed. `code` is the library's,
+// or the one that fits best where the tool itself refuses.
+int fail(const std::string &file, const std::string &what, uint32_t code);
 
-// The same with what a result code of the library means, and the code itself.
+// The same with what the code means.
 int fail(const std::string &file, uint32_t code);
 
 // "jpgtool: what" and where to find help; returns kExitUsage.

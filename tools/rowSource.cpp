@@ -30,6 +30,7 @@ uint32_t RowSource::learnHeight(const std::string &file, std::string *why) {
   StreamScan scan;
   if (scanStream(file, &scan) && scan.dnlLines != 0) {
     frame_.height = scan.dnlLines;
+    heightFromDnl_ = true;
     return JPG_OK;
   }
   *why = "the file doesn't tell its height";
@@ -54,6 +55,10 @@ uint32_t RowSource::describe(const std::string & /*file*/, std::string *why) {
       *why = "--scale needs a sequential file";
       return JPG_E_UNSUPPORTED;
     }
+    if (heightFromDnl_) {
+      *why = "--scale needs a file whose header tells its height";
+      return JPG_E_UNSUPPORTED;
+    }
     const uint32_t r = jpgReadScaleOutputGetImageSize(reader_.handle(), &format_.width,
                                                       &format_.height, settings_.scale);
     if (r != JPG_OK) return r;
@@ -63,7 +68,8 @@ uint32_t RowSource::describe(const std::string & /*file*/, std::string *why) {
   format_.blueFirst = !asCoded && format_.channels == 3;
   if (isLossless(frame_)) format_.maxValue = (1U << frame_.precision) - 1;
   // The lossless reader keeps the row behind the band.
-  band_.assign(rowBytes(format_) * (kBandRows + 1), 0);
+  // Never empty, not even for a picture without columns.
+  band_.assign(rowBytes(format_) * (kBandRows + 1) + 1, 0);
   return JPG_OK;
 }
 

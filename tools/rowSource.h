@@ -42,6 +42,7 @@ class RowSource {
   PixelFormat format_;
   std::vector<uint8_t> band_;
   uint32_t done_ = 0;
+  bool heightFromDnl_ = false;
 };
 
 }  // namespace jpgtool

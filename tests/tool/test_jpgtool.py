@@ -52,6 +52,39 @@ def parse_bmp(data):
     return width, height, bits, b"".join(rows)
 
 
+def segment(code, data):
+    return struct.pack(">BBH", 0xFF, code, len(data) + 2) + data
+
+
+def flat_jpeg(width, height, components, first=0, dnl=None):
+    """A stream of blocks of one level: every component is 128 but the first, which is
+    128 + first (0, or 8 by a DC difference of 1 with a quantiser of 64). One code of one bit
+    each: DC category 0 or 1, AC end of block. With dnl the frame header's height is 0 and a DNL
+    segment behind the scan tells dnl."""
+    category = 1 if first else 0
+    frame = bytes([8]) + struct.pack(">HH", 0 if dnl is not None else height, width)
+    frame += bytes([components])
+    frame += b"".join(bytes([i + 1, 0x11, 0]) for i in range(components))
+    # DC table 0 for the first component, 1 (category 0 only) for the others
+    dht = bytes([0x00, 1, 1] + [0] * 14 + [0, category]) + bytes([0x01, 1] + [0] * 15 + [0])
+    dht += bytes([0x10, 1] + [0] * 15 + [0])
+    scan = bytes([components])
+    scan += b"".join(bytes([i + 1, 0x10 if i else 0x00]) for i in range(components))
+    scan += bytes([0, 63, 0])
+    blocks = (width + 7) // 8 * ((height + 7) // 8)
+    bits = ""
+    for block in range(blocks):
+        # the code of category 1 is 10, and 1 its one more bit; later blocks differ by nothing
+        bits += ("101" if first and block == 0 else "0") + "0" + "00" * (components - 1)
+    bits += "1" * (-len(bits) % 8)
+    data = int(bits, 2).to_bytes(len(bits) // 8, "big").replace(b"\xff", b"\xff\x00")
+    stream = b"\xff\xd8" + segment(0xDB, bytes([0] + [64] * 64)) + segment(0xC0, frame)
+    stream += segment(0xC4, dht) + segment(0xDA, scan) + data
+    if dnl is not None:
+        stream += segment(0xDC, struct.pack(">H", dnl))
+    return stream + b"\xff\xd9"
+
+
 class Tool(unittest.TestCase):
     def setUp(self):
         self.folder = tempfile.mkdtemp()
@@ -78,7 +111,7 @@ class Tool(unittest.TestCase):
     def refused(self, status, text, *words, **more):
         result = run(*words, **more)
         self.assertEqual(result.returncode, status, result.stderr)
-        self.assertIn(text, result.stderr.decode())
+        self.assertIn(text, result.stderr.decode(errors="replace"))
         self.assertEqual(result.stdout, b"")
 
 
@@ -99,6 +132,7 @@ class Conventions(Tool):
             ("decode", SAMPLE, "-o"): "-o needs a value",
             ("decode", SAMPLE, "-o", "x.ppm", "--scale", "1/3"): "--scale",
             ("decode", SAMPLE, "-o", "x.ppm", "--raw=1"): "takes no value",
+            ("decode", SAMPLE, "-o", "x.ppm", "--raw", "--scale", "1/2"): "exclude each other",
             ("encode", "x.ppm", "-o", "x.jpg", "--quality", "101"): "--quality",
             ("encode", "x.ppm", "-o", "x.jpg", "--quality", "9x"): "--quality",
             ("encode", "x.ppm", "-o", "x.jpg", "--sampling", "411"): "--sampling",
@@ -122,6 +156,33 @@ class Conventions(Tool):
             shutil.copy(SAMPLE, self.path(name))
             self.assertIn(name.encode(), self.check("info", self.path(name)))
             self.check("decode", self.path(name), "-o", self.path(name + ".ppm"))
+
+    def test_refusals_of_the_tool_itself_tell_a_code_too(self):
+        copy = shutil.copy(SAMPLE, self.path("a.ppm"))
+        here, nowhere = self.path("x.pgm"), self.path("no/x.ppm")
+        cases = {
+            ("decode", copy, "-o", copy): f"{copy}: is the input file (0x80000057 JPG_E_INVALID_PARAMETER)",
+            ("decode", copy, "-o", nowhere):
+                f"{nowhere}: cannot create the file (0x80000301 JPG_E_OPEN_FAILED)",
+            ("decode", copy, "-o", here):
+                f"{here}: a .pgm file takes grey; write .ppm, .bmp or .pam (0x800000FE JPG_E_UNSUPPORTED)",
+        }
+        for words, text in cases.items():
+            with self.subTest(words):
+                self.assertEqual(run(*words).stderr.decode(), f"jpgtool: {text}\n")
+
+    def test_output_that_does_not_arrive_is_a_failure(self):
+        if not os.path.exists("/dev/full"):
+            self.skipTest("there is no /dev/full")
+        for words in (["--help"], ["--version"], ["info", SAMPLE], ["decode", SAMPLE, "-o", "-"]):
+            with self.subTest(words), open("/dev/full", "wb") as full:
+                result = subprocess.run([TOOL, *words], stdout=full, stderr=subprocess.PIPE, timeout=60)
+                self.assertEqual(result.returncode, 1)
+                self.assertIn(b"(0x8000001D JPG_E_WRITE_FAULT)", result.stderr)
+
+    def test_nothing_tells_of_progress_where_there_is_no_terminal(self):
+        result = run("decode", SAMPLE, "-o", "-")
+        self.assertEqual((result.returncode, result.stderr), (0, b""))
 
     def test_double_dash_ends_the_options(self):
         shutil.copy(SAMPLE, self.path("-o"))
@@ -154,7 +215,76 @@ class Info(Tool):
             self.assertEqual(int.from_bytes(data[at + 2 : at + 4], "big"), segment["length"] + 2)
 
 
+    def test_json_is_valid_whatever_the_name(self):
+        names = [b"plain.jpg", "Bäume \U0001F304.jpg".encode(), b'quote" back\\ tab\t.jpg']
+        for name in names:
+            path = self.folder.encode() + b"/" + name
+            shutil.copy(SAMPLE.encode(), path)
+            told = json.loads(self.check("info", "--json", path))
+            self.assertEqual(told["file"], path.decode())
+
+    def test_a_name_that_is_not_utf8_is_refused(self):
+        for name in (b"\xff.jpg", b"\xe0\x80\x80.jpg", b"\xed\xa0\x80.jpg", b"\xc3"):
+            path = self.folder.encode() + b"/" + name
+            shutil.copy(SAMPLE.encode(), path)
+            self.refused(1, "JPG_E_OPEN_FAILED", "info", "--json", path)
+
+    def test_every_header_value_is_told(self):
+        told = json.loads(self.check("info", "--json", self.write("f.jpg", flat_jpeg(19, 9, 2))))
+        self.assertEqual((told["width"], told["height"], told["channels"]), (19, 9, 2))
+        self.assertEqual(told["components"], [{"id": 1, "h": 1, "v": 1, "table": 0},
+                                              {"id": 2, "h": 1, "v": 1, "table": 0}])
+        self.assertNotIn("density", told)
+        self.assertEqual([s["marker"] for s in told["segments"]], ["DQT", "SOF0", "DHT", "SOS"])
+        # SOI 2; DQT 2 + 67; SOF0 2 + 14; DHT 2 + 2 + 19 + 18 + 18
+        self.assertEqual([s["offset"] for s in told["segments"]], [2, 71, 87, 146])
+
+
 class Decode(Tool):
+    def test_levels_worked_out_by_hand(self):
+        # A DC difference of 1 times 64 is 64: 8 levels above 128.
+        out = self.check("decode", self.write("g.jpg", flat_jpeg(13, 10, 1, first=8)), "-o", "-")
+        self.assertEqual(out, b"P5\n13 10\n255\n" + bytes([136]) * 130)
+        out = self.check("decode", self.write("c.jpg", flat_jpeg(5, 3, 3, first=8)), "-o", "-")
+        self.assertEqual(out, b"P6\n5 3\n255\n" + bytes([136]) * 45)
+        raw = self.check("decode", self.path("c.jpg"), "--raw", "-o", "-")
+        self.assertEqual(raw, b"P6\n5 3\n255\n" + bytes([136, 128, 128]) * 15)
+
+    def test_two_and_four_raw_components_go_into_pam(self):
+        for components, tuple_type in ((2, b"GRAYSCALE_ALPHA"), (4, b"CMYK")):
+            name = self.write("n.jpg", flat_jpeg(11, 6, components, first=8))
+            pixels = bytes([136] + [128] * (components - 1)) * 66
+            expected = (b"P7\nWIDTH 11\nHEIGHT 6\nDEPTH %d\nMAXVAL 255\nTUPLTYPE %s\nENDHDR\n"
+                        % (components, tuple_type)) + pixels
+            self.assertEqual(self.check("decode", name, "--raw", "-o", "-"), expected)
+            self.check("decode", name, "--raw", "-o", self.path("n.pam"))
+            self.assertEqual(self.read("n.pam"), expected)
+            for kind in ("ppm", "pgm", "bmp"):
+                self.refused(1, "JPG_E_UNSUPPORTED", "decode", name, "--raw", "-o", self.path("x." + kind))
+
+    def test_a_height_told_by_dnl(self):
+        # 19 rows are one band and 3 rows of the next.
+        told = self.write("d.jpg", flat_jpeg(9, 19, 1, first=8, dnl=19))
+        out = self.check("decode", told, "-o", "-")
+        self.assertEqual(out, b"P5\n9 19\n255\n" + bytes([136]) * 171)
+        self.assertIn(b"size: 9 x 0 (height told by a DNL segment)", self.check("info", told))
+        self.refused(1, "whose header tells its height", "decode", told, "-o", "-", "--scale", "1/2")
+        never = self.read("d.jpg").replace(b"\xff\xdc\x00\x04\x00\x13", b"")
+        self.refused(1, "doesn't tell its height (0x800000FE JPG_E_UNSUPPORTED)", "decode",
+                     self.write("n.jpg", never), "-o", "-")
+
+    def test_bitmap_rows_are_padded_and_stand_bottom_up(self):
+        picture = self.write("p.ppm", ppm(5, 16, lambda x, y: (255, 0, 0) if y < 8 else (0, 0, 255)))
+        self.check("encode", picture, "-o", self.path("p.jpg"), "--sampling", "444", "--quality", "100")
+        self.check("decode", self.path("p.jpg"), "-o", self.path("p.bmp"))
+        data = self.read("p.bmp")
+        self.assertEqual(len(data), 54 + 16 * 16)  # 15 bytes a row, padded to 16
+        self.assertEqual(struct.unpack_from("<2sIIIIiiHHI", data),
+                         (b"BM", len(data), 0, 54, 40, 5, 16, 1, 24, 0))
+        blue, red = data[54:57], data[54 + 15 * 16 :][:3]
+        self.assertTrue(blue[0] > 250 and blue[2] < 5, blue)  # the bottom row, blue first
+        self.assertTrue(red[2] > 250 and red[0] < 5, red)
+
     def test_every_kind_of_picture_file_holds_the_same_pixels(self):
         out = self.check("decode", SAMPLE, "-o", "-")
         kind, width, height, top, pixels = parse_pnm(out)
