@@ -1,0 +1,101 @@
+// Code lists and lookup arrays.
+#include "share/jpgHuff.h"
+
+#include <gtest/gtest.h>
+
+#include <numeric>
+#include <vector>
+
+#include "faulty.h"
+#include "jpg.h"
+#include "share/jpgAnnexK.h"
+
+namespace {
+
+using namespace jpg;
+
+class HuffmanTable : public testing::Test {
+ protected:
+  void SetUp() override { faulty::reset(); }
+  void TearDown() override {
+    freeHuffTable(&table_);
+    EXPECT_EQ(faulty::liveBlocks(), 0u);
+  }
+
+  // A table with these counts and the symbols 0, 1, 2, ...
+  uint32_t make(std::vector<uint8_t> counts) {
+    counts.resize(16);
+    std::vector<uint8_t> values(16 * 256);
+    std::iota(values.begin(), values.end(), uint8_t{0});
+    return makeHuffCodes({counts.data(), values.data()}, &table_);
+  }
+
+  JpgHuffTable table_ = {};
+};
+
+TEST_F(HuffmanTable, CodesAreThoseOfTheStandardsTableK3) {
+  ASSERT_EQ(makeHuffCodes({kDcLuminanceCounts, kDcValues}, &table_), JPG_OK);
+  // T.81 Table K.3: length and code word of categories 0 to 11.
+  constexpr uint32_t kLength[12] = {2, 3, 3, 3, 3, 3, 4, 5, 6, 7, 8, 9};
+  constexpr uint32_t kCode[12] = {0b00,   0b010,   0b011,    0b100,     0b101,      0b110,
+                                  0b1110, 0b11110, 0b111110, 0b1111110, 0b11111110, 0b111111110};
+  EXPECT_EQ(table_.count, 12u);
+  EXPECT_EQ(table_.maxLength, 9u);
+  for (uint32_t i = 0; i < 12; i++) {
+    EXPECT_EQ(table_.codes[i].length, kLength[i]);
+    EXPECT_EQ(table_.codes[i].code, kCode[i]);
+    EXPECT_EQ(table_.codes[i].value, i);
+  }
+  EXPECT_EQ(table_.codes[12].length, 0u);
+}
+
+TEST_F(HuffmanTable, TheLookupHoldsACodesIndexAtAllItsContinuations) {
+  ASSERT_EQ(make({1, 1, 1}), JPG_OK);  // 0, 10, 110; 111 is no code
+  ASSERT_EQ(makeHuffLookup(&table_), JPG_OK);
+  constexpr uint8_t kExpected[8] = {0, 0, 0, 0, 1, 1, 2, kNoCode};
+  for (uint32_t i = 0; i < 8; i++) EXPECT_EQ(table_.lookup[i], kExpected[i]);
+}
+
+TEST_F(HuffmanTable, ATableWithoutCodesHasOneEntryForNone) {
+  ASSERT_EQ(make({}), JPG_OK);
+  EXPECT_EQ(table_.maxLength, 0u);
+  ASSERT_EQ(makeHuffLookup(&table_), JPG_OK);
+  EXPECT_EQ(table_.lookup[0], kNoCode);
+}
+
+TEST_F(HuffmanTable, LengthsMayBeFullButNotFuller) {
+  EXPECT_EQ(make({2}), JPG_OK);
+  freeHuffTable(&table_);
+  EXPECT_EQ(make({3}), JPG_E_UNSUPPORTED);
+  EXPECT_EQ(make({1, 3}), JPG_E_UNSUPPORTED);
+  EXPECT_EQ(make({1, 2, 1}), JPG_E_UNSUPPORTED);
+  EXPECT_EQ(make({0, 0, 0, 0, 0, 0, 0, 255, 1}), JPG_OK);
+}
+
+TEST_F(HuffmanTable, MoreThan256CodesAreRefused) {
+  EXPECT_EQ(make({0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 2, 255}), JPG_E_UNSUPPORTED);
+  EXPECT_EQ(make({0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 1, 255}), JPG_OK);
+  EXPECT_EQ(table_.count, 256u);
+  ASSERT_EQ(makeHuffLookup(&table_), JPG_OK);
+  // Entry 255 looks like no code.
+  EXPECT_EQ(table_.lookup[table_.codes[255].code], kNoCode);
+}
+
+TEST_F(HuffmanTable, ALookupIsMadeOnce) {
+  ASSERT_EQ(make({1}), JPG_OK);
+  ASSERT_EQ(makeHuffLookup(&table_), JPG_OK);
+  const uint8_t *lookup = table_.lookup;
+  ASSERT_EQ(makeHuffLookup(&table_), JPG_OK);
+  EXPECT_EQ(table_.lookup, lookup);
+}
+
+TEST_F(HuffmanTable, OutOfMemoryIsTold) {
+  faulty::arm(faulty::Operation::kAlloc, faulty::Fault::kFail, 1);
+  EXPECT_EQ(make({1}), JPG_E_OUT_OF_MEMORY);
+  faulty::reset();
+  ASSERT_EQ(make({1}), JPG_OK);
+  faulty::arm(faulty::Operation::kAlloc, faulty::Fault::kFail, 2);
+  EXPECT_EQ(makeHuffLookup(&table_), JPG_E_OUT_OF_MEMORY);
+}
+
+}  // namespace
