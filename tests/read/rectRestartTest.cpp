@@ -178,6 +178,18 @@ TEST(RectRestart, AScanHeaderBetweenIntervalsBringsNewTables) {
   EXPECT_EQ((Bytes{10, 20, 30, 40}), blocksOf(twin.canvas()));
 }
 
+TEST(RectRestart, EightTablesMayWaitForEveryScanHeader) {
+  Picture picture = grayIntervals(4);
+  picture.restartInterval = 2;
+  const std::vector<Bytes> parts = intervalsOf(picture);
+  StreamBuilder stream = headersOf(picture);
+  stream.raw(parts[0]);
+  for (int i = 0; i < 4; ++i) stream.dht(0x01, fullDc()).dht(0x11, fullAc());
+  Twin twin(stream.sos({{1, 0x11}}).raw(parts[1]).eoi().bytes());
+  EXPECT_RESULT(JPG_OK, twin.decode({32, 8, 1}, 8));
+  EXPECT_EQ((Bytes{10, 20, 30, 40}), blocksOf(twin.canvas()));
+}
+
 TEST(RectRestart, AScanHeaderMayFollowARestartMarker) {
   Picture picture = grayIntervals(4);
   picture.restartInterval = 2;

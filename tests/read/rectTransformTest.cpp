@@ -137,7 +137,7 @@ TEST(RectTransform, RandomBlocksOfEverySize) {
   for (uint32_t seed = 0; seed < 12; ++seed) {
     SCOPED_TRACE(seed);
     Random random(seed);
-    std::vector<Block> blocks(64);
+    std::vector<Block> blocks(1024);
     const int32_t limit = 1 << (4 + seed);
     for (Block &block : blocks) {
       for (int32_t &c : block) c = random.oneIn(4) ? random.between(1 - limit, limit - 1) : 0;
