@@ -1,0 +1,113 @@
+// The search for EOI, beside a plain search pair by pair.
+#include "read/jpgREoi.h"
+
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "faulty.h"
+#include "share/jpgShare.h"
+
+namespace {
+
+using namespace jpg;
+
+class EoiSearch : public testing::Test {
+ protected:
+  void SetUp() override {
+    faulty::reset();
+    name_ = testing::TempDir() + "jpg_eoi_" + std::to_string(getpid());
+  }
+  void TearDown() override { std::remove(name_.c_str()); }
+
+  void makeFile(const std::vector<uint8_t> &data) const {
+    std::FILE *file = std::fopen(name_.c_str(), "wb");
+    std::fwrite(data.data(), 1, data.size(), file);
+    std::fclose(file);
+  }
+
+  bool search(uint32_t start, uint32_t end) const {
+    auto s = std::make_unique<JpgStream>();
+    for (size_t i = 0; i <= name_.size(); i++) s->fileName[i] = static_cast<JpgWChar>(name_[i]);
+    s->startOffset = start;
+    EXPECT_EQ(streamOpenRead(s.get()), JPG_OK);
+    if (end != 0) s->endOffset = end;
+    const bool found = fileHasEoi(s.get());
+    streamClose(s.get());
+    return found;
+  }
+
+  // Pairs at p = end - 2 down to start + 1, each read at start + p.
+  static bool plainSearch(const std::vector<uint8_t> &data, int64_t start, int64_t end) {
+    if (end == 0) end = static_cast<int64_t>(data.size());
+    for (int64_t p = end - 2; p >= start + 1; p--) {
+      const auto at = static_cast<size_t>(start + p);
+      if (at + 1 < data.size() && data[at] == 0xFF && data[at + 1] == 0xD9) return true;
+    }
+    return false;
+  }
+
+  std::string name_;
+};
+
+TEST_F(EoiSearch, FindsAPairAtEveryPlaceRoundTheBlocksBoundaries) {
+  constexpr size_t kSize = 9000;
+  for (const size_t place :
+       {0u, 1u, 2u, 800u, 809u, 810u, 811u, 4903u, 4904u, 4905u, 4906u, 8997u, 8998u, 8999u}) {
+    std::vector<uint8_t> data(kSize, 0x11);
+    data[place] = 0xFF;
+    if (place + 1 < kSize) data[place + 1] = 0xD9;
+    makeFile(data);
+    EXPECT_EQ(search(0, 0), plainSearch(data, 0, 0)) << place;
+  }
+}
+
+TEST_F(EoiSearch, AgreesWithThePlainSearchForOffsetsAndLengths) {
+  std::vector<uint8_t> data(600, 0x22);
+  for (const size_t place : {1u, 50u, 101u, 150u, 299u, 300u, 301u, 598u}) {
+    std::fill(data.begin(), data.end(), uint8_t{0x22});
+    data[place] = 0xFF;
+    data[place + 1] = 0xD9;
+    makeFile(data);
+    for (const uint32_t start : {0u, 1u, 50u, 100u, 149u, 299u}) {
+      for (const uint32_t length : {0u, 2u, 10u, 100u, 300u, 590u}) {
+        const uint32_t end = length == 0 ? 0 : start + length;
+        EXPECT_EQ(search(start, end), plainSearch(data, start, end))
+            << "EOI at " << place << ", start " << start << ", length " << length;
+      }
+    }
+  }
+}
+
+TEST_F(EoiSearch, GoesOnAfterAShortRead) {
+  std::vector<uint8_t> data(5000, 0x33);
+  data[4990] = 0xFF;
+  data[4991] = 0xD9;
+  makeFile(data);
+  faulty::arm(faulty::Operation::kRead, faulty::Fault::kCutShort, 1);
+  EXPECT_TRUE(search(0, 0));
+}
+
+TEST_F(EoiSearch, FindsNothingWhereTheSizeIsUnknown) {
+  makeFile({0xFF, 0xD8, 0xFF, 0xD9});
+  EXPECT_FALSE(search(0, 0xFFFFFFFF));
+}
+
+TEST_F(EoiSearch, InMemoryBeginsBehindTheFirstByte) {
+  const std::vector<uint8_t> behind = {0xFF, 0xFF, 0xD9};
+  const std::vector<uint8_t> first = {0xFF, 0xD9, 0x00};
+  JpgStream s = {};
+  s.base = behind.data();
+  s.size = 3;
+  EXPECT_TRUE(memoryHasEoi(&s));
+  s.base = first.data();
+  EXPECT_FALSE(memoryHasEoi(&s));
+  s.size = 1;
+  EXPECT_FALSE(memoryHasEoi(&s));
+}
+
+}  // namespace
