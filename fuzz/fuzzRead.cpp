@@ -17,7 +17,8 @@ constexpr size_t kGuardBytes = 32;
 // What the first bytes choose.
 struct Choices {
   uint32_t flags;
-  uint8_t calls;  // bits: marker walk, restart seek, raw, scaled, incremental, Exif, bitmap
+  // bits: marker walk, restart seek, raw, scaled, incremental, Exif, bitmap, bottom-up
+  uint8_t calls;
   uint8_t band;
   uint8_t narrow;
 };
@@ -86,11 +87,13 @@ void decode(JPGHANDLE h, const Choices &choices) {
   JpgRect rect = {};
   const bool scaled = (choices.calls & 8) != 0 || lossless;
   rect.width = static_cast<int32_t>(scaled ? width : width - choices.narrow % (width + 1));
-  rect.stride = static_cast<int32_t>(rowBytes);
+  const bool bottomUp = (choices.calls & 128) != 0;
+  const auto stride = static_cast<int32_t>(rowBytes);
+  rect.stride = bottomUp ? -stride : stride;
   rect.bitsPerPixel = static_cast<int32_t>(8 * channels);
   const int32_t lines = choices.band % 40 + 1;
   for (uint32_t y = 0; y < height; y += static_cast<uint32_t>(lines)) {
-    rect.bits = memory.data() + kGuardBytes + size_t{y} * rowBytes;
+    rect.bits = memory.data() + kGuardBytes + size_t{bottomUp ? height - y : y} * rowBytes;
     const auto left = static_cast<int32_t>(height - y);
     const uint32_t r = readBand(h, choices, process, rect, lines < left ? lines : left);
     if (r != JPG_OK) break;

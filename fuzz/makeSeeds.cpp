@@ -1,5 +1,6 @@
 // Makes the seed inputs of the fuzz targets: makeSeeds FOLDER. Small streams that the
-// library writes, in every layout, behind the bytes that choose the calls.
+// library writes, in every layout, and hand-made ones of what it doesn't write, behind the
+// bytes that choose the calls.
 #include <cstdint>
 #include <cstdio>
 #include <string>
@@ -8,6 +9,11 @@
 #include "jpg.h"
 
 namespace {
+
+using Bytes = std::vector<uint8_t>;
+
+constexpr uint8_t kWidth = 21, kHeight = 19;  // of every picture
+constexpr unsigned kBlocks = 9;               // of a grey one
 
 struct Seed {
   const char *name;
@@ -27,7 +33,6 @@ constexpr Seed kSeeds[] = {
 };
 
 std::vector<uint8_t> makeStream(const Seed &seed) {
-  constexpr int32_t kWidth = 21, kHeight = 19;
   std::vector<uint8_t> pixels(size_t{kWidth} * kHeight * 4);
   for (size_t i = 0; i < pixels.size(); i++) pixels[i] = static_cast<uint8_t>(i * i / 7);
   JpgRect rect = {};
@@ -56,16 +61,121 @@ std::vector<uint8_t> makeStream(const Seed &seed) {
   return stream;
 }
 
+void append(Bytes *out, const Bytes &bytes) { out->insert(out->end(), bytes.begin(), bytes.end()); }
+
+void putSegment(Bytes *out, uint8_t code, const Bytes &data) {
+  const size_t length = data.size() + 2;
+  append(out, {0xFF, code, static_cast<uint8_t>(length >> 8), static_cast<uint8_t>(length)});
+  append(out, data);
+}
+
+// A DHT entry with one code, 0, for the symbol 0: DC category 0, AC end of block.
+Bytes oneCodeTable(uint8_t classAndId) {
+  Bytes table(18, 0);
+  table[0] = classAndId;
+  table[1] = 1;
+  return table;
+}
+
+// The headers of a grey picture up to its first scan.
+Bytes putHeaders(uint8_t sof, uint8_t height) {
+  Bytes stream = {0xFF, 0xD8}, quantisers(65, 16);
+  quantisers[0] = 0;
+  putSegment(&stream, 0xDB, quantisers);
+  putSegment(&stream, sof, {8, 0, height, 0, kWidth, 1, 1, 0x11, 0});
+  putSegment(&stream, 0xC4, oneCodeTable(0x00));
+  putSegment(&stream, 0xC4, oneCodeTable(0x10));
+  return stream;
+}
+
+// A scan of zero bits: `bitsPerBlock` for each block, filled up with ones.
+void putScan(Bytes *stream, const Bytes &spectrum, unsigned bitsPerBlock) {
+  Bytes header = {1, 1, 0x00};
+  append(&header, spectrum);
+  putSegment(stream, 0xDA, header);
+  const unsigned bits = bitsPerBlock * kBlocks;
+  Bytes data(bits / 8, 0);
+  if (bits % 8 != 0) data.push_back(static_cast<uint8_t>(0xFF >> bits % 8));
+  append(stream, data);
+}
+
+// Four scans: DC, AC and the last bit of both.
+Bytes makeProgressive() {
+  Bytes stream = putHeaders(0xC2, kHeight);
+  putScan(&stream, {0, 0, 0x01}, 1);
+  putScan(&stream, {1, 63, 0x01}, 1);
+  putScan(&stream, {0, 0, 0x10}, 1);
+  putScan(&stream, {1, 63, 0x10}, 1);
+  append(&stream, {0xFF, 0xD9});
+  return stream;
+}
+
+Bytes makeSequential() {
+  Bytes stream = putHeaders(0xC0, kHeight);
+  putScan(&stream, {0, 63, 0}, 2);
+  append(&stream, {0xFF, 0xD9});
+  return stream;
+}
+
+// A height that a DNL segment tells.
+Bytes makeDnl() {
+  Bytes stream = putHeaders(0xC0, 0);
+  putScan(&stream, {0, 63, 0}, 2);
+  putSegment(&stream, 0xDC, {0, kHeight});
+  append(&stream, {0xFF, 0xD9});
+  return stream;
+}
+
+// A directory entry of one value.
+void putEntry(Bytes *out, uint16_t tag, uint8_t type, uint8_t value) {
+  const bool isShort = type == 3;  // stands in the first two bytes
+  append(out, {static_cast<uint8_t>(tag >> 8), static_cast<uint8_t>(tag), 0, type, 0, 0, 0, 1});
+  append(out, isShort ? Bytes{0, value, 0, 0} : Bytes{0, 0, 0, value});
+}
+
+// An Exif segment whose second directory describes a JPEG thumbnail.
+Bytes makeExif() {
+  constexpr uint8_t kSecondAt = 26, kThumbnailAt = 68;  // in the TIFF block
+  const Bytes thumbnail = makeSequential();
+  Bytes exif = {'E', 'x', 'i', 'f', 0, 0, 'M', 'M', 0, 42, 0, 0, 0, 8, 0, 1};
+  putEntry(&exif, 0x0112, 3, 1);  // orientation
+  append(&exif, {0, 0, 0, kSecondAt, 0, 3});
+  putEntry(&exif, 0x0103, 3, 6);  // compression: JPEG
+  putEntry(&exif, 0x0201, 4, kThumbnailAt);
+  putEntry(&exif, 0x0202, 4, static_cast<uint8_t>(thumbnail.size()));
+  append(&exif, {0, 0, 0, 0});
+  append(&exif, thumbnail);
+  Bytes stream = {0xFF, 0xD8};
+  putSegment(&stream, 0xE1, exif);
+  const Bytes picture = makeProgressive();
+  stream.insert(stream.end(), picture.begin() + 2, picture.end());
+  return stream;
+}
+
+Bytes withChoices(uint8_t flags, uint8_t calls, const Bytes &stream) {
+  Bytes input = {flags, calls, 15, 0};
+  append(&input, stream);
+  return input;
+}
+
+bool save(const std::string &folder, const char *name, const Bytes &input) {
+  std::FILE *file = std::fopen((folder + "/" + name).c_str(), "wb");
+  if (file == nullptr) return false;
+  const bool written = std::fwrite(input.data(), 1, input.size(), file) == input.size();
+  return std::fclose(file) == 0 && written;
+}
+
 }  // namespace
 
 int main(int argc, char **argv) {
   if (argc != 2) return 2;
-  for (const Seed &seed : kSeeds) {
-    const std::vector<uint8_t> stream = makeStream(seed);
-    std::FILE *file = std::fopen((std::string(argv[1]) + "/" + seed.name).c_str(), "wb");
-    if (file == nullptr) return 1;
-    std::fwrite(stream.data(), 1, stream.size(), file);
-    std::fclose(file);
-  }
-  return 0;
+  bool saved = true;
+  for (const Seed &seed : kSeeds) saved = save(argv[1], seed.name, makeStream(seed)) && saved;
+  saved = save(argv[1], "progressive", withChoices(0, 0, makeProgressive())) && saved;
+  saved = save(argv[1], "progressiveByScan", withChoices(0, 16, makeProgressive())) && saved;
+  saved = save(argv[1], "dnl", withChoices(0, 0, makeDnl())) && saved;
+  saved = save(argv[1], "partial", withChoices(2, 0, makeSequential())) && saved;
+  saved = save(argv[1], "bottomUp", withChoices(4, 128, makeSequential())) && saved;
+  saved = save(argv[1], "exif", withChoices(0, 32, makeExif())) && saved;
+  return saved ? 0 : 1;
 }
