@@ -95,8 +95,8 @@ uint32_t JPG_CALL jpgReadSeekMarkerSegment(JPGHANDLE handle, int32_t mode, uint1
                                            uint32_t *length) {
   JpgContext *c = validReader(handle);
   if (c == nullptr || marker == nullptr || length == nullptr) return JPG_E_INVALID_HANDLE;
+  c->flags |= kFlagMarkerAccessUsed;  // also for a mode that is refused
   if (mode != JPG_SEGMENT_FIRST && mode != JPG_SEGMENT_NEXT) return JPG_E_INVALID_PARAMETER;
-  c->flags |= kFlagMarkerAccessUsed;
   Segment segment;
   const Result r = seekSegment(c, mode, &segment);
   *marker = static_cast<uint16_t>(segment.marker);
@@ -108,8 +108,8 @@ uint32_t JPG_CALL jpgReadReadMarkerData(JPGHANDLE handle, void *buffer, uint32_t
                                         uint32_t *count) {
   JpgContext *c = validReader(handle);
   if (c == nullptr || buffer == nullptr) return JPG_E_INVALID_HANDLE;
+  c->flags |= kFlagMarkerAccessUsed;  // also for a size that is refused
   if (size == 0) return JPG_E_INVALID_PARAMETER;
-  c->flags |= kFlagMarkerAccessUsed;
   const uint32_t left = c->segLength - c->segConsumed;
   const uint32_t n = size < left ? size : left;
   readSegmentData(c, static_cast<uint8_t *>(buffer), n);

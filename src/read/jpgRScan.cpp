@@ -60,11 +60,17 @@ void clearScanComponent(JpgScanComponent *slot) {
   slot->acLookup = nullptr;
 }
 
-// True when the scan has every component of the frame, each once.
+// True when the scan has as many components as the frame, and as many blocks: then an MCU
+// fills its buffer. (Frames may give several components one identifier.)
 bool holdsFrame(const JpgContext &c, const ScanHeader &scan) {
-  uint32_t seen = 0;
-  for (uint32_t k = 0; k < scan.count; k++) seen |= 1U << scan.frameIndex[k];
-  return scan.count == c.numComponents && seen == (1U << c.numComponents) - 1;
+  if (scan.count != c.numComponents) return false;
+  uint32_t scanBlocks = 0;
+  uint32_t frameBlocks = 0;
+  for (uint32_t k = 0; k < scan.count; k++) {
+    scanBlocks += blocksOf(c.scanComponents[scan.frameIndex[k]]);
+    frameBlocks += blocksOf(c.scanComponents[k]);
+  }
+  return scanBlocks == frameBlocks;
 }
 
 // Blocks of an MCU that belong to the components ahead of the scan's first.

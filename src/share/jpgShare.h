@@ -77,7 +77,7 @@ struct ReadState {
   // Tables replaced by a DHT segment while the current scan still uses them;
   // freed once a scan set-up has succeeded. DC tables first, then AC.
   JpgHuffTable retired[2 * kMaxTables];
-  uint32_t scanHoldsFrame;    // 1: the scan holds every component of the frame, each once
+  uint32_t scanHoldsFrame;    // 1: the scan holds all components of the frame
   uint32_t losslessRowBytes;  // room at losslessRowBuffer
 };
 

@@ -1,0 +1,28 @@
+// A job through the library.
+#ifndef JPG_TESTS_WRITE_LIBRARYENCODE_H
+#define JPG_TESTS_WRITE_LIBRARYENCODE_H
+
+#include <string>
+
+#include "encoderModel.h"
+#include "jpg.h"
+
+namespace jpgtest {
+
+enum class Rows { kTopDown, kBottomUp };
+
+// Settings and encode calls of a job, on an open handle.
+uint32_t feed(JPGHANDLE handle, const EncodeJob &job, Rows rows = Rows::kTopDown);
+
+// The whole stream over memory; empty on failure, which is reported.
+Bytes encodeToMemory(const EncodeJob &job, Rows rows = Rows::kTopDown);
+
+// The same over a file.
+Bytes encodeToFile(const EncodeJob &job);
+
+// The bytes handed over by an epilog or a partial bitstream, which are released.
+Bytes take(void *data, uint32_t size);
+
+}  // namespace jpgtest
+
+#endif
