@@ -18,6 +18,24 @@ void onSignal(int signal) {
   _exit(128 + signal);
 }
 
+// Keeps SIGINT and SIGTERM waiting while it lives.
+class SignalsHeld {
+ public:
+  SignalsHeld() {
+    sigset_t held;
+    sigemptyset(&held);
+    sigaddset(&held, SIGINT);
+    sigaddset(&held, SIGTERM);
+    sigprocmask(SIG_BLOCK, &held, &before_);
+  }
+  ~SignalsHeld() { sigprocmask(SIG_SETMASK, &before_, nullptr); }
+  SignalsHeld(const SignalsHeld &) = delete;
+  SignalsHeld &operator=(const SignalsHeld &) = delete;
+
+ private:
+  sigset_t before_;
+};
+
 void guard(const std::string &name) {
   if (name.size() >= kMaxName) return;
   std::memcpy(unfinished, name.c_str(), name.size() + 1);
@@ -102,6 +120,7 @@ bool OutputFile::open(const std::string &name) {
     file_ = stdout;
     return true;
   }
+  const SignalsHeld held;  // between the file's making and its guarding
   file_ = std::fopen(name.c_str(), "wb");
   if (file_ == nullptr) return false;
   adopt(name);
