@@ -9,14 +9,14 @@ root=$(cd "$(dirname "$0")/.." && pwd)
 "$root/scripts/setup.sh" build
 (
   cd "$root"
-  cmake --preset release -DJPG_TESTS=OFF -B build/tool >/dev/null
-  cmake --build build/tool
+  cmake --preset release -DJPG_TESTS=OFF -B build/decode >/dev/null
+  cmake --build build/decode
 ) >&2
 mkdir -p "$root/out"
 [ $# -gt 0 ] || set -- "$root/examples/sample.jpg"
 for file in "$@"; do
   name=$(basename "$file")
   picture="$root/out/${name%.*}.bmp"
-  "$root/build/tool/tools/jpgtool" decode "$file" -o "$picture"
+  "$root/build/decode/tools/jpgtool" decode "$file" -o "$picture"
   echo "$picture"
 done

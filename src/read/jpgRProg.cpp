@@ -11,6 +11,7 @@
 #include "read/jpgRIdct.h"
 #include "read/jpgRMark.h"
 #include "read/jpgRRect.h"
+#include "read/jpgRScan.h"
 #include "share/jpgArith.h"
 #include "share/jpgMarkers.h"
 
@@ -23,10 +24,6 @@ constexpr int32_t kModeIncremental = JPG_PROGRESSIVE_NEXT_SCAN;
 
 int16_t *storedMcu(const JpgContext &c, uint32_t mcu) {
   return c.coefStore + static_cast<size_t>(mcu) * c.blocksPerMcu * kBlockSize;
-}
-
-uint32_t frameBlocks(const JpgScanComponent &component) {
-  return static_cast<uint32_t>(component.sampling >> 4) * (component.sampling & 15);
 }
 
 // Counts an MCU of the scan and deals with the markers behind it.

@@ -35,17 +35,12 @@ bool progressionInRange(const ScanHeader &scan) {
   return scan.Se < kBlockSize && scan.Ss <= scan.Se && scan.Al <= kMaxPointTransform;
 }
 
-// H x V of a frame component: its blocks in an MCU.
-uint32_t blocksOf(const JpgScanComponent &k) {
-  return static_cast<uint32_t>(k.sampling >> 4) * (k.sampling & 15);
-}
-
 // Gives slot k the block count and tables of its scan component.
 void useScanComponent(JpgContext *c, const ScanHeader &scan, uint32_t k) {
   JpgScanComponent *slot = &c->scanComponents[k];
   const JpgHuffTable &dc = c->dcTables[scan.dcTable[k]];
   const JpgHuffTable &ac = c->acTables[scan.acTable[k]];
-  slot->blocksPerMcu = blocksOf(c->scanComponents[scan.frameIndex[k]]);
+  slot->blocksPerMcu = frameBlocks(c->scanComponents[scan.frameIndex[k]]);
   slot->dcLookup = dc.lookup;
   slot->dcCodes = dc.codes;
   slot->dcMaxLength = dc.maxLength;
@@ -65,18 +60,18 @@ void clearScanComponent(JpgScanComponent *slot) {
 bool holdsFrame(const JpgContext &c, const ScanHeader &scan) {
   if (scan.count != c.numComponents) return false;
   uint32_t scanBlocks = 0;
-  uint32_t frameBlocks = 0;
+  uint32_t wholeBlocks = 0;
   for (uint32_t k = 0; k < scan.count; k++) {
-    scanBlocks += blocksOf(c.scanComponents[scan.frameIndex[k]]);
-    frameBlocks += blocksOf(c.scanComponents[k]);
+    scanBlocks += frameBlocks(c.scanComponents[scan.frameIndex[k]]);
+    wholeBlocks += frameBlocks(c.scanComponents[k]);
   }
-  return scanBlocks == frameBlocks;
+  return scanBlocks == wholeBlocks;
 }
 
 // Blocks of an MCU that belong to the components ahead of the scan's first.
 uint32_t blocksAhead(const JpgContext &c, uint32_t frameIndex) {
   uint32_t blocks = 0;
-  for (uint32_t i = 0; i < frameIndex; i++) blocks += blocksOf(c.scanComponents[i]);
+  for (uint32_t i = 0; i < frameIndex; i++) blocks += frameBlocks(c.scanComponents[i]);
   return blocks;
 }
 

@@ -18,6 +18,11 @@ struct ScanHeader {
   uint8_t Ss, Se, Ah, Al;
 };
 
+// H x V of a frame component: its blocks in an MCU.
+inline uint32_t frameBlocks(const JpgScanComponent &k) {
+  return static_cast<uint32_t>(k.sampling >> 4) * (k.sampling & 15);
+}
+
 // Reads the header. 0, or JPG_E_UNSUPPORTED: more than 4 components, one that the
 // frame doesn't have, a table selector above 3, or (progressive frames) spectral
 // selection or approximation out of range.
