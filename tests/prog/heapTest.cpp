@@ -1,0 +1,118 @@
+// Memory of the progressive and scaled readers, and their behaviour under faults.
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <set>
+#include <string>
+
+#include "faulty.h"
+#include "progressiveStream.h"
+#include "support/canvas.h"
+
+namespace {
+
+using namespace jpgtest;
+using jpg::faulty::Fault;
+using jpg::faulty::Operation;
+namespace faulty = jpg::faulty;
+
+constexpr size_t kFixed = 300 * 1024;  // record, tables, one MCU
+
+uint32_t readMemory(const Bytes &stream, const Picture &p, bool scaled) {
+  JPGHANDLE h = nullptr;
+  uint32_t r = jpgReadPrologFromMemory(stream.data(), static_cast<int32_t>(stream.size()), 0, &h);
+  if (r != JPG_OK) return r;
+  Canvas canvas(p.width, p.height, 3);
+  const JpgRect rect = canvas.rect();
+  r = scaled ? jpgReadScaleOutputToRect(h, &rect, (p.height + 1) / 2, JPG_SCALE_HALF)
+             : jpgReadProgressiveToRect(h, &rect, p.height, 0);
+  EXPECT_TRUE(canvas.guardsIntact());
+  const uint32_t closed = jpgReadEpilog(h);
+  return r != JPG_OK ? r : closed;
+}
+
+TEST(Heap, AProgressivePictureTakesItsStoreAndNothingElseThatGrows) {
+  for (const uint16_t side : {uint16_t{64}, uint16_t{512}, uint16_t{1024}}) {
+    Picture p = makePicture(side, side, {0x22, 0x11, 0x11}, Fill::kDcOnly);
+    const Bytes stream = encodeProgressive(p, spectralScript(3));
+    faulty::reset();
+    EXPECT_EQ(readMemory(stream, p, false), JPG_OK);
+    const size_t store = size_t{p.mcuCount()} * 6 * 128;
+    EXPECT_GE(faulty::peakBytes(), store);
+    EXPECT_LT(faulty::peakBytes(), store + kFixed);
+    EXPECT_EQ(faulty::liveBlocks(), 0u);
+  }
+}
+
+TEST(Heap, ScaledOutputTakesConstantMemory) {
+  size_t peak = 0;
+  for (const uint16_t side : {uint16_t{64}, uint16_t{1024}}) {
+    Picture p = makePicture(side, side, {0x22, 0x11, 0x11}, Fill::kDcOnly);
+    const Bytes stream = encode(p);
+    faulty::reset();
+    EXPECT_EQ(readMemory(stream, p, true), JPG_OK);
+    EXPECT_LT(faulty::peakBytes(), kFixed);
+    peak = faulty::peakBytes();
+  }
+  EXPECT_GT(peak, 0u);
+}
+
+uint32_t readFile(const std::u16string &name) {
+  JPGHANDLE h = nullptr;
+  uint32_t r = jpgReadPrologFromFile(name.c_str(), 0, 0, 0, &h);
+  if (r != JPG_OK) {
+    EXPECT_EQ(h, nullptr);
+    return r;
+  }
+  Canvas canvas(40, 40, 3);
+  const JpgRect rect = canvas.rect();
+  r = jpgReadProgressiveToRect(h, &rect, 40, 1);
+  if (r == JPG_OK) r = jpgReadProgressiveToRect(h, &rect, 40, 0);
+  EXPECT_TRUE(canvas.guardsIntact());
+  const uint32_t closed = jpgReadEpilog(h);
+  return r != JPG_OK ? r : closed;
+}
+
+TEST(Heap, EveryFaultOfAProgressiveFileEndsWithACodeAndLeaksNothing) {
+  Picture p = makePicture(40, 40, {0x22, 0x11, 0x11}, Fill::kDense);
+  p.restartInterval = 3;
+  const Bytes stream = encodeProgressive(p, refiningScript(3));
+  ASSERT_GT(stream.size(), 4096u);  // several reads
+  const std::string name = testing::TempDir() + "jpg_prog_" + std::to_string(getpid());
+  std::FILE *file = std::fopen(name.c_str(), "wb");
+  ASSERT_EQ(std::fwrite(stream.data(), 1, stream.size(), file), stream.size());
+  std::fclose(file);
+  const std::u16string path(name.begin(), name.end());
+  const struct {
+    Operation operation;
+    Fault fault;
+    std::set<uint32_t> codes;
+  } kKinds[] = {
+      {Operation::kAlloc, Fault::kFail, {JPG_E_OUT_OF_MEMORY}},
+      {Operation::kOpen, Fault::kFail, {JPG_E_OPEN_FAILED, JPG_E_NOT_JPEG}},
+      {Operation::kSeek, Fault::kFail, {JPG_E_SEEK, JPG_E_NOT_JPEG}},
+      {Operation::kRead,
+       Fault::kFail,
+       {JPG_OK, JPG_NO_DATA, JPG_E_NOT_JPEG, JPG_E_UNSUPPORTED, JPG_E_BAD_DC_CODE,
+        JPG_E_BAD_AC_CODE, JPG_E_COEF_OVERFLOW}},
+  };
+  for (const auto &kind : kKinds) {
+    uint32_t n = 0;
+    do {
+      faulty::reset();
+      faulty::arm(kind.operation, kind.fault, ++n);
+      const uint32_t r = readFile(path);
+      EXPECT_EQ(faulty::liveBlocks() + faulty::openFiles() + faulty::wrongFrees(), 0u);
+      if (faulty::faultHappened()) {
+        EXPECT_EQ(kind.codes.count(r), 1u) << std::hex << r;
+      } else {
+        EXPECT_EQ(r, JPG_OK);
+      }
+    } while (faulty::faultHappened() && n < 10000);
+    EXPECT_GT(n, 1u);
+  }
+  std::remove(name.c_str());
+}
+
+}  // namespace
