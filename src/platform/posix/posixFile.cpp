@@ -110,8 +110,11 @@ BOOL writeFile(HANDLE file, const void *buffer, DWORD bytes, DWORD *count) {
 
 DWORD seekFile(HANDLE file, LONG distance, DWORD origin) {
   const int whence = origin == FILE_BEGIN ? SEEK_SET : origin == FILE_CURRENT ? SEEK_CUR : SEEK_END;
+  const off_t before = lseek(toDescriptor(file), 0, SEEK_CUR);
   const off_t position = lseek(toDescriptor(file), distance, whence);
-  if (position < 0 || static_cast<uint64_t>(position) > kMaxPosition) {
+  if (position < 0) return INVALID_SET_FILE_POINTER;
+  if (static_cast<uint64_t>(position) > kMaxPosition) {
+    lseek(toDescriptor(file), before, SEEK_SET);  // a refused seek doesn't move
     return INVALID_SET_FILE_POINTER;
   }
   return static_cast<DWORD>(position);

@@ -7,8 +7,8 @@
 namespace jpg {
 namespace posix {
 
-// Longest path in UTF-8 bytes, terminator included: every UTF-16 unit gives at most 3.
-constexpr size_t kMaxPath = 3 * 256 + 1;
+// Longest path in UTF-8 bytes, terminator included: what the system calls take.
+constexpr size_t kMaxPath = 4096;
 
 // Converts a zero-terminated UTF-16 path. False for a lone surrogate or a path that
 // doesn't fit.
