@@ -1,5 +1,5 @@
 // jpgtool decode
-#include <cstring>
+#include <cstdio>
 
 #include "commands.h"
 #include "options.h"
@@ -18,6 +18,9 @@ const char kDecodeHelp[] =
     "  --raw            components as coded, without colour conversion; two and four\n"
     "                   components take .pam\n"
     "  --scale 1/N      at 1/2, 1/4 or 1/8 of the size (sequential files; not with --raw)\n"
+    "  --scans N        the picture after the first N scans of a progressive file\n"
+    "  --each-scan DIR  instead of OUT: a picture DIR/scan-NNN.ppm (.pgm, .pam) after each\n"
+    "                   scan of a progressive file\n"
     "  --max-scans N    refuses progressive files of more than N scans (1000)\n"
     "  --no-eoi         opens files without an end marker too\n"
     "  --keep-going     keeps what was decoded of a damaged file, the rest grey; the\n"
@@ -30,6 +33,7 @@ constexpr uint8_t kGrey = 128;
 struct DecodeJob {
   std::string in;
   std::string out;
+  std::string eachScan;  // folder of a picture per scan; empty: one picture
   ReadSettings settings;
   bool keepGoing = false;
 };
@@ -47,18 +51,22 @@ bool parseScale(const std::string &text, int32_t *scale) {
 
 bool parseJob(const Words &words, DecodeJob *job, std::string *why) {
   Options options;
-  const std::vector<OptionRule> rules = {{"-o", true},        {"--raw", false},
-                                         {"--scale", true},   {"--max-scans", true},
-                                         {"--no-eoi", false}, {"--keep-going", false}};
+  const std::vector<OptionRule> rules = {
+      {"-o", true},      {"--raw", false},      {"--scale", true},   {"--max-scans", true},
+      {"--scans", true}, {"--each-scan", true}, {"--no-eoi", false}, {"--keep-going", false}};
   if (!parseOptions(words, rules, &options, why)) return false;
   if (options.files.size() != 1) *why = "decode takes one file";
-  if (!options.has("-o")) *why = "decode needs -o OUT";
+  if (options.has("-o") == options.has("--each-scan")) *why = "decode needs -o OUT";
+  long maxScans = 0;
   long scans = 0;
   if (!parseScale(options.get("--scale", "1/1"), &job->settings.scale)) {
     *why = "--scale takes 1/2, 1/4 or 1/8";
   }
-  if (!parseNumber(options.get("--max-scans", "1000"), 1, 1000000, &scans)) {
+  if (!parseNumber(options.get("--max-scans", "1000"), 1, 1000000, &maxScans)) {
     *why = "--max-scans takes a number from 1 to 1000000";
+  }
+  if (options.has("--scans") && !parseNumber(options.get("--scans"), 1, 1000000, &scans)) {
+    *why = "--scans takes a number from 1 to 1000000";
   }
   if (options.has("--raw") && job->settings.scale != JPG_SCALE_FULL) {
     *why = "--raw and --scale exclude each other";
@@ -67,7 +75,10 @@ bool parseJob(const Words &words, DecodeJob *job, std::string *why) {
   job->in = options.files[0];
   job->out = options.get("-o");
   job->settings.raw = options.has("--raw");
-  job->settings.maxScans = static_cast<uint64_t>(scans);
+  job->settings.maxScans = static_cast<uint64_t>(maxScans);
+  job->settings.scans = static_cast<uint64_t>(scans);
+  job->eachScan = options.get("--each-scan");
+  if (!job->eachScan.empty()) job->settings.scans = 1;
   job->settings.openFlags = options.has("--no-eoi") ? JPG_READ_COMPLETE : 0;
   job->keepGoing = options.has("--keep-going");
   return true;
@@ -104,13 +115,11 @@ int copyRows(const DecodeJob &job, RowSource *source, PictureWriter *writer, boo
   return kExitOk;
 }
 
-int decode(const DecodeJob &job) {
-  RowSource source;
-  std::string why;
-  const uint32_t r = source.open(job.in, job.settings, &why);
-  if (r != JPG_OK) return why.empty() ? fail(job.in, r) : fail(job.in, why, r);
+// One picture out of an open source.
+int writePicture(const DecodeJob &job, RowSource *source) {
   FileKind kind = FileKind::kPpm;
-  if (!chooseKind(job.out, source.format(), &kind, &why)) {
+  std::string why;
+  if (!chooseKind(job.out, source->format(), &kind, &why)) {
     return fail(job.out, why, JPG_E_UNSUPPORTED);
   }
   if (isSameFile(job.in, job.out)) {
@@ -118,12 +127,35 @@ int decode(const DecodeJob &job) {
   }
   OutputFile out;
   if (!out.open(job.out)) return fail(job.out, "cannot create the file", JPG_E_OPEN_FAILED);
-  PictureWriter writer(&out, kind, source.format());
+  PictureWriter writer(&out, kind, source->format());
   if (!writer.begin()) return fail(job.out, JPG_E_WRITE_FAULT);
   bool complete = false;
-  const int status = copyRows(job, &source, &writer, &complete);
+  const int status = copyRows(job, source, &writer, &complete);
   if (complete && !out.keep()) return fail(job.out, JPG_E_WRITE_FAULT);
   return status;
+}
+
+// A picture after each scan, each with one scan more than the one before.
+int writeEachScan(DecodeJob job, RowSource *source) {
+  static constexpr const char *kExtensions[] = {"pgm", "pam", "ppm", "pam"};
+  makeFolder(job.eachScan);
+  for (uint64_t n = 1; n <= source->scanCount(); n++) {
+    char name[32];
+    std::snprintf(name, sizeof(name), "/scan-%03u.%s", static_cast<unsigned>(n),
+                  kExtensions[source->format().channels - 1]);
+    job.out = job.eachScan + name;
+    if (const int status = writePicture(job, source); status != kExitOk) return status;
+    source->showNextScan();
+  }
+  return kExitOk;
+}
+
+int decode(const DecodeJob &job) {
+  RowSource source;
+  std::string why;
+  const uint32_t r = source.open(job.in, job.settings, &why);
+  if (r != JPG_OK) return why.empty() ? fail(job.in, r) : fail(job.in, why, r);
+  return job.eachScan.empty() ? writePicture(job, &source) : writeEachScan(job, &source);
 }
 
 }  // namespace

@@ -21,6 +21,9 @@ bool isSameFile(const std::string &a, const std::string &b);
 // Bytes of a file, 0 when it isn't there.
 uint64_t sizeOfFile(const std::string &name);
 
+// Makes a folder unless it is there.
+void makeFolder(const std::string &name);
+
 // An output file, or standard output for "-". Unless kept, it is removed by the
 // destructor and by SIGINT and SIGTERM.
 class OutputFile {

@@ -39,12 +39,20 @@ uint32_t RowSource::learnHeight(const std::string &file, std::string *why) {
 
 // The library decodes as many scans as it is given; a small file may have thousands.
 uint32_t RowSource::checkScans(const std::string &file, std::string *why) {
-  if (frame_.process != JPG_PROCESS_PROGRESSIVE) return JPG_OK;
+  if (frame_.process != JPG_PROCESS_PROGRESSIVE) {
+    if (settings_.scans == 0) return JPG_OK;
+    *why = "the file has no scans to choose from";
+    return JPG_E_UNSUPPORTED;
+  }
   StreamScan scan;
-  if (!scanStream(file, &scan) || scan.scans <= settings_.maxScans) return JPG_OK;
-  *why = "the file has " + std::to_string(scan.scans) + " scans, more than --max-scans " +
-         std::to_string(settings_.maxScans);
-  return JPG_E_UNSUPPORTED;
+  if (scanStream(file, &scan)) scanCount_ = scan.scans;
+  const std::string has = "the file has " + std::to_string(scanCount_) + " scans, ";
+  if (scanCount_ > settings_.maxScans) {
+    *why = has + "more than --max-scans " + std::to_string(settings_.maxScans);
+  } else if (scanCount_ < settings_.scans) {
+    *why = has + "fewer than --scans " + std::to_string(settings_.scans);
+  }
+  return why->empty() ? JPG_OK : JPG_E_UNSUPPORTED;
 }
 
 uint32_t RowSource::describe(const std::string & /*file*/, std::string *why) {
@@ -83,6 +91,20 @@ uint32_t RowSource::readLossless(JpgRect *rect, int32_t lines) {
   return jpgReadSpatialToRect(reader_.handle(), rect, 0);
 }
 
+// A call for no rows decodes a scan and stays at the top; the first band decodes the last
+// scan that is wanted.
+uint32_t RowSource::readProgressive(JpgRect *rect, int32_t lines) {
+  const bool incremental = settings_.scans != 0;
+  for (; incremental && scansSkipped_ + 1 < settings_.scans; scansSkipped_++) {
+    const uint32_t r =
+        jpgReadProgressiveToRect(reader_.handle(), rect, 0, JPG_PROGRESSIVE_NEXT_SCAN);
+    if (r != JPG_OK) return r;
+  }
+  return jpgReadProgressiveToRect(
+      reader_.handle(), rect, lines,
+      incremental ? JPG_PROGRESSIVE_NEXT_SCAN : JPG_PROGRESSIVE_ALL_SCANS);
+}
+
 uint32_t RowSource::next(uint32_t *rows) {
   const uint32_t left = format_.height - done_;
   const uint32_t count = left < kBandRows ? left : kBandRows;
@@ -99,7 +121,7 @@ uint32_t RowSource::next(uint32_t *rows) {
   } else if (isSequential(frame_)) {
     r = jpgReadScaleOutputToRect(reader_.handle(), &rect, lines, settings_.scale);
   } else {
-    r = jpgReadProgressiveToRect(reader_.handle(), &rect, lines, JPG_PROGRESSIVE_ALL_SCANS);
+    r = readProgressive(&rect, lines);
   }
   if (r != JPG_OK) return r;
   *rows = count;

@@ -15,6 +15,7 @@ struct ReadSettings {
   bool raw = false;                // no colour conversion
   int32_t scale = JPG_SCALE_FULL;  // a JPG_SCALE_ value
   uint64_t maxScans = 1000;        // of a progressive file
+  uint64_t scans = 0;              // progressive: the picture after so many scans; 0: all
   uint32_t openFlags = 0;          // of the prolog
 };
 
@@ -26,6 +27,12 @@ class RowSource {
   // The pixels as next() delivers them.
   const PixelFormat &format() const { return format_; }
 
+  // Scans of a progressive file.
+  uint64_t scanCount() const { return scanCount_; }
+
+  // After the last row of a picture shown scan by scan: begins that with one more scan.
+  void showNextScan() { done_ = 0; }
+
   // Decodes the next band; `rows` receives its rows.
   uint32_t next(uint32_t *rows);
   const uint8_t *band() const { return band_.data(); }
@@ -35,6 +42,7 @@ class RowSource {
   uint32_t learnHeight(const std::string &file, std::string *why);
   uint32_t checkScans(const std::string &file, std::string *why);
   uint32_t readLossless(JpgRect *rect, int32_t lines);
+  uint32_t readProgressive(JpgRect *rect, int32_t lines);
 
   Reader reader_;
   Frame frame_;
@@ -42,6 +50,8 @@ class RowSource {
   PixelFormat format_;
   std::vector<uint8_t> band_;
   uint32_t done_ = 0;
+  uint64_t scanCount_ = 0;
+  uint64_t scansSkipped_ = 0;
   bool heightFromDnl_ = false;
 };
 

@@ -374,6 +374,27 @@ class Decode(Tool):
         self.refused(1, "10 scans", "decode", self.path("p.jpg"), "-o", "-", "--max-scans", "9")
         self.refused(1, "JPG_E_UNSUPPORTED", "decode", self.path("a.jpg"), "-o", "-")
 
+    def test_a_progressive_picture_shown_scan_by_scan(self):
+        if shutil.which("cjpeg") is None:
+            self.skipTest("cjpeg isn't installed")
+        picture = self.write("p.ppm", ppm(70, 50, lambda x, y: (3 * x, 5 * y, x + y)))
+        with open(self.path("p.jpg"), "wb") as out:
+            subprocess.run(["cjpeg", "-progressive", picture], stdout=out, check=True)
+        self.check("decode", self.path("p.jpg"), "--each-scan", self.path("scans"))
+        names = [f"scan-{n:03}.ppm" for n in range(1, 11)]
+        self.assertEqual(sorted(os.listdir(self.path("scans"))), names)
+        for n, name in enumerate(names, 1):
+            alone = self.check("decode", self.path("p.jpg"), "-o", "-", "--scans", str(n))
+            self.assertEqual(self.read("scans/" + name), alone, name)
+        self.assertEqual(alone, self.check("decode", self.path("p.jpg"), "-o", "-"))
+        source = parse_pnm(self.read("p.ppm"))[4]
+        errors = [sum(abs(a - b) for a, b in zip(parse_pnm(self.read("scans/" + name))[4], source))
+                  for name in (names[0], names[-1])]
+        self.assertLess(errors[1], errors[0])
+        self.refused(1, "fewer than --scans 11", "decode", self.path("p.jpg"), "-o", "-", "--scans", "11")
+        self.refused(1, "no scans to choose", "decode", SAMPLE, "-o", "-", "--scans", "1")
+        self.refused(2, "needs -o", "decode", SAMPLE, "-o", "-", "--each-scan", "x")
+
     def test_an_interrupted_run_leaves_no_file(self):
         side = 6000
         gray = b"P5\n%d %d\n255\n" % (side, side) + bytes(range(250)) * (side * side // 250)
