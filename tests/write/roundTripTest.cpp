@@ -132,6 +132,44 @@ TEST(OtherPrograms, FfmpegReadsStreamsWithoutAWarning) {
   std::remove(name.c_str());
 }
 
+// Pieces that end with restart intervals, each without its EOI but the last: one stream again.
+TEST(OtherPrograms, DjpegReadsPiecesPutTogether) {
+  if (!have("djpeg")) GTEST_SKIP() << "djpeg isn't installed";
+  EncodeJob job;
+  job.width = 50;
+  job.height = 64;
+  job.restart = 4;  // a row of MCUs
+  const Bytes whole = encodeToMemory(job);
+  Bytes pixels = pixelsOf(job), together;
+  JPGHANDLE h = nullptr;
+  ASSERT_EQ(jpgWritePrologToMemory(JPG_WRITE_PARTIAL_BITSTREAM, &h), JPG_OK);
+  ASSERT_EQ(jpgWriteSetRestartInterval(h, 4), JPG_OK);
+  JpgRect rect = {};
+  rect.width = 50;
+  rect.height = 64;
+  rect.channels = 3;
+  rect.bitsPerSample = 8;
+  rect.stride = 150;
+  void *data = nullptr;
+  uint32_t size = 0;
+  for (size_t y = 0; y < 64; y += 16) {
+    rect.bits = pixels.data() + y * 150;
+    ASSERT_EQ(jpgWriteFromRect(h, &rect, 16), JPG_OK);
+    if (y == 48) break;
+    ASSERT_EQ(jpgWriteGetPartialBitstream(h, &data, &size), JPG_OK);
+    const Bytes piece = take(data, size);
+    together.insert(together.end(), piece.begin(), piece.end() - 2);
+  }
+  ASSERT_EQ(jpgWriteEpilogToMemory(h, &data, &size), JPG_OK);
+  const Bytes last = take(data, size);
+  together.insert(together.end(), last.begin(), last.end());
+  EXPECT_EQ(together == whole, true);
+  const std::string name = tempName(".jpg");
+  save(name, together);
+  EXPECT_EQ(run("djpeg -outfile /dev/null '" + name + "'"), "");
+  std::remove(name.c_str());
+}
+
 // ---- Through our own reader -----------------------------------------------
 
 Bytes decode(const Bytes &stream, const EncodeJob &job) {
