@@ -82,7 +82,7 @@ void forEveryJob(Check check) {
             job.predictor = predictor;
             job.restart = lines * job.width;
             job.kind = kind;
-            if ((precision + predictor) % 2 == 0) job.bands = {1, 4, 6};
+            if ((precision + predictor) % 2 == 0) job.bands = std::vector<uint32_t>{1, 4, 6};
             check(job);
           }
         }
@@ -129,7 +129,7 @@ TEST(Lossless, AnUntoldHeightIsToldByDnlAndReadRowByRow) {
   SpatialJob job;
   job.unknownHeight = true;
   job.precision = 10;
-  job.bands = {3, 8};
+  job.bands = std::vector<uint32_t>{3, 8};
   const Bytes stream = encode(job);
   EXPECT_EQ(stream == modelSpatial(job), true);
   const Bytes expected = packed(samplesOf(job), 10);
