@@ -506,8 +506,8 @@ JPG_API uint32_t JPG_CALL jpgReadSetPartialBitstream(JPGHANDLE handle, const voi
  * rows (which serve every sampling), except for the last band. A call with
  * `lines` 0 or less decodes one MCU row and stores nothing.
  *
- * What is stored, `bitsPerPixel` of the rectangle being a matter of its rows only
- * (after jpgReadSetNoColorConversion() it must be 8 times the component count):
+ * What is stored depends on the image alone; `bitsPerPixel` is looked at only after
+ * jpgReadSetNoColorConversion(), when it must be 8 times the component count:
  *
  * | components                     | bytes a pixel                              |
  * |--------------------------------|--------------------------------------------|
