@@ -122,6 +122,19 @@ TEST(Expansion, ReplicatesEveryComponentToFullResolution) {
   }
 }
 
+TEST(Expansion, OnlyTheFactorByte11IsDoubledInAPair) {
+  for (uint32_t factors = 0; factors <= 0xFF; factors++) {
+    Mcu across({0x21}, 2, 1), down({0x12}, 1, 2);
+    jpgExpand2x1(across.c(), factors << 24);
+    jpgExpand1x2(down.c(), factors << 24);
+    for (const JpgContext *c : {across.c(), down.c()}) {
+      const int16_t *out = factors == 0x11 ? c->scratchBlocks : c->coefBuffer;
+      EXPECT_EQ(c->blockMapA[0], out) << factors;
+      EXPECT_EQ(c->blockMapA[1], out + 64) << factors;
+    }
+  }
+}
+
 TEST(Expansion, IsChosenByTheLargestComponent) {
   Mcu one({0x11}, 1, 1), across({0x21}, 2, 1), down({0x12}, 1, 2), four({0x22}, 2, 2);
   EXPECT_EQ(chooseExpand(*one.c()), jpgExpand1x1);

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <memory>
 #include <string>
@@ -90,6 +91,52 @@ TEST_F(EoiSearch, GoesOnAfterAShortRead) {
   makeFile(data);
   faulty::arm(faulty::Operation::kRead, faulty::Fault::kCutShort, 1);
   EXPECT_TRUE(search(0, 0));
+}
+
+TEST_F(EoiSearch, FindsAPairAtEveryPlaceOfFilesRoundWholeBlocks) {
+  for (const size_t size : {2u, 3u, 4u, 4094u, 4095u, 4096u, 4097u, 8190u, 8191u, 8192u, 8193u}) {
+    for (size_t place = 0; place + 1 < size; place++) {
+      // Away from block boundaries, counted from either end, a sample is enough.
+      const size_t back = (size - place) % 4095;
+      const bool near = place < 8 || back < 8 || back > 4087 || place % 4096 > 4088;
+      if (!near && place % 97 != 0) continue;
+      std::vector<uint8_t> data(size, 0x44);
+      data[place] = 0xFF;
+      data[place + 1] = 0xD9;
+      makeFile(data);
+      // The pair at 0 is where SOI stands: the search ends at 1.
+      ASSERT_EQ(search(0, 0), place >= 1) << "size " << size << ", EOI at " << place;
+    }
+  }
+}
+
+TEST_F(EoiSearch, IsNotTakenInByHalvesOfAPair) {
+  // FF and D9 everywhere, but never in this order side by side.
+  std::vector<uint8_t> data(9000, 0xD9);
+  for (size_t i = 4500; i < data.size(); i++) data[i] = 0xFF;
+  makeFile(data);
+  EXPECT_FALSE(search(0, 0));
+  // The other way round there is one pair, in the middle.
+  std::reverse(data.begin(), data.end());
+  makeFile(data);
+  EXPECT_TRUE(search(0, 0));
+}
+
+TEST_F(EoiSearch, MeetsEveryShortRead) {
+  std::vector<uint8_t> data(13000, 0x55);
+  data[10] = 0xFF;
+  data[11] = 0xD9;
+  makeFile(data);
+  faulty::reset();
+  ASSERT_TRUE(search(0, 0));
+  const uint32_t reads = faulty::calls(faulty::Operation::kRead);
+  ASSERT_GE(reads, 4u);
+  for (uint32_t n = 1; n <= reads; n++) {
+    faulty::reset();
+    faulty::arm(faulty::Operation::kRead, faulty::Fault::kCutShort, n);
+    EXPECT_TRUE(search(0, 0)) << n;
+    EXPECT_TRUE(faulty::faultHappened());
+  }
 }
 
 TEST_F(EoiSearch, FindsNothingWhereTheSizeIsUnknown) {

@@ -242,6 +242,26 @@ TEST(AcFirst, SixteenZerosAndTheEndOfTheBand) {
   EXPECT_EQ(scan.block[kZigZag.natural[17]], 1);
 }
 
+TEST(AcFirst, TheLongestEndOfBandRunHas32767Blocks) {
+  Scan scan("00 11111111111111", {0xE0}, 1, 63, 0);  // r 14: 2^14 + 14 bits
+  EXPECT_EQ(scan.run(decodeAcFirst), JPG_OK);
+  EXPECT_EQ(scan.c()->eobRun, 32766u);  // and this block
+}
+
+TEST(AcFirst, ARunMayEndBehindTheBandButInTheBlock) {
+  Scan scan("00 1", {0x51}, 3, 5, 0);  // 3 + 5 lies behind Se 5
+  EXPECT_EQ(scan.run(decodeAcFirst), JPG_OK);
+  EXPECT_EQ(scan.block[kZigZag.natural[8]], 1);
+  EXPECT_EQ(scan.c()->eobRun, 0u);
+}
+
+TEST(AcFirst, ValuesKeepTheirLow16Bits) {
+  // Category 15, value 2^15 - 1, shifted by 13: only its lowest three bits are left.
+  Scan scan("00 111111111111111", {0x0F}, 1, 1, 13);
+  EXPECT_EQ(scan.run(decodeAcFirst), JPG_OK);
+  EXPECT_EQ(scan.block[1], -8192);  // 7 << 13 is E000
+}
+
 TEST(AcFirst, NeverLeavesTheBlock) {
   Scan scan("00 00 00 01 1", {0xF0, 0xF1}, 8, 63, 0);  // 8 + 48 + 15
   EXPECT_EQ(scan.run(decodeAcFirst), JPG_E_COEF_OVERFLOW);
@@ -262,6 +282,32 @@ TEST(AcRefine, CorrectsAndPlaces) {
   EXPECT_EQ(scan.block[kZigZag.natural[3]], -6);
   EXPECT_EQ(scan.block[kZigZag.natural[4]], 2);
   EXPECT_EQ(scan.c()->eobRun, 0u);
+}
+
+TEST(AcRefine, SixteenZerosArePassedWithTheirCorrections) {
+  // From k 1: non-zero at k 5 (corrected, bit 1) and k 9 (bit 0); the sixteenth zero is k 18,
+  // so that the next code, run 0, sets k 19 to -1.
+  Scan scan("00 1 0 01 0 10", {0xF0, 0x01, 0x00}, 1, 20, 0);
+  scan.block[kZigZag.natural[5]] = 2;
+  scan.block[kZigZag.natural[9]] = -2;
+  EXPECT_EQ(scan.run(decodeAcRefine), JPG_OK);
+  EXPECT_EQ(scan.block[kZigZag.natural[5]], 3);
+  EXPECT_EQ(scan.block[kZigZag.natural[9]], -2);
+  for (const size_t k : {18u, 20u}) EXPECT_EQ(scan.block[kZigZag.natural[k]], 0) << k;
+  EXPECT_EQ(scan.block[kZigZag.natural[19]], -1);
+  EXPECT_EQ(scan.c()->eobRun, 0u);
+}
+
+TEST(AcRefine, CorrectionsGoAwayFromZero) {
+  // Bit 1 << 2 of 8 and -8 is clear in 8 and in -8 (FFF8): both grow; of 12 it is set: stays.
+  Scan scan("00 1 1 1", {0x00}, 1, 3, 2);
+  scan.block[kZigZag.natural[1]] = 8;
+  scan.block[kZigZag.natural[2]] = -8;
+  scan.block[kZigZag.natural[3]] = 12;
+  EXPECT_EQ(scan.run(decodeAcRefine), JPG_OK);
+  EXPECT_EQ(scan.block[kZigZag.natural[1]], 12);
+  EXPECT_EQ(scan.block[kZigZag.natural[2]], -12);
+  EXPECT_EQ(scan.block[kZigZag.natural[3]], 12);
 }
 
 TEST(AcRefine, AnEndOfBandRunStillCorrects) {
