@@ -79,6 +79,25 @@ TEST(Bits, AStuffedFfIsNeverTheFirstByteOfAMarker) {
   EXPECT_EQ(peekMarker(both.stream()), 0xFFD3u);
 }
 
+TEST(Bits, FillAndTheEndOfTheDataAreNoMarkers) {
+  BitStream fill({0xAB, 0xFF, 0xFF, 0xD9});
+  readBits(fill.stream(), 8);
+  EXPECT_EQ(peekMarker(fill.stream()), 0xFFFFu);
+  EXPECT_FALSE(isMarker(0xFFFF));
+  BitStream end({0xAB});
+  readBits(end.stream(), 3);
+  EXPECT_EQ(peekMarker(end.stream()), 0xFFFFu);
+}
+
+TEST(Bits, AlignDropsWhatIsLeftOfTheByteAndNoMore) {
+  for (uint32_t used = 0; used <= 16; used++) {
+    BitStream b({0x12, 0x34, 0x56});
+    readBits(b.stream(), used);
+    alignToByte(b.stream());
+    EXPECT_EQ(readBits(b.stream(), 8), used == 0 ? 0x12u : used <= 8 ? 0x34u : 0x56u) << used;
+  }
+}
+
 TEST(Bits, TellCountsFromTheStartOfTheStream) {
   BitStream b({1, 2, 3, 4});
   EXPECT_EQ(tellOffset(b.stream()), 2u);  // SOI was read before

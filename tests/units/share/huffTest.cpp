@@ -49,6 +49,21 @@ TEST_F(HuffmanTable, CodesAreThoseOfTheStandardsTableK3) {
   EXPECT_EQ(table_.codes[12].length, 0u);
 }
 
+TEST_F(HuffmanTable, LengthsWithoutCodesStillShiftTheNextOnes) {
+  // By T.81 Figure C.2: 00 of two bits; 01 then 0 appended three times is 01000 of five.
+  ASSERT_EQ(make({0, 1, 0, 0, 2}), JPG_OK);
+  EXPECT_EQ(table_.count, 3u);
+  EXPECT_EQ(table_.maxLength, 5u);
+  EXPECT_EQ(table_.codes[0].code, 0b00u);
+  EXPECT_EQ(table_.codes[1].code, 0b01000u);
+  EXPECT_EQ(table_.codes[2].code, 0b01001u);
+  ASSERT_EQ(makeHuffLookup(&table_), JPG_OK);
+  for (uint32_t bits = 0; bits < 32; bits++) {
+    const uint8_t expected = bits < 8 ? 0 : bits == 8 ? 1 : bits == 9 ? 2 : kNoCode;
+    EXPECT_EQ(table_.lookup[bits], expected) << bits;
+  }
+}
+
 TEST_F(HuffmanTable, TheLookupHoldsACodesIndexAtAllItsContinuations) {
   ASSERT_EQ(make({1, 1, 1}), JPG_OK);  // 0, 10, 110; 111 is no code
   ASSERT_EQ(makeHuffLookup(&table_), JPG_OK);

@@ -121,6 +121,68 @@ TEST_F(Streams, PositionsInAFileCountFromTheStartOffset) {
   streamClose(s.get());
 }
 
+TEST_F(Streams, WithoutAStartOffsetTheFilesOwnOriginsHold) {
+  makeFile(100);
+  StreamPointer s = newStream();
+  ASSERT_EQ(streamOpenRead(s.get()), JPG_OK);
+  EXPECT_EQ(faulty::calls(faulty::Operation::kSeek), 0u);  // nowhere to go at first
+  uint8_t byte = 0;
+  EXPECT_EQ(streamSeek(s.get(), 70, kSeekBegin), 70u);
+  EXPECT_EQ(streamSeek(s.get(), 5, kSeekCurrent), 75u);
+  EXPECT_EQ(streamRead(s.get(), &byte, 1), 1);
+  EXPECT_EQ(byte, 75);
+  EXPECT_EQ(streamSeek(s.get(), static_cast<uint32_t>(-10), kSeekEnd), 90u);  // forwards
+  EXPECT_EQ(streamRead(s.get(), &byte, 1), 1);
+  EXPECT_EQ(byte, 90);
+  EXPECT_EQ(streamSeek(s.get(), static_cast<uint32_t>(-1), kSeekBegin), kSeekFailed);
+  streamClose(s.get());
+}
+
+TEST_F(Streams, TheEndOfARangeIsWhereItsLengthSays) {
+  makeFile(100);
+  StreamPointer s = newStream();
+  s->startOffset = 40;
+  ASSERT_EQ(streamOpenRead(s.get()), JPG_OK);
+  EXPECT_EQ(s->endOffset, 100u);  // the file's size until a length is known
+  s->endOffset = 60;
+  uint8_t byte = 0;
+  EXPECT_EQ(streamSeek(s.get(), 1, kSeekEnd), 19u);
+  EXPECT_EQ(streamRead(s.get(), &byte, 1), 1);
+  EXPECT_EQ(byte, 59);
+  streamClose(s.get());
+}
+
+TEST_F(Streams, AResetForgetsBytesBitsAndTheEnd) {
+  for (const uint32_t mode : {kModeRead, kModeWrite}) {
+    StreamPointer s = newStream();
+    s->mode = mode | kModeMemory;
+    s->bytesFetched = s->bitBuffer = s->bufIndex = s->position = 9;
+    s->bufFill = s->bitCount = 9;
+    s->endState = kEndPassed;
+    s->startOffset = s->endOffset = s->size = 9;
+    streamReset(s.get());
+    EXPECT_EQ(s->bytesFetched | s->bitBuffer | s->bufIndex | s->position | s->endState, 0u);
+    EXPECT_EQ(s->bufFill, mode == kModeRead ? 0u : 9u);
+    EXPECT_EQ(s->bitCount, mode == kModeRead ? 0u : 32u);
+    EXPECT_EQ(s->startOffset & s->endOffset & s->size, 9u);  // where the data are stays
+  }
+}
+
+TEST_F(Streams, AReadThatFailsIsTheEndToTheFetch) {
+  makeFile(5000);
+  StreamPointer s = newStream();
+  ASSERT_EQ(streamOpenRead(s.get()), JPG_OK);
+  faulty::arm(faulty::Operation::kRead, faulty::Fault::kFail, 2);
+  for (uint32_t i = 0; i < 4096; i++) ASSERT_EQ(fetchByte(s.get()), i & 0xFF);
+  EXPECT_EQ(fetchByte(s.get()), 0xFF);
+  EXPECT_EQ(s->endState, kEndReadFailed);
+  EXPECT_EQ(fetchByte(s.get()), 0xFF);  // not tried again
+  EXPECT_EQ(s->endState, kEndPassed);
+  EXPECT_EQ(faulty::calls(faulty::Operation::kRead), 2u);
+  EXPECT_EQ(s->bytesFetched, 4096u);
+  streamClose(s.get());
+}
+
 TEST_F(Streams, TheEndOfAFileReadsAsMinusOne) {
   makeFile(3);
   StreamPointer s = newStream();

@@ -19,6 +19,17 @@ TEST(Tables, ZigZagIsTheStandardsFigure5) {
 
 TEST(Tables, ExtendFollowsTheStandardsTable) {
   // T.81 Table F.1: category s stands for -(2^s - 1) .. -2^(s-1) and 2^(s-1) .. 2^s - 1.
+  const auto extend = [](int v, int s) {
+    return v >= kExtend.threshold[s] ? v : v + kExtend.offset[s];
+  };
+  EXPECT_EQ(extend(0, 0), 0);
+  int power = 1;  // 2^(s - 1)
+  for (int s = 1; s <= 15; s++, power *= 2) {
+    EXPECT_EQ(extend(0, s), -(2 * power - 1)) << s;      // all bits 0
+    EXPECT_EQ(extend(power - 1, s), -power) << s;        // 0 and all bits 1
+    EXPECT_EQ(extend(power, s), power) << s;             // 1 and all bits 0
+    EXPECT_EQ(extend(2 * power - 1, s), 2 * power - 1);  // all bits 1
+  }
   EXPECT_EQ(kExtend.threshold[0], 0);
   EXPECT_EQ(kExtend.offset[0], 0);
   EXPECT_EQ(kExtend.threshold[1], 1);
