@@ -1,11 +1,11 @@
 #!/usr/bin/env bash
 # Installs what is missing on a Debian machine: setup.sh GROUP...
-# Groups: build, test, lint, bench.
+# Groups: build, test, clang, lint, bench.
 set -euo pipefail
 
 declare -A packages=(
   [build]="cmake ninja-build g++"
-  [test]="libgtest-dev libjpeg-turbo-progs ffmpeg binutils python3"
+  [test]="libgtest-dev libjpeg-turbo-progs ffmpeg binutils pkgconf python3"
   [clang]="clang libclang-rt-14-dev"
   [lint]="clang-format-14 clang-tidy-14"
   [bench]="libbenchmark-dev libjpeg62-turbo-dev"
