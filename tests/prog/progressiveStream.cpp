@@ -123,23 +123,23 @@ class ScanCoder {
     if (run > 0 && ++eobRun_ == kLongestRun) flushRun();
   }
 
-  // The blocks that the run covers: EOBn and its bits.
+  // The blocks that the run covers: EOBn and its bits, and the corrections of those blocks.
   void flushRun() {
     if (eobRun_ == 0) return;
     const unsigned n = categoryOf(static_cast<int32_t>(eobRun_)) - 1;
     out_.symbol(ac_, static_cast<uint8_t>(n << 4));
     out_.bits(eobRun_ & ((1U << n) - 1), n);
     eobRun_ = 0;
+    for (const bool bit : runCorrections_) out_.bits(bit ? 1 : 0, 1);
+    runCorrections_.clear();
   }
 
   bool isCorrected(const Block &block, unsigned k) const {
     return std::abs(block[kZigzag[k]]) >> (scan_.al + 1) != 0;
   }
 
-  void correct(const Block &block, unsigned k) {
-    if (isCorrected(block, k)) {
-      out_.bits(static_cast<uint32_t>(std::abs(block[kZigzag[k]])) >> scan_.al & 1, 1);
-    }
+  bool correction(const Block &block, unsigned k) const {
+    return (std::abs(block[kZigzag[k]]) >> scan_.al & 1) != 0;
   }
 
   // Corrections of the coefficients passed follow each code (T.81 G.1.2.3).
@@ -150,19 +150,24 @@ class ScanCoder {
       if (isCorrected(block, k)) continue;
       const bool fresh = std::abs(block[kZigzag[k]]) >> scan_.al == 1;
       if (!fresh && ++zeros < 16) continue;
+      if (!fresh && noneFresh(block, k)) break;  // the end of the band covers the rest
+      flushRun();
       if (!fresh) {
-        if (noneFresh(block, k)) break;  // the end of the band covers the rest
         out_.symbol(ac_, 0xF0);
       } else {
         out_.symbol(ac_, static_cast<uint8_t>(zeros << 4 | 1));
         out_.bits(block[kZigzag[k]] > 0 ? 1 : 0, 1);
       }
-      for (; from <= k; from++) correct(block, from);
+      for (; from <= k; from++) {
+        if (isCorrected(block, from)) out_.bits(correction(block, from) ? 1 : 0, 1);
+      }
       zeros = 0;
     }
     if (from > scan_.se) return;
-    out_.symbol(ac_, 0x00);
-    for (; from <= scan_.se; from++) correct(block, from);
+    for (; from <= scan_.se; from++) {
+      if (isCorrected(block, from)) runCorrections_.push_back(correction(block, from));
+    }
+    if (++eobRun_ == kLongestRun) flushRun();
   }
 
   bool noneFresh(const Block &block, unsigned k) const {
@@ -187,6 +192,7 @@ class ScanCoder {
   EntropyWriter out_;
   int32_t prediction_[4] = {};
   unsigned eobRun_ = 0, mcus_ = 0, restarts_ = 0;
+  std::vector<bool> runCorrections_;  // of the blocks in the run, in refining scans
 };
 
 }  // namespace
@@ -211,6 +217,28 @@ Script refiningScript(size_t components) {
       script.push_back({{i}, 1, 20, static_cast<uint8_t>(al + 1), al});
       script.push_back({{i}, 21, 63, static_cast<uint8_t>(al + 1), al});
     }
+  }
+  return script;
+}
+
+Script partedScript(size_t components) {
+  Script script;
+  if (components > 2) {
+    script.push_back({{0, 1}, 0, 0, 0, 1});
+  } else {
+    script.push_back({{0}, 0, 0, 0, 1});
+  }
+  for (unsigned i = components > 2 ? 2 : 1; i < components; i++) {
+    script.push_back({{i}, 0, 0, 0, 1});
+  }
+  for (size_t i = components; i-- > 0;) {  // the last component first
+    const auto c = static_cast<unsigned>(i);
+    script.push_back({{c}, 2, 63, 0, 3});
+    script.push_back({{c}, 1, 1, 0, 0});
+    for (uint8_t al = 3; al-- > 0;) {
+      script.push_back({{c}, 2, 63, static_cast<uint8_t>(al + 1), al});
+    }
+    script.push_back({{c}, 0, 0, 1, 0});
   }
   return script;
 }

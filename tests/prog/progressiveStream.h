@@ -17,10 +17,11 @@ struct ScanScript {
 
 using Script = std::vector<ScanScript>;
 
-// Scripts for a count of components: spectral selection alone, and with successive
-// approximation in two steps.
+// Scripts for a count of components: spectral selection alone; with successive approximation
+// in two steps; and with DC scans of one component or two and refinements in three steps.
 Script spectralScript(size_t components);
 Script refiningScript(size_t components);
+Script partedScript(size_t components);
 
 // SOI up to and including the frame header, the tables and DRI.
 StreamBuilder progressiveHeaders(const Picture &picture);
