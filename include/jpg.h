@@ -755,6 +755,8 @@ JPG_API uint32_t JPG_CALL jpgWriteFreeBitstream(void *data);
  * @retval JPG_OK                 handed over; output goes on in a new block
  * @retval JPG_E_INVALID_HANDLE   invalid handle or null pointer
  * @retval JPG_E_INVALID_FUNCTION the handle doesn't give pieces
+ * @retval JPG_E_INVALID_PARAMETER headers would be written whose width or height, as set,
+ *                                exceeds 65535
  * @retval JPG_E_FAIL             the output came up short earlier
  * @retval JPG_E_OUT_OF_MEMORY    a table of the headers couldn't be had
  * @retval JPG_E_WRITE_FAULT      the block couldn't grow

@@ -79,6 +79,8 @@ bool samplingIsValid(uint32_t packed) {
 Result writeHeadersEarly(JpgContext *c) {
   if (c->rowPosition != 0 || (c->flags & kFlagHeadersWritten) != 0) return JPG_OK;
   if (c->write.outputFailed != kOutputFine) return JPG_OK;  // told by the caller's own check
+  // Sizes that were never told stand as 0; others must fit their fields.
+  if (c->width > kMaxDimension || c->height > kMaxDimension) return JPG_E_INVALID_PARAMETER;
   const Result r = writeFrameHeaders(c);
   if (r == JPG_OK) c->flags |= kFlagHeadersWritten;
   return r;

@@ -11,10 +11,9 @@
 namespace jpg {
 namespace {
 
-constexpr uint32_t kMaxDimension = 0xFFFF;  // of a frame header's X and Y
-constexpr uint32_t kQuantTables = 2;        // luminance, chrominance
-constexpr uint32_t kForwardScale = 8;       // of the forward DCT's output
-constexpr uint8_t kClassDc = 0x00;          // Tc of a table byte
+constexpr uint32_t kQuantTables = 2;   // luminance, chrominance
+constexpr uint32_t kForwardScale = 8;  // of the forward DCT's output
+constexpr uint8_t kClassDc = 0x00;     // Tc of a table byte
 constexpr uint8_t kClassAc = 0x10;
 
 constexpr StandardTable kDcTables[] = {{kDcLuminanceCounts, kDcValues, sizeof(kDcValues)},

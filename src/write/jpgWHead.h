@@ -8,6 +8,8 @@
 
 namespace jpg {
 
+constexpr uint32_t kMaxDimension = 0xFFFF;  // of a frame header's X and Y
+
 // Codes of an encoding table: one entry per symbol.
 constexpr uint32_t kEncodingEntries = 256;
 

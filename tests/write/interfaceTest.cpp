@@ -334,6 +334,18 @@ TEST_F(WriteHandle, ARectangleMustAgreeWithHeadersThatAreOut) {
   EXPECT_EQ(jpgWriteFromRect(h_, &same, 16), JPG_OK);
 }
 
+TEST_F(WriteHandle, EarlyHeadersOfSizesThatTheirFieldsCannotHoldAreRefused) {
+  Bytes bytes;
+  for (const uint32_t side : {65536u, 65537u, 0xFFFFFFFFu}) {
+    ASSERT_EQ(jpgWriteSetImageSize(h_, side, 8), JPG_OK);
+    EXPECT_EQ(piece(&bytes), JPG_E_INVALID_PARAMETER);
+    ASSERT_EQ(jpgWriteSetImageSize(h_, 8, side), JPG_OK);
+    EXPECT_EQ(piece(&bytes), JPG_E_INVALID_PARAMETER);
+  }
+  ASSERT_EQ(jpgWriteSetImageSize(h_, 65535, 65535), JPG_OK);
+  EXPECT_EQ(piece(&bytes), JPG_OK);
+}
+
 TEST_F(WriteHandle, APieceOfAHandleWithoutSettingsStillHasHeaders) {
   Bytes first;
   ASSERT_EQ(piece(&first), JPG_OK);
