@@ -142,6 +142,18 @@ int failEncode(const EncodeJob &job, uint32_t code) { return fail(job.out, code)
 
 int failEarlyEnd(const EncodeJob &job) { return fail(job.in, "the file ends early", JPG_NO_DATA); }
 
+// What the library is told of a band.
+JpgRect sampleRect(const PixelFormat &format, uint32_t bits, uint8_t *band) {
+  JpgRect rect = {};
+  rect.width = static_cast<int32_t>(format.width);
+  rect.height = static_cast<int32_t>(format.height);
+  rect.channels = static_cast<int32_t>(format.channels);
+  rect.bitsPerSample = static_cast<int32_t>(bits);
+  rect.stride = static_cast<int32_t>(rowBytes(format));
+  rect.bits = band;
+  return rect;
+}
+
 int encodePnm(const EncodeJob &job, std::FILE *file, Writer *writer) {
   // Lossless components stand as they come, red first.
   PnmReader reader(file, job.lossless);
@@ -152,14 +164,8 @@ int encodePnm(const EncodeJob &job, std::FILE *file, Writer *writer) {
     return fail(job.in, "samples other than 8 bits need --lossless", JPG_E_UNSUPPORTED);
   }
   uint32_t r = setUp(job, writer->handle(), format.width);
-  JpgRect rect = {};
-  rect.width = static_cast<int32_t>(format.width);
-  rect.height = static_cast<int32_t>(format.height);
-  rect.channels = static_cast<int32_t>(format.channels);
-  rect.bitsPerSample = static_cast<int32_t>(reader.bits());
-  rect.stride = static_cast<int32_t>(rowBytes(format));
   std::vector<uint8_t> band(rowBytes(format) * kBandRows);
-  rect.bits = band.data();
+  const JpgRect rect = sampleRect(format, reader.bits(), band.data());
   Progress progress("encoding " + job.in);
   for (uint32_t y = 0; r == JPG_OK && y < format.height; y += kBandRows) {
     const uint32_t rows = std::min(kBandRows, format.height - y);
@@ -171,13 +177,37 @@ int encodePnm(const EncodeJob &job, std::FILE *file, Writer *writer) {
   return r == JPG_OK ? kExitOk : failEncode(job, r);
 }
 
+// The colours of the file as components, red first; a grey palette gives one.
+int encodeBmpLosslessly(const EncodeJob &job, BmpReader *reader, Writer *writer) {
+  if (!reader->hasByteSamples()) {
+    return fail(job.in, "--lossless takes plain bitmaps of 8, 24 or 32 bits", JPG_E_UNSUPPORTED);
+  }
+  PixelFormat format;
+  format.width = reader->width();
+  format.height = reader->height();
+  format.channels = reader->isGray() ? 1 : 3;
+  std::vector<uint8_t> rows(reader->rowBytes() * kBandRows), band(rowBytes(format) * kBandRows);
+  const JpgRect rect = sampleRect(format, 8, band.data());
+  uint32_t r = setUp(job, writer->handle(), format.width);
+  Progress progress("encoding " + job.in);
+  for (uint32_t y = 0; r == JPG_OK && y < format.height; y += kBandRows) {
+    const uint32_t count = std::min(kBandRows, format.height - y);
+    if (!reader->read(rows.data(), y, count)) return failEarlyEnd(job);
+    for (uint32_t i = 0; i < count; i++) {  // the band's lowest row comes first
+      reader->samplesOf(rows.data() + reader->rowBytes() * (count - 1 - i),
+                        band.data() + rowBytes(format) * i);
+    }
+    r = jpgWriteSpatialFromRect(writer->handle(), &rect, count);
+    progress.update(y, format.height);
+  }
+  return r == JPG_OK ? kExitOk : failEncode(job, r);
+}
+
 int encodeBmp(const EncodeJob &job, std::FILE *file, Writer *writer) {
   BmpReader reader(file);
   std::string why;
   if (!reader.begin(&why)) return fail(job.in, why, JPG_E_UNSUPPORTED);
-  if (job.lossless) {
-    return fail(job.in, "--lossless takes .pgm and .ppm files", JPG_E_UNSUPPORTED);
-  }
+  if (job.lossless) return encodeBmpLosslessly(job, &reader, writer);
   JPGHANDLE h = writer->handle();
   uint32_t r = setUp(job, h, reader.width());
   if (r == JPG_OK) r = jpgWriteSetNumberOfComponents(h, reader.isGray() ? 1 : 3);

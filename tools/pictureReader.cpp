@@ -128,6 +128,25 @@ bool BmpReader::isGray() const {
   return true;
 }
 
+bool BmpReader::hasByteSamples() const {
+  const BITMAPINFOHEADER &h = info_.bmi.bmiHeader;
+  return h.biCompression == BI_RGB &&
+         (h.biBitCount == 8 || h.biBitCount == 24 || h.biBitCount == 32);
+}
+
+void BmpReader::samplesOf(const uint8_t *row, uint8_t *samples) const {
+  const uint32_t depth = info_.bmi.bmiHeader.biBitCount;
+  const bool gray = isGray();
+  const uint8_t *colors = info_.bytes + kInfoHeader;
+  for (uint32_t x = 0; x < width(); x++) {
+    const uint8_t *pixel =
+        depth == 8 ? colors + sizeof(RGBQUAD) * row[x] : row + size_t{depth / 8} * x;
+    if (!gray) *samples++ = pixel[2];
+    if (!gray) *samples++ = pixel[1];
+    *samples++ = pixel[0];
+  }
+}
+
 size_t BmpReader::rowBytes() const {
   return (size_t{width()} * info_.bmi.bmiHeader.biBitCount + 31) / 32 * 4;
 }

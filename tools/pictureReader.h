@@ -45,6 +45,10 @@ class BmpReader {
   uint32_t height() const { return height_; }
   bool isCoded() const;  // run-length coded: readCoded instead of read
   bool isGray() const;   // 8 bits with a grey palette
+  // Whether samplesOf serves it: plain rows of 8, 24 or 32 bits.
+  bool hasByteSamples() const;
+  // One row of the file as samples: grey, or red, green, blue.
+  void samplesOf(const uint8_t *row, uint8_t *samples) const;
   size_t rowBytes() const;
   // Image rows first .. first + count - 1, the lowest first.
   bool read(uint8_t *rows, uint32_t first, uint32_t count);

@@ -52,6 +52,19 @@ def parse_bmp(data):
     return width, height, bits, b"".join(rows)
 
 
+def bmp(width, height, bits, rows, palette=b""):
+    """A BMP file of rows from the top, as the file holds them; from the bottom for a height
+    below 0 there, so that the file is a top-down one."""
+    line = (width * bits // 8 + 3) // 4 * 4
+    padded = [row + bytes(line - len(row)) for row in rows]
+    if height > 0:
+        padded.reverse()
+    offset = 54 + len(palette)
+    head = struct.pack("<2sIIIIiiHHIIiiII", b"BM", offset + line * len(rows), 0, offset, 40, width,
+                       height, 1, bits, 0, 0, 0, 0, len(palette) // 4, 0)
+    return head + palette + b"".join(padded)
+
+
 def segment(code, data):
     return struct.pack(">BBH", 0xFF, code, len(data) + 2) + data
 
@@ -459,6 +472,36 @@ class Encode(Tool):
                 self.check("encode", self.write(name, data), "-o", self.path("l.jpg"), "--lossless",
                            *options)
                 self.assertEqual(self.check("decode", self.path("l.jpg"), "-o", "-"), data)
+
+    def test_lossless_bitmaps_return_their_colours(self):
+        width, height = 21, 35
+        rgb = {(x, y): (x * 9 % 256, y * 7 % 256, x * y % 256) for x in range(width) for y in range(height)}
+        blues = [b"".join(bytes(rgb[x, y][::-1]) for x in range(width)) for y in range(height)]
+        fours = [b"".join(bytes(rgb[x, y][::-1]) + b"\x55" for x in range(width)) for y in range(height)]
+        grays = [bytes(rgb[x, y][0] for x in range(width)) for y in range(height)]
+        colors = b"".join(bytes([i, 255 - i, i // 2, 0]) for i in range(256))
+        levels = b"".join(bytes([i, i, i, 0]) for i in range(256))
+        red_first = b"".join(bytes(rgb[x, y]) for y in range(height) for x in range(width))
+        looked_up = b"".join(bytes([i // 2, 255 - i, i]) for row in grays for i in row)
+        cases = {"24": (bmp(width, height, 24, blues), red_first),
+                 "topDown": (bmp(width, -height, 24, blues), red_first),
+                 "32": (bmp(width, height, 32, fours), red_first),
+                 "palette": (bmp(width, height, 8, grays, colors), looked_up),
+                 "gray": (bmp(width, height, 8, grays, levels), b"".join(grays))}
+        for name, (data, samples) in cases.items():
+            with self.subTest(name):
+                self.check("encode", self.write("p.bmp", data), "-o", self.path("l.jpg"), "--lossless",
+                           "--predictor", "4")
+                self.assertEqual(parse_pnm(self.check("decode", self.path("l.jpg"), "-o", "-"))[4],
+                                 samples)
+                self.check("decode", self.path("l.jpg"), "-o", self.path("back.bmp"))
+                self.assertEqual(parse_bmp(self.read("back.bmp"))[3], samples)
+
+    def test_lossless_refuses_bitmaps_without_byte_samples(self):
+        sixteen = bmp(3, 2, 16, [bytes(6)] * 2)
+        self.refused(1, "8, 24 or 32 bits", "encode", self.write("p.bmp", sixteen), "-o",
+                     self.path("l.jpg"), "--lossless")
+        self.assertFalse(os.path.exists(self.path("l.jpg")))
 
     def test_broken_input_leaves_no_file(self):
         cases = {"cut.ppm": ppm(64, 64, lambda x, y: (1, 2, 3))[:-100], "odd.ppm": b"P6\n0 4\n255\n",

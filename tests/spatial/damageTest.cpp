@@ -1,0 +1,139 @@
+// Lossless streams with damaged data: the reader does what a slow model of it does, down to
+// the last sample and the code, and so it does with streams of other makers that are meant to
+// hurt.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+
+#include "sourceModel.h"
+
+namespace {
+
+using namespace jpgtest;
+namespace fs = std::filesystem;
+
+class Random {
+ public:
+  explicit Random(uint32_t seed) : state_(seed) {}
+  uint32_t below(size_t limit) {
+    state_ = state_ * 1664525U + 1013904223U;
+    return static_cast<uint32_t>((uint64_t{state_} * limit) >> 32);
+  }
+
+ private:
+  uint32_t state_;
+};
+
+size_t dataOffset(const Bytes &stream) {
+  const uint8_t sos[] = {0xFF, 0xDA};
+  const auto at = std::search(stream.begin(), stream.end(), std::begin(sos), std::end(sos));
+  const auto offset = static_cast<size_t>(at - stream.begin());
+  return offset + 2 + stream[offset + 3];
+}
+
+// Changes 1 to 3 places of the entropy-coded data: a bit, a byte, a cut, a marker.
+Bytes damaged(Bytes stream, size_t from, Random *random) {
+  const uint32_t places = 1 + random->below(3);
+  for (uint32_t i = 0; i < places && stream.size() > from + 4; i++) {
+    const size_t at = from + random->below(stream.size() - from - 1);
+    switch (random->below(5)) {
+      case 0:
+      case 1:
+        stream[at] = static_cast<uint8_t>(stream[at] ^ 1U << random->below(8));
+        break;
+      case 2:
+        stream[at] = static_cast<uint8_t>(random->below(256));
+        break;
+      case 3:
+        stream[at] = 0xFF;
+        stream[at + 1] = static_cast<uint8_t>(random->below(2) != 0 ? 0xD0 + random->below(8)
+                                                                    : random->below(256));
+        break;
+      default:
+        stream.resize(at);
+    }
+  }
+  return stream;
+}
+
+SpatialJob randomJob(Random *random) {
+  SpatialJob job;
+  job.width = 1 + random->below(20);
+  job.height = 1 + random->below(12);
+  job.components = 1 + random->below(4);
+  job.precision = 2 + random->below(15);
+  job.predictor = 1 + random->below(7);
+  job.restart = random->below(3) * job.width;
+  job.kind = random->below(2) != 0 ? Kind::kNoise : Kind::kExtremes;
+  return job;
+}
+
+TEST(LosslessDamage, IsReadAsTheModelReadsIt) {
+  Random random(20);
+  int failed = 0, delivered = 0;
+  for (int i = 0; i < 6000; i++) {
+    const SpatialJob job = randomJob(&random);
+    const Bytes whole = modelSpatial(job);
+    const Bytes stream = damaged(whole, dataOffset(whole), &random);
+    const Outcome o = readAll(stream), model = modelAll(stream);
+    ASSERT_EQ(o.opened, JPG_OK);
+    ASSERT_EQ(o.result, model.result) << i << ": " << describe(job);
+    ASSERT_TRUE(o.samples == model.samples) << i << ": " << describe(job);
+    (o.result == JPG_OK ? delivered : failed)++;
+  }
+  std::printf("%d damaged streams: %d delivered, %d refused\n", failed + delivered, delivered,
+              failed);
+  EXPECT_GT(failed, 500);
+  EXPECT_GT(delivered, 500);
+}
+
+// Every value of every byte between SOI and the data: no crash, no word outside the buffer,
+// and the handle closes (readAll looks at both).
+TEST(LosslessDamage, OfHeadersGivesACodeAndAHandleThatCloses) {
+  SpatialJob job;
+  job.width = 5;
+  job.height = 4;
+  job.precision = 12;
+  job.components = 2;
+  job.restart = 5;
+  const Bytes whole = modelSpatial(job);
+  int opened = 0;
+  for (size_t at = 2; at < dataOffset(whole); at++) {
+    for (int value = 0; value < 256; value++) {
+      Bytes stream = whole;
+      stream[at] = static_cast<uint8_t>(value);
+      const Outcome o = readAll(stream);
+      if (o.opened == JPG_OK) opened++;
+      EXPECT_TRUE(o.opened == JPG_OK || o.result == JPG_OK);
+    }
+  }
+  EXPECT_GT(opened, 10000);
+}
+
+// The samples stand in the file; in files of other makers, the model tells them.
+TEST(LosslessDamage, HostileFilesAreReadAsTheModelReadsThem) {
+  const char *given = std::getenv("JPG_CORPUS");
+  const fs::path root = fs::path(given != nullptr ? given : JPG_CORPUS_DIR) / "hostile";
+  if (!fs::is_directory(root)) GTEST_SKIP() << "no files: set JPG_CORPUS to a folder of JPEG files";
+  int compared = 0;
+  for (const auto &entry : fs::directory_iterator(root)) {
+    if (entry.path().filename().string().rfind("ll_random", 0) != 0) continue;
+    std::ifstream file(entry.path(), std::ios::binary);
+    const Bytes stream((std::istreambuf_iterator<char>(file)), std::istreambuf_iterator<char>());
+    const Outcome o = readAll(stream);
+    if (o.opened != JPG_OK) continue;
+    const Outcome model = modelAll(stream);
+    EXPECT_EQ(o.result, model.result) << entry.path();
+    EXPECT_TRUE(o.samples == model.samples) << entry.path();
+    compared++;
+  }
+  std::printf("%d files compared\n", compared);
+  EXPECT_GT(compared, 0);
+}
+
+}  // namespace
