@@ -1,15 +1,14 @@
 #include "picture.h"
 
 #include <algorithm>
+#include <cmath>
 #include <cstdio>
+#include <cstring>
 
-#include "jpg.h"
+#include "yardstick.h"
 
 namespace jpgbench {
 namespace {
-
-constexpr uint32_t kSampling420 = 0x00221111;
-constexpr int32_t kQuality = 90;
 
 // Grain of -8..7 from a hash of the place.
 int grainAt(uint32_t x, uint32_t y) {
@@ -37,16 +36,18 @@ void paint(uint32_t x, uint32_t y, uint8_t *pixel) {
   pixel[2] = limited(light + (inDisc ? 70 : 0));
 }
 
-Bytes takeBlock(JPGHANDLE handle, bool good) {
-  void *data = nullptr;
-  uint32_t size = 0;
-  Bytes stream;
-  if (jpgWriteEpilogToMemory(handle, &data, &size) == JPG_OK && good) {
-    const auto *bytes = static_cast<const uint8_t *>(data);
-    stream.assign(bytes, bytes + size);
+// Width and height of the first frame header; false without one.
+bool frameSize(const Bytes &stream, uint32_t *width, uint32_t *height) {
+  for (size_t at = 2; at + 9 < stream.size();) {
+    const uint32_t code = stream[at + 1];
+    if (code >= 0xC0 && code <= 0xC2) {
+      *height = static_cast<uint32_t>(stream[at + 5] << 8 | stream[at + 6]);
+      *width = static_cast<uint32_t>(stream[at + 7] << 8 | stream[at + 8]);
+      return true;
+    }
+    at += 2 + static_cast<size_t>(stream[at + 2] << 8 | stream[at + 3]);
   }
-  if (data != nullptr) jpgWriteFreeBitstream(data);
-  return stream;
+  return false;
 }
 
 }  // namespace
@@ -63,25 +64,63 @@ Bytes readFile(const std::string &name) {
   return data;
 }
 
-Bytes makePhotograph(uint32_t width, uint32_t height) {
-  Bytes pixels(size_t{width} * height * 3);
+Picture makePhotograph(uint32_t width, uint32_t height) {
+  Picture p;
+  p.width = width;
+  p.height = height;
+  p.pixels.resize(p.rowBytes() * height);
   for (uint32_t y = 0; y < height; y++) {
-    for (uint32_t x = 0; x < width; x++) paint(x, y, &pixels[(size_t{y} * width + x) * 3]);
+    for (uint32_t x = 0; x < width; x++) paint(x, y, &p.pixels[(size_t{y} * width + x) * 3]);
   }
-  JpgRect rect = {};
-  rect.width = static_cast<int32_t>(width);
-  rect.height = static_cast<int32_t>(height);
-  rect.stride = static_cast<int32_t>(width * 3);
-  rect.bitsPerPixel = 24;
-  rect.channels = 3;
-  rect.bitsPerSample = 8;
-  rect.bits = pixels.data();
-  JPGHANDLE handle = nullptr;
-  if (jpgWritePrologToMemory(0, &handle) != JPG_OK) return {};
-  uint32_t r = jpgWriteSetSubsamplingFactor(handle, kSampling420);
-  if (r == JPG_OK) r = jpgWriteSetQuantizationFactor(handle, kQuality);
-  if (r == JPG_OK) r = jpgWriteFromRect(handle, &rect, height);
-  return takeBlock(handle, r == JPG_OK);
+  return p;
+}
+
+Picture photographOf(const std::string &folder, double megapixels) {
+  const char *name = megapixels < 1   ? "/photos/flower_0.4mp_420_q90.jpg"
+                     : megapixels < 6 ? "/photos/flower_3mp_420_q75.jpg"
+                                      : "/photos/flower_12mp_420_q90.jpg";
+  const Bytes stream = readFile(folder + name);
+  Picture p;
+  if (frameSize(stream, &p.width, &p.height) && decodeWithLibjpeg(stream, 1, &p.pixels)) return p;
+  const double side = std::sqrt(megapixels * 1e6 / 12);
+  return makePhotograph(static_cast<uint32_t>(4 * side), static_cast<uint32_t>(3 * side));
+}
+
+Picture toGray(const Picture &picture) {
+  Picture p = picture;
+  p.channels = 1;
+  p.pixels.resize(p.rowBytes() * p.height);
+  for (size_t i = 0; i < p.pixels.size(); i++) {
+    const uint8_t *in = &picture.pixels[3 * i];
+    p.pixels[i] = static_cast<uint8_t>((in[0] + 2 * in[1] + in[2]) / 4);
+  }
+  return p;
+}
+
+Picture toWords(const Picture &picture) {
+  Picture p = picture;
+  p.channels = 1;
+  p.bits = 16;
+  p.pixels.resize(p.rowBytes() * p.height);
+  for (size_t i = 0; i < p.pixels.size() / 2; i++) {
+    const uint8_t *in = &picture.pixels[3 * i];
+    const auto word = static_cast<uint16_t>(in[1] << 8 | ((in[0] ^ in[2]) & 63));
+    std::memcpy(&p.pixels[2 * i], &word, sizeof(word));
+  }
+  return p;
+}
+
+Picture cropped(const Picture &picture, uint32_t width, uint32_t height) {
+  Picture p = picture;
+  p.width = std::min(width, picture.width);
+  p.height = std::min(height, picture.height);
+  p.pixels.resize(p.rowBytes() * p.height);
+  const uint32_t left = (picture.width - p.width) / 2, top = (picture.height - p.height) / 2;
+  for (uint32_t y = 0; y < p.height; y++) {
+    const uint8_t *row = &picture.pixels[picture.rowBytes() * (top + y)];
+    std::memcpy(&p.pixels[p.rowBytes() * y], row + size_t{left} * picture.channels, p.rowBytes());
+  }
+  return p;
 }
 
 }  // namespace jpgbench

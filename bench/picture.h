@@ -1,4 +1,4 @@
-// The streams that the benchmarks decode.
+// The pictures that the benchmarks work on.
 #ifndef JPG_BENCH_PICTURE_H
 #define JPG_BENCH_PICTURE_H
 
@@ -10,13 +10,40 @@ namespace jpgbench {
 
 using Bytes = std::vector<uint8_t>;
 
+// Rows of interleaved samples, blue first; words of the machine above 8 bits.
+struct Picture {
+  uint32_t width = 0, height = 0;
+  uint32_t channels = 3;
+  uint32_t bits = 8;
+  Bytes pixels;
+
+  size_t rowBytes() const { return size_t{width} * channels * (bits > 8 ? 2 : 1); }
+  double megapixels() const { return static_cast<double>(width) * height / 1e6; }
+};
+
+// How a picture is coded.
+struct Coding {
+  int quality = 90;
+  uint32_t sampling = 0x00221111;  // a byte a component, the first one highest
+  bool progressive = false;
+};
+
 // The contents of a file; empty when it can't be read.
 Bytes readFile(const std::string &name);
 
-// A baseline stream of quality 90 and 4:2:0 with what photographs have: soft gradients,
-// edges and fine grain, by rule, so that every machine decodes the same bytes. Empty when
-// the library fails.
-Bytes makePhotograph(uint32_t width, uint32_t height);
+// A picture with what photographs have: soft gradients, edges and fine grain, by rule, so
+// that every machine works on the same bytes.
+Picture makePhotograph(uint32_t width, uint32_t height);
+
+// A photograph of about so many megapixels: from the folder of real files if there is one,
+// else made by rule.
+Picture photographOf(const std::string &folder, double megapixels);
+
+Picture toGray(const Picture &picture);
+// Grey in 16 bits: the green above, noise of the picture's grain below.
+Picture toWords(const Picture &picture);
+// The middle of a picture.
+Picture cropped(const Picture &picture, uint32_t width, uint32_t height);
 
 }  // namespace jpgbench
 

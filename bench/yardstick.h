@@ -7,9 +7,12 @@
 
 namespace jpgbench {
 
-// Decodes a grey or three-component stream into `pixels`, which must have the picture's
-// size. False when libjpeg refuses or warns.
-bool decodeWithLibjpeg(const Bytes &stream, Bytes *pixels);
+// Decodes a grey or three-component stream at 1/denominator into `pixels`, which takes the
+// size needed. False when libjpeg refuses or warns.
+bool decodeWithLibjpeg(const Bytes &stream, uint32_t denominator, Bytes *pixels);
+
+// Encodes with standard tables (progressive: the default script) into `stream`.
+bool encodeWithLibjpeg(const Picture &picture, const Coding &coding, Bytes *stream);
 
 }  // namespace jpgbench
 

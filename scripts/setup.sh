@@ -8,7 +8,7 @@ declare -A packages=(
   [test]="libgtest-dev libjpeg-turbo-progs ffmpeg dcmtk binutils pkgconf python3"
   [clang]="clang libclang-rt-14-dev"
   [lint]="clang-format-14 clang-tidy-14"
-  [bench]="libbenchmark-dev libjpeg62-turbo-dev"
+  [bench]="libbenchmark-dev libjpeg62-turbo-dev libavcodec-dev libdcmtk-dev pkgconf"
 )
 
 missing=()

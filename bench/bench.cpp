@@ -1,0 +1,95 @@
+// Does the same work with the library and with independent codecs, in one process and in
+// turn, and prints the speeds and their ratio: jpg_bench [BENCHMARK OPTION...]
+//
+// jpg_bench --once NAME SIZE ours|theirs does one call only, for tools that count.
+#include <benchmark/benchmark.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <map>
+
+#include "workloads.h"
+
+namespace {
+
+using jpgbench::Workload;
+
+void run(benchmark::State &state, const Workload &workload, const std::function<bool()> &call) {
+  for (auto _ : state) {
+    if (!call()) {
+      state.SkipWithError("the call failed");
+      return;
+    }
+    benchmark::ClobberMemory();
+  }
+  state.counters["MP/s"] =
+      benchmark::Counter(workload.megapixels, benchmark::Counter::kIsIterationInvariantRate);
+}
+
+// Keeps the speeds for the table; with repetitions their medians.
+class Reporter : public benchmark::ConsoleReporter {
+ public:
+  Reporter() : ConsoleReporter(OO_Tabular) {}
+  void ReportRuns(const std::vector<Run> &runs) override {
+    ConsoleReporter::ReportRuns(runs);
+    for (const Run &r : runs) {
+      const auto speed = r.counters.find("MP/s");
+      const bool wanted = r.run_type == Run::RT_Iteration || r.aggregate_name == "median";
+      if (wanted && speed != r.counters.end()) speeds_[r.run_name.function_name] = speed->second;
+    }
+  }
+  double speedOf(const std::string &name) const {
+    const auto found = speeds_.find(name);
+    return found != speeds_.end() ? found->second : 0;
+  }
+
+ private:
+  std::map<std::string, double> speeds_;
+};
+
+std::string keyOf(const Workload &w, const char *side) {
+  return w.name + ", " + w.size + ", " + side;
+}
+
+void printTable(const std::vector<Workload> &workloads, const Reporter &reporter) {
+  std::printf("\n| workload | size | ours, MP/s | theirs, MP/s | ratio | must |\n");
+  std::printf("|---|---|---:|---:|---:|---:|\n");
+  for (const Workload &w : workloads) {
+    const double ours = reporter.speedOf(keyOf(w, "ours"));
+    const double theirs = reporter.speedOf(keyOf(w, "theirs"));
+    if (ours <= 0 || theirs <= 0) continue;
+    std::printf("| %s | %s | %.1f | %.1f | %.2f%s | %.1f |\n", w.name.c_str(), w.size.c_str(), ours,
+                theirs, ours / theirs, ours / theirs < w.mustReach ? " (below)" : "", w.mustReach);
+  }
+}
+
+int runOnce(const std::vector<Workload> &workloads, char **words) {
+  for (const Workload &w : workloads) {
+    if (w.name != words[0] || w.size != words[1]) continue;
+    return (std::strcmp(words[2], "ours") == 0 ? w.ours() : w.theirs()) ? 0 : 1;
+  }
+  std::fprintf(stderr, "jpg_bench: no such workload\n");
+  return 1;
+}
+
+}  // namespace
+
+int main(int argc, char **argv) {
+  const char *corpus = std::getenv("JPG_CORPUS");
+  const std::vector<Workload> workloads =
+      jpgbench::makeWorkloads(corpus != nullptr ? corpus : JPG_CORPUS_DIR);
+  if (argc == 5 && std::strcmp(argv[1], "--once") == 0) return runOnce(workloads, argv + 2);
+  benchmark::Initialize(&argc, argv);
+  for (const Workload &w : workloads) {
+    for (const auto &side :
+         {std::make_pair("ours", &w.ours), std::make_pair("theirs", &w.theirs)}) {
+      benchmark::RegisterBenchmark(keyOf(w, side.first).c_str(), run, w, *side.second)
+          ->Unit(benchmark::kMillisecond);
+    }
+  }
+  Reporter reporter;
+  benchmark::RunSpecifiedBenchmarks(&reporter);
+  printTable(workloads, reporter);
+  return 0;
+}

@@ -1,0 +1,27 @@
+// What is measured: pairs of calls that do the same work, the library's and an independent
+// codec's.
+#ifndef JPG_BENCH_WORKLOADS_H
+#define JPG_BENCH_WORKLOADS_H
+
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "picture.h"
+
+namespace jpgbench {
+
+struct Workload {
+  std::string name;   // "decode 4:2:0 q90"
+  std::string size;   // "12 MP"
+  double megapixels;  // of one call
+  double mustReach;   // the ratio
+  std::function<bool()> ours, theirs;
+};
+
+// All of them, over photographs of `folder` where it exists.
+std::vector<Workload> makeWorkloads(const std::string &folder);
+
+}  // namespace jpgbench
+
+#endif
