@@ -110,6 +110,11 @@ void jpgIdct8x8(int16_t *block) {
   for (uint32_t r = 0; r < 8; r++) transformRow(work + 8 * r, block + 8 * r);
 }
 
+int16_t flatSample(int16_t dc) {
+  const int32_t level = roundShift(dc * kC4, kColumnShift);
+  return limitSample(low16(roundShift(wrapMul(level, kC4), kRowShift)));
+}
+
 void limitBlock(int16_t *block) {
   for (uint32_t i = 0; i < kBlockSize; i++) block[i] = limitSample(block[i]);
 }

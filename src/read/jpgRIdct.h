@@ -34,6 +34,9 @@ inline int16_t limitSample(int32_t sample) {
 // not limited; sums wrap modulo 2^32.
 void jpgIdct8x8(int16_t *block);
 
+// The limited sample that all 64 are when the block has a DC coefficient alone.
+int16_t flatSample(int16_t dc);
+
 // Limits the 64 samples at `block` to -128..127.
 void limitBlock(int16_t *block);
 

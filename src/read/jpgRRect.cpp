@@ -4,7 +4,7 @@
 #include "read/jpgRBits.h"
 #include "read/jpgRIdct.h"
 #include "read/jpgRMark.h"
-#include "read/jpgRVLC.h"
+#include "read/jpgRWide.h"
 #include "share/jpgArith.h"
 #include "share/jpgMarkers.h"
 
@@ -13,32 +13,68 @@ namespace {
 
 // Counts an MCU; runs the marker handler where a restart interval ends, and looks
 // for the marker behind the last MCU of a scan without intervals.
-void countMcu(JpgContext *c) {
+void countMcu(JpgContext *c, BitWindow *w) {
   c->mcusSinceRestart++;
+  if (c->mcusSinceRestart != c->restartInterval && c->mcusSinceRestart != c->mcuCount) return;
+  if (isOpen(*w)) closeWindow(w, &c->stream);
   if (c->mcusSinceRestart == c->restartInterval) {
     handleMarkers(c);
-  } else if (c->mcusSinceRestart == c->mcuCount) {
+  } else {
     c->lastMarker = peekMarker(&c->stream);
   }
 }
 
 // One MCU of an interleaved scan, its blocks one after another in coefBuffer.
-Result decodeMcu(JpgContext *c, BlockStep step) {
+Result decodeMcu(JpgContext *c, BitWindow *w, BlockStep step) {
   int16_t *block = c->coefBuffer;
   for (uint32_t k = 0; k < c->scanNs; k++) {
     JpgScanComponent *component = &c->scanComponents[k];
     for (uint32_t i = 0; i < component->blocksPerMcu; i++, block += kBlockSize) {
-      if (const Result r = step(&c->stream, block, component); r != JPG_OK) return r;
+      if (const Result r = step(c, w, block, component); r != JPG_OK) return r;
     }
   }
-  countMcu(c);
+  countMcu(c, w);
   return JPG_OK;
 }
 
-Result makeFullBlock(JpgStream *s, int16_t *block, JpgScanComponent *component) {
-  if (const Result r = decodeBlock(s, block, component); r != JPG_OK) return r;
-  jpgIdct8x8(block);
-  limitBlock(block);
+Result makeFullBlock(JpgContext *c, BitWindow *w, int16_t *block, JpgScanComponent *component) {
+  uint32_t last = 0;
+  const Result r = decodeBlockWide(w, &c->stream, block, component, &last);
+  if (r != JPG_OK) return r;
+  if (last == 0) {
+    const int16_t sample = flatSample(block[0]);
+    for (uint32_t i = 0; i < kBlockSize; i++) block[i] = sample;
+  } else {
+    c->kernels->makeSamples(block);
+  }
+  return JPG_OK;
+}
+
+// Expands and stores the MCU in coefBuffer, its first `columns` columns.
+void putMcu(JpgContext *c, const McuPipeline &pipeline, const JpgRect &band, int32_t x,
+            int32_t columns) {
+  if (pipeline.put == nullptr) {
+    pipeline.expand(c, pipeline.sampling);
+    pipeline.write(c, &band, x, columns);
+  } else if (columns > 0 && band.height > 0) {
+    uint8_t *out =
+        static_cast<uint8_t *>(band.bits) + static_cast<ptrdiff_t>(x) * pipeline.pixelBytes;
+    pipeline.put(c->coefBuffer, out, band.stride, asUnsigned(band.height), asUnsigned(columns));
+  }
+}
+
+Result decodeMcusOfRow(JpgContext *c, BitWindow *w, const McuPipeline &pipeline,
+                       const JpgRect &band) {
+  const int32_t mcuWidth = pipeline.mcuWidth;
+  int32_t x = 0;
+  int32_t left = pipeline.width > 0 ? pipeline.width : 0;
+  for (uint32_t i = 0; i < c->mcusPerRow; i++, x += mcuWidth) {
+    if (c->lastMarker == kMarkerEoi) return JPG_E_END_OF_IMAGE;
+    if (c->read.scanHoldsFrame == 0) return JPG_E_UNSUPPORTED;
+    if (const Result r = decodeMcu(c, w, pipeline.step); r != JPG_OK) return r;
+    putMcu(c, pipeline, band, x, left < mcuWidth ? left : mcuWidth);
+    left = left > mcuWidth ? left - mcuWidth : 0;
+  }
   return JPG_OK;
 }
 
@@ -82,18 +118,22 @@ Result returnToScanData(JpgContext *c) {
 }
 
 Result decodeMcuRow(JpgContext *c, const McuPipeline &pipeline, const JpgRect &band) {
-  const int32_t mcuWidth = pipeline.mcuWidth;
-  int32_t x = 0;
-  int32_t left = pipeline.width > 0 ? pipeline.width : 0;
-  for (uint32_t i = 0; i < c->mcusPerRow; i++, x += mcuWidth) {
-    if (c->lastMarker == kMarkerEoi) return JPG_E_END_OF_IMAGE;
-    if (c->read.scanHoldsFrame == 0) return JPG_E_UNSUPPORTED;
-    if (const Result r = decodeMcu(c, pipeline.step); r != JPG_OK) return r;
-    pipeline.expand(c, pipeline.sampling);
-    pipeline.write(c, &band, x, left < mcuWidth ? left : mcuWidth);
-    left = left > mcuWidth ? left - mcuWidth : 0;
+  BitWindow w;
+  initWindow(&w);
+  const Result r = decodeMcusOfRow(c, &w, pipeline, band);
+  if (isOpen(w)) closeWindow(&w, &c->stream);
+  return r;
+}
+
+McuKernel chooseMcuKernel(const JpgContext &c, PixelWriter write) {
+  const uint32_t luma = c.scanComponents[0].sampling;
+  if (c.numComponents == 1 && c.hvMax == 1 && write == jpgPutGray) return c.kernels->putGray;
+  if (c.numComponents != 3 || write != jpgPutYccToBgr) return nullptr;
+  for (uint32_t i = 1; i < 3; i++) {
+    if (c.scanComponents[i].sampling != 0x11) return nullptr;
   }
-  return JPG_OK;
+  const bool served = luma == (c.hMax << 4 | c.vMax) && c.hMax <= 2 && c.vMax <= 2;
+  return served ? c.kernels->putYcc[c.hMax - 1][c.vMax - 1] : nullptr;
 }
 
 }  // namespace jpg
@@ -107,9 +147,12 @@ uint32_t JPG_CALL jpgReadToRect(JPGHANDLE handle, const JpgRect *rect, int32_t l
   if (const Result r = limitLines(*c, &lines); r != JPG_OK) return r;
   if (const Result r = returnToScanData(c); r != JPG_OK) return r;
   c->scanState = kScaleFull;
+  const PixelWriter write = choosePixelWriter(*c, *rect);
   const McuPipeline pipeline = {makeFullBlock,
+                                chooseMcuKernel(*c, write),
                                 chooseExpand(*c),
-                                choosePixelWriter(*c, *rect),
+                                write,
+                                c->numComponents,
                                 samplingWord(*c),
                                 static_cast<int32_t>(c->mcuWidth),
                                 rect->width};

@@ -3,24 +3,32 @@
 #ifndef JPG_READ_RRECT_H
 #define JPG_READ_RRECT_H
 
+#include "kernels/jpgKernels.h"
 #include "read/jpgRClr.h"
+#include "read/jpgRWindow.h"
 #include "share/jpgShare.h"
 
 namespace jpg {
 
 // Makes one block's limited samples: decode, transform, limit. 0 or the block
 // decoder's code.
-using BlockStep = Result (*)(JpgStream *s, int16_t *block, JpgScanComponent *component);
+using BlockStep = Result (*)(JpgContext *c, BitWindow *w, int16_t *block,
+                             JpgScanComponent *component);
 
 // What a call has chosen.
 struct McuPipeline {
   BlockStep step;
+  McuKernel put;  // stores an MCU at once; null: expand, then write
   ExpandRoutine expand;
   PixelWriter write;
-  uint32_t sampling;  // for expand
-  int32_t mcuWidth;   // pixels of an MCU in the output
-  int32_t width;      // pixels of a row to store; 0 or less stores nothing
+  uint32_t pixelBytes;  // of put
+  uint32_t sampling;    // for expand
+  int32_t mcuWidth;     // pixels of an MCU in the output
+  int32_t width;        // pixels of a row to store; 0 or less stores nothing
 };
+
+// The kernel that stores a full-size MCU of this frame as `write` would, null for none.
+McuKernel chooseMcuKernel(const JpgContext &c, PixelWriter write);
 
 // Decodes one row of MCUs into `band`, whose height is the rows to store.
 // JPG_E_END_OF_IMAGE after EOI, JPG_E_UNSUPPORTED when the scan doesn't hold all

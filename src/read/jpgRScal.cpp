@@ -7,7 +7,7 @@
 #include "read/jpgRCell.h"
 #include "read/jpgRIdct.h"
 #include "read/jpgRRect.h"
-#include "read/jpgRVLC.h"
+#include "read/jpgRWide.h"
 #include "share/jpgArith.h"
 #include "share/jpgMarkers.h"
 
@@ -40,30 +40,31 @@ void limitCorner(int16_t *block, uint32_t n) {
   }
 }
 
-Result makeHalfBlock(JpgStream *s, int16_t *block, JpgScanComponent *component) {
+Result makeHalfBlock(JpgContext *c, BitWindow *w, int16_t *block, JpgScanComponent *component) {
   constexpr uint32_t kLastStored = 24;  // coded position of row 3, column 3
   memset(block, 0, 4 * kRowLength * sizeof(int16_t));
-  const Result r = decodeBlockCorner(s, block, component, kLastStored);
+  const Result r = decodeCornerWide(w, &c->stream, block, component, kLastStored);
   if (r != JPG_OK) return r;
   jpgIdct4x4(block);
   limitCorner(block, 4);
   return JPG_OK;
 }
 
-Result makeQuarterBlock(JpgStream *s, int16_t *block, JpgScanComponent *component) {
+Result makeQuarterBlock(JpgContext *c, BitWindow *w, int16_t *block, JpgScanComponent *component) {
   constexpr uint32_t kLastStored = 4;  // coded position of row 1, column 1
   block[1] = 0;
   block[kRowLength] = 0;
   block[kRowLength + 1] = 0;
-  const Result r = decodeBlockCorner(s, block, component, kLastStored);
+  const Result r = decodeCornerWide(w, &c->stream, block, component, kLastStored);
   if (r != JPG_OK) return r;
   jpgIdct2x2(block);
   limitCorner(block, 2);
   return JPG_OK;
 }
 
-Result makeEighthBlock(JpgStream *s, int16_t *block, JpgScanComponent *component) {
-  if (const Result r = decodeBlockCorner(s, block, component, 0); r != JPG_OK) return r;
+Result makeEighthBlock(JpgContext *c, BitWindow *w, int16_t *block, JpgScanComponent *component) {
+  const Result r = decodeCornerWide(w, &c->stream, block, component, 0);
+  if (r != JPG_OK) return r;
   block[0] = limitSample(asr(block[0] + 4, 3));
   return JPG_OK;
 }
@@ -166,8 +167,10 @@ Result readScaled(JpgContext *c, const JpgRect &rect, int32_t lines, int32_t sca
   if (remaining < 1) return JPG_E_INVALID_PARAMETER;
   if (lines > remaining) lines = remaining;
   const McuPipeline pipeline = {chooseStep(scale),
+                                nullptr,
                                 chooseScaledExpand(*c),
                                 chooseScaledWriter(*c),
+                                0,
                                 samplingWord(*c),
                                 static_cast<int32_t>(c->mcuWidth >> shift),
                                 static_cast<int32_t>(scaleLength(c->width, shift))};

@@ -26,31 +26,6 @@ Result updateDcPredictor(JpgStream *s, JpgScanComponent *k) {
 
 int16_t dequantise(int32_t value, uint32_t quant) { return low16(wrapMul(value, asSigned(quant))); }
 
-// The AC coefficients of a sequential block, as far as `lastStored`. A code with size 0 other than
-// EOB is taken as a run of sixteen zeros whatever its run says.
-Result decodeAc(JpgStream *s, int16_t *block, const JpgScanComponent &component,
-                uint32_t lastStored) {
-  const HuffDecoder table = acDecoder(component);
-  uint32_t k = 0;
-  for (;;) {
-    uint32_t symbol = 0;
-    if (decodeSymbol(s, table, &symbol) != JPG_OK) return JPG_E_BAD_AC_CODE;
-    const uint32_t size = sizeOf(symbol);
-    if (size == 0) {
-      if (runOf(symbol) == 0) return JPG_OK;
-      if (k < kBlockSize) k += 16;
-      // A table may map the endless 1-bits behind the data to zero runs.
-      if (k >= kBlockSize && s->endState != kEndNone) return JPG_E_COEF_OVERFLOW;
-      continue;
-    }
-    k += runOf(symbol) + 1;
-    if (k >= kBlockSize) return JPG_E_COEF_OVERFLOW;
-    const int32_t value = receiveExtend(s, size);
-    if (k <= lastStored) block[kZigZag.natural[k]] = dequantise(value, component.quantTable[k]);
-    if (k == kBlockSize - 1) return JPG_OK;
-  }
-}
-
 // Length of the end-of-band run that code r announces (T.81 G.1.2.2).
 uint32_t readEobRun(JpgStream *s, uint32_t r) {
   return (uint32_t{1} << r) + (r != 0 ? readBits(s, r) : 0);
@@ -123,7 +98,31 @@ Result decodeBlockCorner(JpgStream *s, int16_t *block, JpgScanComponent *compone
                          uint32_t lastStored) {
   if (const Result r = updateDcPredictor(s, component); r != JPG_OK) return r;
   block[0] = dequantise(component->dcPredictor, component->quantTable[0]);
-  return decodeAc(s, block, *component, lastStored);
+  return decodeAcFrom(s, block, *component, lastStored, 0);
+}
+
+// A code with size 0 other than
+// EOB is taken as a run of sixteen zeros whatever its run says.
+Result decodeAcFrom(JpgStream *s, int16_t *block, const JpgScanComponent &component,
+                    uint32_t lastStored, uint32_t k) {
+  const HuffDecoder table = acDecoder(component);
+  for (;;) {
+    uint32_t symbol = 0;
+    if (decodeSymbol(s, table, &symbol) != JPG_OK) return JPG_E_BAD_AC_CODE;
+    const uint32_t size = sizeOf(symbol);
+    if (size == 0) {
+      if (runOf(symbol) == 0) return JPG_OK;
+      if (k < kBlockSize) k += 16;
+      // A table may map the endless 1-bits behind the data to zero runs.
+      if (k >= kBlockSize && s->endState != kEndNone) return JPG_E_COEF_OVERFLOW;
+      continue;
+    }
+    k += runOf(symbol) + 1;
+    if (k >= kBlockSize) return JPG_E_COEF_OVERFLOW;
+    const int32_t value = receiveExtend(s, size);
+    if (k <= lastStored) block[kZigZag.natural[k]] = dequantise(value, component.quantTable[k]);
+    if (k == kBlockSize - 1) return JPG_OK;
+  }
 }
 
 Result decodeDcFirst(JpgContext *c, int16_t *block, JpgScanComponent *component) {

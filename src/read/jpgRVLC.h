@@ -54,6 +54,10 @@ Result decodeBlock(JpgStream *s, int16_t *block, JpgScanComponent *component);
 Result decodeBlockCorner(JpgStream *s, int16_t *block, JpgScanComponent *component,
                          uint32_t lastStored);
 
+// The AC coefficients of such a block behind coded position k.
+Result decodeAcFrom(JpgStream *s, int16_t *block, const JpgScanComponent &component,
+                    uint32_t lastStored, uint32_t k);
+
 // Blocks of a progressive scan (T.81 G.1.2, G.2), by Ss, Se, Ah, Al and eobRun of
 // the context. 0, JPG_E_BAD_DC_CODE, JPG_E_BAD_AC_CODE, JPG_E_COEF_OVERFLOW, or
 // JPG_NO_DATA for a refinement that adds more than one bit.

@@ -4,6 +4,7 @@
 
 #include "jpg.h"
 #include "share/jpgHeap.h"
+#include "share/jpgTables.h"
 
 namespace jpg {
 namespace {
@@ -46,6 +47,33 @@ void assignCodes(const uint8_t *values, JpgHuffCode *codes) {
   }
 }
 
+// Shortcuts of a code whose additional bits fit: one for each of their values, repeated for
+// the bits that don't matter.
+void addShortcuts(const JpgHuffCode &code, HuffShortcut *shortcuts) {
+  const uint32_t size = code.value & 15;
+  const uint32_t used = code.length + size;
+  const bool end = code.value == 0;
+  if (used > kShortcutBits || (size == 0 && !end)) return;
+  const uint32_t free = kShortcutBits - used;
+  HuffShortcut *at = shortcuts + (code.code << (kShortcutBits - code.length));
+  for (uint32_t bits = 0; bits < uint32_t{1} << size; bits++) {
+    const auto v = static_cast<int32_t>(bits);
+    HuffShortcut s = {};
+    s.value = static_cast<int16_t>(v >= kExtend.threshold[size] ? v : v + kExtend.offset[size]);
+    s.skip = end ? kSkipEnd : static_cast<uint8_t>((code.value >> 4) + 1);
+    s.length = static_cast<uint8_t>(used);
+    for (uint32_t i = 0; i < uint32_t{1} << free; i++) *at++ = s;
+  }
+}
+
+void makeShortcuts(const JpgHuffTable &table, HuffShortcut *shortcuts) {
+  for (uint32_t i = 0; i < uint32_t{1} << kShortcutBits; i++) shortcuts[i] = {0, kSkipNone, 0};
+  // The code that the lookup array can't tell from none has no shortcut either.
+  for (uint32_t i = 0; i < table.count && i < kNoCode; i++) {
+    if (table.codes[i].length <= kShortcutBits) addShortcuts(table.codes[i], shortcuts);
+  }
+}
+
 }  // namespace
 
 uint32_t countCodes(const uint8_t *counts) {
@@ -71,13 +99,16 @@ uint32_t makeHuffCodes(const HuffSource &source, JpgHuffTable *table) {
 uint32_t makeHuffLookup(JpgHuffTable *table) {
   if (table->codes == nullptr || table->lookup != nullptr) return JPG_OK;
   const size_t entries = size_t{1} << table->maxLength;
-  auto *lookup = static_cast<uint8_t *>(heapAlloc(entries));
+  const size_t head = entries < sizeof(HuffShortcut) ? sizeof(HuffShortcut) : entries;
+  const size_t tail = sizeof(HuffShortcut) << kShortcutBits;
+  auto *lookup = static_cast<uint8_t *>(heapAlloc(head + tail));
   if (lookup == nullptr) return JPG_E_OUT_OF_MEMORY;
   memset(lookup, kNoCode, entries);
   for (uint32_t i = 0; i < table->count; i++) {
     const uint32_t free = table->maxLength - table->codes[i].length;
     memset(lookup + (table->codes[i].code << free), static_cast<int>(i), size_t{1} << free);
   }
+  makeShortcuts(*table, reinterpret_cast<HuffShortcut *>(lookup + head));
   table->lookup = lookup;
   return JPG_OK;
 }

@@ -35,6 +35,26 @@ struct HuffSource {
   const uint8_t *values;  // as many as the counts' sum
 };
 
+// Shortcuts: what the first kShortcutBits bits of the data stand for where they hold a whole
+// code and the additional bits behind it (T.81 F.2.2.1, F.2.2.2). They lie behind the lookup
+// array, in the same block, and are the same for DC, AC and lossless tables: a category is
+// a size without a run.
+constexpr uint32_t kShortcutBits = 10;
+
+struct HuffShortcut {
+  int16_t value;   // the extended additional bits
+  uint8_t skip;    // run + 1 of a code with a size; kSkipEnd, kSkipNone
+  uint8_t length;  // bits of the code and its additional bits
+};
+constexpr uint8_t kSkipEnd = 64;    // symbol 0: end of block, or category 0
+constexpr uint8_t kSkipNone = 255;  // no shortcut: the lookup array tells
+
+// The shortcuts behind a lookup array of 2^maxLength entries.
+inline const HuffShortcut *shortcutsOf(const uint8_t *lookup, uint32_t maxLength) {
+  const uint32_t entries = maxLength < 2 ? 4 : uint32_t{1} << maxLength;  // aligned for them
+  return reinterpret_cast<const HuffShortcut *>(lookup + entries);
+}
+
 // Sum of the 16 counts.
 uint32_t countCodes(const uint8_t *counts);
 
@@ -43,7 +63,7 @@ uint32_t countCodes(const uint8_t *counts);
 // JPG_E_UNSUPPORTED for more than 256 codes or more than a length has room for.
 uint32_t makeHuffCodes(const HuffSource &source, JpgHuffTable *table);
 
-// Makes the table's lookup array unless it has one. 0 or JPG_E_OUT_OF_MEMORY.
+// Makes the table's lookup array and shortcuts unless it has them. 0 or JPG_E_OUT_OF_MEMORY.
 uint32_t makeHuffLookup(JpgHuffTable *table);
 
 // Frees list and lookup array where non-null. The result of the last heap free.

@@ -2,6 +2,7 @@
 
 #include <string.h>
 
+#include "kernels/jpgKernels.h"
 #include "share/jpgHeap.h"
 
 // The record's layout on 32-bit targets, where every word and pointer has 4 bytes.
@@ -63,6 +64,7 @@ JpgContext *createContext(const JpgWChar *fileName) {
   c->recordSize = kContextSize;
   c->creation[0] = 4;
   c->creation[3] = 'b';
+  c->kernels = bestKernels();
   if (fileName != nullptr && fileNameFits(fileName)) {
     memcpy(c->stream.fileName, fileName, nameLength(fileName) * sizeof(JpgWChar));
   }

@@ -69,6 +69,8 @@ struct JpgContext;
 
 namespace jpg {
 
+struct Kernels;
+
 // Decodes one block of a progressive scan.
 using BlockDecoder = Result (*)(JpgContext *c, int16_t *block, JpgScanComponent *component);
 
@@ -118,7 +120,9 @@ struct JpgContext {
   uint32_t scanDataOffset;      // stream offset of the first scan's entropy-coded data
   jpg::ReadState read;
   jpg::WriteState write;
-  uint8_t codecReserve[jpg::kCodecStateSize - sizeof(jpg::ReadState) - sizeof(jpg::WriteState)];
+  const jpg::Kernels *kernels;  // for this processor
+  uint8_t codecReserve[jpg::kCodecStateSize - sizeof(jpg::ReadState) - sizeof(jpg::WriteState) -
+                       sizeof(void *)];
   JpgHuffTable dcTables[jpg::kMaxTables];
   JpgHuffTable acTables[jpg::kMaxTables];
   uint32_t quantTables[jpg::kMaxTables][jpg::kBlockSize];  // zig-zag order

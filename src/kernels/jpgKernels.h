@@ -1,0 +1,39 @@
+// Kernels: the inner loops over samples, in the form that suits the processor.
+//
+// The routines of src/read and src/write are the definition of every result; the kernels of
+// src/kernels/plain call them. Another set gives the same bits. A handle's set is chosen
+// when it is made; a null entry means that the set has nothing better than the general
+// routines.
+#ifndef JPG_KERNELS_KERNELS_H
+#define JPG_KERNELS_KERNELS_H
+
+#include <stddef.h>
+#include <stdint.h>
+
+namespace jpg {
+
+// The inverse transform of a block and the limit on its samples, in place: jpgIdct8x8 and
+// limitBlock.
+using SampleKernel = void (*)(int16_t *block);
+
+// Stores an MCU's pixels: its limited sample blocks, component after component as coded,
+// expanded by replication. At least one row and column; `columns` is at most the MCU's width
+// and `rows` its height.
+using McuKernel = void (*)(const int16_t *blocks, uint8_t *out, ptrdiff_t stride, uint32_t rows,
+                           uint32_t columns);
+
+struct Kernels {
+  SampleKernel makeSamples;
+  McuKernel putGray;       // one component of one block
+  McuKernel putYcc[2][2];  // Y, Cb, Cr as blue, green, red; [h - 1][v - 1] of Y, 1x1 the others
+};
+
+// The set that any processor of the target runs.
+extern const Kernels jpgPlainKernels;
+
+// The best set for the processor that this runs on.
+const Kernels *bestKernels();
+
+}  // namespace jpg
+
+#endif

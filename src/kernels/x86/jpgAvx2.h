@@ -1,0 +1,26 @@
+// Kernels for x86 processors with AVX2. The files of this set are compiled for them; so
+// that no code of theirs is taken for another's, they include no inline functions of ours.
+#ifndef JPG_KERNELS_X86_AVX2_H
+#define JPG_KERNELS_X86_AVX2_H
+
+#include "kernels/jpgKernels.h"
+
+namespace jpg {
+
+extern const Kernels jpgAvx2Kernels;
+
+void avx2MakeSamples(int16_t *block);
+void avx2PutGray(const int16_t *blocks, uint8_t *out, ptrdiff_t stride, uint32_t rows,
+                 uint32_t columns);
+void avx2PutYcc11(const int16_t *blocks, uint8_t *out, ptrdiff_t stride, uint32_t rows,
+                  uint32_t columns);
+void avx2PutYcc12(const int16_t *blocks, uint8_t *out, ptrdiff_t stride, uint32_t rows,
+                  uint32_t columns);
+void avx2PutYcc21(const int16_t *blocks, uint8_t *out, ptrdiff_t stride, uint32_t rows,
+                  uint32_t columns);
+void avx2PutYcc22(const int16_t *blocks, uint8_t *out, ptrdiff_t stride, uint32_t rows,
+                  uint32_t columns);
+
+}  // namespace jpg
+
+#endif

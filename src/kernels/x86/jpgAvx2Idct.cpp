@@ -1,0 +1,128 @@
+// The inverse transform of jpgRIdct.cpp, eight columns and then eight rows at a time.
+//
+// Products of 16-bit factors are formed and added in pairs (vpmaddwd), modulo 2^32 as there.
+// The second pass takes the first one's values as 16-bit factors too; a block whose values
+// need more goes through the plain routine.
+#include <immintrin.h>
+
+#include "kernels/x86/jpgAvx2.h"
+
+namespace jpg {
+namespace {
+
+// The multipliers of jpgRIdct.cpp.
+constexpr int kC1 = 4017, kS1 = 799, kC3 = 3406, kS3 = 2276, kC4 = 2896, kC2 = 3784, kS2 = 1567;
+
+// A pair of factors for vpmaddwd: `a` meets the first value of a pair, `b` the second.
+__m256i factors(int a, int b) {
+  return _mm256_set1_epi32(
+      static_cast<int>(static_cast<unsigned>(b) << 16 | (static_cast<unsigned>(a) & 0xFFFF)));
+}
+
+// Pairs (a[i], b[i]).
+__m256i pairs(__m128i a, __m128i b) {
+  return _mm256_inserti128_si256(_mm256_castsi128_si256(_mm_unpacklo_epi16(a, b)),
+                                 _mm_unpackhi_epi16(a, b), 1);
+}
+
+__m256i times(__m256i x, int a, int b) { return _mm256_madd_epi16(x, factors(a, b)); }
+
+template <int kShift>
+__m256i roundShift(__m256i v) {
+  return _mm256_srai_epi32(_mm256_add_epi32(v, _mm256_set1_epi32(1 << (kShift - 1))), kShift);
+}
+
+struct Line {
+  __m256i y[8];
+};
+
+// Eight one-dimensional transforms of x[0..7], descaled by kShift. q1 is what x1 meets in the
+// first rotation's second sum.
+template <int kShift>
+Line transform(const __m128i *x, __m128i q1) {
+  const __m256i x17 = pairs(x[1], x[7]), x35 = pairs(x[3], x[5]);
+  const __m256i x04 = pairs(x[0], x[4]), x26 = pairs(x[2], x[6]);
+  const __m256i p = times(x17, kC1, kS1);
+  const __m256i q = _mm256_madd_epi16(x17, pairs(q1, _mm_set1_epi16(-kC1)));
+  const __m256i u = times(x35, kC3, kS3), v = times(x35, -kS3, kC3);
+  const __m256i t1 = _mm256_sub_epi32(p, u), t2 = _mm256_sub_epi32(q, v);
+  const __m256i c4 = _mm256_set1_epi32(kC4);
+  const __m256i o[4] = {
+      _mm256_add_epi32(p, u),
+      _mm256_mullo_epi32(roundShift<12>(_mm256_add_epi32(t1, t2)), c4),
+      _mm256_mullo_epi32(roundShift<12>(_mm256_sub_epi32(t1, t2)), c4),
+      _mm256_add_epi32(q, v),
+  };
+  const __m256i e0 = times(x04, kC4, kC4), e1 = times(x04, kC4, -kC4);
+  const __m256i r = times(x26, kC2, kS2), s = times(x26, kS2, -kC2);
+  const __m256i e[4] = {_mm256_add_epi32(e0, r), _mm256_add_epi32(e1, s), _mm256_sub_epi32(e1, s),
+                        _mm256_sub_epi32(e0, r)};
+  Line line;
+  for (int k = 0; k < 4; k++) {
+    line.y[k] = roundShift<kShift>(_mm256_add_epi32(e[k], o[k]));
+    line.y[7 - k] = roundShift<kShift>(_mm256_sub_epi32(e[k], o[k]));
+  }
+  return line;
+}
+
+// True when all values fit 16 bits.
+bool fits16(const Line &line) {
+  __m256i magnitude = _mm256_setzero_si256();
+  for (const __m256i &y : line.y) {
+    magnitude = _mm256_or_si256(magnitude, _mm256_xor_si256(y, _mm256_srai_epi32(y, 31)));
+  }
+  return _mm256_testz_si256(magnitude, _mm256_set1_epi32(~0x7FFF)) != 0;
+}
+
+// Two rows of a transposed matrix.
+struct Transposed {
+  __m256i row[4];  // rows k and k + 4
+};
+
+// From eight lines of 32-bit values that fit 16 bits.
+Transposed transpose(const Line &line) {
+  __m256i packed[4];
+  for (int k = 0; k < 4; k++) packed[k] = _mm256_packs_epi32(line.y[2 * k], line.y[2 * k + 1]);
+  const __m256i a0 = _mm256_unpacklo_epi16(packed[0], packed[1]);
+  const __m256i a1 = _mm256_unpackhi_epi16(packed[0], packed[1]);
+  const __m256i a2 = _mm256_unpacklo_epi16(packed[2], packed[3]);
+  const __m256i a3 = _mm256_unpackhi_epi16(packed[2], packed[3]);
+  const __m256i b0 = _mm256_unpacklo_epi16(a0, a1), b1 = _mm256_unpackhi_epi16(a0, a1);
+  const __m256i b2 = _mm256_unpacklo_epi16(a2, a3), b3 = _mm256_unpackhi_epi16(a2, a3);
+  return {{_mm256_unpacklo_epi64(b0, b2), _mm256_unpackhi_epi64(b0, b2),
+           _mm256_unpacklo_epi64(b1, b3), _mm256_unpackhi_epi64(b1, b3)}};
+}
+
+__m256i limited(__m256i v) {
+  return _mm256_min_epi16(_mm256_max_epi16(v, _mm256_set1_epi16(-128)), _mm256_set1_epi16(127));
+}
+
+}  // namespace
+
+void avx2MakeSamples(int16_t *block) {
+  __m128i x[8];
+  for (int k = 0; k < 8; k++) {
+    x[k] = _mm_loadu_si128(reinterpret_cast<const __m128i *>(block + 8 * k));
+  }
+  // x1 times itself, as the first pass of the plain routine has it.
+  const Line columns = transform<9>(x, x[1]);
+  if (!fits16(columns)) {
+    jpgPlainKernels.makeSamples(block);
+    return;
+  }
+  const Transposed t = transpose(columns);
+  for (int k = 0; k < 4; k++) {
+    x[k] = _mm256_castsi256_si128(t.row[k]);
+    x[k + 4] = _mm256_extracti128_si256(t.row[k], 1);
+  }
+  // Values shifted by 17 fit 16 bits.
+  const Transposed out = transpose(transform<17>(x, _mm_set1_epi16(kS1)));
+  for (int k = 0; k < 4; k++) {
+    const __m256i rows = limited(out.row[k]);
+    _mm_storeu_si128(reinterpret_cast<__m128i *>(block + 8 * k), _mm256_castsi256_si128(rows));
+    _mm_storeu_si128(reinterpret_cast<__m128i *>(block + 8 * (k + 4)),
+                     _mm256_extracti128_si256(rows, 1));
+  }
+}
+
+}  // namespace jpg

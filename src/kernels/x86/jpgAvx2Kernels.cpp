@@ -1,0 +1,8 @@
+#include "kernels/x86/jpgAvx2.h"
+
+namespace jpg {
+
+constexpr Kernels jpgAvx2Kernels = {
+    avx2MakeSamples, avx2PutGray, {{avx2PutYcc11, avx2PutYcc12}, {avx2PutYcc21, avx2PutYcc22}}};
+
+}  // namespace jpg

@@ -1,0 +1,112 @@
+// The bit window: a register's width of a stream's entropy-coded data, for the loops that
+// decode block after block.
+//
+// It reads ahead in the stream's input buffer, several bytes at a time where no FF is near.
+// Closing it leaves the stream's record as the bit reader (jpgRBits.h) would have left it
+// after the same symbols: no byte more is taken than that reader would have fetched, so
+// every call boundary, marker peek and offset is the same. Where that takes a byte that
+// isn't simply there (the buffer's end, a marker), the window is closed and the bit reader
+// goes on.
+#ifndef JPG_READ_RWINDOW_H
+#define JPG_READ_RWINDOW_H
+
+#include <stddef.h>
+#include <stdint.h>
+#include <string.h>
+
+#include "share/jpgShare.h"
+
+namespace jpg {
+
+using WindowWord = size_t;  // the widest that the target handles in one register
+constexpr uint32_t kWindowBits = sizeof(WindowWord) * 8;
+// Valid bits that a filled window has at least.
+constexpr uint32_t kFilledBits = kWindowBits - 8;
+// Bytes that must lie in the buffer for a refill: each may be an FF with its zero.
+constexpr uint32_t kWindowReach = 2 * sizeof(WindowWord);
+
+struct BitWindow {
+  WindowWord bits;      // the next bit is the highest; zeros behind the valid ones
+  uint32_t count;       // valid bits
+  uint32_t loaded;      // bits that were ever in it: the place of its end
+  uint32_t furthest;    // place up to which the bit reader would have asked for bits
+  uint32_t first;       // bits that it took over from the record
+  const uint8_t *next;  // byte behind the valid bits; null: closed
+  const uint8_t *begin;
+  const uint8_t *end;
+};
+
+// A closed window has no bits and no bytes to fill up with.
+inline void initWindow(BitWindow *w) { *w = {}; }
+inline bool isOpen(const BitWindow &w) { return w.next != nullptr; }
+
+// Place of the next bit, counted from where the window was opened.
+inline uint32_t placeOf(const BitWindow &w) { return w.loaded - w.count; }
+
+// Notes that the bit reader would have fetched bits up to this place.
+inline void noteReach(BitWindow *w, uint32_t place) {
+  if (place > w->furthest) w->furthest = place;
+}
+
+// Takes over the stream's pending bits. False when the buffer holds too little.
+inline bool openWindow(BitWindow *w, const JpgStream *s) {
+  if (s->bufFill - s->bufIndex < kWindowReach || s->bitCount > kWindowBits - 8) return false;
+  w->bits = static_cast<WindowWord>(s->bitBuffer) << (kWindowBits - 32);
+  w->count = w->loaded = w->first = w->furthest = s->bitCount;
+  w->next = s->inputBuffer + s->bufIndex;
+  w->begin = s->inputBuffer;
+  w->end = s->inputBuffer + s->bufFill;
+  return true;
+}
+
+// Gives the stream its state back and closes the window.
+void closeWindow(BitWindow *w, JpgStream *s);
+
+// Appends bytes, FF with their zeros dropped, until kFilledBits are there. False at a
+// marker.
+bool fillWindowSlowly(BitWindow *w);
+
+inline WindowWord loadBigEndian(const uint8_t *p) {
+  WindowWord v = 0;
+  for (uint32_t i = 0; i < sizeof(WindowWord); i++) v = v << 8 | p[i];
+  return v;
+}
+
+// True when a byte of the word is FF.
+inline bool hasFF(WindowWord v) {
+  constexpr WindowWord kOnes = ~WindowWord{0} / 255;
+  return ((~v - kOnes) & v & (kOnes << 7)) != 0;
+}
+
+// Fills up to at least kFilledBits. False when the window can't go on alone.
+inline bool fillWindow(BitWindow *w) {
+  if (static_cast<size_t>(w->end - w->next) < kWindowReach) return false;
+  const WindowWord v = loadBigEndian(w->next);
+  if (hasFF(v)) return fillWindowSlowly(w);
+  const uint32_t bytes = (kWindowBits - 1 - w->count) / 8;
+  // Bits behind the last whole byte aren't kept.
+  const WindowWord whole = v & ~(~WindowWord{0} >> (8 * bytes));
+  w->bits |= whole >> w->count;
+  w->count += 8 * bytes;
+  w->loaded += 8 * bytes;
+  w->next += bytes;
+  return true;
+}
+
+// At least n bits, n <= kFilledBits. False when the window can't go on alone.
+inline bool ensureBits(BitWindow *w, uint32_t n) { return w->count >= n || fillWindow(w); }
+
+// The next n bits, 0 <= n <= 16, which must be there.
+inline uint32_t windowBits(const BitWindow &w, uint32_t n) {
+  return static_cast<uint32_t>((w.bits >> 1) >> (kWindowBits - 1 - n));
+}
+
+// Drops n bits, n < kWindowBits, which must be there.
+inline void dropWindowBits(BitWindow *w, uint32_t n) {
+  w->bits <<= n;
+  w->count -= n;
+}
+
+}  // namespace jpg
+
+#endif
