@@ -15,9 +15,13 @@ namespace {
 
 using jpgbench::Workload;
 
+// What tools that count collect.
+[[gnu::noinline]] bool measuredCall(const std::function<bool()> &call) { return call(); }
+
 void run(benchmark::State &state, const Workload &workload, const std::function<bool()> &call) {
+  if (!workload.prepare()) state.SkipWithError("no input");
   for (auto _ : state) {
-    if (!call()) {
+    if (!measuredCall(call)) {
       state.SkipWithError("the call failed");
       return;
     }
@@ -67,7 +71,8 @@ void printTable(const std::vector<Workload> &workloads, const Reporter &reporter
 int runOnce(const std::vector<Workload> &workloads, char **words) {
   for (const Workload &w : workloads) {
     if (w.name != words[0] || w.size != words[1]) continue;
-    return (std::strcmp(words[2], "ours") == 0 ? w.ours() : w.theirs()) ? 0 : 1;
+    const bool ours = std::strcmp(words[2], "ours") == 0;
+    return w.prepare() && measuredCall(ours ? w.ours : w.theirs) ? 0 : 1;
   }
   std::fprintf(stderr, "jpg_bench: no such workload\n");
   return 1;

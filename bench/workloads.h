@@ -16,6 +16,7 @@ struct Workload {
   std::string size;   // "12 MP"
   double megapixels;  // of one call
   double mustReach;   // the ratio
+  std::function<bool()> prepare;  // makes the input; before the others
   std::function<bool()> ours, theirs;
 };
 

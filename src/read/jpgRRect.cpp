@@ -1,6 +1,8 @@
 // The sequential decode driver.
 #include "read/jpgRRect.h"
 
+#include <string.h>
+
 #include "read/jpgRBits.h"
 #include "read/jpgRIdct.h"
 #include "read/jpgRMark.h"
@@ -24,19 +26,7 @@ void countMcu(JpgContext *c, BitWindow *w) {
   }
 }
 
-// One MCU of an interleaved scan, its blocks one after another in coefBuffer.
-Result decodeMcu(JpgContext *c, BitWindow *w, BlockStep step) {
-  int16_t *block = c->coefBuffer;
-  for (uint32_t k = 0; k < c->scanNs; k++) {
-    JpgScanComponent *component = &c->scanComponents[k];
-    for (uint32_t i = 0; i < component->blocksPerMcu; i++, block += kBlockSize) {
-      if (const Result r = step(c, w, block, component); r != JPG_OK) return r;
-    }
-  }
-  countMcu(c, w);
-  return JPG_OK;
-}
-
+// Into a cleared block.
 Result makeFullBlock(JpgContext *c, BitWindow *w, int16_t *block, JpgScanComponent *component) {
   uint32_t last = 0;
   const Result r = decodeBlockWide(w, &c->stream, block, component, &last);
@@ -47,6 +37,20 @@ Result makeFullBlock(JpgContext *c, BitWindow *w, int16_t *block, JpgScanCompone
   } else {
     c->kernels->makeSamples(block);
   }
+  return JPG_OK;
+}
+
+// One MCU of an interleaved scan, its blocks one after another in coefBuffer.
+Result decodeMcu(JpgContext *c, BitWindow *w, BlockStep step) {
+  int16_t *block = c->coefBuffer;
+  if (step == makeFullBlock) memset(block, 0, c->blocksPerMcu * kBlockSize * sizeof(int16_t));
+  for (uint32_t k = 0; k < c->scanNs; k++) {
+    JpgScanComponent *component = &c->scanComponents[k];
+    for (uint32_t i = 0; i < component->blocksPerMcu; i++, block += kBlockSize) {
+      if (const Result r = step(c, w, block, component); r != JPG_OK) return r;
+    }
+  }
+  countMcu(c, w);
   return JPG_OK;
 }
 

@@ -41,9 +41,8 @@ void limitCorner(int16_t *block, uint32_t n) {
 }
 
 Result makeHalfBlock(JpgContext *c, BitWindow *w, int16_t *block, JpgScanComponent *component) {
-  constexpr uint32_t kLastStored = 24;  // coded position of row 3, column 3
   memset(block, 0, 4 * kRowLength * sizeof(int16_t));
-  const Result r = decodeCornerWide(w, &c->stream, block, component, kLastStored);
+  const Result r = decodeCornerWide(w, &c->stream, block, component, kCornerOf4);
   if (r != JPG_OK) return r;
   jpgIdct4x4(block);
   limitCorner(block, 4);
@@ -51,11 +50,10 @@ Result makeHalfBlock(JpgContext *c, BitWindow *w, int16_t *block, JpgScanCompone
 }
 
 Result makeQuarterBlock(JpgContext *c, BitWindow *w, int16_t *block, JpgScanComponent *component) {
-  constexpr uint32_t kLastStored = 4;  // coded position of row 1, column 1
   block[1] = 0;
   block[kRowLength] = 0;
   block[kRowLength + 1] = 0;
-  const Result r = decodeCornerWide(w, &c->stream, block, component, kLastStored);
+  const Result r = decodeCornerWide(w, &c->stream, block, component, kCornerOf2);
   if (r != JPG_OK) return r;
   jpgIdct2x2(block);
   limitCorner(block, 2);

@@ -94,7 +94,9 @@ Result readRestartInterval(JpgContext *c) {
 
 Result buildPendingTables(JpgContext *c) {
   for (uint32_t i = 0; i < c->pendingHuffCount; i++) {
-    const Result r = makeHuffLookup(tableAt(c, slotOf(c->pendingHuffIds[i])));
+    const uint32_t id = c->pendingHuffIds[i];
+    const Result r =
+        makeHuffLookup(tableAt(c, slotOf(id)), id >> 4 != 0 ? HuffUse::kAc : HuffUse::kDc);
     if (r != JPG_OK) return r;
   }
   c->pendingHuffCount = 0;

@@ -1,7 +1,5 @@
 #include "read/jpgRWide.h"
 
-#include <string.h>
-
 #include "read/jpgRVLC.h"
 #include "share/jpgArith.h"
 
@@ -13,11 +11,6 @@ namespace {
 constexpr uint32_t kSymbolBits = kWindowBits >= 64 ? 2 * kMaxCodeLength : kMaxCodeLength;
 
 int16_t dequantise(int32_t value, uint32_t quant) { return low16(wrapMul(value, asSigned(quant))); }
-
-// Closes the window, unless receiving bits has done so.
-void leave(BitWindow *w, JpgStream *s) {
-  if (isOpen(*w)) closeWindow(w, s);
-}
 
 // A symbol by the lookup array; kMaxCodeLength bits must be there. False for none.
 bool windowSymbol(BitWindow *w, const HuffDecoder &table, uint32_t *value) {
@@ -40,148 +33,156 @@ int32_t windowExtend(BitWindow *w, JpgStream *s, uint32_t category) {
   return v >= kExtend.threshold[category] ? v : v + kExtend.offset[category];
 }
 
-// Adds a DC difference to the predictor. At least kSymbolBits bits must be there.
-Result updateDcWide(BitWindow *w, JpgStream *s, JpgScanComponent *component) {
-  const HuffDecoder table = dcDecoder(*component);
-  const HuffShortcut fast =
-      shortcutsOf(table.lookup, table.maxLength)[windowBits(*w, kShortcutBits)];
-  if (fast.skip == 1 || fast.skip == kSkipEnd) {
-    noteReach(w, placeOf(*w) + table.maxLength);
-    dropWindowBits(w, fast.length);
-    component->dcPredictor = wrapAdd(component->dcPredictor, fast.value);
-    return JPG_OK;
-  }
+// A DC difference that has no shortcut.
+[[gnu::noinline]] Result updateDcLong(BitWindow *w, JpgStream *s, JpgScanComponent *component) {
   uint32_t category = 0;
-  if (!windowSymbol(w, table, &category) || category > kMaxDctCategory) return JPG_E_BAD_DC_CODE;
+  if (!windowSymbol(w, dcDecoder(*component), &category) || category > kMaxDctCategory) {
+    return JPG_E_BAD_DC_CODE;
+  }
   if (category == 0) return JPG_OK;
   component->dcPredictor = wrapAdd(component->dcPredictor, windowExtend(w, s, category));
+  return JPG_OK;
+}
+
+// Adds a DC difference to the predictor. At least kSymbolBits bits must be there.
+inline Result updateDcWide(BitWindow *w, JpgStream *s, JpgScanComponent *component) {
+  const HuffShortcut fast =
+      shortcutsOf(component->dcLookup, component->dcMaxLength)[windowBits(*w, kShortcutBits)];
+  const uint32_t skip = shortcutSkip(fast);
+  if (skip != 1 && skip != kSkipEnd) return updateDcLong(w, s, component);
+  noteReach(w, placeOf(*w) + component->dcMaxLength);
+  dropWindowBits(w, shortcutLength(fast));
+  component->dcPredictor = wrapAdd(component->dcPredictor, shortcutValue(fast));
   return JPG_OK;
 }
 
 // How the AC coefficients end.
 enum class AcEnd {
   kBlock,   // at the end of the block
-  kFailed,  // with a code
-  kLeft     // the bit reader must go on
+  kFailed,  // with *result
+  kLeft     // not yet: the next symbol is due
 };
 
-struct AcState {
-  int16_t *block;
-  const uint32_t *quant;  // zig-zag order
-  HuffDecoder table;
-  uint32_t lastStored;  // coefficients behind this coded position are dropped
-  uint32_t k;           // coded position of the last coefficient
-  Result result;
-};
-
-// A symbol that has no shortcut, or whose shortcut leads out of the block.
-AcEnd decodeLongAc(BitWindow *w, JpgStream *s, AcState *a) {
+// A symbol that has no shortcut, or whose shortcut leads out of the block; *k is the coded
+// position reached. Coefficients behind `lastStored` are dropped.
+[[gnu::noinline]] AcEnd decodeLongAc(BitWindow *w, JpgStream *s, const JpgScanComponent &component,
+                                     int16_t *block, uint32_t lastStored, uint32_t *k,
+                                     Result *result) {
   uint32_t symbol = 0;
-  a->result = JPG_E_BAD_AC_CODE;
-  if (!windowSymbol(w, a->table, &symbol)) return AcEnd::kFailed;
+  *result = JPG_E_BAD_AC_CODE;
+  if (!windowSymbol(w, acDecoder(component), &symbol)) return AcEnd::kFailed;
   const uint32_t size = symbol & 15;
+  if (symbol == 0) return AcEnd::kBlock;
   if (size == 0) {
-    if (symbol == 0) return AcEnd::kBlock;
     // Data are there, so zero runs can't go on for ever.
-    if (a->k < kBlockSize) a->k += 16;
+    if (*k < kBlockSize) *k += 16;
     return AcEnd::kLeft;
   }
-  a->k += (symbol >> 4) + 1;
-  a->result = JPG_E_COEF_OVERFLOW;
-  if (a->k >= kBlockSize) return AcEnd::kFailed;
+  *k += (symbol >> 4) + 1;
+  *result = JPG_E_COEF_OVERFLOW;
+  if (*k >= kBlockSize) return AcEnd::kFailed;
   const int32_t value = windowExtend(w, s, size);
-  if (a->k <= a->lastStored) {
-    a->block[kZigZag.natural[a->k]] = dequantise(value, a->quant[a->k]);
-  }
-  return a->k == kBlockSize - 1 ? AcEnd::kBlock : AcEnd::kLeft;
+  if (*k <= lastStored) block[kZigZag.natural[*k]] = dequantise(value, component.quantTable[*k]);
+  return *k == kBlockSize - 1 ? AcEnd::kBlock : AcEnd::kLeft;
 }
 
-// The AC coefficients as far as the window goes.
-AcEnd decodeAcWide(BitWindow *w, JpgStream *s, AcState *a) {
-  const HuffShortcut *shortcuts = shortcutsOf(a->table.lookup, a->table.maxLength);
-  BitWindow local = *w;
-  uint32_t k = a->k;
+// The AC coefficients as far as the window goes. Its head is kept in registers between the
+// symbols that need more than a look at the shortcuts.
+template <uint32_t kLastStored>
+AcEnd decodeAcWide(BitWindow *w, JpgStream *s, const JpgScanComponent &component, int16_t *block,
+                   uint32_t *last, Result *result) {
+  const HuffShortcut *shortcuts = shortcutsOf(component.acLookup, component.acMaxLength);
+  const uint32_t *quant = component.quantTable;
+  WindowHead head = headOf(*w);
+  uint32_t k = 0;
   for (;;) {
-    if (!ensureBits(&local, kSymbolBits)) break;
-    const HuffShortcut fast = shortcuts[windowBits(local, kShortcutBits)];
-    const uint32_t next = k + fast.skip;
-    if (next < kBlockSize) {
-      dropWindowBits(&local, fast.length);
-      if (next <= a->lastStored) {
-        a->block[kZigZag.natural[next]] = dequantise(fast.value, a->quant[next]);
+    if (head.count < kSymbolBits && !fillHead(w, &head)) break;
+    const HuffShortcut fast = shortcuts[head.bits >> (kWindowBits - kShortcutBits)];
+    uint32_t next = k + shortcutSkip(fast);
+    // Ends, and what has no shortcut, lie beyond the block; so does its last coefficient here,
+    // behind which no end follows.
+    const bool inside = next < kBlockSize - 1;
+    const bool ending =
+        !inside && (shortcutSkip(fast) & kSkipThenEnd) != 0 && next < kSkipThenEnd + kBlockSize - 1;
+    if (inside || ending) {
+      head.bits <<= shortcutLength(fast);
+      head.count -= shortcutLength(fast);
+      next %= kSkipThenEnd;
+      if (next <= kLastStored) {
+        block[kZigZag.natural[next]] = dequantise(shortcutValue(fast), quant[next]);
       }
       k = next;
-      if (next != kBlockSize - 1) continue;
-      noteReach(&local, placeOf(local) - fast.length + a->table.maxLength);
-      *w = local;
-      a->k = k;
+      if (inside) continue;
+      putBack(w, head);
+      *last = k;
+      // Ahead of the end's code the bit reader would have looked at the longest one there is.
+      noteReach(w, placeOf(*w) - endLengthOf(shortcuts) + component.acMaxLength);
       return AcEnd::kBlock;
     }
-    if (fast.skip == kSkipEnd) {
-      noteReach(&local, placeOf(local) + a->table.maxLength);
-      dropWindowBits(&local, fast.length);
-      *w = local;
-      a->k = k;
+    if (shortcutSkip(fast) == kSkipEnd) {
+      noteReach(w, w->loaded - head.count + component.acMaxLength);
+      head.bits <<= shortcutLength(fast);
+      head.count -= shortcutLength(fast);
+      putBack(w, head);
+      *last = k;
       return AcEnd::kBlock;
     }
-    *w = local;
-    a->k = k;
-    const AcEnd end = decodeLongAc(w, s, a);
-    local = *w;
-    k = a->k;
+    putBack(w, head);
+    uint32_t reached = k;
+    const AcEnd end = decodeLongAc(w, s, component, block, kLastStored, &reached, result);
+    *last = k = reached;
     if (end != AcEnd::kLeft) return end;
+    head = headOf(*w);
   }
-  *w = local;
-  a->k = k;
+  putBack(w, head);
+  *last = k;
   return AcEnd::kLeft;
 }
 
-// Without a window: a block, or what is left of it behind coded position k.
-Result decodeByBits(BitWindow *w, JpgStream *s, AcState *a, JpgScanComponent *component) {
-  leave(w, s);
-  return decodeAcFrom(s, a->block, *component, a->lastStored, a->k);
+// True when the window is open and has bits for a symbol.
+inline bool isReady(BitWindow *w, JpgStream *s, const JpgScanComponent &component) {
+  if (component.dcLookup == nullptr || component.acLookup == nullptr) return false;
+  return (isOpen(*w) || openWindow(w, s)) && ensureBits(w, kSymbolBits);
 }
 
-Result decodeWide(BitWindow *w, JpgStream *s, AcState *a, JpgScanComponent *component) {
-  const bool tables = component->dcLookup != nullptr && component->acLookup != nullptr;
-  if (!isOpen(*w) && !(tables && openWindow(w, s))) {
-    a->k = kBlockSize - 1;
-    return decodeBlockCorner(s, a->block, component, a->lastStored);
-  }
-  if (!tables || !ensureBits(w, kSymbolBits)) {
-    closeWindow(w, s);
-    a->k = kBlockSize - 1;
-    return decodeBlockCorner(s, a->block, component, a->lastStored);
+template <uint32_t kLastStored>
+Result decodeWide(BitWindow *w, JpgStream *s, int16_t *block, JpgScanComponent *component,
+                  uint32_t *last) {
+  *last = kBlockSize - 1;
+  if (!isReady(w, s, *component)) {
+    if (isOpen(*w)) closeWindow(w, s);
+    return decodeBlockCorner(s, block, component, kLastStored);
   }
   if (const Result r = updateDcWide(w, s, component); r != JPG_OK) return r;
-  a->block[0] = dequantise(component->dcPredictor, a->quant[0]);
-  switch (decodeAcWide(w, s, a)) {
-    case AcEnd::kBlock:
-      return JPG_OK;
-    case AcEnd::kFailed:
-      return a->result;
-    default:
-      const Result r = decodeByBits(w, s, a, component);
-      a->k = kBlockSize - 1;
-      return r;
-  }
+  block[0] = dequantise(component->dcPredictor, component->quantTable[0]);
+  Result result = JPG_OK;
+  const AcEnd end = decodeAcWide<kLastStored>(w, s, *component, block, last, &result);
+  if (end == AcEnd::kBlock) return JPG_OK;
+  if (end == AcEnd::kFailed) return result;
+  if (isOpen(*w)) closeWindow(w, s);
+  const uint32_t reached = *last;
+  *last = kBlockSize - 1;
+  return decodeAcFrom(s, block, *component, kLastStored, reached);
 }
 
 }  // namespace
 
 Result decodeBlockWide(BitWindow *w, JpgStream *s, int16_t *block, JpgScanComponent *component,
                        uint32_t *last) {
-  memset(block, 0, kBlockSize * sizeof(int16_t));
-  AcState a = {block, component->quantTable, acDecoder(*component), kBlockSize - 1, 0, JPG_OK};
-  const Result r = decodeWide(w, s, &a, component);
-  *last = a.k;
-  return r;
+  return decodeWide<kBlockSize - 1>(w, s, block, component, last);
 }
 
 Result decodeCornerWide(BitWindow *w, JpgStream *s, int16_t *block, JpgScanComponent *component,
                         uint32_t lastStored) {
-  AcState a = {block, component->quantTable, acDecoder(*component), lastStored, 0, JPG_OK};
-  return decodeWide(w, s, &a, component);
+  uint32_t last = 0;
+  switch (lastStored) {
+    case 0:
+      return decodeWide<0>(w, s, block, component, &last);
+    case kCornerOf2:
+      return decodeWide<kCornerOf2>(w, s, block, component, &last);
+    default:
+      return decodeWide<kCornerOf4>(w, s, block, component, &last);
+  }
 }
 
 }  // namespace jpg

@@ -8,12 +8,17 @@
 
 namespace jpg {
 
-// As decodeBlock, through `w`, which may be closed before and after. `*last` receives the
-// coded position of the last coefficient that may differ from 0, 0 to 63.
+// As decodeBlock, through `w`, which may be closed before and after, and into a block that the
+// caller has cleared. `*last` receives a coded position behind which all coefficients are 0:
+// 0 for a block of a DC coefficient alone.
 Result decodeBlockWide(BitWindow *w, JpgStream *s, int16_t *block, JpgScanComponent *component,
                        uint32_t *last);
 
-// As decodeBlockCorner with this `lastStored`, which is 24, 4 or 0.
+// Coded positions of the last coefficients that reduced transforms take.
+constexpr uint32_t kCornerOf2 = 4;   // row 1, column 1
+constexpr uint32_t kCornerOf4 = 24;  // row 3, column 3
+
+// As decodeBlockCorner with a `lastStored` of 0, kCornerOf2 or kCornerOf4.
 Result decodeCornerWide(BitWindow *w, JpgStream *s, int16_t *block, JpgScanComponent *component,
                         uint32_t lastStored);
 

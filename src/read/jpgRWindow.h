@@ -28,12 +28,12 @@ constexpr uint32_t kWindowReach = 2 * sizeof(WindowWord);
 struct BitWindow {
   WindowWord bits;      // the next bit is the highest; zeros behind the valid ones
   uint32_t count;       // valid bits
-  uint32_t loaded;      // bits that were ever in it: the place of its end
   uint32_t furthest;    // place up to which the bit reader would have asked for bits
-  uint32_t first;       // bits that it took over from the record
   const uint8_t *next;  // byte behind the valid bits; null: closed
-  const uint8_t *begin;
   const uint8_t *end;
+  const uint8_t *begin;
+  uint32_t loaded;  // bits that were ever in it: the place of its end
+  uint32_t first;   // bits that it took over from the record
 };
 
 // A closed window has no bits and no bytes to fill up with.
@@ -78,19 +78,44 @@ inline bool hasFF(WindowWord v) {
   return ((~v - kOnes) & v & (kOnes << 7)) != 0;
 }
 
+// What a decoding loop keeps in registers: a window's bits and their count.
+struct WindowHead {
+  WindowWord bits;
+  uint32_t count;
+};
+
+inline WindowHead headOf(const BitWindow &w) { return {w.bits, w.count}; }
+
+inline void putBack(BitWindow *w, const WindowHead &head) {
+  w->bits = head.bits;
+  w->count = head.count;
+}
+
 // Fills up to at least kFilledBits. False when the window can't go on alone.
-inline bool fillWindow(BitWindow *w) {
+inline bool fillHead(BitWindow *w, WindowHead *head) {
   if (static_cast<size_t>(w->end - w->next) < kWindowReach) return false;
   const WindowWord v = loadBigEndian(w->next);
-  if (hasFF(v)) return fillWindowSlowly(w);
-  const uint32_t bytes = (kWindowBits - 1 - w->count) / 8;
+  if (hasFF(v)) {
+    putBack(w, *head);
+    const bool filled = fillWindowSlowly(w);
+    *head = headOf(*w);
+    return filled;
+  }
+  const uint32_t bytes = (kWindowBits - 1 - head->count) / 8;
   // Bits behind the last whole byte aren't kept.
   const WindowWord whole = v & ~(~WindowWord{0} >> (8 * bytes));
-  w->bits |= whole >> w->count;
-  w->count += 8 * bytes;
+  head->bits |= whole >> head->count;
+  head->count += 8 * bytes;
   w->loaded += 8 * bytes;
   w->next += bytes;
   return true;
+}
+
+inline bool fillWindow(BitWindow *w) {
+  WindowHead head = headOf(*w);
+  const bool filled = fillHead(w, &head);
+  putBack(w, head);
+  return filled;
 }
 
 // At least n bits, n <= kFilledBits. False when the window can't go on alone.

@@ -58,20 +58,34 @@ void addShortcuts(const JpgHuffCode &code, HuffShortcut *shortcuts) {
   HuffShortcut *at = shortcuts + (code.code << (kShortcutBits - code.length));
   for (uint32_t bits = 0; bits < uint32_t{1} << size; bits++) {
     const auto v = static_cast<int32_t>(bits);
-    HuffShortcut s = {};
-    s.value = static_cast<int16_t>(v >= kExtend.threshold[size] ? v : v + kExtend.offset[size]);
-    s.skip = end ? kSkipEnd : static_cast<uint8_t>((code.value >> 4) + 1);
-    s.length = static_cast<uint8_t>(used);
+    const int32_t value = v >= kExtend.threshold[size] ? v : v + kExtend.offset[size];
+    const uint32_t skip = end ? kSkipEnd : (code.value >> 4) + 1U;
+    const HuffShortcut s = static_cast<uint32_t>(value) << 16 | skip << 8 | used;
     for (uint32_t i = 0; i < uint32_t{1} << free; i++) *at++ = s;
   }
 }
 
-void makeShortcuts(const JpgHuffTable &table, HuffShortcut *shortcuts) {
-  for (uint32_t i = 0; i < uint32_t{1} << kShortcutBits; i++) shortcuts[i] = {0, kSkipNone, 0};
+// Takes the code `end` along where it is all in the bits behind a coefficient.
+void addEnds(const JpgHuffCode &end, HuffShortcut *shortcuts) {
+  for (uint32_t bits = 0; bits < uint32_t{1} << kShortcutBits; bits++) {
+    const uint32_t length = shortcutLength(shortcuts[bits]) + end.length;
+    if (shortcutSkip(shortcuts[bits]) >= kSkipEnd || length > kShortcutBits) continue;
+    const uint32_t behind = bits >> (kShortcutBits - length) & ((1U << end.length) - 1);
+    if (behind == end.code) shortcuts[bits] += (kSkipThenEnd << 8) + end.length;
+  }
+}
+
+void makeShortcuts(const JpgHuffTable &table, HuffUse use, HuffShortcut *shortcuts) {
+  const JpgHuffCode *end = nullptr;
+  for (uint32_t i = 0; i < uint32_t{1} << kShortcutBits; i++) shortcuts[i] = kSkipNone << 8;
   // The code that the lookup array can't tell from none has no shortcut either.
   for (uint32_t i = 0; i < table.count && i < kNoCode; i++) {
-    if (table.codes[i].length <= kShortcutBits) addShortcuts(table.codes[i], shortcuts);
+    if (table.codes[i].length > kShortcutBits) break;
+    addShortcuts(table.codes[i], shortcuts);
+    if (table.codes[i].value == 0) end = &table.codes[i];
   }
+  shortcuts[1U << kShortcutBits] = end != nullptr ? end->length : 0;
+  if (end != nullptr && use == HuffUse::kAc) addEnds(*end, shortcuts);
 }
 
 }  // namespace
@@ -96,11 +110,11 @@ uint32_t makeHuffCodes(const HuffSource &source, JpgHuffTable *table) {
   return JPG_OK;
 }
 
-uint32_t makeHuffLookup(JpgHuffTable *table) {
+uint32_t makeHuffLookup(JpgHuffTable *table, HuffUse use) {
   if (table->codes == nullptr || table->lookup != nullptr) return JPG_OK;
   const size_t entries = size_t{1} << table->maxLength;
   const size_t head = entries < sizeof(HuffShortcut) ? sizeof(HuffShortcut) : entries;
-  const size_t tail = sizeof(HuffShortcut) << kShortcutBits;
+  const size_t tail = ((size_t{1} << kShortcutBits) + 1) * sizeof(HuffShortcut);
   auto *lookup = static_cast<uint8_t *>(heapAlloc(head + tail));
   if (lookup == nullptr) return JPG_E_OUT_OF_MEMORY;
   memset(lookup, kNoCode, entries);
@@ -108,7 +122,7 @@ uint32_t makeHuffLookup(JpgHuffTable *table) {
     const uint32_t free = table->maxLength - table->codes[i].length;
     memset(lookup + (table->codes[i].code << free), static_cast<int>(i), size_t{1} << free);
   }
-  makeShortcuts(*table, reinterpret_cast<HuffShortcut *>(lookup + head));
+  makeShortcuts(*table, use, reinterpret_cast<HuffShortcut *>(lookup + head));
   table->lookup = lookup;
   return JPG_OK;
 }

@@ -37,22 +37,32 @@ struct HuffSource {
 
 // Shortcuts: what the first kShortcutBits bits of the data stand for where they hold a whole
 // code and the additional bits behind it (T.81 F.2.2.1, F.2.2.2). They lie behind the lookup
-// array, in the same block, and are the same for DC, AC and lossless tables: a category is
-// a size without a run.
+// array, in the same block. A category is a size without a run, so DC and lossless tables
+// have the same ones as AC tables, which add the end of the block where its code follows.
+//
+// A word each: value << 16 | skip << 8 | length. `value` are the extended additional bits, 16
+// with a sign; `skip` is the run + 1 of a code with a size, plus kSkipThenEnd where the code
+// for the end of the block follows, or kSkipEnd or kSkipNone; `length` counts the bits of all.
 constexpr uint32_t kShortcutBits = 10;
+using HuffShortcut = uint32_t;
+constexpr uint32_t kSkipEnd = 64;       // symbol 0: end of block, or category 0
+constexpr uint32_t kSkipThenEnd = 128;  // the last coefficient
+constexpr uint32_t kSkipNone = 255;     // no shortcut: the lookup array tells
 
-struct HuffShortcut {
-  int16_t value;   // the extended additional bits
-  uint8_t skip;    // run + 1 of a code with a size; kSkipEnd, kSkipNone
-  uint8_t length;  // bits of the code and its additional bits
-};
-constexpr uint8_t kSkipEnd = 64;    // symbol 0: end of block, or category 0
-constexpr uint8_t kSkipNone = 255;  // no shortcut: the lookup array tells
+constexpr int32_t shortcutValue(HuffShortcut s) { return static_cast<int32_t>(s) >> 16; }
+constexpr uint32_t shortcutSkip(HuffShortcut s) { return s >> 8 & 0xFF; }
+constexpr uint32_t shortcutLength(HuffShortcut s) { return s & 0xFF; }
+
+enum class HuffUse { kDc, kAc };  // kDc also for lossless
 
 // The shortcuts behind a lookup array of 2^maxLength entries.
 inline const HuffShortcut *shortcutsOf(const uint8_t *lookup, uint32_t maxLength) {
   const uint32_t entries = maxLength < 2 ? 4 : uint32_t{1} << maxLength;  // aligned for them
   return reinterpret_cast<const HuffShortcut *>(lookup + entries);
+}
+// Behind them stands the length of the code for symbol 0, 0 without one.
+inline uint32_t endLengthOf(const HuffShortcut *shortcuts) {
+  return shortcuts[1U << kShortcutBits];
 }
 
 // Sum of the 16 counts.
@@ -64,7 +74,7 @@ uint32_t countCodes(const uint8_t *counts);
 uint32_t makeHuffCodes(const HuffSource &source, JpgHuffTable *table);
 
 // Makes the table's lookup array and shortcuts unless it has them. 0 or JPG_E_OUT_OF_MEMORY.
-uint32_t makeHuffLookup(JpgHuffTable *table);
+uint32_t makeHuffLookup(JpgHuffTable *table, HuffUse use);
 
 // Frees list and lookup array where non-null. The result of the last heap free.
 uint32_t freeHuffTable(JpgHuffTable *table);

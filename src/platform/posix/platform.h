@@ -60,6 +60,10 @@ DWORD GetFileSize(HANDLE file, DWORD *high);
 
 BOOL CloseHandle(HANDLE file);
 
+// Only what the library asks for; not 0 when the processor and the system have it.
+constexpr DWORD PF_AVX2_INSTRUCTIONS_AVAILABLE = 40;
+BOOL IsProcessorFeaturePresent(DWORD feature);
+
 // There is no screen here; its palette is the default one: twenty static colours in
 // entries 0 to 9 and 246 to 255, black in between.
 using HDC = void *;

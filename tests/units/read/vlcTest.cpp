@@ -21,7 +21,7 @@ class FlatTable {
     std::array<uint8_t, 16> counts = {};
     counts[length - 1] = static_cast<uint8_t>(symbols.size());
     makeHuffCodes({counts.data(), symbols.data()}, &table_);
-    makeHuffLookup(&table_);
+    makeHuffLookup(&table_, HuffUse::kAc);
   }
   ~FlatTable() { freeHuffTable(&table_); }
   FlatTable(const FlatTable &) = delete;

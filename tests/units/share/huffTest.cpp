@@ -57,7 +57,7 @@ TEST_F(HuffmanTable, LengthsWithoutCodesStillShiftTheNextOnes) {
   EXPECT_EQ(table_.codes[0].code, 0b00u);
   EXPECT_EQ(table_.codes[1].code, 0b01000u);
   EXPECT_EQ(table_.codes[2].code, 0b01001u);
-  ASSERT_EQ(makeHuffLookup(&table_), JPG_OK);
+  ASSERT_EQ(makeHuffLookup(&table_, HuffUse::kAc), JPG_OK);
   for (uint32_t bits = 0; bits < 32; bits++) {
     const uint8_t expected = bits < 8 ? 0 : bits == 8 ? 1 : bits == 9 ? 2 : kNoCode;
     EXPECT_EQ(table_.lookup[bits], expected) << bits;
@@ -66,7 +66,7 @@ TEST_F(HuffmanTable, LengthsWithoutCodesStillShiftTheNextOnes) {
 
 TEST_F(HuffmanTable, TheLookupHoldsACodesIndexAtAllItsContinuations) {
   ASSERT_EQ(make({1, 1, 1}), JPG_OK);  // 0, 10, 110; 111 is no code
-  ASSERT_EQ(makeHuffLookup(&table_), JPG_OK);
+  ASSERT_EQ(makeHuffLookup(&table_, HuffUse::kAc), JPG_OK);
   constexpr uint8_t kExpected[8] = {0, 0, 0, 0, 1, 1, 2, kNoCode};
   for (uint32_t i = 0; i < 8; i++) EXPECT_EQ(table_.lookup[i], kExpected[i]);
 }
@@ -74,7 +74,7 @@ TEST_F(HuffmanTable, TheLookupHoldsACodesIndexAtAllItsContinuations) {
 TEST_F(HuffmanTable, ATableWithoutCodesHasOneEntryForNone) {
   ASSERT_EQ(make({}), JPG_OK);
   EXPECT_EQ(table_.maxLength, 0u);
-  ASSERT_EQ(makeHuffLookup(&table_), JPG_OK);
+  ASSERT_EQ(makeHuffLookup(&table_, HuffUse::kAc), JPG_OK);
   EXPECT_EQ(table_.lookup[0], kNoCode);
 }
 
@@ -91,16 +91,16 @@ TEST_F(HuffmanTable, MoreThan256CodesAreRefused) {
   EXPECT_EQ(make({0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 2, 255}), JPG_E_UNSUPPORTED);
   EXPECT_EQ(make({0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 1, 255}), JPG_OK);
   EXPECT_EQ(table_.count, 256u);
-  ASSERT_EQ(makeHuffLookup(&table_), JPG_OK);
+  ASSERT_EQ(makeHuffLookup(&table_, HuffUse::kAc), JPG_OK);
   // Entry 255 looks like no code.
   EXPECT_EQ(table_.lookup[table_.codes[255].code], kNoCode);
 }
 
 TEST_F(HuffmanTable, ALookupIsMadeOnce) {
   ASSERT_EQ(make({1}), JPG_OK);
-  ASSERT_EQ(makeHuffLookup(&table_), JPG_OK);
+  ASSERT_EQ(makeHuffLookup(&table_, HuffUse::kAc), JPG_OK);
   const uint8_t *lookup = table_.lookup;
-  ASSERT_EQ(makeHuffLookup(&table_), JPG_OK);
+  ASSERT_EQ(makeHuffLookup(&table_, HuffUse::kAc), JPG_OK);
   EXPECT_EQ(table_.lookup, lookup);
 }
 
@@ -110,7 +110,7 @@ TEST_F(HuffmanTable, OutOfMemoryIsTold) {
   faulty::reset();
   ASSERT_EQ(make({1}), JPG_OK);
   faulty::arm(faulty::Operation::kAlloc, faulty::Fault::kFail, 2);
-  EXPECT_EQ(makeHuffLookup(&table_), JPG_E_OUT_OF_MEMORY);
+  EXPECT_EQ(makeHuffLookup(&table_, HuffUse::kAc), JPG_E_OUT_OF_MEMORY);
 }
 
 }  // namespace

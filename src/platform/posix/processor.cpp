@@ -1,0 +1,55 @@
+// What the processor can do, found out once, when the program is loaded: asking it takes
+// microseconds on a virtual machine, and the library has no variables to keep the answer in.
+#include "platform.h"
+
+#if defined(__x86_64__) && defined(__GLIBC__)
+#include <cpuid.h>
+
+namespace {
+
+// State that the system saves for the AVX registers: XCR0 bits 1 and 2.
+constexpr uint32_t kAvxState = 6;
+
+// The dynamic linker calls the resolver ahead of everything else; it may use nothing but
+// the processor.
+#define JPG_BARE __attribute__((no_sanitize("address", "undefined", "thread"), unused))
+
+JPG_BARE inline bool savesAvxState() {
+  uint32_t low = 0, high = 0;
+  __asm__ volatile("xgetbv" : "=a"(low), "=d"(high) : "c"(0));
+  return (low & kAvxState) == kAvxState;
+}
+
+JPG_BARE inline bool hasAvx2() {
+  uint32_t a = 0, b = 0, c = 0, d = 0;
+  __cpuid(0, a, b, c, d);
+  if (a < 7) return false;
+  __cpuid(1, a, b, c, d);
+  if ((c & bit_OSXSAVE) == 0 || !savesAvxState()) return false;
+  __cpuid_count(7, 0, a, b, c, d);
+  return (b & bit_AVX2) != 0;
+}
+
+int32_t answerAvx2(uint32_t feature) { return feature == jpg::PF_AVX2_INSTRUCTIONS_AVAILABLE; }
+int32_t answerNone(uint32_t /*feature*/) { return 0; }
+
+}  // namespace
+
+extern "C" {
+JPG_BARE static int32_t (*jpgResolveFeature())(uint32_t) {
+  return hasAvx2() ? answerAvx2 : answerNone;
+}
+static int32_t jpgHasFeature(uint32_t feature) __attribute__((ifunc("jpgResolveFeature")));
+}
+
+namespace jpg {
+BOOL IsProcessorFeaturePresent(DWORD feature) { return jpgHasFeature(feature); }
+}  // namespace jpg
+
+#else
+
+namespace jpg {
+BOOL IsProcessorFeaturePresent(DWORD /*feature*/) { return 0; }
+}  // namespace jpg
+
+#endif
