@@ -22,10 +22,35 @@ using SampleKernel = void (*)(int16_t *block);
 using McuKernel = void (*)(const int16_t *blocks, uint8_t *out, ptrdiff_t stride, uint32_t rows,
                            uint32_t columns);
 
+// Division of coefficients by quantisation steps, a table entry times 8 each, as products:
+// (|c| + half) / step is the upper half of ((|c| + half) / 2 & ~3) * factor, times `shift`,
+// upper half. In natural order.
+struct QuantReciprocals {
+  uint16_t half[64];
+  uint16_t factor[64];
+  uint16_t shift[64];
+};
+
+// How a block is quantised.
+struct QuantSteps {
+  const uint32_t *step;  // zig-zag order
+  const QuantReciprocals *reciprocals;
+};
+
+// The forward transform of a block of samples of -128..128, which may be overwritten, and its
+// quantisation: the levels in zig-zag order. Returns which ones aren't 0, bit k for level k.
+using LevelKernel = uint64_t (*)(int16_t *block, const QuantSteps &steps, int16_t *levels);
+
+// Loads a whole MCU of pixels as level-shifted sample blocks, component after component.
+using LoadKernel = void (*)(const uint8_t *in, ptrdiff_t stride, int16_t *blocks);
+
 struct Kernels {
   SampleKernel makeSamples;
   McuKernel putGray;       // one component of one block
   McuKernel putYcc[2][2];  // Y, Cb, Cr as blue, green, red; [h - 1][v - 1] of Y, 1x1 the others
+  LevelKernel makeLevels;
+  LoadKernel loadGray;       // one component of one block
+  LoadKernel loadYcc[2][2];  // blue, green, red as Y, Cb, Cr; as putYcc
 };
 
 // The set that any processor of the target runs.

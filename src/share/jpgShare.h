@@ -9,6 +9,7 @@
 #include <stdint.h>
 
 #include "jpg.h"
+#include "kernels/jpgKernels.h"
 #include "share/jpgHuff.h"
 #include "share/jpgStream.h"
 #include "share/jpgTables.h"
@@ -69,8 +70,6 @@ struct JpgContext;
 
 namespace jpg {
 
-struct Kernels;
-
 // Decodes one block of a progressive scan.
 using BlockDecoder = Result (*)(JpgContext *c, int16_t *block, JpgScanComponent *component);
 
@@ -89,6 +88,7 @@ struct WriteState {
   uint32_t predictor;        // lossless predictor, 1 to 7
   uint32_t frameWidth;       // pixels, as the headers say
   uint32_t frameComponents;  // as the headers say
+  QuantReciprocals reciprocals[2];
 };
 
 constexpr size_t kCodecStateSize = 1100;

@@ -112,6 +112,15 @@ constexpr const GatherTable *kGatherByShape[] = {&kGather1x1, &kGather1x2, &kGat
 
 bool isFactor(uint32_t n) { return n == 1 || n == 2; }
 
+// The kernel for Y of this MCU's full size and chroma of one block each.
+LoadKernel chooseLoad(const JpgContext &c) {
+  const uint32_t luma = c.scanComponents[0].sampling;
+  const bool plainChroma =
+      c.scanComponents[1].sampling == 0x11 && c.scanComponents[2].sampling == 0x11;
+  if (!plainChroma || luma != (c.hMax << 4 | c.vMax)) return nullptr;
+  return c.kernels->loadYcc[c.hMax - 1][c.vMax - 1];
+}
+
 Result chooseThree(const JpgContext &c, McuSource *source) {
   if (!isFactor(c.hMax) || !isFactor(c.vMax)) return JPG_E_UNSUPPORTED;
   const GatherTable &table = *kGatherByShape[2 * c.hMax - 3 + c.vMax];
@@ -123,6 +132,7 @@ Result chooseThree(const JpgContext &c, McuSource *source) {
   }
   const bool raw = (c.flags & kFlagNoColorConversion) != 0;
   source->convert = raw ? convertBgrToRgb : convertBgrToYcc;
+  source->load = raw ? nullptr : chooseLoad(c);
   return JPG_OK;
 }
 
@@ -132,6 +142,7 @@ Result chooseFour(const JpgContext &c, McuSource *source) {
     source->gather[i] = gather<4, 1, 1, 1, 1, kLevelShift>;
   }
   source->convert = convertPlain<4>;
+  source->load = nullptr;
   return JPG_OK;
 }
 
@@ -140,6 +151,7 @@ Result chooseFour(const JpgContext &c, McuSource *source) {
 Result chooseMcuSource(const JpgContext &c, McuSource *source) {
   switch (c.write.frameComponents) {
     case 1:  // its sampling byte is always 0x11
+      source->load = c.kernels->loadGray;
       source->convert = convertPlain<1>;
       source->gather[0] = gather<1, 1, 1, 1, 1, kLevelShift>;
       return JPG_OK;

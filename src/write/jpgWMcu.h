@@ -9,6 +9,7 @@
 
 #include <stdint.h>
 
+#include "kernels/jpgKernels.h"
 #include "share/jpgShare.h"
 
 namespace jpg {
@@ -26,6 +27,7 @@ using GatherRoutine = int16_t *(*)(const int16_t *in, int16_t *out);
 
 // What an encode call has chosen.
 struct McuSource {
+  LoadKernel load;  // for whole MCUs; null: convert and gather
   ConvertRoutine convert;
   GatherRoutine gather[kMaxComponents];
 };

@@ -18,6 +18,7 @@ struct BandSource {
   int16_t *area;  // kAreaSize lines of kAreaSize pixels
   McuSource routines;
   uint32_t lastColumnPixels;  // of the right-edge MCU
+  const uint8_t *passedBy;    // MCU that belongs into the area but went through the kernel
 };
 
 // Converts the MCU at `in` into the work area. Samples beyond `lines` and `pixels`
@@ -32,34 +33,51 @@ void loadArea(const JpgContext &c, const BandSource &band, const uint8_t *in, ui
   }
 }
 
-Result encodeArea(JpgContext *c, const BandSource &band) {
+// An MCU by the work area. What the area should hold of the one before is loaded first.
+Result encodeByArea(JpgContext *c, BandSource *band, const uint8_t *in, uint32_t lines,
+                    uint32_t pixels) {
+  if (band->passedBy != nullptr) loadArea(*c, *band, band->passedBy, c->mcuHeight, c->mcuWidth);
+  band->passedBy = nullptr;
+  loadArea(*c, *band, in, lines, pixels);
   int16_t blocks[kMaxBlocksPerMcu * kBlockSize];
   int16_t *out = blocks;
   for (uint32_t i = 0; i < c->write.frameComponents; i++) {
-    out = band.routines.gather[i](band.area + i, out);
+    out = band->routines.gather[i](band->area + i, out);
   }
   return encodeMcu(c, blocks);
 }
 
+// A whole MCU by the kernel.
+Result encodeByKernel(JpgContext *c, BandSource *band, const uint8_t *in) {
+  int16_t blocks[kMaxBlocksPerMcu * kBlockSize];
+  band->routines.load(in, band->rect->stride, blocks);
+  band->passedBy = in;
+  return encodeMcu(c, blocks);
+}
+
 // One row of MCUs, of which `lines` lines are there.
-Result encodeMcuRow(JpgContext *c, const BandSource &band, const uint8_t *in, uint32_t lines) {
+Result encodeMcuRow(JpgContext *c, BandSource *band, const uint8_t *in, uint32_t lines) {
   for (uint32_t i = 0; i < c->mcusPerRow; i++) {
     const bool last = i + 1 == c->mcusPerRow;
-    loadArea(*c, band, in, lines, last ? band.lastColumnPixels : c->mcuWidth);
-    if (const Result r = encodeArea(c, band); r != JPG_OK) return r;
+    const uint32_t pixels = last ? band->lastColumnPixels : c->mcuWidth;
+    const bool whole = lines == c->mcuHeight && pixels == c->mcuWidth;
+    const Result r = whole && band->routines.load != nullptr
+                         ? encodeByKernel(c, band, in)
+                         : encodeByArea(c, band, in, lines, pixels);
+    if (r != JPG_OK) return r;
     if (!last) in += c->mcuWidth * c->write.frameComponents;
   }
   return JPG_OK;
 }
 
-Result encodeLines(JpgContext *c, const BandSource &band, uint32_t lines) {
-  const auto *in = static_cast<const uint8_t *>(band.rect->bits);
+Result encodeLines(JpgContext *c, BandSource *band, uint32_t lines) {
+  const auto *in = static_cast<const uint8_t *>(band->rect->bits);
   for (;;) {
     const uint32_t rows = lines < c->mcuHeight ? lines : c->mcuHeight;
     if (const Result r = encodeMcuRow(c, band, in, rows); r != JPG_OK) return r;
     lines -= rows;
     if (lines == 0) return JPG_OK;
-    in += static_cast<ptrdiff_t>(c->mcuHeight) * band.rect->stride;
+    in += static_cast<ptrdiff_t>(c->mcuHeight) * band->rect->stride;
   }
 }
 
@@ -86,7 +104,7 @@ Result beginFrame(JpgContext *c, const JpgRect &rect) {
 Result encodeBand(JpgContext *c, BandSource *band, uint32_t lines) {
   if (const Result r = chooseMcuSource(*c, &band->routines); r != JPG_OK) return r;
   band->lastColumnPixels = c->write.frameWidth - (c->mcusPerRow - 1) * c->mcuWidth;
-  return encodeLines(c, *band, lines);
+  return encodeLines(c, band, lines);
 }
 
 }  // namespace
@@ -104,7 +122,7 @@ uint32_t JPG_CALL jpgWriteFromRect(JPGHANDLE handle, const JpgRect *rect, uint32
   }
   if (c->sofMarker != kMarkerSof0) return JPG_E_UNSUPPORTED;  // a lossless image is under way
   const size_t areaBytes = c->write.frameComponents * kAreaSize * kAreaSize * sizeof(int16_t);
-  BandSource band = {rect, static_cast<int16_t *>(heapAlloc(areaBytes)), {}, 0};
+  BandSource band = {rect, static_cast<int16_t *>(heapAlloc(areaBytes)), {}, 0, nullptr};
   if (band.area == nullptr) return JPG_E_OUT_OF_MEMORY;
   memset(band.area, 0, areaBytes);
   const Result r = encodeBand(c, &band, lines);

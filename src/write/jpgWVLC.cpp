@@ -1,17 +1,17 @@
 #include "write/jpgWVLC.h"
 
+#include <string.h>
+
+#include "kernels/jpgKernels.h"
 #include "share/jpgMarkers.h"
-#include "write/jpgWFdct.h"
 #include "write/jpgWMark.h"
+#include "write/jpgWWide.h"
 
 namespace jpg {
 namespace {
 
 constexpr int32_t kMaxMagnitude = 2047;  // of a value that DCT coding puts out
-constexpr uint32_t kSymbolEob = 0x00;    // no non-zero coefficient follows
-constexpr uint32_t kSymbolZrl = 0xF0;    // sixteen zeros
-constexpr uint32_t kMaxRun = 15;
-constexpr uint8_t kFill = 0xFF;  // byte behind which a data stream has a stuffed 0
+constexpr uint8_t kFill = 0xFF;          // byte behind which a data stream has a stuffed 0
 
 // Magnitude category (bits of |v|) and additional bits (T.81 F.1.2.1) of every value
 // from -kMaxMagnitude on.
@@ -90,50 +90,17 @@ Result flushBits(JpgContext *c) {
   return JPG_OK;
 }
 
-Result putCode(JpgContext *c, const JpgHuffCode &code) {
-  return putBits(c, code.code, code.length);
-}
-
 Result putWithBits(JpgContext *c, const JpgHuffCode &code, const Magnitude &m) {
   return putBits(c, code.code << m.category | m.bits, code.length + uint32_t{m.category});
 }
 
 int32_t magnitude(int32_t v) { return v < 0 ? -v : v; }
 
-// Nearest multiple of the step (a table entry times 8), halves away from zero.
-int32_t quantise(int32_t coefficient, uint32_t step) {
-  const uint32_t level = (static_cast<uint32_t>(magnitude(coefficient)) + step / 2) / step;
-  return coefficient < 0 ? -static_cast<int32_t>(level) : static_cast<int32_t>(level);
-}
-
-Result encodeDc(JpgContext *c, const int16_t *block, JpgScanComponent *k) {
-  const int32_t level = quantise(block[0], k->quantTable[0]);
-  const int32_t difference = level - k->dcPredictor;
-  k->dcPredictor = level;
-  return putDifference(c, k->dcCodes, difference);
-}
-
-Result encodeAc(JpgContext *c, const int16_t *block, const JpgScanComponent &k) {
-  uint32_t run = 0;
-  for (uint32_t i = 1; i < kBlockSize; i++) {
-    const int32_t level = quantise(block[kZigZag.natural[i]], k.quantTable[i]);
-    if (level == 0) {
-      run++;
-      continue;
-    }
-    for (; run > kMaxRun; run -= kMaxRun + 1) {
-      if (const Result r = putCode(c, k.acCodes[kSymbolZrl]); r != JPG_OK) return r;
-    }
-    if (const Result r = putCoefficient(c, k.acCodes, level, run); r != JPG_OK) return r;
-    run = 0;
-  }
-  return run != 0 ? putCode(c, k.acCodes[kSymbolEob]) : JPG_OK;
-}
-
 Result encodeBlock(JpgContext *c, int16_t *block, JpgScanComponent *k) {
-  jpgFdct8x8(block);
-  if (const Result r = encodeDc(c, block, k); r != JPG_OK) return r;
-  return encodeAc(c, block, *k);
+  int16_t levels[kBlockSize];
+  const QuantSteps steps = {k->quantTable, &c->write.reciprocals[k->tq]};
+  const uint64_t present = c->kernels->makeLevels(block, steps, levels);
+  return encodeLevels(c, k, levels, present);
 }
 
 }  // namespace
@@ -170,19 +137,23 @@ Result putLosslessDifference(JpgContext *c, const JpgHuffCode *table, int32_t di
   return putBits(c, table[category].code << category | bits, table[category].length + category);
 }
 
-Result putCoefficient(JpgContext *c, const JpgHuffCode *table, int32_t value, uint32_t run) {
-  const Magnitude &m = magnitudeOf(value);
-  return putWithBits(c, table[run << 4 | m.category], m);
-}
-
 Result writeMarker(JpgContext *c, uint32_t marker) {
   if (const Result r = flushBits(c); r != JPG_OK) return r;
   return writeNumber(c, marker, 2);
 }
 
 Result writeBytes(JpgContext *c, const uint8_t *data, uint32_t n) {
-  for (uint32_t i = 0; i < n; i++) {
-    if (const Result r = putByte(c, data[i]); r != JPG_OK) return r;
+  JpgStream *s = &c->stream;
+  if (n != 0 && c->write.outputFailed != kOutputFine) return JPG_E_WRITE_FAULT;
+  while (n != 0) {
+    const uint32_t room = kStreamBuffer - s->bufIndex;
+    const uint32_t count = n < room ? n : room;
+    memcpy(s->inputBuffer + s->bufIndex, data, count);
+    s->bufIndex += count;
+    data += count;
+    n -= count;
+    if (s->bufIndex < kStreamBuffer) return JPG_OK;
+    if (const Result r = flushStage(c); r != JPG_OK) return r;
   }
   return JPG_OK;
 }

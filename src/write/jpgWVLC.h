@@ -34,9 +34,6 @@ Result putDifference(JpgContext *c, const JpgHuffCode *table, int32_t difference
 // modulo 65536; 32768 takes category 16 and 16 bits.
 Result putLosslessDifference(JpgContext *c, const JpgHuffCode *table, int32_t difference);
 
-// Codes a non-zero AC coefficient, -2047..2047, behind `run` zeros, at most 15.
-Result putCoefficient(JpgContext *c, const JpgHuffCode *table, int32_t value, uint32_t run);
-
 // Pads the pending bits with 1-bits to a byte, puts them out, and the marker.
 Result writeMarker(JpgContext *c, uint32_t marker);
 
