@@ -37,9 +37,11 @@ struct QuantSteps {
   const QuantReciprocals *reciprocals;
 };
 
-// The forward transform of a block of samples of -128..128, which may be overwritten, and its
-// quantisation: the levels in zig-zag order. Returns which ones aren't 0, bit k for level k.
-using LevelKernel = uint64_t (*)(int16_t *block, const QuantSteps &steps, int16_t *levels);
+// The forward transform of `count` blocks of samples of -128..128 and its quantisation: in
+// place, the levels in zig-zag order. present[i] receives which levels of block i aren't 0,
+// bit k for level k.
+using LevelKernel = void (*)(int16_t *blocks, uint32_t count, const QuantSteps &steps,
+                             uint64_t *present);
 
 // Loads a whole MCU of pixels as level-shifted sample blocks, component after component.
 using LoadKernel = void (*)(const uint8_t *in, ptrdiff_t stride, int16_t *blocks);

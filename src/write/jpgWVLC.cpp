@@ -5,6 +5,7 @@
 #include "kernels/jpgKernels.h"
 #include "share/jpgMarkers.h"
 #include "write/jpgWMark.h"
+#include "write/jpgWMcu.h"
 #include "write/jpgWWide.h"
 
 namespace jpg {
@@ -96,11 +97,18 @@ Result putWithBits(JpgContext *c, const JpgHuffCode &code, const Magnitude &m) {
 
 int32_t magnitude(int32_t v) { return v < 0 ? -v : v; }
 
-Result encodeBlock(JpgContext *c, int16_t *block, JpgScanComponent *k) {
-  int16_t levels[kBlockSize];
-  const QuantSteps steps = {k->quantTable, &c->write.reciprocals[k->tq]};
-  const uint64_t present = c->kernels->makeLevels(block, steps, levels);
-  return encodeLevels(c, k, levels, present);
+// Transforms and quantises an MCU's blocks, those of components with one table together.
+void makeLevels(const JpgContext &c, int16_t *blocks, uint64_t *present) {
+  for (uint32_t i = 0; i < c.write.frameComponents;) {
+    const JpgScanComponent &k = c.scanComponents[i];
+    uint32_t count = 0;
+    for (; i < c.write.frameComponents && c.scanComponents[i].tq == k.tq; i++) {
+      count += c.scanComponents[i].blocksPerMcu;
+    }
+    c.kernels->makeLevels(blocks, count, {k.quantTable, &c.write.reciprocals[k.tq]}, present);
+    blocks += count * kBlockSize;
+    present += count;
+  }
 }
 
 }  // namespace
@@ -178,10 +186,13 @@ Result flushStage(JpgContext *c) {
 }
 
 Result encodeMcu(JpgContext *c, int16_t *blocks) {
+  uint64_t present[kMaxBlocksPerMcu];
+  makeLevels(*c, blocks, present);
+  const uint64_t *which = present;
   for (uint32_t i = 0; i < c->write.frameComponents; i++) {
     JpgScanComponent *k = &c->scanComponents[i];
     for (uint32_t b = 0; b < k->blocksPerMcu; b++, blocks += kBlockSize) {
-      if (const Result r = encodeBlock(c, blocks, k); r != JPG_OK) return r;
+      if (const Result r = encodeLevels(c, k, blocks, *which++); r != JPG_OK) return r;
     }
   }
   c->mcusSinceRestart++;

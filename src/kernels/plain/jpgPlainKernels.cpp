@@ -1,3 +1,5 @@
+#include <string.h>
+
 #include "kernels/jpgKernels.h"
 #include "read/jpgRIdct.h"
 #include "share/jpgTables.h"
@@ -18,14 +20,20 @@ int32_t quantise(int32_t coefficient, uint32_t step) {
   return coefficient < 0 ? -level : level;
 }
 
-uint64_t makeLevels(int16_t *block, const QuantSteps &steps, int16_t *levels) {
-  jpgFdct8x8(block);
+uint64_t makeBlockLevels(int16_t *block, const QuantSteps &steps) {
+  int16_t levels[kBlockSize];
   uint64_t present = 0;
+  jpgFdct8x8(block);
   for (uint32_t k = 0; k < kBlockSize; k++) {
     levels[k] = static_cast<int16_t>(quantise(block[kZigZag.natural[k]], steps.step[k]));
     if (levels[k] != 0) present |= uint64_t{1} << k;
   }
+  memcpy(block, levels, sizeof(levels));
   return present;
+}
+
+void makeLevels(int16_t *blocks, uint32_t count, const QuantSteps &steps, uint64_t *present) {
+  for (uint32_t i = 0; i < count; i++) present[i] = makeBlockLevels(blocks + kBlockSize * i, steps);
 }
 
 }  // namespace

@@ -21,7 +21,7 @@ void avx2PutYcc21(const int16_t *blocks, uint8_t *out, ptrdiff_t stride, uint32_
 void avx2PutYcc22(const int16_t *blocks, uint8_t *out, ptrdiff_t stride, uint32_t rows,
                   uint32_t columns);
 
-uint64_t avx2MakeLevels(int16_t *block, const QuantSteps &steps, int16_t *levels);
+void avx2MakeLevels(int16_t *blocks, uint32_t count, const QuantSteps &steps, uint64_t *present);
 void avx2LoadGray(const uint8_t *in, ptrdiff_t stride, int16_t *blocks);
 void avx2LoadYcc11(const uint8_t *in, ptrdiff_t stride, int16_t *blocks);
 void avx2LoadYcc12(const uint8_t *in, ptrdiff_t stride, int16_t *blocks);

@@ -19,111 +19,105 @@ __m256i factors(int a, int b) {
       static_cast<int>(static_cast<unsigned>(b) << 16 | (static_cast<unsigned>(a) & 0xFFFF)));
 }
 
-__m256i pairs(__m128i a, __m128i b) {
-  return _mm256_inserti128_si256(_mm256_castsi128_si256(_mm_unpacklo_epi16(a, b)),
-                                 _mm_unpackhi_epi16(a, b), 1);
-}
-
-__m256i times(__m256i x, int a, int b) { return _mm256_madd_epi16(x, factors(a, b)); }
-
-// x * (a, b) + y * (c, d), pair by pair.
-__m256i sum(__m256i x, int a, int b, __m256i y, int c, int d) {
-  return _mm256_add_epi32(times(x, a, b), times(y, c, d));
-}
-
 template <int kShift>
 __m256i roundShift(__m256i v) {
   return _mm256_srai_epi32(_mm256_add_epi32(v, _mm256_set1_epi32(1 << (kShift - 1))), kShift);
 }
 
-// Eight 32-bit values that fit 16 bits.
-__m128i narrow(__m256i v) {
-  return _mm_packs_epi32(_mm256_castsi256_si128(v), _mm256_extracti128_si256(v, 1));
-}
-
-struct Line {
-  __m256i y[8];
+// Two blocks are transformed at a time, one in each half of a register: eight 16-bit values
+// of both, or pairs of them, the first four (low) and the last four (high).
+struct Pairs {
+  __m256i low, high;
 };
 
-// Eight one-dimensional transforms ahead of descaling; 0 and 4 carry the input's scale.
-Line transform(const __m128i *x) {
-  const __m128i s07 = _mm_add_epi16(x[0], x[7]), d07 = _mm_sub_epi16(x[0], x[7]);
-  const __m128i s16 = _mm_add_epi16(x[1], x[6]), d16 = _mm_sub_epi16(x[1], x[6]);
-  const __m128i s25 = _mm_add_epi16(x[2], x[5]), d25 = _mm_sub_epi16(x[2], x[5]);
-  const __m128i s34 = _mm_add_epi16(x[3], x[4]), d34 = _mm_sub_epi16(x[3], x[4]);
-  const __m256i outer = pairs(s07, s16), inner = pairs(s34, s25);
-  const __m256i e13 = pairs(_mm_sub_epi16(s07, s34), _mm_sub_epi16(s16, s25));
-  const __m256i d1625 = pairs(d16, d25);
-  const __m128i a = narrow(roundShift<12>(times(d1625, kC4, -kC4)));
-  const __m128i b = narrow(roundShift<12>(times(d1625, kC4, kC4)));
-  const __m256i rt = pairs(d07, b);  // r, t = d07 + b, d07 - b
-  const __m256i qp = pairs(d34, a);  // q, p = d34 + a, d34 - a
-  return {{sum(outer, 1, 1, inner, 1, 1), sum(rt, kK5 + kK4, kK5 + kK4, qp, kK4, kK4),
-           times(e13, kK2 + kK1, kK1), sum(rt, kK7, -kK7, qp, kK7 - kK8, kK8 - kK7),
-           sum(outer, 1, -1, inner, 1, -1), sum(rt, kK7 - kK9, kK9 - kK7, qp, kK7, -kK7),
-           times(e13, kK1, kK1 - kK3), sum(rt, kK4, kK4, qp, kK4 - kK6, kK4 - kK6)}};
+Pairs pairsOf(__m256i a, __m256i b) {
+  return {_mm256_unpacklo_epi16(a, b), _mm256_unpackhi_epi16(a, b)};
 }
 
-// Rows k and k + 4 of a transposed matrix.
-struct Transposed {
-  __m256i row[4];
+// x * (a, b), pair by pair.
+Pairs times(const Pairs &x, int a, int b) {
+  const __m256i f = factors(a, b);
+  return {_mm256_madd_epi16(x.low, f), _mm256_madd_epi16(x.high, f)};
+}
+
+// x * (a, b) + y * (c, d), pair by pair.
+Pairs sum(const Pairs &x, int a, int b, const Pairs &y, int c, int d) {
+  const Pairs p = times(x, a, b), q = times(y, c, d);
+  return {_mm256_add_epi32(p.low, q.low), _mm256_add_epi32(p.high, q.high)};
+}
+
+// 32-bit values, rounded and shifted, that then fit 16 bits.
+template <int kShift>
+__m256i narrow(const Pairs &v) {
+  return _mm256_packs_epi32(roundShift<kShift>(v.low), roundShift<kShift>(v.high));
+}
+
+struct Matrix {
+  __m256i row[8];
 };
 
-// From eight lines of 32-bit values that fit 16 bits.
-Transposed transpose(const Line &line) {
-  __m256i packed[4];
-  for (int k = 0; k < 4; k++) packed[k] = _mm256_packs_epi32(line.y[2 * k], line.y[2 * k + 1]);
-  const __m256i a0 = _mm256_unpacklo_epi16(packed[0], packed[1]);
-  const __m256i a1 = _mm256_unpackhi_epi16(packed[0], packed[1]);
-  const __m256i a2 = _mm256_unpacklo_epi16(packed[2], packed[3]);
-  const __m256i a3 = _mm256_unpackhi_epi16(packed[2], packed[3]);
-  const __m256i b0 = _mm256_unpacklo_epi16(a0, a1), b1 = _mm256_unpackhi_epi16(a0, a1);
-  const __m256i b2 = _mm256_unpacklo_epi16(a2, a3), b3 = _mm256_unpackhi_epi16(a2, a3);
-  return {{_mm256_unpacklo_epi64(b0, b2), _mm256_unpackhi_epi64(b0, b2),
-           _mm256_unpacklo_epi64(b1, b3), _mm256_unpackhi_epi64(b1, b3)}};
+// Outputs 0 and 4 of a line, which carry the input's scale: 8 times that after the first
+// pass, an eighth after the second.
+template <bool kFirst>
+__m256i scaled(const Pairs &v) {
+  if (!kFirst) return narrow<3>(v);
+  return _mm256_slli_epi16(_mm256_packs_epi32(v.low, v.high), 3);
 }
 
-// Descales a line; kEven is the shift of outputs 0 and 4, negative to the left.
-template <int kOdd>
-void descale(Line *line) {
-  for (int k = 0; k < 8; k++) {
-    if (k % 4 != 0) line->y[k] = roundShift<kOdd>(line->y[k]);
-  }
+// Eight one-dimensional transforms of each block, descaled.
+template <bool kFirst>
+[[gnu::always_inline]] inline Matrix transform(const Matrix &in) {
+  constexpr int kShift = kFirst ? 9 : 15;
+  const __m256i *x = in.row;
+  const __m256i s07 = _mm256_add_epi16(x[0], x[7]), d07 = _mm256_sub_epi16(x[0], x[7]);
+  const __m256i s16 = _mm256_add_epi16(x[1], x[6]), d16 = _mm256_sub_epi16(x[1], x[6]);
+  const __m256i s25 = _mm256_add_epi16(x[2], x[5]), d25 = _mm256_sub_epi16(x[2], x[5]);
+  const __m256i s34 = _mm256_add_epi16(x[3], x[4]), d34 = _mm256_sub_epi16(x[3], x[4]);
+  const Pairs outer = pairsOf(s07, s16), inner = pairsOf(s34, s25);
+  const Pairs e13 = pairsOf(_mm256_sub_epi16(s07, s34), _mm256_sub_epi16(s16, s25));
+  const Pairs d1625 = pairsOf(d16, d25);
+  const __m256i a = narrow<12>(times(d1625, kC4, -kC4));
+  const __m256i b = narrow<12>(times(d1625, kC4, kC4));
+  const Pairs rt = pairsOf(d07, b);  // r, t = d07 + b, d07 - b
+  const Pairs qp = pairsOf(d34, a);  // q, p = d34 + a, d34 - a
+  return {{scaled<kFirst>(sum(outer, 1, 1, inner, 1, 1)),
+           narrow<kShift>(sum(rt, kK5 + kK4, kK5 + kK4, qp, kK4, kK4)),
+           narrow<kShift>(times(e13, kK2 + kK1, kK1)),
+           narrow<kShift>(sum(rt, kK7, -kK7, qp, kK7 - kK8, kK8 - kK7)),
+           scaled<kFirst>(sum(outer, 1, -1, inner, 1, -1)),
+           narrow<kShift>(sum(rt, kK7 - kK9, kK9 - kK7, qp, kK7, -kK7)),
+           narrow<kShift>(times(e13, kK1, kK1 - kK3)),
+           narrow<kShift>(sum(rt, kK4, kK4, qp, kK4 - kK6, kK4 - kK6))}};
 }
 
-// Coefficients of rows k and k + 4, eight each.
-Transposed transformBlock(const int16_t *block) {
-  __m128i x[8];
-  for (int k = 0; k < 8; k++) {
-    x[k] = _mm_loadu_si128(reinterpret_cast<const __m128i *>(block + 8 * k));
-  }
-  Line columns = transform(x);
-  descale<9>(&columns);
-  columns.y[0] = _mm256_slli_epi32(columns.y[0], 3);
-  columns.y[4] = _mm256_slli_epi32(columns.y[4], 3);
-  const Transposed t = transpose(columns);
+// Both blocks transposed.
+[[gnu::always_inline]] inline Matrix transpose(const Matrix &m) {
+  __m256i a[8], b[8];
   for (int k = 0; k < 4; k++) {
-    x[k] = _mm256_castsi256_si128(t.row[k]);
-    x[k + 4] = _mm256_extracti128_si256(t.row[k], 1);
+    a[2 * k] = _mm256_unpacklo_epi16(m.row[k], m.row[k + 4]);
+    a[2 * k + 1] = _mm256_unpackhi_epi16(m.row[k], m.row[k + 4]);
   }
-  Line rows = transform(x);
-  descale<15>(&rows);
-  rows.y[0] = roundShift<3>(rows.y[0]);
-  rows.y[4] = roundShift<3>(rows.y[4]);
-  return transpose(rows);
+  for (int k = 0; k < 4; k++) {
+    b[2 * k] = _mm256_unpacklo_epi16(a[k], a[k + 4]);
+    b[2 * k + 1] = _mm256_unpackhi_epi16(a[k], a[k + 4]);
+  }
+  Matrix out;
+  for (int k = 0; k < 4; k++) {
+    out.row[2 * k] = _mm256_unpacklo_epi16(b[k], b[k + 4]);
+    out.row[2 * k + 1] = _mm256_unpackhi_epi16(b[k], b[k + 4]);
+  }
+  return out;
 }
 
-__m256i loadRows(const uint16_t *table, int k) {
-  const __m128i low = _mm_loadu_si128(reinterpret_cast<const __m128i *>(table + 8 * k));
-  const __m128i high = _mm_loadu_si128(reinterpret_cast<const __m128i *>(table + 8 * (k + 4)));
-  return _mm256_inserti128_si256(_mm256_castsi128_si256(low), high, 1);
-}
+__m128i load(const void *from) { return _mm_loadu_si128(static_cast<const __m128i *>(from)); }
 
-__m256i quantise(__m256i v, const QuantReciprocals &q, int k) {
-  const __m256i n = _mm256_add_epi16(_mm256_abs_epi16(v), loadRows(q.half, k));
+__m256i inBoth(const uint16_t *table) { return _mm256_broadcastsi128_si256(load(table)); }
+
+__m256i quantise(__m256i v, const QuantReciprocals &q, int row) {
+  const __m256i n = _mm256_add_epi16(_mm256_abs_epi16(v), inBoth(q.half + 8 * row));
   const __m256i even = _mm256_andnot_si256(_mm256_set1_epi16(3), _mm256_srli_epi16(n, 1));
-  const __m256i product = _mm256_mulhi_epu16(even, loadRows(q.factor, k));
-  return _mm256_sign_epi16(_mm256_mulhi_epu16(product, loadRows(q.shift, k)), v);
+  const __m256i product = _mm256_mulhi_epu16(even, inBoth(q.factor + 8 * row));
+  return _mm256_sign_epi16(_mm256_mulhi_epu16(product, inBoth(q.shift + 8 * row)), v);
 }
 
 // Where the k-th coefficient of the zig-zag sequence (T.81 Figure 5) lies in the block.
@@ -158,17 +152,17 @@ constexpr ShuffleMask makeMask(int group, int row) {
 }
 
 template <int kGroup, int kRow>
-__m128i take(__m128i row, __m128i others) {
+__m256i take(__m256i row, __m256i others) {
   static constexpr ShuffleMask kMask = makeMask(kGroup, kRow);
   if (!kMask.any) return others;
-  const __m128i mask = _mm_load_si128(reinterpret_cast<const __m128i *>(kMask.byte));
-  return _mm_or_si128(others, _mm_shuffle_epi8(row, mask));
+  const __m256i mask = _mm256_broadcastsi128_si256(load(kMask.byte));
+  return _mm256_or_si256(others, _mm256_shuffle_epi8(row, mask));
 }
 
 // Eight levels of the zig-zag sequence.
 template <int kGroup>
-__m128i group(const __m128i *rows) {
-  __m128i v = _mm_setzero_si128();
+[[gnu::always_inline]] inline __m256i group(const __m256i *rows) {
+  __m256i v = _mm256_setzero_si256();
   v = take<kGroup, 0>(rows[0], v);
   v = take<kGroup, 1>(rows[1], v);
   v = take<kGroup, 2>(rows[2], v);
@@ -179,29 +173,54 @@ __m128i group(const __m128i *rows) {
   return take<kGroup, 7>(rows[7], v);
 }
 
-// Stores sixteen levels; returns which aren't 0.
+// Where the levels of two blocks go, and which of them aren't 0.
+struct Levels {
+  int16_t *first, *second;
+  uint64_t present[2];
+};
+
+// Stores sixteen levels of each block.
 template <int kPair>
-uint64_t storePair(const __m128i *rows, int16_t *levels) {
-  const __m128i first = group<2 * kPair>(rows), second = group<2 * kPair + 1>(rows);
-  _mm_storeu_si128(reinterpret_cast<__m128i *>(levels + 16 * kPair), first);
-  _mm_storeu_si128(reinterpret_cast<__m128i *>(levels + 16 * kPair + 8), second);
-  const __m128i zero = _mm_cmpeq_epi8(_mm_packs_epi16(first, second), _mm_setzero_si128());
-  const auto mask = static_cast<unsigned>(_mm_movemask_epi8(zero));
-  return static_cast<uint64_t>(~mask & 0xFFFF) << (16 * kPair);
+[[gnu::always_inline]] inline void storePair(const __m256i *rows, Levels *out) {
+  const __m256i a = group<2 * kPair>(rows), b = group<2 * kPair + 1>(rows);
+  const __m256i first = _mm256_permute2x128_si256(a, b, 0x20);
+  const __m256i second = _mm256_permute2x128_si256(a, b, 0x31);
+  _mm256_storeu_si256(reinterpret_cast<__m256i *>(out->first + 16 * kPair), first);
+  _mm256_storeu_si256(reinterpret_cast<__m256i *>(out->second + 16 * kPair), second);
+  const __m256i zero = _mm256_cmpeq_epi8(_mm256_packs_epi16(a, b), _mm256_setzero_si256());
+  const uint32_t mask = ~static_cast<uint32_t>(_mm256_movemask_epi8(zero));
+  out->present[0] |= static_cast<uint64_t>(mask & 0xFFFF) << (16 * kPair);
+  out->present[1] |= static_cast<uint64_t>(mask >> 16) << (16 * kPair);
+}
+
+void makeTwo(const int16_t *first, const int16_t *second, const QuantReciprocals &q, Levels *out) {
+  Matrix m;
+  for (int k = 0; k < 8; k++) {
+    m.row[k] = _mm256_inserti128_si256(_mm256_castsi128_si256(load(first + 8 * k)),
+                                       load(second + 8 * k), 1);
+  }
+  m = transpose(transform<false>(transpose(transform<true>(m))));
+  for (int k = 0; k < 8; k++) m.row[k] = quantise(m.row[k], q, k);
+  storePair<0>(m.row, out);
+  storePair<1>(m.row, out);
+  storePair<2>(m.row, out);
+  storePair<3>(m.row, out);
 }
 
 }  // namespace
 
-uint64_t avx2MakeLevels(int16_t *block, const QuantSteps &steps, int16_t *levels) {
-  const Transposed coefficients = transformBlock(block);
-  __m128i rows[8];
-  for (int k = 0; k < 4; k++) {
-    const __m256i v = quantise(coefficients.row[k], *steps.reciprocals, k);
-    rows[k] = _mm256_castsi256_si128(v);
-    rows[k + 4] = _mm256_extracti128_si256(v, 1);
+void avx2MakeLevels(int16_t *blocks, uint32_t count, const QuantSteps &steps, uint64_t *present) {
+  for (; count >= 2; count -= 2, blocks += 2 * 64, present += 2) {
+    Levels out = {blocks, blocks + 64, {0, 0}};
+    makeTwo(blocks, blocks + 64, *steps.reciprocals, &out);
+    present[0] = out.present[0];
+    present[1] = out.present[1];
   }
-  return storePair<0>(rows, levels) | storePair<1>(rows, levels) | storePair<2>(rows, levels) |
-         storePair<3>(rows, levels);
+  if (count == 0) return;
+  int16_t unused[64];
+  Levels out = {blocks, unused, {0, 0}};
+  makeTwo(blocks, blocks, *steps.reciprocals, &out);
+  present[0] = out.present[0];
 }
 
 }  // namespace jpg

@@ -39,7 +39,7 @@ struct Line {
 // Eight one-dimensional transforms of x[0..7], descaled by kShift. q1 is what x1 meets in the
 // first rotation's second sum.
 template <int kShift>
-Line transform(const __m128i *x, __m128i q1) {
+[[gnu::always_inline]] inline Line transform(const __m128i *x, __m128i q1) {
   const __m256i x17 = pairs(x[1], x[7]), x35 = pairs(x[3], x[5]);
   const __m256i x04 = pairs(x[0], x[4]), x26 = pairs(x[2], x[6]);
   const __m256i p = times(x17, kC1, kS1);
@@ -80,7 +80,7 @@ struct Transposed {
 };
 
 // From eight lines of 32-bit values that fit 16 bits.
-Transposed transpose(const Line &line) {
+[[gnu::always_inline]] inline Transposed transpose(const Line &line) {
   __m256i packed[4];
   for (int k = 0; k < 4; k++) packed[k] = _mm256_packs_epi32(line.y[2 * k], line.y[2 * k + 1]);
   const __m256i a0 = _mm256_unpacklo_epi16(packed[0], packed[1]);

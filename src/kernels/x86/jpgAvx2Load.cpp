@@ -10,40 +10,10 @@ constexpr int kCell = 8, kBlockSize = 64;
 constexpr int kHalf = 1 << 11;                   // rounding, at 12 fraction bits
 constexpr int kLumaShift = kHalf - (128 << 12);  // and the level shift
 
-// Sixteen bytes of each colour.
-struct Colors {
-  __m128i blue, green, red;
-};
-
-// Which bytes of the third kThird of 48 interleaved ones are of colour kColor.
-template <int kThird, int kColor>
-__m128i gatherMask() {
-  const auto at = [](int i) {
-    const int place = 3 * i + kColor - 16 * kThird;
-    return static_cast<char>(place >= 0 && place < 16 ? place : -1);
-  };
-  return _mm_setr_epi8(at(0), at(1), at(2), at(3), at(4), at(5), at(6), at(7), at(8), at(9), at(10),
-                       at(11), at(12), at(13), at(14), at(15));
-}
-
-template <int kColor>
-__m128i gather(__m128i a, __m128i b, __m128i c) {
-  return _mm_or_si128(_mm_or_si128(_mm_shuffle_epi8(a, gatherMask<0, kColor>()),
-                                   _mm_shuffle_epi8(b, gatherMask<1, kColor>())),
-                      _mm_shuffle_epi8(c, gatherMask<2, kColor>()));
-}
+constexpr int kPixelBytes = 3;
 
 __m128i load16(const uint8_t *in) { return _mm_loadu_si128(reinterpret_cast<const __m128i *>(in)); }
 __m128i load8(const uint8_t *in) { return _mm_loadl_epi64(reinterpret_cast<const __m128i *>(in)); }
-
-// kPixels pixels, 8 or 16; nothing behind them is read.
-template <int kPixels>
-Colors loadPixels(const uint8_t *in) {
-  const __m128i a = load16(in);
-  const __m128i b = kPixels == 16 ? load16(in + 16) : load8(in + 16);
-  const __m128i c = kPixels == 16 ? load16(in + 32) : _mm_setzero_si128();
-  return {gather<0>(a, b, c), gather<1>(a, b, c), gather<2>(a, b, c)};
-}
 
 __m256i factors(int a, int b) {
   return _mm256_set1_epi32(
@@ -67,22 +37,28 @@ void store(int16_t *out, __m256i v) {
                    _mm_packs_epi32(_mm256_castsi256_si128(v), _mm256_extracti128_si256(v, 1)));
 }
 
-// Eight pixels from the lowest bytes of each colour, as weigh takes them.
+// Eight pixels as weigh takes them.
 struct Weighable {
   __m256i bg, red;
 };
 
-Weighable widen(__m128i blue, __m128i green, __m128i red) {
-  const __m256i b = _mm256_cvtepu8_epi32(blue), g = _mm256_cvtepu8_epi32(green);
-  return {_mm256_or_si256(b, _mm256_slli_epi32(g, 16)), _mm256_cvtepu8_epi32(red)};
+// From 24 bytes: pixels 0 to 3 stand in the first 12 of the lower lane, 4 to 7 in the last 12
+// of the upper one.
+Weighable loadPixels(const uint8_t *in) {
+  const __m256i v = _mm256_inserti128_si256(_mm256_castsi128_si256(load16(in)), load16(in + 8), 1);
+  const __m256i bg = _mm256_setr_epi8(0, -1, 1, -1, 3, -1, 4, -1, 6, -1, 7, -1, 9, -1, 10, -1,  //
+                                      4, -1, 5, -1, 7, -1, 8, -1, 10, -1, 11, -1, 13, -1, 14, -1);
+  const __m256i red =
+      _mm256_setr_epi8(2, -1, -1, -1, 5, -1, -1, -1, 8, -1, -1, -1, 11, -1, -1, -1, 6, -1, -1, -1,
+                       9, -1, -1, -1, 12, -1, -1, -1, 15, -1, -1, -1);
+  return {_mm256_shuffle_epi8(v, bg), _mm256_shuffle_epi8(v, red)};
 }
 
-__m128i upper(__m128i v) { return _mm_unpackhi_epi64(v, v); }
-
-// The bytes at even places, eight of them.
-__m128i decimated(__m128i v) {
-  return _mm_shuffle_epi8(v,
-                          _mm_setr_epi8(0, 2, 4, 6, 8, 10, 12, 14, -1, -1, -1, -1, -1, -1, -1, -1));
+// The 32-bit values at even places of both.
+__m256i evens(__m256i left, __m256i right) {
+  const __m256 mixed =
+      _mm256_shuffle_ps(_mm256_castsi256_ps(left), _mm256_castsi256_ps(right), 0x88);
+  return _mm256_permute4x64_epi64(_mm256_castps_si256(mixed), 0xD8);
 }
 
 void storeChroma(const Weighable &w, int16_t *out) {
@@ -96,17 +72,17 @@ void loadYcc(const uint8_t *in, ptrdiff_t stride, int16_t *blocks) {
   int16_t *chroma = blocks + kBlockSize * kAcross * kDown;
   for (int r = 0; r < kCell * kDown; r++, in += stride) {
     int16_t *y = blocks + kBlockSize * kAcross * (r / kCell) + kCell * (r % kCell);
-    const Colors c = loadPixels<kCell * kAcross>(in);
-    const Weighable left = widen(c.blue, c.green, c.red);
+    const Weighable left = loadPixels(in);
+    const Weighable right = kAcross == 2 ? loadPixels(in + kPixelBytes * kCell) : left;
     store(y, luma(left.bg, left.red));
-    if (kAcross == 2) {
-      const Weighable right = widen(upper(c.blue), upper(c.green), upper(c.red));
-      store(y + kBlockSize, luma(right.bg, right.red));
-    }
+    if (kAcross == 2) store(y + kBlockSize, luma(right.bg, right.red));
     if (r % kDown != 0) continue;
-    storeChroma(
-        kAcross == 2 ? widen(decimated(c.blue), decimated(c.green), decimated(c.red)) : left,
-        chroma + kCell * (r / kDown));
+    int16_t *out = chroma + kCell * (r / kDown);
+    if (kAcross == 2) {
+      storeChroma({evens(left.bg, right.bg), evens(left.red, right.red)}, out);
+    } else {
+      storeChroma(left, out);
+    }
   }
 }
 
