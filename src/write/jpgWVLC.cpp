@@ -4,6 +4,7 @@
 
 #include "kernels/jpgKernels.h"
 #include "share/jpgMarkers.h"
+#include "write/jpgWMagnitude.h"
 #include "write/jpgWMark.h"
 #include "write/jpgWMcu.h"
 #include "write/jpgWWide.h"
@@ -11,35 +12,7 @@
 namespace jpg {
 namespace {
 
-constexpr int32_t kMaxMagnitude = 2047;  // of a value that DCT coding puts out
-constexpr uint8_t kFill = 0xFF;          // byte behind which a data stream has a stuffed 0
-
-// Magnitude category (bits of |v|) and additional bits (T.81 F.1.2.1) of every value
-// from -kMaxMagnitude on.
-struct Magnitude {
-  uint16_t category;
-  uint16_t bits;
-};
-struct MagnitudeTable {
-  Magnitude entry[2 * kMaxMagnitude + 1];
-};
-
-constexpr MagnitudeTable makeMagnitudes() {
-  MagnitudeTable t{};
-  uint32_t category = 0;
-  for (int32_t v = 1; v <= kMaxMagnitude; v++) {
-    if (v >> category != 0) category++;
-    const uint32_t mask = (1U << category) - 1;
-    const auto width = static_cast<uint16_t>(category);
-    t.entry[kMaxMagnitude + v] = {width, static_cast<uint16_t>(v)};
-    t.entry[kMaxMagnitude - v] = {width, static_cast<uint16_t>(~static_cast<uint32_t>(v) & mask)};
-  }
-  return t;
-}
-
-constexpr MagnitudeTable kMagnitudes = makeMagnitudes();
-
-const Magnitude &magnitudeOf(int32_t value) { return kMagnitudes.entry[kMaxMagnitude + value]; }
+constexpr uint8_t kFill = 0xFF;  // byte behind which a data stream has a stuffed 0
 
 // One byte through the stage.
 Result putByte(JpgContext *c, uint32_t byte) {

@@ -2,6 +2,7 @@
 
 #include <string.h>
 
+#include "write/jpgWMagnitude.h"
 #include "write/jpgWVLC.h"
 
 namespace jpg {
@@ -46,17 +47,11 @@ inline void put(BitRun *b, uint32_t value, uint32_t length) {
   if (b->count >= 32) emit(b);
 }
 
-inline uint32_t categoryOf(uint32_t magnitude) {
-  return magnitude == 0 ? 0 : 32 - static_cast<uint32_t>(__builtin_clz(magnitude));
-}
-
 // A value behind the code that `table` has for its category and `run`.
 inline void putValue(BitRun *b, const JpgHuffCode *table, int32_t value, uint32_t run) {
-  const int32_t sign = value >> 31;  // -1 or 0
-  const uint32_t category = categoryOf(static_cast<uint32_t>((value ^ sign) - sign));
-  const uint32_t bits = static_cast<uint32_t>(value + sign) & ((1U << category) - 1);
-  const JpgHuffCode &code = table[run << 4 | category];
-  put(b, code.code << category | bits, code.length + category);
+  const Magnitude m = magnitudeOf(value);
+  const JpgHuffCode &code = table[run << 4 | m.category];
+  put(b, code.code << m.category | m.bits, code.length + uint32_t{m.category});
 }
 
 // The levels that `present` tells of, of positions `base` to `base` + 31. Returns the last

@@ -1,0 +1,23 @@
+#include "write/jpgWMagnitude.h"
+
+namespace jpg {
+namespace {
+
+constexpr MagnitudeTable makeMagnitudes() {
+  MagnitudeTable t{};
+  uint32_t category = 0;
+  for (int32_t v = 1; v <= kMaxMagnitude; v++) {
+    if (v >> category != 0) category++;
+    const uint32_t mask = (1U << category) - 1;
+    const auto width = static_cast<uint16_t>(category);
+    t.entry[kMaxMagnitude + v] = {width, static_cast<uint16_t>(v)};
+    t.entry[kMaxMagnitude - v] = {width, static_cast<uint16_t>(~static_cast<uint32_t>(v) & mask)};
+  }
+  return t;
+}
+
+}  // namespace
+
+constexpr MagnitudeTable jpgMagnitudes = makeMagnitudes();
+
+}  // namespace jpg
