@@ -16,6 +16,9 @@ namespace jpg {
 // limitBlock.
 using SampleKernel = void (*)(int16_t *block);
 
+// Which coefficients of a block aren't 0: bit k for the k-th of the zig-zag sequence.
+using PresentKernel = uint64_t (*)(const int16_t *block);
+
 // Stores an MCU's pixels: its limited sample blocks, component after component as coded,
 // expanded by replication. At least one row and column; `columns` is at most the MCU's width
 // and `rows` its height.
@@ -48,6 +51,7 @@ using LoadKernel = void (*)(const uint8_t *in, ptrdiff_t stride, int16_t *blocks
 
 struct Kernels {
   SampleKernel makeSamples;
+  PresentKernel present;
   McuKernel putGray;       // one component of one block
   McuKernel putYcc[2][2];  // Y, Cb, Cr as blue, green, red; [h - 1][v - 1] of Y, 1x1 the others
   LevelKernel makeLevels;

@@ -37,6 +37,10 @@ void jpgIdct8x8(int16_t *block);
 // The limited sample that all 64 are when the block has a DC coefficient alone.
 int16_t flatSample(int16_t dc);
 
+inline void fillBlock(int16_t *block, int16_t sample) {
+  for (uint32_t i = 0; i < 64; i++) block[i] = sample;
+}
+
 // Limits the 64 samples at `block` to -128..127.
 void limitBlock(int16_t *block);
 

@@ -12,6 +12,7 @@
 #include "read/jpgRMark.h"
 #include "read/jpgRRect.h"
 #include "read/jpgRScan.h"
+#include "read/jpgRWideProg.h"
 #include "share/jpgArith.h"
 #include "share/jpgMarkers.h"
 
@@ -27,8 +28,10 @@ int16_t *storedMcu(const JpgContext &c, uint32_t mcu) {
 }
 
 // Counts an MCU of the scan and deals with the markers behind it.
-void countScanMcu(JpgContext *c, bool last) {
+void countScanMcu(JpgContext *c, BitWindow *w, bool last) {
   c->mcusSinceRestart++;
+  if (c->mcusSinceRestart != c->restartInterval && c->mcusSinceRestart != c->mcuCount) return;
+  if (isOpen(*w)) closeWindow(w, &c->stream);
   if (c->mcusSinceRestart == c->restartInterval) {
     if (last) {
       handleRestartsOnly(c);
@@ -48,22 +51,23 @@ bool scanFitsMcu(const JpgContext &c) {
   return blocks <= c.blocksPerMcu;
 }
 
-Result decodeInterleavedMcu(JpgContext *c, uint32_t mcu) {
+Result decodeInterleavedMcu(JpgContext *c, BitWindow *w, uint32_t mcu) {
   if (!scanFitsMcu(*c)) return JPG_E_UNSUPPORTED;
   int16_t *block = storedMcu(*c, mcu) + c->scanBlockOffset * kBlockSize;
   for (uint32_t k = 0; k < c->scanNs; k++) {
     JpgScanComponent *component = &c->scanComponents[k];
     for (uint32_t i = 0; i < component->blocksPerMcu; i++, block += kBlockSize) {
-      if (const Result r = c->blockDecoder(c, block, component); r != JPG_OK) return r;
+      const Result r = decodeProgressiveWide(c, w, block, component);
+      if (r != JPG_OK) return r;
     }
   }
   return JPG_OK;
 }
 
-Result decodeInterleavedScan(JpgContext *c) {
+Result decodeInterleavedScan(JpgContext *c, BitWindow *w) {
   for (uint32_t mcu = 0; mcu < c->mcuCount; mcu++) {
-    if (const Result r = decodeInterleavedMcu(c, mcu); r != JPG_OK) return r;
-    countScanMcu(c, mcu + 1 == c->mcuCount);
+    if (const Result r = decodeInterleavedMcu(c, w, mcu); r != JPG_OK) return r;
+    countScanMcu(c, w, mcu + 1 == c->mcuCount);
   }
   return JPG_OK;
 }
@@ -93,30 +97,57 @@ BlockGrid gridOfScan(const JpgContext &c) {
   return grid;
 }
 
-int16_t *storedBlock(const JpgContext &c, const BlockGrid &grid, uint32_t row, uint32_t column) {
-  const uint32_t mcu = row / grid.v * c.mcusPerRow + column / grid.h;
-  const uint32_t inMcu = grid.offset + row % grid.v * grid.h + column % grid.h;
-  return storedMcu(c, mcu) + inMcu * kBlockSize;
+// A row of the grid: its first block, and the way from one to the next.
+struct BlockRow {
+  int16_t *block;
+  uint32_t columns;
+  uint32_t h;         // blocks side by side in an MCU
+  ptrdiff_t mcuStep;  // from an MCU's last of these to the next MCU's first
+};
+
+BlockRow rowOf(const JpgContext &c, const BlockGrid &grid, uint32_t row) {
+  const uint32_t inMcu = grid.offset + row % grid.v * grid.h;
+  int16_t *first = storedMcu(c, row / grid.v * c.mcusPerRow) + inMcu * kBlockSize;
+  const auto mcuBlocks = static_cast<ptrdiff_t>(c.blocksPerMcu);
+  return {first, grid.columns, grid.h,
+          (mcuBlocks - static_cast<ptrdiff_t>(grid.h) + 1) * kBlockSize};
 }
 
-Result decodeSingleScan(JpgContext *c) {
-  const BlockGrid grid = gridOfScan(*c);
-  for (uint32_t row = 0; row < grid.rows; row++) {
-    for (uint32_t column = 0; column < grid.columns; column++) {
-      int16_t *block = storedBlock(*c, grid, row, column);
-      const Result r = c->blockDecoder(c, block, &c->scanComponents[0]);
-      if (r != JPG_OK) return r;
-      countScanMcu(c, row + 1 == grid.rows && column + 1 == grid.columns);
-    }
+Result decodeBlockRow(JpgContext *c, BitWindow *w, const BlockRow &row, bool last) {
+  int16_t *block = row.block;
+  uint32_t inMcu = 0;
+  for (uint32_t column = 1; column <= row.columns; column++) {
+    const Result r = decodeProgressiveWide(c, w, block, &c->scanComponents[0]);
+    if (r != JPG_OK) return r;
+    countScanMcu(c, w, last && column == row.columns);
+    inMcu++;
+    block += inMcu == row.h ? row.mcuStep : kBlockSize;
+    if (inMcu == row.h) inMcu = 0;
   }
   return JPG_OK;
+}
+
+Result decodeSingleScan(JpgContext *c, BitWindow *w) {
+  const BlockGrid grid = gridOfScan(*c);
+  for (uint32_t row = 0; row < grid.rows; row++) {
+    const Result r = decodeBlockRow(c, w, rowOf(*c, grid, row), row + 1 == grid.rows);
+    if (r != JPG_OK) return r;
+  }
+  return JPG_OK;
+}
+
+Result decodeScanData(JpgContext *c) {
+  BitWindow w;
+  initWindow(&w);
+  const Result r = c->scanNs == 1 ? decodeSingleScan(c, &w) : decodeInterleavedScan(c, &w);
+  if (isOpen(w)) closeWindow(&w, &c->stream);
+  return r;
 }
 
 // Decodes the current scan and sets up the one behind it, if any.
 Result decodeScan(JpgContext *c) {
   if (c->lastMarker == kMarkerEoi) return JPG_NO_DATA;
-  const Result r = c->scanNs == 1 ? decodeSingleScan(c) : decodeInterleavedScan(c);
-  if (r != JPG_OK) return r;
+  if (const Result r = decodeScanData(c); r != JPG_OK) return r;
   c->lastMarker = peekMarker(&c->stream);
   if (!isMarker(c->lastMarker)) return JPG_NO_DATA;
   return c->lastMarker == kMarkerEoi ? JPG_OK : setUpScan(c);
@@ -159,23 +190,41 @@ Result beginStore(JpgContext *c) {
   return JPG_OK;
 }
 
-void dequantiseBlock(const int16_t *in, const uint32_t *quant, int16_t *out) {
-  for (uint32_t k = 0; k < kBlockSize; k++) {
-    const uint32_t i = kZigZag.natural[k];
-    out[i] = low16(wrapMul(in[i], asSigned(quant[k])));
+// Quantisation tables of the components in natural order, to 16 bits, which is what of a
+// product is kept.
+struct NaturalTables {
+  int16_t entry[kMaxComponents][kBlockSize];
+};
+
+void makeNaturalTables(const JpgContext &c, NaturalTables *tables) {
+  for (uint32_t i = 0; i < c.numComponents; i++) {
+    for (uint32_t k = 0; k < kBlockSize; k++) {
+      tables->entry[i][kZigZag.natural[k]] = low16(asSigned(c.scanComponents[i].quantTable[k]));
+    }
   }
 }
 
+// Dequantises a block; false when it has a DC coefficient alone.
+bool dequantiseBlock(const int16_t *in, const int16_t *quant, int16_t *out) {
+  int16_t ac = 0;
+  for (uint32_t i = 0; i < kBlockSize; i++) {
+    out[i] = low16(int32_t{in[i]} * quant[i]);
+    ac = low16(ac | (i != 0 ? out[i] : 0));
+  }
+  return ac != 0;
+}
+
 // The samples of the MCU at coefCurrent, in coefBuffer.
-void reconstructMcu(JpgContext *c) {
+void reconstructMcu(JpgContext *c, const NaturalTables &tables) {
   const int16_t *in = c->coefCurrent;
   int16_t *out = c->coefBuffer;
   for (uint32_t i = 0; i < c->numComponents; i++) {
-    const JpgScanComponent &component = c->scanComponents[i];
-    for (uint32_t b = 0; b < frameBlocks(component); b++) {
-      dequantiseBlock(in, component.quantTable, out);
-      jpgIdct8x8(out);
-      limitBlock(out);
+    for (uint32_t b = 0; b < frameBlocks(c->scanComponents[i]); b++) {
+      if (dequantiseBlock(in, tables.entry[i], out)) {
+        c->kernels->makeSamples(out);
+      } else {
+        fillBlock(out, flatSample(out[0]));
+      }
       in += kBlockSize;
       out += kBlockSize;
     }
@@ -183,36 +232,30 @@ void reconstructMcu(JpgContext *c) {
   c->coefCurrent += c->blocksPerMcu * kBlockSize;
 }
 
-// What a call has chosen.
-struct StoreOutput {
-  ExpandRoutine expand;
-  PixelWriter write;
-};
-
-void putMcuRow(JpgContext *c, const StoreOutput &output, const JpgRect &band) {
-  const uint32_t sampling = samplingWord(*c);
-  const auto mcuWidth = static_cast<int32_t>(c->mcuWidth);
+void putMcuRow(JpgContext *c, const McuPipeline &output, const NaturalTables &tables,
+               const JpgRect &band) {
   int32_t x = 0;
   int32_t left = band.width > 0 ? band.width : 0;
-  for (uint32_t i = 0; i < c->mcusPerRow; i++, x += mcuWidth) {
-    reconstructMcu(c);
-    output.expand(c, sampling);
-    output.write(c, &band, x, left < mcuWidth ? left : mcuWidth);
-    left = left > mcuWidth ? left - mcuWidth : 0;
+  for (uint32_t i = 0; i < c->mcusPerRow; i++, x += output.mcuWidth) {
+    reconstructMcu(c, tables);
+    storeMcu(c, output, band, x, left < output.mcuWidth ? left : output.mcuWidth);
+    left = left > output.mcuWidth ? left - output.mcuWidth : 0;
   }
 }
 
 // Delivers `rows` rows, more than 0. The row count moves by whole bands; rows that
 // the caller didn't ask for aren't stored.
-void putRows(JpgContext *c, const StoreOutput &output, const JpgRect &target, int32_t rows) {
+void putRows(JpgContext *c, const McuPipeline &output, const JpgRect &target, int32_t rows) {
   const auto mcuHeight = static_cast<int32_t>(c->mcuHeight);
   JpgRect rect = target;
   int32_t band = rows < mcuHeight ? rows : mcuHeight;
   uint32_t mcuRow = c->rowPosition / c->mcuHeight;
   c->coefCurrent = storedMcu(*c, mcuRow * c->mcusPerRow);
+  NaturalTables tables;
+  makeNaturalTables(*c, &tables);
   for (; mcuRow < c->mcuRows; mcuRow++) {
     rect.height = band < rows ? band : rows;
-    putMcuRow(c, output, rect);
+    putMcuRow(c, output, tables, rect);
     c->rowPosition += static_cast<uint32_t>(band);
     const int32_t left = asSigned(c->height - c->rowPosition);
     if (left < mcuHeight) band = left;
@@ -244,7 +287,15 @@ uint32_t JPG_CALL jpgReadProgressiveToRect(JPGHANDLE handle, const JpgRect *rect
     if (const Result r = beginStore(c); r != JPG_OK) return r;
     if (const Result r = decodeScans(c, incremental); r != JPG_OK) return r;
   }
-  const StoreOutput output = {chooseExpand(*c), chooseStoreWriter(*c, *rect)};
+  const PixelWriter write = chooseStoreWriter(*c, *rect);
+  const McuPipeline output = {nullptr,
+                              chooseMcuKernel(*c, write),
+                              chooseExpand(*c),
+                              write,
+                              c->numComponents,
+                              samplingWord(*c),
+                              static_cast<int32_t>(c->mcuWidth),
+                              rect->width};
   if (output.expand == nullptr) return JPG_OK;
   if (output.write == nullptr) return JPG_E_UNSUPPORTED;
   if (rows > 0) putRows(c, output, *rect, rows);

@@ -32,8 +32,7 @@ Result makeFullBlock(JpgContext *c, BitWindow *w, int16_t *block, JpgScanCompone
   const Result r = decodeBlockWide(w, &c->stream, block, component, &last);
   if (r != JPG_OK) return r;
   if (last == 0) {
-    const int16_t sample = flatSample(block[0]);
-    for (uint32_t i = 0; i < kBlockSize; i++) block[i] = sample;
+    fillBlock(block, flatSample(block[0]));
   } else {
     c->kernels->makeSamples(block);
   }
@@ -54,19 +53,6 @@ Result decodeMcu(JpgContext *c, BitWindow *w, BlockStep step) {
   return JPG_OK;
 }
 
-// Expands and stores the MCU in coefBuffer, its first `columns` columns.
-void putMcu(JpgContext *c, const McuPipeline &pipeline, const JpgRect &band, int32_t x,
-            int32_t columns) {
-  if (pipeline.put == nullptr) {
-    pipeline.expand(c, pipeline.sampling);
-    pipeline.write(c, &band, x, columns);
-  } else if (columns > 0 && band.height > 0) {
-    uint8_t *out =
-        static_cast<uint8_t *>(band.bits) + static_cast<ptrdiff_t>(x) * pipeline.pixelBytes;
-    pipeline.put(c->coefBuffer, out, band.stride, asUnsigned(band.height), asUnsigned(columns));
-  }
-}
-
 Result decodeMcusOfRow(JpgContext *c, BitWindow *w, const McuPipeline &pipeline,
                        const JpgRect &band) {
   const int32_t mcuWidth = pipeline.mcuWidth;
@@ -76,7 +62,7 @@ Result decodeMcusOfRow(JpgContext *c, BitWindow *w, const McuPipeline &pipeline,
     if (c->lastMarker == kMarkerEoi) return JPG_E_END_OF_IMAGE;
     if (c->read.scanHoldsFrame == 0) return JPG_E_UNSUPPORTED;
     if (const Result r = decodeMcu(c, w, pipeline.step); r != JPG_OK) return r;
-    putMcu(c, pipeline, band, x, left < mcuWidth ? left : mcuWidth);
+    storeMcu(c, pipeline, band, x, left < mcuWidth ? left : mcuWidth);
     left = left > mcuWidth ? left - mcuWidth : 0;
   }
   return JPG_OK;
@@ -127,6 +113,18 @@ Result decodeMcuRow(JpgContext *c, const McuPipeline &pipeline, const JpgRect &b
   const Result r = decodeMcusOfRow(c, &w, pipeline, band);
   if (isOpen(w)) closeWindow(&w, &c->stream);
   return r;
+}
+
+void storeMcu(JpgContext *c, const McuPipeline &pipeline, const JpgRect &band, int32_t x,
+              int32_t columns) {
+  if (pipeline.put == nullptr) {
+    pipeline.expand(c, pipeline.sampling);
+    pipeline.write(c, &band, x, columns);
+  } else if (columns > 0 && band.height > 0) {
+    uint8_t *out =
+        static_cast<uint8_t *>(band.bits) + static_cast<ptrdiff_t>(x) * pipeline.pixelBytes;
+    pipeline.put(c->coefBuffer, out, band.stride, asUnsigned(band.height), asUnsigned(columns));
+  }
 }
 
 McuKernel chooseMcuKernel(const JpgContext &c, PixelWriter write) {

@@ -17,8 +17,8 @@ using BlockStep = Result (*)(JpgContext *c, BitWindow *w, int16_t *block,
 
 // What a call has chosen.
 struct McuPipeline {
-  BlockStep step;
-  McuKernel put;  // stores an MCU at once; null: expand, then write
+  BlockStep step;  // null where blocks come from a store
+  McuKernel put;   // stores an MCU at once; null: expand, then write
   ExpandRoutine expand;
   PixelWriter write;
   uint32_t pixelBytes;  // of put
@@ -29,6 +29,11 @@ struct McuPipeline {
 
 // The kernel that stores a full-size MCU of this frame as `write` would, null for none.
 McuKernel chooseMcuKernel(const JpgContext &c, PixelWriter write);
+
+// Stores the MCU whose limited sample blocks are in coefBuffer, at column x, its first
+// `columns` columns and the band's rows.
+void storeMcu(JpgContext *c, const McuPipeline &pipeline, const JpgRect &band, int32_t x,
+              int32_t columns);
 
 // Decodes one row of MCUs into `band`, whose height is the rows to store.
 // JPG_E_END_OF_IMAGE after EOI, JPG_E_UNSUPPORTED when the scan doesn't hold all

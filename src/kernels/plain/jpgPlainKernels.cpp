@@ -13,6 +13,14 @@ void makeSamples(int16_t *block) {
   limitBlock(block);
 }
 
+uint64_t present(const int16_t *block) {
+  uint64_t mask = 0;
+  for (uint32_t k = 0; k < kBlockSize; k++) {
+    if (block[kZigZag.natural[k]] != 0) mask |= uint64_t{1} << k;
+  }
+  return mask;
+}
+
 // Nearest multiple of the step, halves away from zero.
 int32_t quantise(int32_t coefficient, uint32_t step) {
   const auto magnitude = static_cast<uint32_t>(coefficient < 0 ? -coefficient : coefficient);
@@ -38,6 +46,6 @@ void makeLevels(int16_t *blocks, uint32_t count, const QuantSteps &steps, uint64
 
 }  // namespace
 
-constexpr Kernels jpgPlainKernels = {makeSamples, nullptr, {}, makeLevels, nullptr, {}};
+constexpr Kernels jpgPlainKernels = {makeSamples, present, nullptr, {}, makeLevels, nullptr, {}};
 
 }  // namespace jpg

@@ -10,6 +10,7 @@ namespace jpg {
 extern const Kernels jpgAvx2Kernels;
 
 void avx2MakeSamples(int16_t *block);
+uint64_t avx2Present(const int16_t *block);
 void avx2PutGray(const int16_t *blocks, uint8_t *out, ptrdiff_t stride, uint32_t rows,
                  uint32_t columns);
 void avx2PutYcc11(const int16_t *blocks, uint8_t *out, ptrdiff_t stride, uint32_t rows,

@@ -6,6 +6,7 @@
 #include <immintrin.h>
 
 #include "kernels/x86/jpgAvx2.h"
+#include "kernels/x86/jpgZigZagMask.h"
 
 namespace jpg {
 namespace {
@@ -120,40 +121,9 @@ __m256i quantise(__m256i v, const QuantReciprocals &q, int row) {
   return _mm256_sign_epi16(_mm256_mulhi_epu16(product, inBoth(q.shift + 8 * row)), v);
 }
 
-// Where the k-th coefficient of the zig-zag sequence (T.81 Figure 5) lies in the block.
-constexpr int naturalOf(int k) {
-  int at = 0;
-  for (int d = 0; d <= 14; d++) {
-    const int low = d > 7 ? d - 7 : 0, high = d > 7 ? 7 : d;
-    for (int i = low; i <= high; i++, at++) {
-      const int row = d % 2 != 0 ? i : d - i;
-      if (at == k) return 8 * row + (d - row);
-    }
-  }
-  return 0;
-}
-
-// Bytes that row kRow gives to the eight levels from 8 * kGroup on; -128 for none.
-struct ShuffleMask {
-  alignas(16) char byte[16];
-  bool any;
-};
-
-constexpr ShuffleMask makeMask(int group, int row) {
-  ShuffleMask m{};
-  for (int i = 0; i < 8; i++) {
-    const int natural = naturalOf(8 * group + i);
-    const bool here = natural / 8 == row;
-    m.byte[2 * i] = here ? static_cast<char>(2 * (natural % 8)) : static_cast<char>(-128);
-    m.byte[2 * i + 1] = here ? static_cast<char>(2 * (natural % 8) + 1) : static_cast<char>(-128);
-    if (here) m.any = true;
-  }
-  return m;
-}
-
 template <int kGroup, int kRow>
 __m256i take(__m256i row, __m256i others) {
-  static constexpr ShuffleMask kMask = makeMask(kGroup, kRow);
+  static constexpr WordMask kMask = makeWordMask(kGroup, kRow);
   if (!kMask.any) return others;
   const __m256i mask = _mm256_broadcastsi128_si256(load(kMask.byte));
   return _mm256_or_si256(others, _mm256_shuffle_epi8(row, mask));
