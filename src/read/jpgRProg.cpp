@@ -51,12 +51,20 @@ bool scanFitsMcu(const JpgContext &c) {
   return blocks <= c.blocksPerMcu;
 }
 
+// The store is too big for the caches: blocks are asked for a while before they are needed.
+inline void fetchAhead(const int16_t *block) {
+  constexpr uint32_t kAhead = 16 * kBlockSize;
+  __builtin_prefetch(block + kAhead, 1);
+  __builtin_prefetch(block + kAhead + kBlockSize / 2, 1);
+}
+
 Result decodeInterleavedMcu(JpgContext *c, BitWindow *w, uint32_t mcu) {
   if (!scanFitsMcu(*c)) return JPG_E_UNSUPPORTED;
   int16_t *block = storedMcu(*c, mcu) + c->scanBlockOffset * kBlockSize;
   for (uint32_t k = 0; k < c->scanNs; k++) {
     JpgScanComponent *component = &c->scanComponents[k];
     for (uint32_t i = 0; i < component->blocksPerMcu; i++, block += kBlockSize) {
+      fetchAhead(block);
       const Result r = decodeProgressiveWide(c, w, block, component);
       if (r != JPG_OK) return r;
     }
@@ -117,6 +125,7 @@ Result decodeBlockRow(JpgContext *c, BitWindow *w, const BlockRow &row, bool las
   int16_t *block = row.block;
   uint32_t inMcu = 0;
   for (uint32_t column = 1; column <= row.columns; column++) {
+    fetchAhead(block);
     const Result r = decodeProgressiveWide(c, w, block, &c->scanComponents[0]);
     if (r != JPG_OK) return r;
     countScanMcu(c, w, last && column == row.columns);
