@@ -4,6 +4,7 @@
 #include "read/jpgRBits.h"
 #include "read/jpgRRect.h"
 #include "read/jpgRVLC.h"
+#include "read/jpgRWindow.h"
 #include "share/jpgArith.h"
 #include "share/jpgMarkers.h"
 #include "share/jpgSpatial.h"
@@ -11,9 +12,22 @@
 namespace jpg {
 namespace {
 
+// Where differences come from: the bit window while it is open, the bit reader otherwise. The
+// window's head stands apart from it between the rows' ends.
+struct DifferenceSource {
+  JpgStream *s;
+  BitWindow *w;
+  WindowHead head;
+  struct Table {
+    HuffDecoder decoder;
+    const HuffShortcut *shortcuts;
+  } table[kMaxComponents];
+};
+
 // A row on its way: `above` is the row before it, where there is one.
 struct SpatialRow {
   JpgContext *c;
+  DifferenceSource *source;
   const uint8_t *above;
   uint8_t *out;
   int32_t mask;  // samples are kept modulo mask + 1
@@ -21,12 +35,75 @@ struct SpatialRow {
 
 using RowRoutine = Result (*)(const SpatialRow &row);
 
+// Bits of a code and its additional bits, and those asked of the window ahead of them.
+constexpr uint32_t kDifferenceBits = 2 * kMaxCodeLength;
+constexpr uint32_t kAskedBits = kWindowBits >= 64 ? kDifferenceBits : kMaxCodeLength;
+
+// By the bit reader. The next difference may be the window's again.
+[[gnu::noinline]] Result plainDifference(DifferenceSource *d, uint32_t k, int32_t *difference) {
+  if (isOpen(*d->w)) {
+    putBack(d->w, d->head);
+    closeWindow(d->w, d->s);
+  }
+  const Result r = decodeDifference(d->s, d->table[k].decoder, difference);
+  openWindow(d->w, d->s);
+  d->head = headOf(*d->w);
+  return r;
+}
+
+// A difference without a shortcut.
+[[gnu::noinline]] Result longDifference(DifferenceSource *d, uint32_t k, int32_t *difference) {
+  if (d->head.count < kDifferenceBits) return plainDifference(d, k, difference);
+  constexpr uint32_t kTopCategory = 16;  // its bits are taken as they stand
+  const HuffDecoder &table = d->table[k].decoder;
+  putBack(d->w, d->head);
+  noteReach(d->w, placeOf(*d->w) + table.maxLength);
+  const uint8_t entry = table.lookup[windowBits(*d->w, table.maxLength)];
+  if (entry == kNoCode) return JPG_E_FAIL;
+  dropWindowBits(d->w, table.codes[entry].length);
+  const uint32_t category = table.codes[entry].value;
+  if (category <= kTopCategory) {
+    const auto v = static_cast<int32_t>(windowBits(*d->w, category));
+    dropWindowBits(d->w, category);
+    const bool asItIs = category == kTopCategory || v >= kExtend.threshold[category];
+    *difference = asItIs ? v : v + kExtend.offset[category];
+  }
+  d->head = headOf(*d->w);
+  return category <= kTopCategory ? JPG_OK : JPG_E_FAIL;
+}
+
+inline Result nextDifference(DifferenceSource *d, uint32_t k, int32_t *difference) {
+  const DifferenceSource::Table &table = d->table[k];
+  const bool filled = d->head.count >= kAskedBits || fillHead(d->w, &d->head);
+  if (!filled || table.shortcuts == nullptr) return plainDifference(d, k, difference);
+  const HuffShortcut fast = table.shortcuts[d->head.bits >> (kWindowBits - kShortcutBits)];
+  const uint32_t skip = shortcutSkip(fast);
+  const uint32_t place = d->w->loaded - d->head.count;
+  uint32_t length = shortcutLength(fast);
+  int32_t value = shortcutValue(fast);
+  if (skip != 1 && skip != kSkipEnd) {
+    // The code alone: `value` is the category.
+    const auto category = static_cast<uint32_t>(value);
+    if (length == 0 || category > kMaxDctCategory || kWindowBits < 64) {
+      return longDifference(d, k, difference);
+    }
+    value = static_cast<int32_t>((d->head.bits << length) >> 1 >> (kWindowBits - 1 - category));
+    value += value >= kExtend.threshold[category] ? 0 : kExtend.offset[category];
+    length += category;
+  }
+  noteReach(d->w, place + table.decoder.maxLength);
+  d->head.bits <<= length;
+  d->head.count -= length;
+  *difference = value;
+  return JPG_OK;
+}
+
 // Decodes the row's i-th sample, of component k.
 template <typename Samples>
-Result decodeSample(const SpatialRow &row, uint32_t i, uint32_t k, int32_t prediction) {
+inline Result decodeSample(const SpatialRow &row, DifferenceSource *d, uint32_t i, uint32_t k,
+                           int32_t prediction) {
   int32_t difference = 0;
-  const HuffDecoder table = dcDecoder(row.c->scanComponents[k]);
-  const Result r = decodeDifference(&row.c->stream, table, &difference);
+  const Result r = nextDifference(d, k, &difference);
   if (r != JPG_OK) return r;
   Samples::store(row.out, i, wrapAdd(prediction, difference) & row.mask);
   return JPG_OK;
@@ -41,7 +118,7 @@ Result decodeFirstRow(const SpatialRow &row) {
   const int32_t mid = c.Al < c.precision ? 1 << (c.precision - c.Al - 1) : 0;
   for (uint32_t i = 0; i < c.width * n; i++) {
     const int32_t prediction = i < n ? mid : Samples::load(row.out, i - n);
-    const Result r = decodeSample<Samples>(row, i, i % n, prediction);
+    const Result r = decodeSample<Samples>(row, row.source, i, i % n, prediction);
     if (r != JPG_OK) return r;
   }
   return JPG_OK;
@@ -52,7 +129,7 @@ template <typename Samples>
 Result decodeFirstPixel(const SpatialRow &row) {
   const uint32_t n = row.c->width != 0 ? row.c->numComponents : 0;
   for (uint32_t i = 0; i < n; i++) {
-    const Result r = decodeSample<Samples>(row, i, i, Samples::load(row.above, i));
+    const Result r = decodeSample<Samples>(row, row.source, i, i, Samples::load(row.above, i));
     if (r != JPG_OK) return r;
   }
   return JPG_OK;
@@ -62,13 +139,15 @@ template <typename Samples, uint32_t kSelection>
 Result decodeRow(const SpatialRow &row) {
   if (const Result r = decodeFirstPixel<Samples>(row); r != JPG_OK) return r;
   const uint32_t n = row.c->numComponents;
-  for (uint32_t x = 1; x < row.c->width; x++) {
+  const uint32_t width = row.c->width;
+  DifferenceSource *d = row.source;
+  for (uint32_t x = 1; x < width; x++) {
     for (uint32_t k = 0; k < n; k++) {
       const uint32_t i = x * n + k;
       const int32_t a = Samples::load(row.out, i - n);
       const int32_t b = Samples::load(row.above, i);
       const int32_t c = Samples::load(row.above, i - n);
-      const Result r = decodeSample<Samples>(row, i, k, predict<kSelection>(a, b, c));
+      const Result r = decodeSample<Samples>(row, d, i, k, predict<kSelection>(a, b, c));
       if (r != JPG_OK) return r;
     }
   }
@@ -116,6 +195,14 @@ void passRestart(JpgContext *c) {
   }
 }
 
+// Leaves the stream as the bit reader would have.
+void closeSource(DifferenceSource *d) {
+  if (!isOpen(*d->w)) return;
+  putBack(d->w, d->head);
+  closeWindow(d->w, d->s);
+  d->head = headOf(*d->w);
+}
+
 // Decodes a row and counts its pixels.
 Result decodeAnyRow(const SpatialRoutines &routines, const SpatialRow &row) {
   JpgContext *c = row.c;
@@ -125,6 +212,7 @@ Result decodeAnyRow(const SpatialRoutines &routines, const SpatialRow &row) {
   c->mcusSinceRestart += c->width;
   if (c->mcusSinceRestart == c->restartInterval) {
     c->flags |= kFlagPositioned;
+    closeSource(row.source);
     passRestart(c);
   }
   return JPG_OK;
@@ -135,6 +223,16 @@ uint32_t rowBytes(const JpgContext &c) {
   return c.width * c.numComponents * sampleBytes(c.precision);
 }
 
+DifferenceSource sourceOf(JpgContext *c, BitWindow *w) {
+  DifferenceSource d = {&c->stream, w, headOf(*w), {}};
+  for (uint32_t k = 0; k < c->numComponents; k++) {
+    const HuffDecoder decoder = dcDecoder(c->scanComponents[k]);
+    const bool there = decoder.lookup != nullptr;
+    d.table[k] = {decoder, there ? shortcutsOf(decoder.lookup, decoder.maxLength) : nullptr};
+  }
+  return d;
+}
+
 // Decodes the rows. What is then the current row, the one behind those decoded unless
 // they ended the image, becomes the saved row that the next call predicts from.
 Result decodeSpatialRows(JpgContext *c, const JpgRect &rect, int32_t lines) {
@@ -143,14 +241,21 @@ Result decodeSpatialRows(JpgContext *c, const JpgRect &rect, int32_t lines) {
       static_cast<int32_t>(c->precision <= kMaxBytePrecision ? 0xFFU : (1U << c->precision) - 1);
   auto *out = static_cast<uint8_t *>(rect.bits);
   const uint8_t *above = reinterpret_cast<const uint8_t *>(c->losslessRowBuffer);
+  BitWindow w;
+  initWindow(&w);
+  DifferenceSource source = sourceOf(c, &w);
   for (int32_t i = 0; i < lines; i++) {
-    const Result r = decodeAnyRow(routines, {c, above, out, mask});
-    if (r != JPG_OK) return r;
+    const Result r = decodeAnyRow(routines, {c, &source, above, out, mask});
+    if (r != JPG_OK) {
+      closeSource(&source);
+      return r;
+    }
     c->rowPosition++;
     if (c->rowPosition >= c->height) break;
     above = out;
     out += rect.stride;
   }
+  closeSource(&source);
   memcpy(c->losslessRowBuffer, out, rowBytes(*c));
   return JPG_OK;
 }

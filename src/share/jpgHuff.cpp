@@ -47,21 +47,29 @@ void assignCodes(const uint8_t *values, JpgHuffCode *codes) {
   }
 }
 
-// Shortcuts of a code whose additional bits fit: one for each of their values, repeated for
-// the bits that don't matter.
+// The words that begin with a code of `length` bits.
+void fillShortcuts(const JpgHuffCode &code, HuffShortcut *shortcuts, HuffShortcut word) {
+  const uint32_t free = kShortcutBits - code.length;
+  HuffShortcut *at = shortcuts + (code.code << free);
+  for (uint32_t i = 0; i < uint32_t{1} << free; i++) at[i] = word;
+}
+
+// Shortcuts of a code of at most kShortcutBits: with its additional bits where they fit, one
+// for each of their values, else to the symbol.
 void addShortcuts(const JpgHuffCode &code, HuffShortcut *shortcuts) {
   const uint32_t size = code.value & 15;
   const uint32_t used = code.length + size;
   const bool end = code.value == 0;
-  if (used > kShortcutBits || (size == 0 && !end)) return;
-  const uint32_t free = kShortcutBits - used;
-  HuffShortcut *at = shortcuts + (code.code << (kShortcutBits - code.length));
+  if (used > kShortcutBits || (size == 0 && !end)) {
+    fillShortcuts(code, shortcuts, uint32_t{code.value} << 16 | kSkipNone << 8 | code.length);
+    return;
+  }
+  const uint32_t skip = end ? kSkipEnd : (code.value >> 4) + 1U;
   for (uint32_t bits = 0; bits < uint32_t{1} << size; bits++) {
     const auto v = static_cast<int32_t>(bits);
     const int32_t value = v >= kExtend.threshold[size] ? v : v + kExtend.offset[size];
-    const uint32_t skip = end ? kSkipEnd : (code.value >> 4) + 1U;
-    const HuffShortcut s = static_cast<uint32_t>(value) << 16 | skip << 8 | used;
-    for (uint32_t i = 0; i < uint32_t{1} << free; i++) *at++ = s;
+    const JpgHuffCode longer = {code.code << size | bits, 0, static_cast<uint16_t>(used)};
+    fillShortcuts(longer, shortcuts, static_cast<uint32_t>(value) << 16 | skip << 8 | used);
   }
 }
 

@@ -43,11 +43,13 @@ struct HuffSource {
 // A word each: value << 16 | skip << 8 | length. `value` are the extended additional bits, 16
 // with a sign; `skip` is the run + 1 of a code with a size, plus kSkipThenEnd where the code
 // for the end of the block follows, or kSkipEnd or kSkipNone; `length` counts the bits of all.
+// With kSkipNone, a `length` other than 0 is that of a code without its additional bits, and
+// `value` its symbol.
 constexpr uint32_t kShortcutBits = 10;
 using HuffShortcut = uint32_t;
 constexpr uint32_t kSkipEnd = 64;       // symbol 0: end of block, or category 0
 constexpr uint32_t kSkipThenEnd = 128;  // the last coefficient
-constexpr uint32_t kSkipNone = 255;     // no shortcut: the lookup array tells
+constexpr uint32_t kSkipNone = 255;     // no shortcut, or to the symbol alone
 
 constexpr int32_t shortcutValue(HuffShortcut s) { return static_cast<int32_t>(s) >> 16; }
 constexpr uint32_t shortcutSkip(HuffShortcut s) { return s >> 8 & 0xFF; }

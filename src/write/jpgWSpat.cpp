@@ -8,6 +8,7 @@
 #include "write/jpgWHead.h"
 #include "write/jpgWMark.h"
 #include "write/jpgWVLC.h"
+#include "write/jpgWWide.h"
 
 namespace jpg {
 namespace {
@@ -63,11 +64,27 @@ using LineRoutine = Result (*)(const SpatialLine &line);
 
 // 8-bit differences are coded as they are, wider ones modulo 65536.
 template <typename Samples>
-Result putSample(const SpatialLine &line, uint32_t i, int32_t prediction) {
+inline void putSample(BitRun *run, const SpatialLine &line, uint32_t i, int32_t prediction) {
   const int32_t difference = Samples::load(line.in, i) - prediction;
   const JpgHuffCode *table = line.c->dcTables[0].codes;
-  return Samples::kBytes == 1 ? putDifference(line.c, table, difference)
-                              : putLosslessDifference(line.c, table, difference);
+  if (Samples::kBytes == 1) {
+    putDifference(run, table, difference);
+  } else {
+    putLosslessDifference(run, table, difference);
+  }
+}
+
+// Codes the samples from..to - 1; the predictor gives the prediction of sample i.
+template <typename Samples, typename Predictor>
+Result putSamples(const SpatialLine &line, uint32_t from, uint32_t to, Predictor predictor) {
+  uint8_t apart[kMaxRunBytes];
+  while (from < to) {
+    const uint32_t end = to - from > kMaxRunCodes ? from + kMaxRunCodes : to;
+    BitRun run = beginRun(line.c, apart);
+    for (; from < end; from++) putSample<Samples>(&run, line, from, predictor(from));
+    if (const Result r = endRun(line.c, run); r != JPG_OK) return r;
+  }
+  return JPG_OK;
 }
 
 template <typename Samples>
@@ -75,28 +92,21 @@ Result encodeFirstLine(const SpatialLine &line) {
   const JpgContext &c = *line.c;
   const uint32_t n = c.write.frameComponents;
   const int32_t mid = 1 << (c.precision - 1);
-  for (uint32_t i = 0; i < c.write.frameWidth * n; i++) {
-    const int32_t prediction = i < n ? mid : Samples::load(line.in, i - n);
-    if (const Result r = putSample<Samples>(line, i, prediction); r != JPG_OK) return r;
-  }
-  return JPG_OK;
+  return putSamples<Samples>(line, 0, c.write.frameWidth * n, [&line, n, mid](uint32_t i) {
+    return i < n ? mid : Samples::load(line.in, i - n);
+  });
 }
 
 template <typename Samples, uint32_t kSelection>
 Result encodeLine(const SpatialLine &line) {
   const uint32_t n = line.c->write.frameComponents;
-  for (uint32_t i = 0; i < n; i++) {
-    const Result r = putSample<Samples>(line, i, Samples::load(line.above, i));
-    if (r != JPG_OK) return r;
-  }
-  for (uint32_t i = n; i < line.c->write.frameWidth * n; i++) {
-    const int32_t a = Samples::load(line.in, i - n);
-    const int32_t b = Samples::load(line.above, i);
-    const int32_t c = Samples::load(line.above, i - n);
-    const Result r = putSample<Samples>(line, i, predict<kSelection>(a, b, c));
-    if (r != JPG_OK) return r;
-  }
-  return JPG_OK;
+  const Result r =
+      putSamples<Samples>(line, 0, n, [&line](uint32_t i) { return Samples::load(line.above, i); });
+  if (r != JPG_OK) return r;
+  return putSamples<Samples>(line, n, line.c->write.frameWidth * n, [&line, n](uint32_t i) {
+    return predict<kSelection>(Samples::load(line.in, i - n), Samples::load(line.above, i),
+                               Samples::load(line.above, i - n));
+  });
 }
 
 // What a call has chosen.

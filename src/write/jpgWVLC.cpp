@@ -4,7 +4,6 @@
 
 #include "kernels/jpgKernels.h"
 #include "share/jpgMarkers.h"
-#include "write/jpgWMagnitude.h"
 #include "write/jpgWMark.h"
 #include "write/jpgWMcu.h"
 #include "write/jpgWWide.h"
@@ -28,27 +27,6 @@ Result putDataByte(JpgContext *c, uint32_t byte) {
   return byte == kFill ? putByte(c, 0) : JPG_OK;
 }
 
-// The four bytes of a full bit buffer, most significant first.
-Result emitWord(JpgContext *c) {
-  constexpr uint32_t kRoomForWord = 8;  // four bytes, each stuffed
-  JpgStream *s = &c->stream;
-  if (s->bufIndex >= kStreamBuffer - kRoomForWord) {
-    for (uint32_t shift = 32; shift > 0; shift -= 8) {
-      const Result r = putDataByte(c, s->bitBuffer >> (shift - 8) & 0xFF);
-      if (r != JPG_OK) return r;
-    }
-    return JPG_OK;
-  }
-  uint8_t *out = s->inputBuffer + s->bufIndex;
-  for (uint32_t shift = 32; shift > 0; shift -= 8) {
-    const auto byte = static_cast<uint8_t>(s->bitBuffer >> (shift - 8));
-    *out++ = byte;
-    if (byte == kFill) *out++ = 0;
-  }
-  s->bufIndex = static_cast<uint32_t>(out - s->inputBuffer);
-  return JPG_OK;
-}
-
 // Pads the pending bits to whole bytes and puts them out.
 Result flushBits(JpgContext *c) {
   JpgStream *s = &c->stream;
@@ -63,12 +41,6 @@ Result flushBits(JpgContext *c) {
   s->bitCount = kBitBufferSize;
   return JPG_OK;
 }
-
-Result putWithBits(JpgContext *c, const JpgHuffCode &code, const Magnitude &m) {
-  return putBits(c, code.code << m.category | m.bits, code.length + uint32_t{m.category});
-}
-
-int32_t magnitude(int32_t v) { return v < 0 ? -v : v; }
 
 // Transforms and quantises an MCU's blocks, those of components with one table together.
 void makeLevels(const JpgContext &c, int16_t *blocks, uint64_t *present) {
@@ -85,38 +57,6 @@ void makeLevels(const JpgContext &c, int16_t *blocks, uint64_t *present) {
 }
 
 }  // namespace
-
-Result putBits(JpgContext *c, uint32_t value, uint32_t length) {
-  JpgStream *s = &c->stream;
-  const uint32_t free = s->bitCount;
-  if (length < free) {
-    s->bitBuffer = s->bitBuffer << length | value;
-    s->bitCount = free - length;
-    return JPG_OK;
-  }
-  const uint32_t rest = length - free;  // bits that don't fit the word, 0 to 31
-  const uint32_t filled = free < 32 ? s->bitBuffer << free : 0;
-  s->bitBuffer = filled | value >> rest;
-  const Result r = emitWord(c);
-  s->bitBuffer = value & ((1U << rest) - 1);
-  s->bitCount = kBitBufferSize - rest;
-  return r;
-}
-
-Result putDifference(JpgContext *c, const JpgHuffCode *table, int32_t difference) {
-  const Magnitude &m = magnitudeOf(difference);
-  return putWithBits(c, table[m.category], m);
-}
-
-Result putLosslessDifference(JpgContext *c, const JpgHuffCode *table, int32_t difference) {
-  constexpr int32_t kHalfRange = 32768;
-  const uint32_t low = static_cast<uint32_t>(difference) & 0xFFFF;
-  const int32_t d = static_cast<int32_t>(low) - (low > kHalfRange ? 2 * kHalfRange : 0);
-  uint32_t category = 0;
-  while (magnitude(d) >> category != 0) category++;
-  const uint32_t bits = static_cast<uint32_t>(d < 0 ? d - 1 : d) & ((1U << category) - 1);
-  return putBits(c, table[category].code << category | bits, table[category].length + category);
-}
 
 Result writeMarker(JpgContext *c, uint32_t marker) {
   if (const Result r = flushBits(c); r != JPG_OK) return r;

@@ -23,17 +23,6 @@ constexpr uint32_t kBitBufferSize = 32;
 constexpr uint32_t kOutputFine = 0;
 constexpr uint32_t kOutputShort = 2;  // the sink took fewer bytes than given
 
-// Appends the low `length` bits of value, 1 to 32; no higher bits may be set.
-Result putBits(JpgContext *c, uint32_t value, uint32_t length);
-
-// Codes a DC difference, -2047..2047, or a lossless one of up to 8-bit samples, with
-// an encoding table (256 codes by symbol).
-Result putDifference(JpgContext *c, const JpgHuffCode *table, int32_t difference);
-
-// Codes a lossless difference of samples above 8 bits, brought into -32767..32768
-// modulo 65536; 32768 takes category 16 and 16 bits.
-Result putLosslessDifference(JpgContext *c, const JpgHuffCode *table, int32_t difference);
-
 // Pads the pending bits with 1-bits to a byte, puts them out, and the marker.
 Result writeMarker(JpgContext *c, uint32_t marker);
 

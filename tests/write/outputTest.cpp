@@ -9,6 +9,7 @@
 #include "share/jpgHeap.h"
 #include "write/jpgWHead.h"
 #include "write/jpgWVLC.h"
+#include "write/jpgWWide.h"
 
 namespace {
 
@@ -36,6 +37,27 @@ class Output : public testing::Test {
 };
 
 using Bytes = std::vector<uint8_t>;
+
+// A run of one code.
+template <typename Put>
+Result inRun(JpgContext *c, Put put) {
+  uint8_t apart[kMaxRunBytes];
+  BitRun run = beginRun(c, apart);
+  put(&run);
+  return endRun(c, run);
+}
+
+Result putBits(JpgContext *c, uint32_t value, uint32_t length) {
+  return inRun(c, [=](BitRun *run) { putRunBits(run, value, length); });
+}
+
+Result putDifference(JpgContext *c, const JpgHuffCode *table, int32_t d) {
+  return inRun(c, [=](BitRun *run) { jpg::putDifference(run, table, d); });
+}
+
+Result putLosslessDifference(JpgContext *c, const JpgHuffCode *table, int32_t d) {
+  return inRun(c, [=](BitRun *run) { jpg::putLosslessDifference(run, table, d); });
+}
 
 TEST_F(Output, BitsLeaveByWordsMostSignificantFirst) {
   EXPECT_EQ(putBits(c_.get(), 0x1, 4), JPG_OK);
