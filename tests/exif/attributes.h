@@ -7,6 +7,7 @@
 
 #include "exif/jpgRExif.h"
 #include "exif/tiffBuilder.h"
+#include "platform/faulty/faulty.h"
 #include "support/reader.h"
 
 namespace jpgtest {
@@ -75,6 +76,12 @@ class Cursor {
   JpgIfdCursor *cursor_ = nullptr;
   uint32_t result_ = 0;
 };
+
+// Makes the n-th call of an operation from now on fail. Handles that are open then are those
+// made behind the last jpg::faulty::reset().
+inline void failFromNow(jpg::faulty::Operation operation, uint32_t n) {
+  jpg::faulty::arm(operation, jpg::faulty::Fault::kFail, jpg::faulty::calls(operation) + n);
+}
 
 }  // namespace jpgtest
 

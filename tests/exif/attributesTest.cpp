@@ -4,14 +4,12 @@
 #include <array>
 #include <string>
 
-#include "platform/faulty/faulty.h"
 #include "support/picture.h"
 #include "support/streamBuilder.h"
 
 namespace {
 
 using namespace jpgtest;
-using jpg::faulty::Fault;
 using jpg::faulty::Operation;
 
 Bytes bytesOf(const std::string &text) { return {text.begin(), text.end()}; }
@@ -180,11 +178,6 @@ TEST(ExifEpilog, RefusesWhatIsNoAttributeHandle) {
   JpgExifAttributes copy = *attributes.handle();
   copy.recordSize++;
   EXPECT_RESULT(JPG_E_INVALID_HANDLE, jpgReadExifReadAttributeEpilog(&copy));
-}
-
-// Makes the n-th call of an operation from now on fail.
-void failFromNow(Operation operation, uint32_t n) {
-  jpg::faulty::arm(operation, Fault::kFail, jpg::faulty::calls(operation) + n);
 }
 
 TEST(ExifEpilog, FreesAllBlocksAndTellsWhetherTheRecordWentBack) {
