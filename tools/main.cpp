@@ -21,16 +21,18 @@ constexpr Command kCommands[] = {
     {"decode", jpgtool::runDecode, jpgtool::kDecodeHelp},
     {"encode", jpgtool::runEncode, jpgtool::kEncodeHelp},
     {"exif", jpgtool::runExif, jpgtool::kExifHelp},
+    {"thumbnail", jpgtool::runThumbnail, jpgtool::kThumbnailHelp},
 };
 
 constexpr char kHelp[] =
     "Usage: jpgtool COMMAND [ARGUMENT...]\n"
     "\n"
     "Commands:\n"
-    "  info     what a JPEG file holds\n"
-    "  decode   a JPEG file into a picture file\n"
-    "  encode   a picture file into a JPEG file\n"
-    "  exif     the Exif attributes of a JPEG file\n"
+    "  info        what a JPEG file holds\n"
+    "  decode      a JPEG file into a picture file\n"
+    "  encode      a picture file into a JPEG file\n"
+    "  exif        the Exif attributes of a JPEG file\n"
+    "  thumbnail   the Exif thumbnail of a JPEG file into a bitmap file\n"
     "\n"
     "  jpgtool COMMAND --help   more about a command\n"
     "  jpgtool --version        the version\n"
