@@ -480,6 +480,38 @@ class Bitmaps(Tool):
                          (b"BM", len(data), 0, 66, 40, 80, 60, 1, 16, 3, 160 * 60, 2835, 2835))
         self.assertEqual(struct.unpack_from("<III", data, 54), (0xF800, 0x07E0, 0x001F))
 
+    def opened_by_ffmpeg(self, name, pixels):
+        if shutil.which("ffmpeg") is None:
+            self.skipTest("ffmpeg isn't installed")
+        words = ["ffmpeg", "-v", "error", "-i", self.path(name), "-f", "rawvideo", "-pix_fmt", pixels, "-"]
+        return subprocess.run(words, capture_output=True, check=True, timeout=60).stdout
+
+    def test_another_program_opens_them_with_the_same_pixels(self):
+        # rows that are padded at every depth, 53 and 27 pixels wide
+        picture = self.write("p.ppm", ppm(53, 37, lambda x, y: (4 * x, 6 * y, 255 - 2 * x - 3 * y)))
+        self.check("encode", picture, "-o", self.path("p.jpg"), "--quality", "95")
+        for scale in ("1/1", "1/2"):
+            for bits in ("8", "16", "24"):
+                options = ["-o", self.path("p.bmp"), "--bits", bits, "--scale", scale]
+                self.check("decode", self.path("p.jpg"), *options)
+                _, _, _, pixels = parse_any_bmp(self.read("p.bmp"))
+                self.assertEqual(len(pixels), 53 * 37 if scale == "1/1" else 27 * 19)
+                if bits == "16":  # words: programs differ in how they widen 5 bits
+                    words = [r >> 3 << 11 | g >> 2 << 5 | b >> 3 for r, g, b in pixels]
+                    self.assertEqual(self.opened_by_ffmpeg("p.bmp", "rgb565le"),
+                                     struct.pack(f"<{len(words)}H", *words))
+                else:
+                    self.assertEqual(self.opened_by_ffmpeg("p.bmp", "rgb24"), b"".join(pixels))
+            plain = parse_pnm(self.check("decode", self.path("p.jpg"), "-o", "-", "--scale", scale))[4]
+            self.assertEqual(self.opened_by_ffmpeg("p.bmp", "rgb24"), plain)
+
+    def test_another_program_opens_grey_ones(self):
+        gray = b"P5\n53 37\n255\n" + bytes(i % 256 for i in range(53 * 37))
+        self.check("encode", self.write("g.pgm", gray), "-o", self.path("g.jpg"))
+        self.check("decode", self.path("g.jpg"), "-o", self.path("g.bmp"), "--bits", "8")
+        plain = parse_pnm(self.check("decode", self.path("g.jpg"), "-o", "-"))[4]
+        self.assertEqual(self.opened_by_ffmpeg("g.bmp", "rgb24"), b"".join(bytes([v] * 3) for v in plain))
+
     def test_grey_and_progressive_and_what_is_refused(self):
         gray = self.write("g.jpg", flat_jpeg(9, 7, 1, first=8))
         self.check("decode", gray, "-o", self.path("g.bmp"), "--bits", "8")
