@@ -1,14 +1,15 @@
 #!/usr/bin/env python3
-"""Compares jpgtool exif with exiftool: test_exiftool.py JPGTOOL SOURCE_DIR CORPUS_DIR
+"""Compares jpgtool exif and thumbnail with exiftool: test_exiftool.py JPGTOOL SOURCE_DIR CORPUS_DIR
 
 Every file of the corpus's exif folder (of the folder that JPG_CORPUS names, if it does) that
-both programs read; every entry that both print. Exit status 77 when there is nothing to
-compare with."""
+both programs read; every entry that both print; and the JPEG thumbnails that exiftool cuts out,
+decoded as files of their own. Exit status 77 when there is nothing to compare with."""
 import json
 import os
 import shutil
 import subprocess
 import sys
+import tempfile
 
 SKIPPED = 77
 GROUPS = {"0th": "IFD0", "1st": "IFD1", "Exif": "ExifIFD", "GPS": "GPS",
@@ -138,6 +139,41 @@ def compare_file(tool, file, groups):
     return compared, different
 
 
+def pixels_of(tool, command, file, folder):
+    """A 24-bit bitmap's size and rows, by a command of the tool; None when that fails."""
+    name = os.path.join(folder, "picture.bmp")
+    words = [tool, command, file, "-o", name, "--bits", "24"]
+    if subprocess.run(words, capture_output=True, timeout=60).returncode != 0:
+        return None
+    with open(name, "rb") as stream:
+        data = stream.read()
+    return data[18:26], data[54:]
+
+
+def compare_thumbnail(tool, file, folder):
+    """True when the thumbnail is that which exiftool cuts out; None when there is none, or the
+    tool doesn't read the file."""
+    if jpgtool_tags(tool, file) is None:
+        return None
+    words = ["exiftool", "-b", "-ThumbnailImage", file]
+    jpeg = subprocess.run(words, capture_output=True, timeout=60).stdout
+    if not jpeg.startswith(b"\xff\xd8"):
+        return None
+    name = os.path.join(folder, "thumbnail.jpg")
+    with open(name, "wb") as stream:
+        stream.write(jpeg)
+    expected = pixels_of(tool, "decode", name, folder)
+    return expected is not None and pixels_of(tool, "thumbnail", file, folder) == expected
+
+
+def compare_thumbnails(tool, files):
+    """How many were compared, and the files whose thumbnails differ."""
+    with tempfile.TemporaryDirectory() as folder:
+        same = {file: compare_thumbnail(tool, file, folder) for file in files}
+    return (sum(s is not None for s in same.values()),
+            [f"{file}: the thumbnail differs" for file, s in same.items() if s is False])
+
+
 def main(tool, corpus):
     if shutil.which("exiftool") is None:
         skip("exiftool isn't installed (scripts/setup.sh test)")
@@ -152,9 +188,11 @@ def main(tool, corpus):
         files_compared += compared > 0
         entries_compared += compared
         different += wrong
-    print(f"{entries_compared} entries of {files_compared} files compared")
+    thumbnails, wrong = compare_thumbnails(tool, files)
+    different += wrong
+    print(f"{entries_compared} entries of {files_compared} files and {thumbnails} thumbnails compared")
     print("\n".join(different))
-    return 0 if files_compared > 0 and not different else 1
+    return 0 if files_compared > 0 and thumbnails > 0 and not different else 1
 
 
 if __name__ == "__main__":
