@@ -214,7 +214,9 @@ TEST(RgbThumbnail, AStripTableThatLiesIsNotThere) {
   EXPECT_RESULT(JPG_E_NOT_FOUND, with({width, height, rgb, base.text(273, "abc"), sizes}));
   EXPECT_RESULT(JPG_E_NOT_FOUND, with({width, height, rgb, base.claim(273, kLong, 7, 60000), rows,
                                        base.claim(279, kLong, 7, 60000)}));
-  // A picture that can't be in a segment.
+  // A picture that can't be in a segment is described as far as 16 bits go.
+  EXPECT_RESULT(JPG_OK, with({base.longOf(256, 65535), height, rgb, offsets, sizes}));
+  EXPECT_RESULT(JPG_OK, with({width, base.longOf(257, 65535), rgb, offsets, sizes}));
   EXPECT_RESULT(JPG_E_NOT_FOUND, with({base.longOf(256, 65536), height, rgb, offsets, sizes}));
   EXPECT_RESULT(JPG_E_NOT_FOUND, with({width, base.longOf(257, 65536), rgb, offsets, sizes}));
 }
