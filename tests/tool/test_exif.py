@@ -38,7 +38,8 @@ class Tiff:
 
     def jpeg(self):
         """A small stream with this segment."""
-        return flat_jpeg(8, 8, 1)[:2] + segment(0xE1, b"Exif\0\0" + self.data) + flat_jpeg(8, 8, 1)[2:]
+        plain = flat_jpeg(8, 8, 1)
+        return plain[:2] + segment(0xE1, b"Exif\0\0" + self.data) + plain[2:]
 
 
 def five_directories(order):
@@ -69,7 +70,8 @@ class Exif(Tool):
             stream = self.write("e.jpg", five_directories(order).jpeg())
             told = json.loads(self.check("exif", "--json", stream))
             self.assertEqual(told["byteOrder"], name)
-            self.assertEqual(list(told["directories"]), ["0th", "1st", "Exif", "GPS", "Interoperability"])
+            self.assertEqual(list(told["directories"]),
+                             ["0th", "1st", "Exif", "GPS", "Interoperability"])
             seen = {d: {e["tag"]: e for e in entries} for d, entries in told["directories"].items()}
             pointers = [seen["0th"].pop(34665), seen["0th"].pop(34853), seen["Exif"].pop(40965)]
             self.assertEqual([p["name"] for p in pointers],
@@ -92,13 +94,14 @@ class Exif(Tool):
                 "GPS": [(0, "GPSVersionID", "BYTE", 4, "numbers", [2, 2, 0, 0]),
                         (1, "GPSLatitudeRef", "ASCII", 2, "text", "N"),
                         (2, "GPSLatitude", "RATIONAL", 3, "numbers", [[50, 1], [7, 1], [255, 10]])],
-                "Interoperability": [(1, "InteroperabilityIndex", "ASCII", 4, "text", "R98"),
-                                     (2, "InteroperabilityVersion", "UNDEFINED", 4, "bytes", "30313030")],
+                "Interoperability": [
+                    (1, "InteroperabilityIndex", "ASCII", 4, "text", "R98"),
+                    (2, "InteroperabilityVersion", "UNDEFINED", 4, "bytes", "30313030")],
             }
             for directory, entries in expected.items():
-                self.assertEqual(
-                    list(seen[directory].values()),
-                    [dict(zip(("tag", "name", "type", "count", e[4]), (*e[:4], e[5]))) for e in entries])
+                wanted = [{"tag": tag, "name": name, "type": kind, "count": count, key: value}
+                          for tag, name, kind, count, key, value in entries]
+                self.assertEqual(list(seen[directory].values()), wanted)
 
     def test_text_tells_the_same(self):
         text = self.check("exif", self.write("e.jpg", five_directories(">").jpeg())).decode()
@@ -118,7 +121,8 @@ class Exif(Tool):
                          (40000, 3, 40, struct.pack("<40H", *range(40)))])
         name = self.write("e.jpg", tiff.jpeg())
         text = self.check("exif", name).decode()
-        for value in ('"' + "x" * 100 + '" ...', bytes(range(24)).hex() + " ...", " 0 1 2 3 4 5 6 7 ..."):
+        for value in ('"' + "x" * 100 + '" ...', bytes(range(24)).hex() + " ...",
+                      " 0 1 2 3 4 5 6 7 ..."):
             self.assertIn(value + "\n", text)
         told = json.loads(self.check("exif", "--json", name))["directories"]["0th"]
         self.assertEqual([e.get("text", e.get("bytes", e.get("numbers"))) for e in told],
@@ -148,7 +152,8 @@ class Exif(Tool):
             tiff = Tiff("<")
             tiff.data = b"II"
             empty = self.write("e.jpg", tiff.jpeg())
-            self.refused(1, "its Exif segment is empty (0x80000300 JPG_E_NOT_FOUND)", *command, empty)
+            self.refused(1, "its Exif segment is empty (0x80000300 JPG_E_NOT_FOUND)", *command,
+                         empty)
             self.refused(1, "JPG_E_OPEN_FAILED", *command, self.path("none.jpg"))
         told = json.loads(self.check("exif", "--json", self.write("n.jpg", Tiff("<").jpeg())))
         self.assertEqual(told["directories"], {})
@@ -175,7 +180,8 @@ class Thumbnail(Tool):
         name = self.compressed(flat_jpeg(13, 9, 1, first=8))
         self.check("thumbnail", name, "-o", self.path("t.bmp"))
         self.assertEqual(parse_bmp(self.read("t.bmp")), (13, 9, 8, bytes([136]) * 13 * 9))
-        self.refused(1, "not supported", "thumbnail", name, "-o", self.path("x.bmp"), "--bits", "24")
+        self.refused(1, "not supported", "thumbnail", name, "-o", self.path("x.bmp"),
+                     "--bits", "24")
 
     def test_an_uncompressed_one_in_strips(self):
         rgb = bytes((7 * i) % 256 for i in range(5 * 4 * 3))
@@ -190,7 +196,8 @@ class Thumbnail(Tool):
 
     def test_what_is_refused(self):
         name = self.compressed(flat_jpeg(13, 9, 3))
-        self.refused(1, "the bitmap goes into a .bmp file", "thumbnail", name, "-o", self.path("t.png"))
+        self.refused(1, "the bitmap goes into a .bmp file", "thumbnail", name, "-o",
+                     self.path("t.png"))
         os.symlink(name, self.path("l.bmp"))
         self.refused(1, "is the input file", "thumbnail", name, "-o", self.path("l.bmp"))
         self.refused(1, "cannot create", "thumbnail", name, "-o", self.path("no/t.bmp"))

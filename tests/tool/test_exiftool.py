@@ -190,7 +190,8 @@ def main(tool, corpus):
         different += wrong
     thumbnails, wrong = compare_thumbnails(tool, files)
     different += wrong
-    print(f"{entries_compared} entries of {files_compared} files and {thumbnails} thumbnails compared")
+    print(f"compared: {entries_compared} entries of {files_compared} files, "
+          f"{thumbnails} thumbnails")
     print("\n".join(different))
     return 0 if files_compared > 0 and thumbnails > 0 and not different else 1
 

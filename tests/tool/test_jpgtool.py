@@ -459,7 +459,8 @@ class Bitmaps(Tool):
     def test_24_bits_are_the_pixels_that_other_files_get(self):
         for scale in ("1/1", "1/4"):
             self.check("decode", SAMPLE, "-o", self.path("a.bmp"), "--bits", "24", "--scale", scale)
-            _, width, height, _, pixels = parse_pnm(self.check("decode", SAMPLE, "-o", "-", "--scale", scale))
+            plain = self.check("decode", SAMPLE, "-o", "-", "--scale", scale)
+            _, width, height, _, pixels = parse_pnm(plain)
             self.assertEqual(parse_bmp(self.read("a.bmp")), (width, height, 24, pixels))
 
     def test_reduced_bitmaps_stay_close_on_average(self):
@@ -483,7 +484,8 @@ class Bitmaps(Tool):
     def opened_by_ffmpeg(self, name, pixels):
         if shutil.which("ffmpeg") is None:
             self.skipTest("ffmpeg isn't installed")
-        words = ["ffmpeg", "-v", "error", "-i", self.path(name), "-f", "rawvideo", "-pix_fmt", pixels, "-"]
+        words = ["ffmpeg", "-v", "error", "-i", self.path(name), "-f", "rawvideo",
+                 "-pix_fmt", pixels, "-"]
         return subprocess.run(words, capture_output=True, check=True, timeout=60).stdout
 
     def test_another_program_opens_them_with_the_same_pixels(self):
@@ -502,15 +504,16 @@ class Bitmaps(Tool):
                                      struct.pack(f"<{len(words)}H", *words))
                 else:
                     self.assertEqual(self.opened_by_ffmpeg("p.bmp", "rgb24"), b"".join(pixels))
-            plain = parse_pnm(self.check("decode", self.path("p.jpg"), "-o", "-", "--scale", scale))[4]
-            self.assertEqual(self.opened_by_ffmpeg("p.bmp", "rgb24"), plain)
+            plain = self.check("decode", self.path("p.jpg"), "-o", "-", "--scale", scale)
+            self.assertEqual(self.opened_by_ffmpeg("p.bmp", "rgb24"), parse_pnm(plain)[4])
 
     def test_another_program_opens_grey_ones(self):
         gray = b"P5\n53 37\n255\n" + bytes(i % 256 for i in range(53 * 37))
         self.check("encode", self.write("g.pgm", gray), "-o", self.path("g.jpg"))
         self.check("decode", self.path("g.jpg"), "-o", self.path("g.bmp"), "--bits", "8")
         plain = parse_pnm(self.check("decode", self.path("g.jpg"), "-o", "-"))[4]
-        self.assertEqual(self.opened_by_ffmpeg("g.bmp", "rgb24"), b"".join(bytes([v] * 3) for v in plain))
+        self.assertEqual(self.opened_by_ffmpeg("g.bmp", "rgb24"),
+                         b"".join(bytes([v] * 3) for v in plain))
 
     def test_grey_and_progressive_and_what_is_refused(self):
         gray = self.write("g.jpg", flat_jpeg(9, 7, 1, first=8))
@@ -520,12 +523,14 @@ class Bitmaps(Tool):
             self.refused(1, "grey goes into --bits 8 only (0x800000FE", "decode", gray, "-o",
                          self.path("x.bmp"), "--bits", bits)
         told = self.write("d.jpg", flat_jpeg(9, 7, 3, dnl=7))
-        self.refused(1, "header tells its height", "decode", told, "-o", self.path("x.bmp"), "--bits", "8")
+        self.refused(1, "header tells its height", "decode", told, "-o", self.path("x.bmp"),
+                     "--bits", "8")
         four = self.write("4.jpg", flat_jpeg(9, 7, 4))
         self.refused(1, "grey or three", "decode", four, "-o", self.path("x.bmp"), "--bits", "24")
         picture = self.write("p.ppm", ppm(30, 20, lambda x, y: (8 * x, 12 * y, 99)))
         self.check("encode", picture, "-o", self.path("l.jpg"), "--lossless")
-        self.refused(1, "lossless", "decode", self.path("l.jpg"), "-o", self.path("x.bmp"), "--bits", "24")
+        self.refused(1, "lossless", "decode", self.path("l.jpg"), "-o", self.path("x.bmp"),
+                     "--bits", "24")
         self.assertFalse(os.path.exists(self.path("x.bmp")))
         if shutil.which("cjpeg") is None:
             self.skipTest("cjpeg isn't installed")
