@@ -168,6 +168,33 @@ TEST(DibProcess, AProgressiveBitmapGrowsScanByScan) {
   EXPECT_EQ(rowsOf(bits, 37, 29, 3, true) == rectPixels(allScans, stream, 37, 29, 3), true);
 }
 
+TEST(DibProcess, RefusalsComeInTheirOrder) {
+  JPGHANDLE writer = nullptr;
+  ASSERT_RESULT(JPG_OK, jpgWritePrologToMemory(0, &writer));
+  for (const Way &way : ways()) {
+    SCOPED_TRACE(way.name);
+    const Reader reader = Reader::ofMemory(streamFor(way, {0x22, 0x11, 0x11}));
+    JPGHANDLE h = reader.handle();
+    Info info;
+    EXPECT_RESULT(JPG_E_INVALID_HANDLE, way.toBitmap(nullptr, 0, nullptr, info.bmi()));
+    EXPECT_RESULT(JPG_E_INVALID_HANDLE, way.toBitmap(writer, 0, nullptr, info.bmi()));
+    EXPECT_RESULT(JPG_E_INVALID_HANDLE, way.toBitmap(h, 0, nullptr, nullptr));
+    EXPECT_RESULT(JPG_E_INVALID_HANDLE, way.toBitmap(nullptr, 0, nullptr, nullptr));
+    info.header.biBitCount = 24;
+    ASSERT_RESULT(JPG_OK, way.toBitmap(h, 0, nullptr, info.bmi()));
+    Bytes bits = bitsFor(info.header);
+    EXPECT_RESULT(JPG_E_INVALID_PARAMETER, way.toBitmap(h, 0, bits.data(), info.bmi()));
+    info.header.biWidth--;
+    EXPECT_RESULT(JPG_E_INVALID_PARAMETER,
+                  way.toBitmap(h, info.header.biHeight, bits.data(), info.bmi()));
+    EXPECT_EQ(bits, Bytes(bits.size(), 0xA5));
+  }
+  void *data = nullptr;
+  uint32_t size = 0;
+  EXPECT_RESULT(JPG_OK, jpgWriteEpilogToMemory(writer, &data, &size));
+  EXPECT_RESULT(JPG_OK, jpgWriteFreeBitstream(data));
+}
+
 // No bitmap reader decodes lossless images; each says so, whatever it described.
 TEST(DibProcess, ReadersRefuseImagesOfOtherProcesses) {
   const struct {
