@@ -158,6 +158,17 @@ TEST(IfdOpen, DoesNotFindDirectoriesThatNobodyNames) {
   EXPECT_RESULT(JPG_E_NOT_FOUND, Cursor(attributes, jpg::kIfdInteroperability).result());
 }
 
+// Even where the start of the structure would do for an empty directory.
+TEST(IfdOpen, ALinkOf0LeadsNowhere) {
+  TiffBuilder tiff(ByteOrder::kLittle);
+  tiff.putZeroth({tiff.longOf(999, 1)}, 0);
+  Bytes bytes = tiff.bytes();
+  bytes[0] = bytes[1] = 0;
+  const Attributes attributes(streamWith(exifSegment(bytes)));
+  EXPECT_RESULT(JPG_OK, Cursor(attributes, jpg::kIfdZeroth).result());
+  EXPECT_RESULT(JPG_E_NOT_FOUND, Cursor(attributes, jpg::kIfdFirst).result());
+}
+
 TEST(IfdOpen, RefusalsComeInTheirOrder) {
   const Attributes attributes(fiveDirectories(ByteOrder::kBig));
   JpgIfdCursor *cursor = nullptr;
