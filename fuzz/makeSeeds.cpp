@@ -133,18 +133,54 @@ void putEntry(Bytes *out, uint16_t tag, uint8_t type, uint8_t value) {
   append(out, isShort ? Bytes{0, value, 0, 0} : Bytes{0, 0, 0, value});
 }
 
-// An Exif segment whose second directory describes a JPEG thumbnail.
-Bytes makeExif() {
+// A TIFF structure whose second directory describes a JPEG thumbnail.
+Bytes makeTiff() {
   constexpr uint8_t kSecondAt = 26, kThumbnailAt = 68;  // in the TIFF block
   const Bytes thumbnail = makeSequential();
-  Bytes exif = {'E', 'x', 'i', 'f', 0, 0, 'M', 'M', 0, 42, 0, 0, 0, 8, 0, 1};
-  putEntry(&exif, 0x0112, 3, 1);  // orientation
-  append(&exif, {0, 0, 0, kSecondAt, 0, 3});
-  putEntry(&exif, 0x0103, 3, 6);  // compression: JPEG
-  putEntry(&exif, 0x0201, 4, kThumbnailAt);
-  putEntry(&exif, 0x0202, 4, static_cast<uint8_t>(thumbnail.size()));
-  append(&exif, {0, 0, 0, 0});
-  append(&exif, thumbnail);
+  Bytes tiff = {'M', 'M', 0, 42, 0, 0, 0, 8, 0, 1};
+  putEntry(&tiff, 0x0112, 3, 1);  // orientation
+  append(&tiff, {0, 0, 0, kSecondAt, 0, 3});
+  putEntry(&tiff, 0x0103, 3, 6);  // compression: JPEG
+  putEntry(&tiff, 0x0201, 4, kThumbnailAt);
+  putEntry(&tiff, 0x0202, 4, static_cast<uint8_t>(thumbnail.size()));
+  append(&tiff, {0, 0, 0, 0});
+  append(&tiff, thumbnail);
+  return tiff;
+}
+
+// One with all five directories and an uncompressed thumbnail of 4 x 4 pixels in two strips.
+Bytes makeRgbTiff() {
+  constexpr uint8_t kFirstAt = 38, kExifAt = 128, kGpsAt = 146, kInteropAt = 164;
+  constexpr uint8_t kTablesAt = 182, kPixelsAt = 198;
+  Bytes tiff = {'M', 'M', 0, 42, 0, 0, 0, 8, 0, 2};
+  putEntry(&tiff, 0x8769, 4, kExifAt);
+  putEntry(&tiff, 0x8825, 4, kGpsAt);
+  append(&tiff, {0, 0, 0, kFirstAt, 0, 7});
+  putEntry(&tiff, 0x0100, 4, 4);  // width and height
+  putEntry(&tiff, 0x0101, 4, 4);
+  putEntry(&tiff, 0x0103, 3, 1);  // uncompressed
+  putEntry(&tiff, 0x0106, 3, 2);  // RGB
+  putEntry(&tiff, 0x0111, 4, kTablesAt);
+  tiff[tiff.size() - 5] = 2;      // two offsets, ...
+  putEntry(&tiff, 0x0116, 3, 2);  // of two rows each, ...
+  putEntry(&tiff, 0x0117, 4, kTablesAt + 8);
+  tiff[tiff.size() - 5] = 2;  // and two sizes
+  append(&tiff, {0, 0, 0, 0, 0, 1});
+  putEntry(&tiff, 0xA005, 4, kInteropAt);
+  append(&tiff, {0, 0, 0, 0, 0, 1});
+  putEntry(&tiff, 0x0000, 1, 2);
+  append(&tiff, {0, 0, 0, 0, 0, 1});
+  putEntry(&tiff, 0x0001, 2, 'R');
+  append(&tiff, {0, 0, 0, 0});
+  append(&tiff, {0, 0, 0, kPixelsAt + 24, 0, 0, 0, kPixelsAt, 0, 0, 0, 24, 0, 0, 0, 24});
+  append(&tiff, Bytes(48, 0x5A));
+  return tiff;
+}
+
+// An Exif segment ahead of a picture.
+Bytes makeExif() {
+  Bytes exif = {'E', 'x', 'i', 'f', 0, 0};
+  append(&exif, makeTiff());
   Bytes stream = {0xFF, 0xD8};
   putSegment(&stream, 0xE1, exif);
   const Bytes picture = makeProgressive();
@@ -155,6 +191,13 @@ Bytes makeExif() {
 Bytes withChoices(uint8_t flags, uint8_t calls, const Bytes &stream) {
   Bytes input = {flags, calls, 15, 0};
   append(&input, stream);
+  return input;
+}
+
+// As fuzzExif takes it.
+Bytes withChoice(uint8_t choice, const Bytes &tiff) {
+  Bytes input = {choice};
+  append(&input, tiff);
   return input;
 }
 
@@ -177,5 +220,7 @@ int main(int argc, char **argv) {
   saved = save(argv[1], "partial", withChoices(2, 0, makeSequential())) && saved;
   saved = save(argv[1], "bottomUp", withChoices(4, 128, makeSequential())) && saved;
   saved = save(argv[1], "exif", withChoices(0, 32, makeExif())) && saved;
+  saved = save(argv[1], "tiff", withChoice(2, makeTiff())) && saved;
+  saved = save(argv[1], "tiffRgb", withChoice(2, makeRgbTiff())) && saved;
   return saved ? 0 : 1;
 }

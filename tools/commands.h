@@ -12,10 +12,14 @@ using Words = std::vector<std::string>;
 int runInfo(const Words &words);
 int runDecode(const Words &words);
 int runEncode(const Words &words);
+int runExif(const Words &words);
+int runThumbnail(const Words &words);
 
 extern const char kInfoHelp[];
 extern const char kDecodeHelp[];
 extern const char kEncodeHelp[];
+extern const char kExifHelp[];
+extern const char kThumbnailHelp[];
 
 }  // namespace jpgtool
 

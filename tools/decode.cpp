@@ -2,6 +2,7 @@
 #include <cstdio>
 
 #include "commands.h"
+#include "decodeBitmap.h"
 #include "options.h"
 #include "picture.h"
 #include "report.h"
@@ -15,6 +16,8 @@ const char kDecodeHelp[] =
     "Decodes FILE into the picture file OUT, band by band in constant memory. OUT ends\n"
     "in .bmp, .ppm, .pgm or .pam, or is - for standard output (PGM, PPM or PAM).\n"
     "\n"
+    "  --bits N         into a .bmp file of 8 bits a pixel (grey, or reduced to a palette of\n"
+    "                   216 colours), 16 (reduced) or 24; holds the whole picture in memory\n"
     "  --raw            components as coded, without colour conversion; two and four\n"
     "                   components take .pam\n"
     "  --scale 1/N      at 1/2, 1/4 or 1/8 of the size (sequential files; not with --raw)\n"
@@ -36,6 +39,7 @@ struct DecodeJob {
   std::string eachScan;  // folder of a picture per scan; empty: one picture
   ReadSettings settings;
   bool keepGoing = false;
+  uint16_t bits = 0;  // of a bitmap; 0: band by band
 };
 
 bool parseScale(const std::string &text, int32_t *scale) {
@@ -49,11 +53,21 @@ bool parseScale(const std::string &text, int32_t *scale) {
   return false;
 }
 
+void checkBits(const Options &options, uint16_t *bits, std::string *why) {
+  if (!options.has("--bits")) return;
+  if (!parseBits(options.get("--bits"), bits)) *why = "--bits takes 8, 16 or 24";
+  if (extensionOf(options.get("-o")) != "bmp") *why = "--bits needs -o OUT.bmp";
+  for (const char *other : {"--raw", "--scans", "--each-scan", "--keep-going"}) {
+    if (options.has(other)) *why = std::string("--bits and ") + other + " exclude each other";
+  }
+}
+
 bool parseJob(const Words &words, DecodeJob *job, std::string *why) {
   Options options;
   const std::vector<OptionRule> rules = {
-      {"-o", true},      {"--raw", false},      {"--scale", true},   {"--max-scans", true},
-      {"--scans", true}, {"--each-scan", true}, {"--no-eoi", false}, {"--keep-going", false}};
+      {"-o", true},          {"--raw", false},        {"--scale", true},
+      {"--max-scans", true}, {"--scans", true},       {"--each-scan", true},
+      {"--no-eoi", false},   {"--keep-going", false}, {"--bits", true}};
   if (!parseOptions(words, rules, &options, why)) return false;
   if (options.files.size() != 1) *why = "decode takes one file";
   if (options.has("-o") == options.has("--each-scan")) *why = "decode needs -o OUT";
@@ -71,6 +85,7 @@ bool parseJob(const Words &words, DecodeJob *job, std::string *why) {
   if (options.has("--raw") && job->settings.scale != JPG_SCALE_FULL) {
     *why = "--raw and --scale exclude each other";
   }
+  checkBits(options, &job->bits, why);
   if (!why->empty()) return false;
   job->in = options.files[0];
   job->out = options.get("-o");
@@ -151,6 +166,7 @@ int writeEachScan(DecodeJob job, RowSource *source) {
 }
 
 int decode(const DecodeJob &job) {
+  if (job.bits != 0) return decodeBitmap(job.in, job.out, job.bits, job.settings);
   RowSource source;
   std::string why;
   const uint32_t r = source.open(job.in, job.settings, &why);

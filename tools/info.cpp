@@ -3,7 +3,7 @@
 #include <cstdio>
 
 #include "commands.h"
-#include "files.h"
+#include "json.h"
 #include "options.h"
 #include "reader.h"
 #include "report.h"
@@ -21,21 +21,6 @@ const char kInfoHelp[] =
     "  --no-eoi   opens files without an end marker too\n";
 
 namespace {
-
-// A string as JSON has it, in ASCII, so that a name that isn't UTF-8 gives valid JSON too.
-std::string quoted(const std::string &text) {
-  std::string out = "\"";
-  for (const char16_t unit : toUtf16(text)) {
-    if (unit >= 0x20 && unit < 0x7F && unit != '"' && unit != '\\') {
-      out += static_cast<char>(unit);
-      continue;
-    }
-    char escape[8];
-    std::snprintf(escape, sizeof(escape), "\\u%04x", static_cast<unsigned>(unit));
-    out += escape;
-  }
-  return out + "\"";
-}
 
 const char *unitsName(uint32_t units) {
   return units == 1 ? "dots per inch" : units == 2 ? "dots per centimetre" : "aspect ratio";

@@ -1,4 +1,5 @@
-// jpgtool: looks into JPEG files and converts them, by the library's public interface.
+// jpgtool: looks into JPEG files and converts them, by the library's public interface (and its
+// cursor over Exif directories, see exifReader.cpp).
 #include <csignal>
 #include <cstdio>
 #include <cstring>
@@ -19,15 +20,19 @@ constexpr Command kCommands[] = {
     {"info", jpgtool::runInfo, jpgtool::kInfoHelp},
     {"decode", jpgtool::runDecode, jpgtool::kDecodeHelp},
     {"encode", jpgtool::runEncode, jpgtool::kEncodeHelp},
+    {"exif", jpgtool::runExif, jpgtool::kExifHelp},
+    {"thumbnail", jpgtool::runThumbnail, jpgtool::kThumbnailHelp},
 };
 
 constexpr char kHelp[] =
     "Usage: jpgtool COMMAND [ARGUMENT...]\n"
     "\n"
     "Commands:\n"
-    "  info     what a JPEG file holds\n"
-    "  decode   a JPEG file into a picture file\n"
-    "  encode   a picture file into a JPEG file\n"
+    "  info        what a JPEG file holds\n"
+    "  decode      a JPEG file into a picture file\n"
+    "  encode      a picture file into a JPEG file\n"
+    "  exif        the Exif attributes of a JPEG file\n"
+    "  thumbnail   the Exif thumbnail of a JPEG file into a bitmap file\n"
     "\n"
     "  jpgtool COMMAND --help   more about a command\n"
     "  jpgtool --version        the version\n"

@@ -57,4 +57,11 @@ bool parseNumber(const std::string &text, long low, long high, long *number) {
   return errno == 0 && !text.empty() && *end == '\0' && *number >= low && *number <= high;
 }
 
+bool parseBits(const std::string &text, uint16_t *bits) {
+  long number = 0;
+  if (!parseNumber(text, 8, 24, &number) || number % 8 != 0) return false;
+  *bits = static_cast<uint16_t>(number);
+  return true;
+}
+
 }  // namespace jpgtool

@@ -2,6 +2,7 @@
 #ifndef JPGTOOL_OPTIONS_H
 #define JPGTOOL_OPTIONS_H
 
+#include <cstdint>
 #include <map>
 #include <string>
 #include <vector>
@@ -29,6 +30,9 @@ bool parseOptions(const std::vector<std::string> &words, const std::vector<Optio
 
 // A decimal number within bounds. False for anything else.
 bool parseNumber(const std::string &text, long low, long high, long *number);
+
+// Bits a pixel of a bitmap: 8, 16 or 24. False for anything else.
+bool parseBits(const std::string &text, uint16_t *bits);
 
 }  // namespace jpgtool
 

@@ -14,12 +14,30 @@ bool isLossless(const Frame &frame) { return frame.process == JPG_PROCESS_LOSSLE
 
 }  // namespace
 
+uint32_t checkScans(const std::string &file, const Frame &frame, const ReadSettings &settings,
+                    uint64_t *count, std::string *why) {
+  if (frame.process != JPG_PROCESS_PROGRESSIVE) {
+    if (settings.scans == 0) return JPG_OK;
+    *why = "the file has no scans to choose from";
+    return JPG_E_UNSUPPORTED;
+  }
+  StreamScan scan;
+  if (scanStream(file, &scan)) *count = scan.scans;
+  const std::string has = "the file has " + std::to_string(*count) + " scans, ";
+  if (*count > settings.maxScans) {
+    *why = has + "more than --max-scans " + std::to_string(settings.maxScans);
+  } else if (*count < settings.scans) {
+    *why = has + "fewer than --scans " + std::to_string(settings.scans);
+  }
+  return why->empty() ? JPG_OK : JPG_E_UNSUPPORTED;
+}
+
 uint32_t RowSource::open(const std::string &file, const ReadSettings &settings, std::string *why) {
   settings_ = settings;
   uint32_t r = reader_.open(file, settings.openFlags);
   if (r == JPG_OK) r = readFrame(reader_.handle(), &frame_);
   if (r == JPG_OK) r = learnHeight(file, why);
-  if (r == JPG_OK) r = checkScans(file, why);
+  if (r == JPG_OK) r = checkScans(file, frame_, settings, &scanCount_, why);
   if (r == JPG_OK && settings.raw) r = jpgReadSetNoColorConversion(reader_.handle());
   return r == JPG_OK ? describe(file, why) : r;
 }
@@ -35,24 +53,6 @@ uint32_t RowSource::learnHeight(const std::string &file, std::string *why) {
   }
   *why = "the file doesn't tell its height";
   return JPG_E_UNSUPPORTED;
-}
-
-// The library decodes as many scans as it is given; a small file may have thousands.
-uint32_t RowSource::checkScans(const std::string &file, std::string *why) {
-  if (frame_.process != JPG_PROCESS_PROGRESSIVE) {
-    if (settings_.scans == 0) return JPG_OK;
-    *why = "the file has no scans to choose from";
-    return JPG_E_UNSUPPORTED;
-  }
-  StreamScan scan;
-  if (scanStream(file, &scan)) scanCount_ = scan.scans;
-  const std::string has = "the file has " + std::to_string(scanCount_) + " scans, ";
-  if (scanCount_ > settings_.maxScans) {
-    *why = has + "more than --max-scans " + std::to_string(settings_.maxScans);
-  } else if (scanCount_ < settings_.scans) {
-    *why = has + "fewer than --scans " + std::to_string(settings_.scans);
-  }
-  return why->empty() ? JPG_OK : JPG_E_UNSUPPORTED;
 }
 
 uint32_t RowSource::describe(const std::string & /*file*/, std::string *why) {

@@ -19,6 +19,12 @@ struct ReadSettings {
   uint32_t openFlags = 0;          // of the prolog
 };
 
+// Refuses, with the reason, progressive files of more or fewer scans than the settings allow;
+// the library decodes as many as it is given, and a small file may have thousands. `count`
+// receives the scans of a progressive file.
+uint32_t checkScans(const std::string &file, const Frame &frame, const ReadSettings &settings,
+                    uint64_t *count, std::string *why);
+
 class RowSource {
  public:
   // 0, or the library's code; `why` says more where the tool itself refuses the file.
@@ -40,7 +46,6 @@ class RowSource {
  private:
   uint32_t describe(const std::string &file, std::string *why);
   uint32_t learnHeight(const std::string &file, std::string *why);
-  uint32_t checkScans(const std::string &file, std::string *why);
   uint32_t readLossless(JpgRect *rect, int32_t lines);
   uint32_t readProgressive(JpgRect *rect, int32_t lines);
 

@@ -17,7 +17,7 @@ constexpr uint16_t kTagInteroperabilityIfd = 40965;
 struct CursorBlock {
   JpgIfdCursor cursor;
   uint32_t tiffLength;
-  const uint8_t *entry;  // found or taken last; null before
+  const uint8_t *entry;  // found or taken last; null before, and when it was refused
 };
 
 bool isValid(const JpgIfdCursor *cursor) {
@@ -90,7 +90,7 @@ Result decodeEntry(JpgIfdCursor *cursor, const uint8_t *entry, uint32_t *size, u
   cursor->tag = static_cast<uint16_t>(readTiff16(entry, big));
   cursor->type = static_cast<uint16_t>(readTiff16(entry + 2, big));
   cursor->count = readTiff32(entry + 4, big);
-  blockOf(cursor)->entry = entry;
+  blockOf(cursor)->entry = nullptr;
   const uint64_t bytes = uint64_t{tiffTypeSize(cursor->type)} * cursor->count;
   const bool inside = bytes <= kValueBytes;
   cursor->value = inside ? valueInside(*cursor, field) : readTiff32(field, big);
@@ -98,6 +98,7 @@ Result decodeEntry(JpgIfdCursor *cursor, const uint8_t *entry, uint32_t *size, u
   if (!inside && (cursor->value > length || bytes > length - cursor->value)) {
     return JPG_E_NOT_FOUND;
   }
+  blockOf(cursor)->entry = entry;
   if (size != nullptr) *size = static_cast<uint32_t>(bytes);
   if (value != nullptr) *value = cursor->value;
   return JPG_OK;
@@ -161,7 +162,6 @@ Result ifdElement(const JpgIfdCursor &cursor, uint32_t i, uint32_t *element) {
   if (!wide && cursor.type != kTypeShort) return JPG_E_NOT_FOUND;
   const uint32_t size = tiffTypeSize(cursor.type);
   const bool inside = uint64_t{size} * cursor.count <= kValueBytes;
-  // An entry whose values lie outside was refused when it was found.
   const uint8_t *values =
       inside ? block.entry + kEntrySize - kValueBytes : cursor.tiff + cursor.value;
   const uint8_t *p = values + static_cast<size_t>(size) * i;

@@ -1,5 +1,6 @@
 #!/usr/bin/env python3
-"""Tests of jpgtool as its users see it: test_jpgtool.py JPGTOOL SOURCE_DIR"""
+"""Tests of jpgtool as its users see it: test_jpgtool.py JPGTOOL SOURCE_DIR. The exif and thumbnail
+commands have theirs in test_exif.py."""
 import json
 import os
 import shutil
@@ -63,6 +64,27 @@ def bmp(width, height, bits, rows, palette=b""):
     head = struct.pack("<2sIIIIiiHHIIiiII", b"BM", offset + line * len(rows), 0, offset, 40, width,
                        height, 1, bits, 0, 0, 0, 0, len(palette) // 4, 0)
     return head + palette + b"".join(padded)
+
+
+def parse_any_bmp(data):
+    """Width, height, bits and the pixels from the top, red first, of 8, 16 (5-6-5) or 24 bits."""
+    (offset,) = struct.unpack_from("<I", data, 10)
+    width, height = struct.unpack_from("<ii", data, 18)
+    bits = data[28]
+    row_bytes = (width * bits // 8 + 3) // 4 * 4
+    pixels = []
+    for y in reversed(range(height)):
+        at = offset + y * row_bytes
+        for x in range(width):
+            if bits == 8:
+                colour = data[54 + 4 * data[at + x] :][:3][::-1]
+            elif bits == 16:
+                (word,) = struct.unpack_from("<H", data, at + 2 * x)
+                colour = bytes([word >> 11 << 3, (word >> 5 & 63) << 2, (word & 31) << 3])
+            else:
+                colour = data[at + 3 * x :][:3][::-1]
+            pixels.append(colour)
+    return width, height, bits, pixels
 
 
 def segment(code, data):
@@ -130,7 +152,8 @@ class Tool(unittest.TestCase):
 
 class Conventions(Tool):
     def test_help_and_version_go_to_standard_output(self):
-        for words in (["--help"], ["info", "--help"], ["decode", "--help"], ["encode", "-h"]):
+        for words in (["--help"], ["info", "--help"], ["decode", "--help"], ["encode", "-h"],
+                      ["exif", "--help"], ["thumbnail", "--help"]):
             self.assertIn(b"Usage: jpgtool", self.check(*words))
         self.assertRegex(self.check("--version"), rb"^jpgtool \d+\.\d+\.\d+\n$")
 
@@ -146,6 +169,13 @@ class Conventions(Tool):
             ("decode", SAMPLE, "-o", "x.ppm", "--scale", "1/3"): "--scale",
             ("decode", SAMPLE, "-o", "x.ppm", "--raw=1"): "takes no value",
             ("decode", SAMPLE, "-o", "x.ppm", "--raw", "--scale", "1/2"): "exclude each other",
+            ("decode", SAMPLE, "-o", "x.bmp", "--bits", "12"): "--bits takes 8, 16 or 24",
+            ("decode", SAMPLE, "-o", "x.ppm", "--bits", "8"): "--bits needs -o OUT.bmp",
+            ("decode", SAMPLE, "-o", "x.bmp", "--bits", "8", "--raw"): "--bits and --raw",
+            ("exif",): "exif takes one file",
+            ("exif", SAMPLE, "-o", "x"): "unknown option -o",
+            ("thumbnail", SAMPLE): "thumbnail needs -o",
+            ("thumbnail", SAMPLE, "-o", "x.bmp", "--bits", "32"): "--bits takes 8, 16 or 24",
             ("encode", "x.ppm", "-o", "x.jpg", "--quality", "101"): "--quality",
             ("encode", "x.ppm", "-o", "x.jpg", "--quality", "9x"): "--quality",
             ("encode", "x.ppm", "-o", "x.jpg", "--sampling", "411"): "--sampling",
@@ -422,6 +452,110 @@ class Decode(Tool):
             status = process.wait(timeout=30)
         # It may have been faster than the signal; then the file is complete.
         self.assertEqual(os.path.exists(out), status == 0)
+
+
+class Bitmaps(Tool):
+    """decode --bits"""
+
+    def test_a_flat_colour_at_every_depth(self):
+        # Luminance 136 alone: a grey of 136, which 8 bits mix of 102 and 153, 16 of its neighbours.
+        name = self.write("c.jpg", flat_jpeg(13, 9, 3, first=8))
+        for bits, low, high in ((8, 102, 153), (16, 128, 144), (24, 136, 136)):
+            self.check("decode", name, "-o", self.path("c.bmp"), "--bits", str(bits))
+            width, height, depth, pixels = parse_any_bmp(self.read("c.bmp"))
+            self.assertEqual((width, height, depth), (13, 9, bits))
+            for k in range(3):
+                levels = [pixel[k] for pixel in pixels]
+                self.assertTrue(low <= min(levels) and max(levels) <= high, levels)
+                self.assertLess(abs(sum(levels) / len(levels) - 136), 4)
+
+    def test_24_bits_are_the_pixels_that_other_files_get(self):
+        for scale in ("1/1", "1/4"):
+            self.check("decode", SAMPLE, "-o", self.path("a.bmp"), "--bits", "24", "--scale", scale)
+            plain = self.check("decode", SAMPLE, "-o", "-", "--scale", scale)
+            _, width, height, _, pixels = parse_pnm(plain)
+            self.assertEqual(parse_bmp(self.read("a.bmp")), (width, height, 24, pixels))
+
+    def test_reduced_bitmaps_stay_close_on_average(self):
+        self.check("decode", SAMPLE, "-o", self.path("a.bmp"), "--bits", "24")
+        exact = parse_any_bmp(self.read("a.bmp"))[3]
+        for bits in ("8", "16"):
+            self.check("decode", SAMPLE, "-o", self.path("b.bmp"), "--bits", bits)
+            near = parse_any_bmp(self.read("b.bmp"))[3]
+            for k in range(3):  # what is limited to 0 to 255 is lost
+                error = sum(a[k] - b[k] for a, b in zip(exact, near)) / len(exact)
+                self.assertLess(abs(error), 3 if bits == "8" else 1, f"{bits} bits, channel {k}")
+
+    def test_the_header_tells_the_resolution_and_the_sizes(self):
+        self.check("decode", SAMPLE, "-o", self.path("a.bmp"), "--bits", "16", "--scale", "1/8")
+        data = self.read("a.bmp")
+        # 72 dots an inch are 2835 a metre
+        self.assertEqual(struct.unpack_from("<2sIIIIiiHHIIii", data),
+                         (b"BM", len(data), 0, 66, 40, 80, 60, 1, 16, 3, 160 * 60, 2835, 2835))
+        self.assertEqual(struct.unpack_from("<III", data, 54), (0xF800, 0x07E0, 0x001F))
+
+    def opened_by_ffmpeg(self, name, pixels):
+        if shutil.which("ffmpeg") is None:
+            self.skipTest("ffmpeg isn't installed")
+        words = ["ffmpeg", "-v", "error", "-i", self.path(name), "-f", "rawvideo",
+                 "-pix_fmt", pixels, "-"]
+        return subprocess.run(words, capture_output=True, check=True, timeout=60).stdout
+
+    def test_another_program_opens_them_with_the_same_pixels(self):
+        # rows that are padded at every depth, 53 and 27 pixels wide
+        picture = self.write("p.ppm", ppm(53, 37, lambda x, y: (4 * x, 6 * y, 255 - 2 * x - 3 * y)))
+        self.check("encode", picture, "-o", self.path("p.jpg"), "--quality", "95")
+        for scale in ("1/1", "1/2"):
+            for bits in ("8", "16", "24"):
+                options = ["-o", self.path("p.bmp"), "--bits", bits, "--scale", scale]
+                self.check("decode", self.path("p.jpg"), *options)
+                _, _, _, pixels = parse_any_bmp(self.read("p.bmp"))
+                self.assertEqual(len(pixels), 53 * 37 if scale == "1/1" else 27 * 19)
+                if bits == "16":  # words: programs differ in how they widen 5 bits
+                    words = [r >> 3 << 11 | g >> 2 << 5 | b >> 3 for r, g, b in pixels]
+                    self.assertEqual(self.opened_by_ffmpeg("p.bmp", "rgb565le"),
+                                     struct.pack(f"<{len(words)}H", *words))
+                else:
+                    self.assertEqual(self.opened_by_ffmpeg("p.bmp", "rgb24"), b"".join(pixels))
+            plain = self.check("decode", self.path("p.jpg"), "-o", "-", "--scale", scale)
+            self.assertEqual(self.opened_by_ffmpeg("p.bmp", "rgb24"), parse_pnm(plain)[4])
+
+    def test_another_program_opens_grey_ones(self):
+        gray = b"P5\n53 37\n255\n" + bytes(i % 256 for i in range(53 * 37))
+        self.check("encode", self.write("g.pgm", gray), "-o", self.path("g.jpg"))
+        self.check("decode", self.path("g.jpg"), "-o", self.path("g.bmp"), "--bits", "8")
+        plain = parse_pnm(self.check("decode", self.path("g.jpg"), "-o", "-"))[4]
+        self.assertEqual(self.opened_by_ffmpeg("g.bmp", "rgb24"),
+                         b"".join(bytes([v] * 3) for v in plain))
+
+    def test_grey_and_progressive_and_what_is_refused(self):
+        gray = self.write("g.jpg", flat_jpeg(9, 7, 1, first=8))
+        self.check("decode", gray, "-o", self.path("g.bmp"), "--bits", "8")
+        self.assertEqual(parse_bmp(self.read("g.bmp")), (9, 7, 8, bytes([136]) * 63))
+        for bits in ("16", "24"):
+            self.refused(1, "grey goes into --bits 8 only (0x800000FE", "decode", gray, "-o",
+                         self.path("x.bmp"), "--bits", bits)
+        told = self.write("d.jpg", flat_jpeg(9, 7, 3, dnl=7))
+        self.refused(1, "header tells its height", "decode", told, "-o", self.path("x.bmp"),
+                     "--bits", "8")
+        four = self.write("4.jpg", flat_jpeg(9, 7, 4))
+        self.refused(1, "grey or three", "decode", four, "-o", self.path("x.bmp"), "--bits", "24")
+        picture = self.write("p.ppm", ppm(30, 20, lambda x, y: (8 * x, 12 * y, 99)))
+        self.check("encode", picture, "-o", self.path("l.jpg"), "--lossless")
+        self.refused(1, "lossless", "decode", self.path("l.jpg"), "-o", self.path("x.bmp"),
+                     "--bits", "24")
+        self.assertFalse(os.path.exists(self.path("x.bmp")))
+        if shutil.which("cjpeg") is None:
+            self.skipTest("cjpeg isn't installed")
+        with open(self.path("p.jpg"), "wb") as out:
+            subprocess.run(["cjpeg", "-progressive", picture], stdout=out, check=True)
+        self.check("decode", self.path("p.jpg"), "-o", self.path("p.bmp"), "--bits", "24")
+        pixels = parse_pnm(self.check("decode", self.path("p.jpg"), "-o", "-"))[4]
+        self.assertEqual(parse_bmp(self.read("p.bmp")), (30, 20, 24, pixels))
+        self.refused(1, "--scale needs", "decode", self.path("p.jpg"), "-o", self.path("x.bmp"),
+                     "--bits", "24", "--scale", "1/2")
+        self.refused(1, "more than --max-scans 3", "decode", self.path("p.jpg"), "-o",
+                     self.path("x.bmp"), "--bits", "24", "--max-scans", "3")
 
 
 class Encode(Tool):

@@ -1,13 +1,13 @@
 // Reading into Windows bitmaps.
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <cstring>
 #include <vector>
 
 #include "jpg.h"
 #include "support/picture.h"
 #include "support/reader.h"
+#include "win/dibModel.h"
 
 namespace {
 
@@ -139,18 +139,6 @@ TEST(DibHeader, TellsTheJfifDensityInPixelsPerMetre) {
   }
 }
 
-// Rows of a bitmap from the image's top, without padding.
-Bytes rowsOf(const Bytes &bits, int32_t width, int32_t height, int32_t bytes, bool bottomUp) {
-  const size_t row = static_cast<size_t>(width * bytes + 3) / 4 * 4;
-  Bytes out;
-  for (int32_t y = 0; y < height; y++) {
-    const size_t at = static_cast<size_t>(bottomUp ? height - 1 - y : y) * row;
-    out.insert(out.end(), bits.begin() + static_cast<long>(at),
-               bits.begin() + static_cast<long>(at) + width * bytes);
-  }
-  return out;
-}
-
 TEST(DibDecode, TakesColourDirectlyInto24BitsBottomUpAndTopDown) {
   const Bytes expected = pixelsOf(colorStream(), 21, 18, 3);
   for (const bool bottomUp : {true, false}) {
@@ -202,61 +190,6 @@ TEST(DibDecode, RefusalsComeInTheirOrder) {
   info.header.biBitCount = 32;
   EXPECT_RESULT(JPG_E_INVALID_PARAMETER, jpgReadToWinDIBits(color.h, 18, bits.data(), info.bmi()));
   EXPECT_RESULT(JPG_E_FAIL, jpgReadToWinDIBits(color.h, 18, bits.data(), info.bmi()));
-}
-
-// ---- Reduction, by a plain model ------------------------------------------
-
-int floor16(int v) { return v >= 0 ? v / 16 : -((15 - v) / 16); }
-int clampByte(int v) { return std::min(255, std::max(0, v)); }
-
-// Floyd and Steinberg's diffusion on a whole picture.
-Bytes paletteModel(const Bytes &bgr, int width, int height) {
-  constexpr int kBounds[] = {42, 84, 127, 169, 212, 255};
-  std::vector<int> work(bgr.begin(), bgr.end());
-  Bytes out;
-  for (int y = 0; y < height; y++) {
-    for (int x = 0; x < width; x++) {
-      int level[3];
-      for (int k = 0; k < 3; k++) {
-        const auto at = [&](int dx, int dy) -> int & {
-          return work[static_cast<size_t>(((y + dy) * width + x + dx) * 3 + k)];
-        };
-        const int value = clampByte(at(0, 0));
-        level[k] = 0;
-        while (value > kBounds[level[k]]) level[k]++;
-        const int error = value - 51 * level[k];
-        if (x + 1 < width) at(1, 0) += floor16(error * 7);
-        if (y + 1 == height) continue;
-        if (x + 1 < width) at(1, 1) += floor16(error);
-        at(0, 1) += floor16(error * 5);
-        if (x > 0) at(-1, 1) += floor16(error * 3);
-      }
-      out.push_back(static_cast<uint8_t>(10 + 36 * level[2] + 6 * level[1] + level[0]));
-    }
-  }
-  return out;
-}
-
-Bytes wordModel(const Bytes &bgr, int width, int height) {
-  std::vector<int> work(bgr.begin(), bgr.end());
-  Bytes out;
-  for (int y = 0; y < height; y++) {
-    for (int x = 0; x < width; x++) {
-      int kept[3];
-      for (int k = 0; k < 3; k++) {
-        const size_t i = static_cast<size_t>((y * width + x) * 3 + k);
-        const int value = clampByte(work[i]);
-        kept[k] = value & (k == 1 ? 0xFC : 0xF8);
-        const int error = value - kept[k];
-        if (y + 1 < height) work[i + static_cast<size_t>(3 * width)] += error / 2;
-        if (x + 1 < width) work[i + 3] += error - error / 2;
-      }
-      const int word = kept[2] << 8 | kept[1] << 3 | kept[0] >> 3;
-      out.push_back(static_cast<uint8_t>(word));
-      out.push_back(static_cast<uint8_t>(word >> 8));
-    }
-  }
-  return out;
 }
 
 TEST(DibDecode, ColourIsReducedByErrorDiffusion) {

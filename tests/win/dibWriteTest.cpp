@@ -168,7 +168,9 @@ TEST(DibWrite, APaletteShorterThanItsIndicesIsBlackBehindItsEnd) {
   const Bytes bits = fillBits(8);
   Info black = describe(kWidth, kHeight, 8);
   for (int i = 100; i < 256; i++) black.colors[i] = {0, 0, 0, 0};
-  EXPECT_EQ(writeDib(info, bits) == writeDib(black, bits), true);
+  for (const int32_t channels : {1, 3}) {
+    EXPECT_EQ(writeDib(info, bits, channels) == writeDib(black, bits, channels), true);
+  }
 }
 
 TEST(DibWrite, PiecesOfABitmapTellItsWholeSize) {

@@ -1,0 +1,62 @@
+#include "dib.h"
+
+#include <cstring>
+
+#include "report.h"
+
+namespace jpgtool {
+namespace {
+
+constexpr uint32_t kFileHeader = 14;
+constexpr uint64_t kMaxFile = 0xFFFFFFFF;
+
+void put32(uint8_t *p, uint32_t v) {
+  for (int i = 0; i < 4; i++) p[i] = static_cast<uint8_t>(v >> (8 * i));
+}
+
+}  // namespace
+
+uint32_t Dib::tableBytes() const {
+  constexpr uint32_t kMasks = 3 * sizeof(uint32_t);
+  const uint16_t bits = info_.bmi.bmiHeader.biBitCount;
+  return bits == 8 ? 256 * sizeof(RGBQUAD) : bits == 16 ? kMasks : 0;
+}
+
+uint32_t Dib::allocate() {
+  const BITMAPINFOHEADER &header = info_.bmi.bmiHeader;
+  const uint64_t row =
+      (uint64_t{header.biBitCount} * static_cast<uint32_t>(header.biWidth) + 31) / 32 * 4;
+  const uint64_t size = row * static_cast<uint32_t>(header.biHeight);
+  if (size > kMaxFile - kFileHeader - sizeof(info_)) return JPG_E_UNSUPPORTED;
+  size_ = static_cast<uint32_t>(size);
+  bits_.reset(static_cast<uint8_t *>(std::calloc(size_ != 0 ? size_ : 1, 1)));
+  return bits_ != nullptr ? JPG_OK : JPG_E_OUT_OF_MEMORY;
+}
+
+bool Dib::write(OutputFile *out) const {
+  const uint32_t table = tableBytes();
+  const auto pixelOffset = static_cast<uint32_t>(kFileHeader + sizeof(BITMAPINFOHEADER) + table);
+  uint8_t file[kFileHeader] = {'B', 'M'};
+  put32(file + 2, pixelOffset + size_);
+  put32(file + 10, pixelOffset);
+  BITMAPINFOHEADER header = info_.bmi.bmiHeader;
+  header.biSizeImage = size_;  // demanded of masks and colour tables by some programs
+  return out->write(file, sizeof(file)) && out->write(&header, sizeof(header)) &&
+         out->write(info_.bytes + sizeof(header), table) && out->write(bits_.get(), size_);
+}
+
+int checkBitmapFile(const std::string &in, const std::string &out) {
+  if (extensionOf(out) != "bmp") {
+    return fail(out, "the bitmap goes into a .bmp file", JPG_E_UNSUPPORTED);
+  }
+  if (isSameFile(in, out)) return fail(out, "is the input file", JPG_E_INVALID_PARAMETER);
+  return kExitOk;
+}
+
+int saveBitmap(const Dib &dib, const std::string &out) {
+  OutputFile file;
+  if (!file.open(out)) return fail(out, "cannot create the file", JPG_E_OPEN_FAILED);
+  return dib.write(&file) && file.keep() ? kExitOk : fail(out, JPG_E_WRITE_FAULT);
+}
+
+}  // namespace jpgtool

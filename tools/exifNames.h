@@ -1,0 +1,21 @@
+// Names of Exif tags, types and directories.
+#ifndef JPGTOOL_EXIFNAMES_H
+#define JPGTOOL_EXIFNAMES_H
+
+#include <cstdint>
+
+namespace jpgtool {
+
+// The name of a tag in a directory (an ExifDirectoryNumber), as Exif 2.2 and TIFF 6 call it
+// (without spaces); null for one that they don't know.
+const char *exifTagName(int32_t directory, uint16_t tag);
+
+// "ASCII", "SHORT" and so on; null for an unknown type.
+const char *exifTypeName(uint16_t type);
+
+// "0th", "1st", "Exif", "GPS", "Interoperability".
+const char *exifDirectoryName(int32_t directory);
+
+}  // namespace jpgtool
+
+#endif
