@@ -2,8 +2,7 @@
 //
 // The routines of src/read and src/write are the definition of every result; the kernels of
 // src/kernels/plain call them. Another set gives the same bits. A handle's set is chosen
-// when it is made; a null entry means that the set has nothing better than the general
-// routines.
+// when it is made.
 #ifndef JPG_KERNELS_KERNELS_H
 #define JPG_KERNELS_KERNELS_H
 
@@ -20,8 +19,8 @@ using SampleKernel = void (*)(int16_t *block);
 using PresentKernel = uint64_t (*)(const int16_t *block);
 
 // Stores an MCU's pixels: its limited sample blocks, component after component as coded,
-// expanded by replication. At least one row and column; `columns` is at most the MCU's width
-// and `rows` its height.
+// expanded by replication. A block's samples are a cell of 8, 4, 2 or 1 of them both ways.
+// At least one row and column; `columns` is at most the MCU's width and `rows` its height.
 using McuKernel = void (*)(const int16_t *blocks, uint8_t *out, ptrdiff_t stride, uint32_t rows,
                            uint32_t columns);
 
@@ -49,14 +48,19 @@ using LevelKernel = void (*)(int16_t *blocks, uint32_t count, const QuantSteps &
 // Loads a whole MCU of pixels as level-shifted sample blocks, component after component.
 using LoadKernel = void (*)(const uint8_t *in, ptrdiff_t stride, int16_t *blocks);
 
+// For three components, of which the others have one block: [h - 1][v - 1] of the first.
+using YccKernels = McuKernel[2][2];
+using LoadKernels = LoadKernel[2][2];
+
 struct Kernels {
   SampleKernel makeSamples;
+  SampleKernel makeHalfSamples;  // jpgIdct4x4 and the limit on its samples
   PresentKernel present;
-  McuKernel putGray;       // one component of one block
-  McuKernel putYcc[2][2];  // Y, Cb, Cr as blue, green, red; [h - 1][v - 1] of Y, 1x1 the others
+  McuKernel putGray;            // one component of one block, cells of any size
+  const YccKernels *putYcc[4];  // Y, Cb, Cr as blue, green, red; cells of 1, 2, 4, 8
   LevelKernel makeLevels;
-  LoadKernel loadGray;       // one component of one block
-  LoadKernel loadYcc[2][2];  // blue, green, red as Y, Cb, Cr; as putYcc
+  LoadKernel loadGray;         // one component of one block; null: the general routines
+  const LoadKernels *loadYcc;  // blue, green, red as Y, Cb, Cr; null: the general routines
 };
 
 // The set that any processor of the target runs.

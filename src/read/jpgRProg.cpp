@@ -298,7 +298,7 @@ uint32_t JPG_CALL jpgReadProgressiveToRect(JPGHANDLE handle, const JpgRect *rect
   }
   const PixelWriter write = chooseStoreWriter(*c, *rect);
   const McuPipeline output = {nullptr,
-                              chooseMcuKernel(*c, write),
+                              chooseMcuKernel(*c, write, kScaleFull),
                               chooseExpand(*c),
                               write,
                               c->numComponents,

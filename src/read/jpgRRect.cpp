@@ -127,7 +127,7 @@ void storeMcu(JpgContext *c, const McuPipeline &pipeline, const JpgRect &band, i
   }
 }
 
-McuKernel chooseMcuKernel(const JpgContext &c, PixelWriter write) {
+McuKernel chooseMcuKernel(const JpgContext &c, PixelWriter write, uint32_t code) {
   const uint32_t luma = c.scanComponents[0].sampling;
   if (c.numComponents == 1 && c.hvMax == 1 && write == jpgPutGray) return c.kernels->putGray;
   if (c.numComponents != 3 || write != jpgPutYccToBgr) return nullptr;
@@ -135,7 +135,7 @@ McuKernel chooseMcuKernel(const JpgContext &c, PixelWriter write) {
     if (c.scanComponents[i].sampling != 0x11) return nullptr;
   }
   const bool served = luma == (c.hMax << 4 | c.vMax) && c.hMax <= 2 && c.vMax <= 2;
-  return served ? c.kernels->putYcc[c.hMax - 1][c.vMax - 1] : nullptr;
+  return served ? (*c.kernels->putYcc[code])[c.hMax - 1][c.vMax - 1] : nullptr;
 }
 
 }  // namespace jpg
@@ -151,7 +151,7 @@ uint32_t JPG_CALL jpgReadToRect(JPGHANDLE handle, const JpgRect *rect, int32_t l
   c->scanState = kScaleFull;
   const PixelWriter write = choosePixelWriter(*c, *rect);
   const McuPipeline pipeline = {makeFullBlock,
-                                chooseMcuKernel(*c, write),
+                                chooseMcuKernel(*c, write, kScaleFull),
                                 chooseExpand(*c),
                                 write,
                                 c->numComponents,

@@ -27,8 +27,9 @@ struct McuPipeline {
   int32_t width;        // pixels of a row to store; 0 or less stores nothing
 };
 
-// The kernel that stores a full-size MCU of this frame as `write` would, null for none.
-McuKernel chooseMcuKernel(const JpgContext &c, PixelWriter write);
+// The kernel that stores an MCU of this frame, at the scale of `code` (kScaleFull or less), as
+// the full-size writer `write` would at its size; null for none.
+McuKernel chooseMcuKernel(const JpgContext &c, PixelWriter write, uint32_t code);
 
 // Stores the MCU whose limited sample blocks are in coefBuffer, at column x, its first
 // `columns` columns and the band's rows.

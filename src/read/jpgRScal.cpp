@@ -31,21 +31,11 @@ int32_t cellOf(const JpgContext &c) { return 1 << c.scanState; }
 
 // ---- Blocks ---------------------------------------------------------------
 
-void limitCorner(int16_t *block, uint32_t n) {
-  for (uint32_t y = 0; y < n; y++) {
-    for (uint32_t x = 0; x < n; x++) {
-      int16_t *sample = &block[kRowLength * y + x];
-      *sample = limitSample(*sample);
-    }
-  }
-}
-
 Result makeHalfBlock(JpgContext *c, BitWindow *w, int16_t *block, JpgScanComponent *component) {
   memset(block, 0, 4 * kRowLength * sizeof(int16_t));
   const Result r = decodeCornerWide(w, &c->stream, block, component, kCornerOf4);
   if (r != JPG_OK) return r;
-  jpgIdct4x4(block);
-  limitCorner(block, 4);
+  c->kernels->makeHalfSamples(block);
   return JPG_OK;
 }
 
@@ -121,10 +111,17 @@ void putScaledYccToBgr(const JpgContext *c, const JpgRect *rect, int32_t x, int3
   putMcu<PutYccToBgr>(*c, *rect, x, w, cellOf(*c));
 }
 
-PixelWriter chooseScaledWriter(const JpgContext &c) {
-  if (c.numComponents < 3) return putScaledGray;
+// The writer, and the full-size one whose colours it gives.
+struct ScaledWriter {
+  PixelWriter write;
+  PixelWriter fullSize;
+};
+
+ScaledWriter chooseScaledWriter(const JpgContext &c) {
+  if (c.numComponents < 3) return {putScaledGray, jpgPutGray};
   const bool reversed = c.numComponents == 3 && (c.flags & kFlagYcbcrToRgb) == 0;
-  return reversed ? putScaledReversed : putScaledYccToBgr;
+  if (reversed) return {putScaledReversed, jpgPutThreeReversed};
+  return {putScaledYccToBgr, jpgPutYccToBgr};
 }
 
 // ---- Driver ---------------------------------------------------------------
@@ -164,11 +161,12 @@ Result readScaled(JpgContext *c, const JpgRect &rect, int32_t lines, int32_t sca
   const int32_t remaining = asSigned(scaleLength(c->height, shift) - c->rowPosition);
   if (remaining < 1) return JPG_E_INVALID_PARAMETER;
   if (lines > remaining) lines = remaining;
+  const ScaledWriter writer = chooseScaledWriter(*c);
   const McuPipeline pipeline = {chooseStep(scale),
-                                nullptr,
+                                chooseMcuKernel(*c, writer.fullSize, static_cast<uint32_t>(scale)),
                                 chooseScaledExpand(*c),
-                                chooseScaledWriter(*c),
-                                0,
+                                writer.write,
+                                c->numComponents,
                                 samplingWord(*c),
                                 static_cast<int32_t>(c->mcuWidth >> shift),
                                 static_cast<int32_t>(scaleLength(c->width, shift))};
@@ -200,6 +198,15 @@ Line4 transformLine4(int32_t x0, int32_t x1, int32_t x2, int32_t x3) {
 }
 
 }  // namespace
+
+void limitCorner(int16_t *block, uint32_t n) {
+  for (uint32_t y = 0; y < n; y++) {
+    for (uint32_t x = 0; x < n; x++) {
+      int16_t *sample = &block[kRowLength * y + x];
+      *sample = limitSample(*sample);
+    }
+  }
+}
 
 void jpgIdct4x4(int16_t *block) {
   int32_t work[4][4];

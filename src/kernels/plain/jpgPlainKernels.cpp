@@ -1,7 +1,9 @@
 #include <string.h>
 
 #include "kernels/jpgKernels.h"
+#include "kernels/plain/jpgPlainPut.h"
 #include "read/jpgRIdct.h"
+#include "read/jpgRScal.h"
 #include "share/jpgTables.h"
 #include "write/jpgWFdct.h"
 
@@ -11,6 +13,11 @@ namespace {
 void makeSamples(int16_t *block) {
   jpgIdct8x8(block);
   limitBlock(block);
+}
+
+void makeHalfSamples(int16_t *block) {
+  jpgIdct4x4(block);
+  limitCorner(block, 4);
 }
 
 uint64_t present(const int16_t *block) {
@@ -46,6 +53,15 @@ void makeLevels(int16_t *blocks, uint32_t count, const QuantSteps &steps, uint64
 
 }  // namespace
 
-constexpr Kernels jpgPlainKernels = {makeSamples, present, nullptr, {}, makeLevels, nullptr, {}};
+constexpr Kernels jpgPlainKernels = {
+    makeSamples,
+    makeHalfSamples,
+    present,
+    plainPutGray,
+    {&plainPutYcc1, &plainPutYcc2, &plainPutYcc4, &plainPutYcc8},
+    makeLevels,
+    nullptr,
+    nullptr,
+};
 
 }  // namespace jpg

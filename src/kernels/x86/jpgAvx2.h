@@ -10,6 +10,7 @@ namespace jpg {
 extern const Kernels jpgAvx2Kernels;
 
 void avx2MakeSamples(int16_t *block);
+void avx2MakeHalfSamples(int16_t *block);
 uint64_t avx2Present(const int16_t *block);
 void avx2PutGray(const int16_t *blocks, uint8_t *out, ptrdiff_t stride, uint32_t rows,
                  uint32_t columns);
@@ -22,6 +23,14 @@ void avx2PutYcc21(const int16_t *blocks, uint8_t *out, ptrdiff_t stride, uint32_
 void avx2PutYcc22(const int16_t *blocks, uint8_t *out, ptrdiff_t stride, uint32_t rows,
                   uint32_t columns);
 
+void avx2PutYcc11Half(const int16_t *blocks, uint8_t *out, ptrdiff_t stride, uint32_t rows,
+                      uint32_t columns);
+void avx2PutYcc12Half(const int16_t *blocks, uint8_t *out, ptrdiff_t stride, uint32_t rows,
+                      uint32_t columns);
+void avx2PutYcc21Half(const int16_t *blocks, uint8_t *out, ptrdiff_t stride, uint32_t rows,
+                      uint32_t columns);
+void avx2PutYcc22Half(const int16_t *blocks, uint8_t *out, ptrdiff_t stride, uint32_t rows,
+                      uint32_t columns);
 void avx2MakeLevels(int16_t *blocks, uint32_t count, const QuantSteps &steps, uint64_t *present);
 void avx2LoadGray(const uint8_t *in, ptrdiff_t stride, int16_t *blocks);
 void avx2LoadYcc11(const uint8_t *in, ptrdiff_t stride, int16_t *blocks);

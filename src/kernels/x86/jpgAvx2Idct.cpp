@@ -125,4 +125,77 @@ void avx2MakeSamples(int16_t *block) {
   }
 }
 
+namespace {
+
+constexpr int kHalfC = 5352, kHalfS = 2217;  // of jpgIdct4x4
+
+__m128i factors4(int a, int b) { return _mm256_castsi256_si128(factors(a, b)); }
+
+// Four lines of four 32-bit values.
+struct Line4 {
+  __m128i y[4];
+};
+
+// Four one-dimensional transforms of pairs (x0, x2) and (x1, x3).
+template <int kShift>
+Line4 transform4(__m128i x02, __m128i x13) {
+  const __m128i e0 = _mm_madd_epi16(x02, factors4(4096, 4096));
+  const __m128i e1 = _mm_madd_epi16(x02, factors4(4096, -4096));
+  const __m128i u = _mm_madd_epi16(x13, factors4(kHalfC, kHalfS));
+  const __m128i t = _mm_madd_epi16(x13, factors4(kHalfS, -kHalfC));
+  const __m128i half = _mm_set1_epi32(1 << (kShift - 1));
+  const auto round = [half](__m128i v) { return _mm_srai_epi32(_mm_add_epi32(v, half), kShift); };
+  return {{round(_mm_add_epi32(e0, u)), round(_mm_add_epi32(e1, t)), round(_mm_sub_epi32(e1, t)),
+           round(_mm_sub_epi32(e0, u))}};
+}
+
+// Columns 0 and 1, and 2 and 3, of four lines whose values fit 16 bits.
+struct Columns4 {
+  __m128i low, high;
+};
+
+Columns4 transpose4(const Line4 &line) {
+  const __m128i first = _mm_packs_epi32(line.y[0], line.y[1]);
+  const __m128i second = _mm_packs_epi32(line.y[2], line.y[3]);
+  const __m128i a = _mm_unpacklo_epi16(first, second), b = _mm_unpackhi_epi16(first, second);
+  return {_mm_unpacklo_epi16(a, b), _mm_unpackhi_epi16(a, b)};
+}
+
+bool fits16(const Line4 &line) {
+  __m128i magnitude = _mm_setzero_si128();
+  for (const __m128i &y : line.y) {
+    magnitude = _mm_or_si128(magnitude, _mm_xor_si128(y, _mm_srai_epi32(y, 31)));
+  }
+  return _mm_testz_si128(magnitude, _mm_set1_epi32(~0x7FFF)) != 0;
+}
+
+__m128i loadHalf(const int16_t *row) {
+  return _mm_loadl_epi64(reinterpret_cast<const __m128i *>(row));
+}
+
+// Two rows of four limited samples.
+void storeHalves(int16_t *row, __m128i v) {
+  const __m128i limited =
+      _mm_min_epi16(_mm_max_epi16(v, _mm_set1_epi16(-128)), _mm_set1_epi16(127));
+  _mm_storel_epi64(reinterpret_cast<__m128i *>(row), limited);
+  _mm_storel_epi64(reinterpret_cast<__m128i *>(row + 8), _mm_unpackhi_epi64(limited, limited));
+}
+
+}  // namespace
+
+void avx2MakeHalfSamples(int16_t *block) {
+  const __m128i x02 = _mm_unpacklo_epi16(loadHalf(block), loadHalf(block + 16));
+  const __m128i x13 = _mm_unpacklo_epi16(loadHalf(block + 8), loadHalf(block + 24));
+  const Line4 columns = transform4<12>(x02, x13);
+  if (!fits16(columns)) {
+    jpgPlainKernels.makeHalfSamples(block);
+    return;
+  }
+  const Columns4 c = transpose4(columns);
+  const Columns4 out = transpose4(
+      transform4<15>(_mm_unpacklo_epi16(c.low, c.high), _mm_unpackhi_epi16(c.low, c.high)));
+  storeHalves(block, out.low);
+  storeHalves(block + 16, out.high);
+}
+
 }  // namespace jpg

@@ -155,4 +155,53 @@ void avx2PutYcc22(const int16_t *blocks, uint8_t *out, ptrdiff_t stride, uint32_
   putYcc<2, 2>(blocks, out, stride, rows, columns);
 }
 
+namespace {
+
+__m128i loadFour(const int16_t *samples) {
+  return _mm_loadl_epi64(reinterpret_cast<const __m128i *>(samples));
+}
+
+// Cells of four samples both ways. A line is eight pixels, of which kAcross cells count.
+template <uint32_t kAcross, uint32_t kDown>
+void putYccHalf(const int16_t *blocks, uint8_t *out, ptrdiff_t stride, uint32_t rows,
+                uint32_t columns) {
+  constexpr uint32_t kHalf = kCell / 2;
+  const int16_t *cb = blocks + kBlockSize * kAcross * kDown, *cr = cb + kBlockSize;
+  uint8_t line[2 * 16];
+  for (uint32_t r = 0; r < rows; r++, out += stride) {
+    const Offsets o = offsetsOf(cb + kCell * (r / kDown), cr + kCell * (r / kDown));
+    const int16_t *y = blocks + kBlockSize * kAcross * (r / kHalf) + kCell * (r % kHalf);
+    if (kAcross == 2) {
+      const auto twice = [](__m128i v) { return _mm_unpacklo_epi16(v, v); };
+      const __m128i luma = _mm_unpacklo_epi64(loadFour(y), loadFour(y + kBlockSize));
+      storeEight(line, eight(luma, {twice(o.blue), twice(o.green), twice(o.red)}));
+    } else {
+      storeEight(line, eight(loadFour(y), o));
+    }
+    memcpy(out, line, kPixelBytes * columns);
+  }
+}
+
+}  // namespace
+
+void avx2PutYcc11Half(const int16_t *blocks, uint8_t *out, ptrdiff_t stride, uint32_t rows,
+                      uint32_t columns) {
+  putYccHalf<1, 1>(blocks, out, stride, rows, columns);
+}
+
+void avx2PutYcc12Half(const int16_t *blocks, uint8_t *out, ptrdiff_t stride, uint32_t rows,
+                      uint32_t columns) {
+  putYccHalf<1, 2>(blocks, out, stride, rows, columns);
+}
+
+void avx2PutYcc21Half(const int16_t *blocks, uint8_t *out, ptrdiff_t stride, uint32_t rows,
+                      uint32_t columns) {
+  putYccHalf<2, 1>(blocks, out, stride, rows, columns);
+}
+
+void avx2PutYcc22Half(const int16_t *blocks, uint8_t *out, ptrdiff_t stride, uint32_t rows,
+                      uint32_t columns) {
+  putYccHalf<2, 2>(blocks, out, stride, rows, columns);
+}
+
 }  // namespace jpg
