@@ -12,8 +12,9 @@
 namespace jpg {
 
 // The inverse transform of a block and the limit on its samples, in place: jpgIdct8x8 and
-// limitBlock.
-using SampleKernel = void (*)(int16_t *block);
+// limitBlock, or jpgIdct4x4 and limitCorner. Coefficients behind coded position `last`, 1 to 63,
+// are 0.
+using SampleKernel = void (*)(int16_t *block, uint32_t last);
 
 // Which coefficients of a block aren't 0: bit k for the k-th of the zig-zag sequence.
 using PresentKernel = uint64_t (*)(const int16_t *block);

@@ -230,7 +230,7 @@ void reconstructMcu(JpgContext *c, const NaturalTables &tables) {
   for (uint32_t i = 0; i < c->numComponents; i++) {
     for (uint32_t b = 0; b < frameBlocks(c->scanComponents[i]); b++) {
       if (dequantiseBlock(in, tables.entry[i], out)) {
-        c->kernels->makeSamples(out);
+        c->kernels->makeSamples(out, kBlockSize - 1);
       } else {
         fillBlock(out, flatSample(out[0]));
       }

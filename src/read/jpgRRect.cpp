@@ -34,7 +34,7 @@ Result makeFullBlock(JpgContext *c, BitWindow *w, int16_t *block, JpgScanCompone
   if (last == 0) {
     fillBlock(block, flatSample(block[0]));
   } else {
-    c->kernels->makeSamples(block);
+    c->kernels->makeSamples(block, last);
   }
   return JPG_OK;
 }

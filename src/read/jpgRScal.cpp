@@ -35,7 +35,7 @@ Result makeHalfBlock(JpgContext *c, BitWindow *w, int16_t *block, JpgScanCompone
   memset(block, 0, 4 * kRowLength * sizeof(int16_t));
   const Result r = decodeCornerWide(w, &c->stream, block, component, kCornerOf4);
   if (r != JPG_OK) return r;
-  c->kernels->makeHalfSamples(block);
+  c->kernels->makeHalfSamples(block, kCornerOf4);
   return JPG_OK;
 }
 

@@ -10,12 +10,12 @@
 namespace jpg {
 namespace {
 
-void makeSamples(int16_t *block) {
+void makeSamples(int16_t *block, uint32_t /*last*/) {
   jpgIdct8x8(block);
   limitBlock(block);
 }
 
-void makeHalfSamples(int16_t *block) {
+void makeHalfSamples(int16_t *block, uint32_t /*last*/) {
   jpgIdct4x4(block);
   limitCorner(block, 4);
 }

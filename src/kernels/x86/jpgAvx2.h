@@ -9,8 +9,8 @@ namespace jpg {
 
 extern const Kernels jpgAvx2Kernels;
 
-void avx2MakeSamples(int16_t *block);
-void avx2MakeHalfSamples(int16_t *block);
+void avx2MakeSamples(int16_t *block, uint32_t last);
+void avx2MakeHalfSamples(int16_t *block, uint32_t last);
 uint64_t avx2Present(const int16_t *block);
 void avx2PutGray(const int16_t *blocks, uint8_t *out, ptrdiff_t stride, uint32_t rows,
                  uint32_t columns);

@@ -65,13 +65,19 @@ template <int kShift>
   return line;
 }
 
-// True when all values fit 16 bits.
-bool fits16(const Line &line) {
-  __m256i magnitude = _mm256_setzero_si256();
-  for (const __m256i &y : line.y) {
-    magnitude = _mm256_or_si256(magnitude, _mm256_xor_si256(y, _mm256_srai_epi32(y, 31)));
-  }
-  return _mm256_testz_si256(magnitude, _mm256_set1_epi32(~0x7FFF)) != 0;
+// A column whose coefficients' magnitudes sum up to this, |x1| among them, leaves values of
+// 16 bits after the first pass: |y| is at most 3784 of the even ones' sum, and of the odd ones'
+// (4017 |x7| + |x1| (4017 + |x1|) + ...) / sqrt(2), in all below (6917 * 2900) / sqrt(2) + 2^12,
+// and is then shifted by 9.
+constexpr short kMostMagnitude = 2900;
+
+// Sums of the magnitudes of kRows rows, column by column.
+template <int kRows>
+bool isModest(const __m128i *x) {
+  __m128i sum = _mm_abs_epi16(x[0]);
+  for (int k = 1; k < kRows; k++) sum = _mm_adds_epu16(sum, _mm_abs_epi16(x[k]));
+  const __m128i beyond = _mm_subs_epu16(sum, _mm_set1_epi16(kMostMagnitude));
+  return _mm_testz_si128(beyond, beyond) != 0;
 }
 
 // Two rows of a transposed matrix.
@@ -97,31 +103,138 @@ __m256i limited(__m256i v) {
   return _mm256_min_epi16(_mm256_max_epi16(v, _mm256_set1_epi16(-128)), _mm256_set1_epi16(127));
 }
 
-}  // namespace
-
-void avx2MakeSamples(int16_t *block) {
-  __m128i x[8];
-  for (int k = 0; k < 8; k++) {
-    x[k] = _mm_loadu_si128(reinterpret_cast<const __m128i *>(block + 8 * k));
-  }
-  // x1 times itself, as the first pass of the plain routine has it.
-  const Line columns = transform<9>(x, x[1]);
-  if (!fits16(columns)) {
-    jpgPlainKernels.makeSamples(block);
-    return;
-  }
-  const Transposed t = transpose(columns);
-  for (int k = 0; k < 4; k++) {
-    x[k] = _mm256_castsi256_si128(t.row[k]);
-    x[k + 4] = _mm256_extracti128_si256(t.row[k], 1);
-  }
-  // Values shifted by 17 fit 16 bits.
-  const Transposed out = transpose(transform<17>(x, _mm_set1_epi16(kS1)));
+// Eight rows of samples from the second pass's lines, whose values, shifted by 17, fit 16 bits.
+[[gnu::always_inline]] inline void storeSamples(const Line &lines, int16_t *block) {
+  const Transposed out = transpose(lines);
   for (int k = 0; k < 4; k++) {
     const __m256i rows = limited(out.row[k]);
     _mm_storeu_si128(reinterpret_cast<__m128i *>(block + 8 * k), _mm256_castsi256_si128(rows));
     _mm_storeu_si128(reinterpret_cast<__m128i *>(block + 8 * (k + 4)),
                      _mm256_extracti128_si256(rows, 1));
+  }
+}
+
+// The transform of values 0 to 3 where the others are 0, of pairs (x0, x2) and (x1, x3), in
+// registers of four or eight 32-bit values. q1 stands in pairs for what x1 meets.
+struct Four {
+  using Word = __m128i;
+  static Word madd(Word a, Word b) { return _mm_madd_epi16(a, b); }
+  static Word add(Word a, Word b) { return _mm_add_epi32(a, b); }
+  static Word sub(Word a, Word b) { return _mm_sub_epi32(a, b); }
+  static Word all(int v) { return _mm_set1_epi32(v); }
+  static Word times(Word a, Word b) { return _mm_mullo_epi32(a, b); }
+  template <int kShift>
+  static Word shift(Word v) {
+    return _mm_srai_epi32(v, kShift);
+  }
+};
+struct Eight {
+  using Word = __m256i;
+  static Word madd(Word a, Word b) { return _mm256_madd_epi16(a, b); }
+  static Word add(Word a, Word b) { return _mm256_add_epi32(a, b); }
+  static Word sub(Word a, Word b) { return _mm256_sub_epi32(a, b); }
+  static Word all(int v) { return _mm256_set1_epi32(v); }
+  static Word times(Word a, Word b) { return _mm256_mullo_epi32(a, b); }
+  template <int kShift>
+  static Word shift(Word v) {
+    return _mm256_srai_epi32(v, kShift);
+  }
+};
+
+constexpr int pairOf(int a, int b) {
+  return static_cast<int>(static_cast<unsigned>(b) << 16 | (static_cast<unsigned>(a) & 0xFFFF));
+}
+
+template <typename Lanes>
+struct SparseLine {
+  typename Lanes::Word y[8];
+};
+
+// plus3 and minus3 are the pairs (q1, -kS3) and (q1, kS3).
+template <typename Lanes, int kShift>
+[[gnu::always_inline]] inline SparseLine<Lanes> transformSparse(typename Lanes::Word x02,
+                                                                typename Lanes::Word x13,
+                                                                typename Lanes::Word plus3,
+                                                                typename Lanes::Word minus3) {
+  using Word = typename Lanes::Word;
+  const auto with = [](Word x, int a, int b) { return Lanes::madd(x, Lanes::all(pairOf(a, b))); };
+  const auto round = [](Word v, int half) { return Lanes::add(v, Lanes::all(half)); };
+  const Word t1 = with(x13, kC1, -kC3), t2 = Lanes::madd(x13, minus3), c4 = Lanes::all(kC4);
+  const Word sum = Lanes::template shift<12>(round(Lanes::add(t1, t2), 1 << 11));
+  const Word difference = Lanes::template shift<12>(round(Lanes::sub(t1, t2), 1 << 11));
+  const Word o[4] = {with(x13, kC1, kC3), Lanes::times(sum, c4), Lanes::times(difference, c4),
+                     Lanes::madd(x13, plus3)};
+  const Word e[4] = {with(x02, kC4, kC2), with(x02, kC4, kS2), with(x02, kC4, -kS2),
+                     with(x02, kC4, -kC2)};
+  SparseLine<Lanes> line;
+  for (int k = 0; k < 4; k++) {
+    const Word base = round(e[k], 1 << (kShift - 1));
+    line.y[k] = Lanes::template shift<kShift>(Lanes::add(base, o[k]));
+    line.y[7 - k] = Lanes::template shift<kShift>(Lanes::sub(base, o[k]));
+  }
+  return line;
+}
+
+// Two rows of columns 0 to 3 as pairs of columns (0, 2), (1, 3) of the one and the other.
+__m128i pairColumns(__m128i a, __m128i b) {
+  const __m128i order = _mm_setr_epi8(0, 1, 4, 5, 2, 3, 6, 7, 8, 9, 12, 13, 10, 11, 14, 15);
+  return _mm_shuffle_epi8(_mm_packs_epi32(a, b), order);
+}
+
+// Pairs of eight rows.
+template <int kSelection>
+__m256i gatherPairs(const __m128i *rows) {
+  const auto pick = [](__m128i a, __m128i b) {
+    return _mm_castps_si128(_mm_shuffle_ps(_mm_castsi128_ps(a), _mm_castsi128_ps(b), kSelection));
+  };
+  return _mm256_inserti128_si256(_mm256_castsi128_si256(pick(rows[0], rows[1])),
+                                 pick(rows[2], rows[3]), 1);
+}
+
+// Coded positions up to this lie in rows and columns 0 to 3.
+constexpr uint32_t kLastSparse = 9;
+
+// A block with coefficients in rows and columns 0 to 3 only.
+void makeSparse(const __m128i *x, int16_t *block) {
+  const __m128i x13 = _mm_unpacklo_epi16(x[1], x[3]);
+  const __m128i plus3 = _mm_unpacklo_epi16(x[1], _mm_set1_epi16(-kS3));
+  const __m128i minus3 = _mm_unpacklo_epi16(x[1], _mm_set1_epi16(kS3));
+  const SparseLine<Four> columns =
+      transformSparse<Four, 9>(_mm_unpacklo_epi16(x[0], x[2]), x13, plus3, minus3);
+  __m128i rows[4];
+  for (int k = 0; k < 4; k++) rows[k] = pairColumns(columns.y[2 * k], columns.y[2 * k + 1]);
+  const SparseLine<Eight> lines =
+      transformSparse<Eight, 17>(gatherPairs<0x88>(rows), gatherPairs<0xDD>(rows),
+                                 Eight::all(pairOf(kS1, -kS3)), Eight::all(pairOf(kS1, kS3)));
+  Line out;
+  for (int k = 0; k < 8; k++) out.y[k] = lines.y[k];
+  storeSamples(out, block);
+}
+
+void makeDense(__m128i *x, int16_t *block) {
+  // x1 times itself, as the first pass of the plain routine has it.
+  const Transposed t = transpose(transform<9>(x, x[1]));
+  for (int k = 0; k < 4; k++) {
+    x[k] = _mm256_castsi256_si128(t.row[k]);
+    x[k + 4] = _mm256_extracti128_si256(t.row[k], 1);
+  }
+  storeSamples(transform<17>(x, _mm_set1_epi16(kS1)), block);
+}
+
+}  // namespace
+
+void avx2MakeSamples(int16_t *block, uint32_t last) {
+  __m128i x[8];
+  const int count = last <= kLastSparse ? 4 : 8;
+  for (int k = 0; k < count; k++) {
+    x[k] = _mm_loadu_si128(reinterpret_cast<const __m128i *>(block + 8 * k));
+  }
+  if (last <= kLastSparse && isModest<4>(x)) {
+    makeSparse(x, block);
+  } else if (last > kLastSparse && isModest<8>(x)) {
+    makeDense(x, block);
+  } else {
+    jpgPlainKernels.makeSamples(block, last);
   }
 }
 
@@ -183,12 +296,12 @@ void storeHalves(int16_t *row, __m128i v) {
 
 }  // namespace
 
-void avx2MakeHalfSamples(int16_t *block) {
+void avx2MakeHalfSamples(int16_t *block, uint32_t last) {
   const __m128i x02 = _mm_unpacklo_epi16(loadHalf(block), loadHalf(block + 16));
   const __m128i x13 = _mm_unpacklo_epi16(loadHalf(block + 8), loadHalf(block + 24));
   const Line4 columns = transform4<12>(x02, x13);
   if (!fits16(columns)) {
-    jpgPlainKernels.makeHalfSamples(block);
+    jpgPlainKernels.makeHalfSamples(block, last);
     return;
   }
   const Columns4 c = transpose4(columns);
