@@ -247,7 +247,7 @@ void putMcuRow(JpgContext *c, const McuPipeline &output, const NaturalTables &ta
   int32_t left = band.width > 0 ? band.width : 0;
   for (uint32_t i = 0; i < c->mcusPerRow; i++, x += output.mcuWidth) {
     reconstructMcu(c, tables);
-    storeMcu(c, output, band, x, left < output.mcuWidth ? left : output.mcuWidth);
+    storeMcu(c, output, band, c->coefBuffer, x, left < output.mcuWidth ? left : output.mcuWidth);
     left = left > output.mcuWidth ? left - output.mcuWidth : 0;
   }
 }

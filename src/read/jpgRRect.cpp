@@ -26,46 +26,87 @@ void countMcu(JpgContext *c, BitWindow *w) {
   }
 }
 
-// Into a cleared block.
-Result makeFullBlock(JpgContext *c, BitWindow *w, int16_t *block, JpgScanComponent *component) {
-  uint32_t last = 0;
-  const Result r = decodeBlockWide(w, &c->stream, block, component, &last);
-  if (r != JPG_OK) return r;
+Result decodeFull(JpgContext *c, BitWindow *w, int16_t *block, JpgScanComponent *component,
+                  uint32_t *last) {
+  return decodeBlockWide(w, &c->stream, block, component, last);
+}
+
+void transformFull(const JpgContext &c, int16_t *block, uint32_t last) {
   if (last == 0) {
     fillBlock(block, flatSample(block[0]));
   } else {
-    c->kernels->makeSamples(block, last);
+    c.kernels->makeSamples(block, last);
   }
-  return JPG_OK;
 }
 
-// One MCU of an interleaved scan, its blocks one after another in coefBuffer.
-Result decodeMcu(JpgContext *c, BitWindow *w, BlockStep step) {
-  int16_t *block = c->coefBuffer;
-  if (step == makeFullBlock) memset(block, 0, c->blocksPerMcu * kBlockSize * sizeof(int16_t));
+constexpr BlockSteps kFullSteps = {decodeFull, transformFull};
+
+// An MCU on its way.
+struct Mcu {
+  int16_t *blocks;
+  uint32_t count;  // of blocks
+  int32_t x;       // column in the output
+  int32_t columns;
+  uint8_t last[kMaxComponents * kMaxComponents];
+};
+
+// One MCU of an interleaved scan, its blocks one after another.
+Result decodeMcu(JpgContext *c, BitWindow *w, const BlockSteps &steps, Mcu *mcu) {
+  int16_t *block = mcu->blocks;
+  mcu->count = 0;
+  if (&steps == &kFullSteps) memset(block, 0, c->blocksPerMcu * kBlockSize * sizeof(int16_t));
   for (uint32_t k = 0; k < c->scanNs; k++) {
     JpgScanComponent *component = &c->scanComponents[k];
     for (uint32_t i = 0; i < component->blocksPerMcu; i++, block += kBlockSize) {
-      if (const Result r = step(c, w, block, component); r != JPG_OK) return r;
+      uint32_t last = 0;
+      const Result r = steps.decode(c, w, block, component, &last);
+      if (r != JPG_OK) return r;
+      mcu->last[mcu->count++] = static_cast<uint8_t>(last);
     }
   }
   countMcu(c, w);
   return JPG_OK;
 }
 
+void finishMcu(JpgContext *c, const McuPipeline &pipeline, const JpgRect &band, const Mcu &mcu) {
+  for (uint32_t i = 0; i < mcu.count; i++) {
+    pipeline.steps->transform(*c, mcu.blocks + kBlockSize * i, mcu.last[i]);
+  }
+  storeMcu(c, pipeline, band, mcu.blocks, mcu.x, mcu.columns);
+}
+
+Result decodeNextMcu(JpgContext *c, BitWindow *w, const McuPipeline &pipeline, Mcu *mcu) {
+  if (c->lastMarker == kMarkerEoi) return JPG_E_END_OF_IMAGE;
+  if (c->read.scanHoldsFrame == 0) return JPG_E_UNSUPPORTED;
+  return decodeMcu(c, w, *pipeline.steps, mcu);
+}
+
+// With a kernel the scratch blocks are free: an MCU is finished when the next one is decoded.
 Result decodeMcusOfRow(JpgContext *c, BitWindow *w, const McuPipeline &pipeline,
                        const JpgRect &band) {
-  const int32_t mcuWidth = pipeline.mcuWidth;
+  const bool lags = pipeline.put != nullptr;
+  Mcu mcus[2];
+  mcus[0].blocks = c->coefBuffer;
+  mcus[1].blocks = lags ? c->scratchBlocks : c->coefBuffer;
   int32_t x = 0;
   int32_t left = pipeline.width > 0 ? pipeline.width : 0;
-  for (uint32_t i = 0; i < c->mcusPerRow; i++, x += mcuWidth) {
-    if (c->lastMarker == kMarkerEoi) return JPG_E_END_OF_IMAGE;
-    if (c->read.scanHoldsFrame == 0) return JPG_E_UNSUPPORTED;
-    if (const Result r = decodeMcu(c, w, pipeline.step); r != JPG_OK) return r;
-    storeMcu(c, pipeline, band, x, left < mcuWidth ? left : mcuWidth);
-    left = left > mcuWidth ? left - mcuWidth : 0;
+  const Mcu *before = nullptr;
+  Result r = JPG_OK;
+  for (uint32_t i = 0; i < c->mcusPerRow && r == JPG_OK; i++, x += pipeline.mcuWidth) {
+    Mcu *mcu = &mcus[i % 2];
+    mcu->x = x;
+    mcu->columns = left < pipeline.mcuWidth ? left : pipeline.mcuWidth;
+    left -= mcu->columns;
+    r = decodeNextMcu(c, w, pipeline, mcu);
+    if (before != nullptr) finishMcu(c, pipeline, band, *before);
+    before = r == JPG_OK ? mcu : nullptr;
+    if (!lags && before != nullptr) {
+      finishMcu(c, pipeline, band, *before);
+      before = nullptr;
+    }
   }
-  return JPG_OK;
+  if (before != nullptr) finishMcu(c, pipeline, band, *before);
+  return r;
 }
 
 // The bands of a call. At least one MCU row is decoded, also for lines <= 0, which
@@ -115,15 +156,15 @@ Result decodeMcuRow(JpgContext *c, const McuPipeline &pipeline, const JpgRect &b
   return r;
 }
 
-void storeMcu(JpgContext *c, const McuPipeline &pipeline, const JpgRect &band, int32_t x,
-              int32_t columns) {
+void storeMcu(JpgContext *c, const McuPipeline &pipeline, const JpgRect &band,
+              const int16_t *blocks, int32_t x, int32_t columns) {
   if (pipeline.put == nullptr) {
     pipeline.expand(c, pipeline.sampling);
     pipeline.write(c, &band, x, columns);
   } else if (columns > 0 && band.height > 0) {
     uint8_t *out =
         static_cast<uint8_t *>(band.bits) + static_cast<ptrdiff_t>(x) * pipeline.pixelBytes;
-    pipeline.put(c->coefBuffer, out, band.stride, asUnsigned(band.height), asUnsigned(columns));
+    pipeline.put(blocks, out, band.stride, asUnsigned(band.height), asUnsigned(columns));
   }
 }
 
@@ -150,7 +191,7 @@ uint32_t JPG_CALL jpgReadToRect(JPGHANDLE handle, const JpgRect *rect, int32_t l
   if (const Result r = returnToScanData(c); r != JPG_OK) return r;
   c->scanState = kScaleFull;
   const PixelWriter write = choosePixelWriter(*c, *rect);
-  const McuPipeline pipeline = {makeFullBlock,
+  const McuPipeline pipeline = {&kFullSteps,
                                 chooseMcuKernel(*c, write, kScaleFull),
                                 chooseExpand(*c),
                                 write,

@@ -10,15 +10,21 @@
 
 namespace jpg {
 
-// Makes one block's limited samples: decode, transform, limit. 0 or the block
-// decoder's code.
-using BlockStep = Result (*)(JpgContext *c, BitWindow *w, int16_t *block,
-                             JpgScanComponent *component);
+// A block's way from the bit stream to limited samples, in two steps: between them lie those
+// of other blocks, so that a transform needn't wait for coefficients that are just being
+// stored.
+struct BlockSteps {
+  // Coefficients, `*last` the coded position of the last that may not be 0. 0 or the block
+  // decoder's code.
+  Result (*decode)(JpgContext *c, BitWindow *w, int16_t *block, JpgScanComponent *component,
+                   uint32_t *last);
+  void (*transform)(const JpgContext &c, int16_t *block, uint32_t last);
+};
 
 // What a call has chosen.
 struct McuPipeline {
-  BlockStep step;  // null where blocks come from a store
-  McuKernel put;   // stores an MCU at once; null: expand, then write
+  const BlockSteps *steps;  // null where blocks come from a store
+  McuKernel put;            // stores an MCU at once; null: expand, then write
   ExpandRoutine expand;
   PixelWriter write;
   uint32_t pixelBytes;  // of put
@@ -31,10 +37,10 @@ struct McuPipeline {
 // the full-size writer `write` would at its size; null for none.
 McuKernel chooseMcuKernel(const JpgContext &c, PixelWriter write, uint32_t code);
 
-// Stores the MCU whose limited sample blocks are in coefBuffer, at column x, its first
-// `columns` columns and the band's rows.
-void storeMcu(JpgContext *c, const McuPipeline &pipeline, const JpgRect &band, int32_t x,
-              int32_t columns);
+// Stores the MCU whose limited sample blocks are at `blocks` (coefBuffer, or, with a kernel,
+// elsewhere), at column x, its first `columns` columns and the band's rows.
+void storeMcu(JpgContext *c, const McuPipeline &pipeline, const JpgRect &band,
+              const int16_t *blocks, int32_t x, int32_t columns);
 
 // Decodes one row of MCUs into `band`, whose height is the rows to store.
 // JPG_E_END_OF_IMAGE after EOI, JPG_E_UNSUPPORTED when the scan doesn't hold all

@@ -31,40 +31,50 @@ int32_t cellOf(const JpgContext &c) { return 1 << c.scanState; }
 
 // ---- Blocks ---------------------------------------------------------------
 
-Result makeHalfBlock(JpgContext *c, BitWindow *w, int16_t *block, JpgScanComponent *component) {
+Result decodeHalf(JpgContext *c, BitWindow *w, int16_t *block, JpgScanComponent *component,
+                  uint32_t * /*last*/) {
   memset(block, 0, 4 * kRowLength * sizeof(int16_t));
-  const Result r = decodeCornerWide(w, &c->stream, block, component, kCornerOf4);
-  if (r != JPG_OK) return r;
-  c->kernels->makeHalfSamples(block, kCornerOf4);
-  return JPG_OK;
+  return decodeCornerWide(w, &c->stream, block, component, kCornerOf4);
 }
 
-Result makeQuarterBlock(JpgContext *c, BitWindow *w, int16_t *block, JpgScanComponent *component) {
+void transformHalf(const JpgContext &c, int16_t *block, uint32_t /*last*/) {
+  c.kernels->makeHalfSamples(block, kCornerOf4);
+}
+
+Result decodeQuarter(JpgContext *c, BitWindow *w, int16_t *block, JpgScanComponent *component,
+                     uint32_t * /*last*/) {
   block[1] = 0;
   block[kRowLength] = 0;
   block[kRowLength + 1] = 0;
-  const Result r = decodeCornerWide(w, &c->stream, block, component, kCornerOf2);
-  if (r != JPG_OK) return r;
+  return decodeCornerWide(w, &c->stream, block, component, kCornerOf2);
+}
+
+void transformQuarter(const JpgContext & /*c*/, int16_t *block, uint32_t /*last*/) {
   jpgIdct2x2(block);
   limitCorner(block, 2);
-  return JPG_OK;
 }
 
-Result makeEighthBlock(JpgContext *c, BitWindow *w, int16_t *block, JpgScanComponent *component) {
-  const Result r = decodeCornerWide(w, &c->stream, block, component, 0);
-  if (r != JPG_OK) return r;
+Result decodeEighth(JpgContext *c, BitWindow *w, int16_t *block, JpgScanComponent *component,
+                    uint32_t * /*last*/) {
+  return decodeCornerWide(w, &c->stream, block, component, 0);
+}
+
+void transformEighth(const JpgContext & /*c*/, int16_t *block, uint32_t /*last*/) {
   block[0] = limitSample(asr(block[0] + 4, 3));
-  return JPG_OK;
 }
 
-BlockStep chooseStep(int32_t scale) {
+constexpr BlockSteps kHalfSteps = {decodeHalf, transformHalf};
+constexpr BlockSteps kQuarterSteps = {decodeQuarter, transformQuarter};
+constexpr BlockSteps kEighthSteps = {decodeEighth, transformEighth};
+
+const BlockSteps *chooseSteps(int32_t scale) {
   switch (scale) {
     case kScaleHalf:
-      return makeHalfBlock;
+      return &kHalfSteps;
     case kScaleQuarter:
-      return makeQuarterBlock;
+      return &kQuarterSteps;
     case kScaleEighth:
-      return makeEighthBlock;
+      return &kEighthSteps;
     default:
       return nullptr;
   }
@@ -162,7 +172,7 @@ Result readScaled(JpgContext *c, const JpgRect &rect, int32_t lines, int32_t sca
   if (remaining < 1) return JPG_E_INVALID_PARAMETER;
   if (lines > remaining) lines = remaining;
   const ScaledWriter writer = chooseScaledWriter(*c);
-  const McuPipeline pipeline = {chooseStep(scale),
+  const McuPipeline pipeline = {chooseSteps(scale),
                                 chooseMcuKernel(*c, writer.fullSize, static_cast<uint32_t>(scale)),
                                 chooseScaledExpand(*c),
                                 writer.write,
@@ -253,6 +263,6 @@ uint32_t JPG_CALL jpgReadScaleOutputToRect(JPGHANDLE handle, const JpgRect *rect
   if (c->sofMarker > kMarkerSof1) return JPG_E_UNSUPPORTED;
   if (const Result r = changeScale(c, scale); r != JPG_OK) return r;
   if (scale == kScaleFullCode) return jpgReadToRect(handle, rect, lines);
-  if (chooseStep(scale) == nullptr) return JPG_E_INVALID_PARAMETER;
+  if (chooseSteps(scale) == nullptr) return JPG_E_INVALID_PARAMETER;
   return readScaled(c, *rect, lines, scale);
 }
