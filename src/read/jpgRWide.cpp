@@ -86,6 +86,17 @@ enum class AcEnd {
   return *k == kBlockSize - 1 ? AcEnd::kBlock : AcEnd::kLeft;
 }
 
+// Fills the window's head for one round of symbols. Wide registers are filled up without a
+// look at how much is left, which no branch prediction could tell.
+inline bool fillForRound(BitWindow *w, WindowHead *head) {
+  if (kWindowBits < 64 && head->count >= kMaxCodeLength) return true;
+  return fillHead(w, head);
+}
+
+// A round has up to four symbols: behind three shortcuts a filled wide register still holds
+// a whole code.
+static_assert(kWindowBits < 64 || kFilledBits >= 3 * kShortcutBits + kMaxCodeLength, "too many");
+
 // The AC coefficients as far as the window goes. Its head is kept in registers between the
 // symbols that need more than a look at the shortcuts.
 template <uint32_t kLastStored>
@@ -95,24 +106,31 @@ AcEnd decodeAcWide(BitWindow *w, JpgStream *s, const JpgScanComponent &component
   const uint32_t *quant = component.quantTable;
   WindowHead head = headOf(*w);
   uint32_t k = 0;
+  HuffShortcut fast = 0;
+  const auto take = [&](uint32_t position) {
+    head.bits <<= shortcutLength(fast);
+    head.count -= shortcutLength(fast);
+    k = position;
+    // Of a corner, what lies outside of it doesn't matter; of DC alone nothing is kept.
+    if (kLastStored == 0) return;
+    block[kZigZag.natural[position]] = dequantise(shortcutValue(fast), quant[position]);
+  };
+  // A coefficient that leaves the block unfinished. Ends, and what has no shortcut, lie beyond
+  // the block, and so does its last coefficient here, behind which no end follows.
+  const auto inside = [&] {
+    fast = shortcuts[head.bits >> (kWindowBits - kShortcutBits)];
+    const uint32_t next = k + shortcutSkip(fast);
+    if (next >= kBlockSize - 1) return false;
+    take(next);
+    return true;
+  };
   for (;;) {
-    if (head.count < kSymbolBits && !fillHead(w, &head)) break;
-    const HuffShortcut fast = shortcuts[head.bits >> (kWindowBits - kShortcutBits)];
-    uint32_t next = k + shortcutSkip(fast);
-    // Ends, and what has no shortcut, lie beyond the block; so does its last coefficient here,
-    // behind which no end follows.
-    const bool inside = next < kBlockSize - 1;
-    const bool ending =
-        !inside && (shortcutSkip(fast) & kSkipThenEnd) != 0 && next < kSkipThenEnd + kBlockSize - 1;
-    if (inside || ending) {
-      head.bits <<= shortcutLength(fast);
-      head.count -= shortcutLength(fast);
-      next %= kSkipThenEnd;
-      if (next <= kLastStored) {
-        block[kZigZag.natural[next]] = dequantise(shortcutValue(fast), quant[next]);
-      }
-      k = next;
-      if (inside) continue;
+    if (!fillForRound(w, &head)) break;
+    if (inside() && (kWindowBits < 64 || (inside() && inside() && inside()))) continue;
+    const uint32_t next = k + shortcutSkip(fast);
+    const bool coefficient = (shortcutSkip(fast) & kSkipThenEnd) != 0;
+    if (coefficient && next < kSkipThenEnd + kBlockSize - 1) {
+      take(next - kSkipThenEnd);
       putBack(w, head);
       *last = k;
       // Ahead of the end's code the bit reader would have looked at the longest one there is.
