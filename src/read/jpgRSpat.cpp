@@ -72,38 +72,65 @@ constexpr uint32_t kAskedBits = kWindowBits >= 64 ? kDifferenceBits : kMaxCodeLe
   return category <= kTopCategory ? JPG_OK : JPG_E_FAIL;
 }
 
-inline Result nextDifference(DifferenceSource *d, uint32_t k, int32_t *difference) {
+// What a row's loop keeps in registers.
+struct RowHead {
+  WindowHead window;
+  uint32_t reach;  // as the window's `furthest`
+};
+
+inline RowHead beginRow(const DifferenceSource &d) { return {d.head, d.w->furthest}; }
+
+inline void endRow(DifferenceSource *d, const RowHead &head) {
+  d->head = head.window;
+  noteReach(d->w, head.reach);
+}
+
+// A difference that takes more than a look at the shortcuts.
+inline Result slowDifference(DifferenceSource *d, RowHead *head, bool filled, uint32_t k,
+                             int32_t *difference) {
+  int32_t value = 0;
+  endRow(d, *head);
+  const Result r = filled ? longDifference(d, k, &value) : plainDifference(d, k, &value);
+  *head = beginRow(*d);
+  *difference = value;
+  return r;
+}
+
+inline Result nextDifference(DifferenceSource *d, RowHead *head, uint32_t k, int32_t *difference) {
   const DifferenceSource::Table &table = d->table[k];
-  const bool filled = d->head.count >= kAskedBits || fillHead(d->w, &d->head);
-  if (!filled || table.shortcuts == nullptr) return plainDifference(d, k, difference);
-  const HuffShortcut fast = table.shortcuts[d->head.bits >> (kWindowBits - kShortcutBits)];
+  WindowHead *h = &head->window;
+  const bool filled = h->count >= kAskedBits || fillHead(d->w, h);
+  if (!filled || table.shortcuts == nullptr) {
+    return slowDifference(d, head, false, k, difference);
+  }
+  const HuffShortcut fast = table.shortcuts[h->bits >> (kWindowBits - kShortcutBits)];
   const uint32_t skip = shortcutSkip(fast);
-  const uint32_t place = d->w->loaded - d->head.count;
+  const uint32_t reach = d->w->loaded - h->count + table.decoder.maxLength;
   uint32_t length = shortcutLength(fast);
   int32_t value = shortcutValue(fast);
   if (skip != 1 && skip != kSkipEnd) {
     // The code alone: `value` is the category.
     const auto category = static_cast<uint32_t>(value);
     if (length == 0 || category > kMaxDctCategory || kWindowBits < 64) {
-      return longDifference(d, k, difference);
+      return slowDifference(d, head, true, k, difference);
     }
-    value = static_cast<int32_t>((d->head.bits << length) >> 1 >> (kWindowBits - 1 - category));
+    value = static_cast<int32_t>((h->bits << length) >> 1 >> (kWindowBits - 1 - category));
     value += value >= kExtend.threshold[category] ? 0 : kExtend.offset[category];
     length += category;
   }
-  noteReach(d->w, place + table.decoder.maxLength);
-  d->head.bits <<= length;
-  d->head.count -= length;
+  if (reach > head->reach) head->reach = reach;
+  h->bits <<= length;
+  h->count -= length;
   *difference = value;
   return JPG_OK;
 }
 
 // Decodes the row's i-th sample, of component k.
 template <typename Samples>
-inline Result decodeSample(const SpatialRow &row, DifferenceSource *d, uint32_t i, uint32_t k,
+inline Result decodeSample(const SpatialRow &row, RowHead *head, uint32_t i, uint32_t k,
                            int32_t prediction) {
   int32_t difference = 0;
-  const Result r = nextDifference(d, k, &difference);
+  const Result r = nextDifference(row.source, head, k, &difference);
   if (r != JPG_OK) return r;
   Samples::store(row.out, i, wrapAdd(prediction, difference) & row.mask);
   return JPG_OK;
@@ -116,48 +143,66 @@ Result decodeFirstRow(const SpatialRow &row) {
   const uint32_t n = c.numComponents;
   // A point transform that takes all bits away leaves nothing to halve.
   const int32_t mid = c.Al < c.precision ? 1 << (c.precision - c.Al - 1) : 0;
-  for (uint32_t i = 0; i < c.width * n; i++) {
+  RowHead head = beginRow(*row.source);
+  Result r = JPG_OK;
+  for (uint32_t i = 0; i < c.width * n && r == JPG_OK; i++) {
     const int32_t prediction = i < n ? mid : Samples::load(row.out, i - n);
-    const Result r = decodeSample<Samples>(row, row.source, i, i % n, prediction);
-    if (r != JPG_OK) return r;
+    r = decodeSample<Samples>(row, &head, i, i % n, prediction);
   }
-  return JPG_OK;
+  endRow(row.source, head);
+  return r;
 }
 
 // The first pixel of another row: from above.
 template <typename Samples>
-Result decodeFirstPixel(const SpatialRow &row) {
+Result decodeFirstPixel(const SpatialRow &row, RowHead *head) {
   const uint32_t n = row.c->width != 0 ? row.c->numComponents : 0;
   for (uint32_t i = 0; i < n; i++) {
-    const Result r = decodeSample<Samples>(row, row.source, i, i, Samples::load(row.above, i));
+    const Result r = decodeSample<Samples>(row, head, i, i, Samples::load(row.above, i));
     if (r != JPG_OK) return r;
   }
   return JPG_OK;
 }
 
-template <typename Samples, uint32_t kSelection>
-Result decodeRow(const SpatialRow &row) {
-  if (const Result r = decodeFirstPixel<Samples>(row); r != JPG_OK) return r;
-  const uint32_t n = row.c->numComponents;
+// The others of a row of kComponents components.
+template <typename Samples, uint32_t kSelection, uint32_t kComponents>
+Result decodeOtherPixels(const SpatialRow &row, RowHead *out) {
+  constexpr uint32_t n = kComponents;
+  RowHead head = *out;
+  Result r = JPG_OK;
   const uint32_t width = row.c->width;
-  DifferenceSource *d = row.source;
-  for (uint32_t x = 1; x < width; x++) {
-    for (uint32_t k = 0; k < n; k++) {
+  for (uint32_t x = 1; x < width && r == JPG_OK; x++) {
+    for (uint32_t k = 0; k < n && r == JPG_OK; k++) {
       const uint32_t i = x * n + k;
       const int32_t a = Samples::load(row.out, i - n);
       const int32_t b = Samples::load(row.above, i);
       const int32_t c = Samples::load(row.above, i - n);
-      const Result r = decodeSample<Samples>(row, d, i, k, predict<kSelection>(a, b, c));
-      if (r != JPG_OK) return r;
+      r = decodeSample<Samples>(row, &head, i, k, predict<kSelection>(a, b, c));
     }
   }
-  return JPG_OK;
+  *out = head;
+  return r;
+}
+
+template <typename Samples, uint32_t kSelection>
+Result decodeRow(const SpatialRow &row) {
+  using Others = Result (*)(const SpatialRow &row, RowHead *head);
+  constexpr Others kOthers[kMaxComponents] = {
+      decodeOtherPixels<Samples, kSelection, 1>, decodeOtherPixels<Samples, kSelection, 2>,
+      decodeOtherPixels<Samples, kSelection, 3>, decodeOtherPixels<Samples, kSelection, 4>};
+  RowHead head = beginRow(*row.source);
+  Result r = decodeFirstPixel<Samples>(row, &head);
+  if (r == JPG_OK) r = kOthers[row.c->numComponents - 1](row, &head);
+  endRow(row.source, head);
+  return r;
 }
 
 // A selection that isn't one shows behind the first pixel.
 template <typename Samples>
 Result decodeRowUnselected(const SpatialRow &row) {
-  const Result r = decodeFirstPixel<Samples>(row);
+  RowHead head = beginRow(*row.source);
+  const Result r = decodeFirstPixel<Samples>(row, &head);
+  endRow(row.source, head);
   return r != JPG_OK ? r : JPG_E_INVALID_PARAMETER;
 }
 

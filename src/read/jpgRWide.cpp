@@ -86,16 +86,13 @@ enum class AcEnd {
   return *k == kBlockSize - 1 ? AcEnd::kBlock : AcEnd::kLeft;
 }
 
-// Fills the window's head for one round of symbols. Wide registers are filled up without a
-// look at how much is left, which no branch prediction could tell.
+// Fills the window's head for one round of symbols: up to four, of which three are shortcuts, on
+// wide registers. Those are filled up without a look at how much is left, which no branch
+// prediction could tell.
 inline bool fillForRound(BitWindow *w, WindowHead *head) {
   if (kWindowBits < 64 && head->count >= kMaxCodeLength) return true;
   return fillHead(w, head);
 }
-
-// A round has up to four symbols: behind three shortcuts a filled wide register still holds
-// a whole code.
-static_assert(kWindowBits < 64 || kFilledBits >= 3 * kShortcutBits + kMaxCodeLength, "too many");
 
 // The AC coefficients as far as the window goes. Its head is kept in registers between the
 // symbols that need more than a look at the shortcuts.

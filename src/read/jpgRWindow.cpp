@@ -14,6 +14,7 @@ bool stepBack(const uint8_t **p, const uint8_t *begin) {
 
 bool fillWindowSlowly(BitWindow *w) {
   while (w->count <= kFilledBits) {
+    if (w->end - w->next < 2) return false;
     const WindowWord byte = *w->next;
     if (byte == 0xFF && w->next[1] != 0) return false;
     w->next += byte == 0xFF ? 2 : 1;

@@ -22,6 +22,10 @@ using WindowWord = size_t;  // the widest that the target handles in one registe
 constexpr uint32_t kWindowBits = sizeof(WindowWord) * 8;
 // Valid bits that a filled window has at least.
 constexpr uint32_t kFilledBits = kWindowBits - 8;
+// What a loop may count on behind a refill: three shortcuts and a whole code on wide registers.
+constexpr uint32_t kEnoughBits =
+    kWindowBits >= 64 ? 3 * kShortcutBits + kMaxCodeLength : kMaxCodeLength;
+static_assert(kEnoughBits <= kFilledBits, "a filled window has enough");
 // Bytes that must lie in the buffer for a refill: each may be an FF with its zero.
 constexpr uint32_t kWindowReach = 2 * sizeof(WindowWord);
 
@@ -62,8 +66,9 @@ inline bool openWindow(BitWindow *w, const JpgStream *s) {
 // Gives the stream its state back and closes the window.
 void closeWindow(BitWindow *w, JpgStream *s);
 
-// Appends bytes, FF with their zeros dropped, until kFilledBits are there. False at a
-// marker.
+// Appends bytes, FF with their zeros dropped, until kFilledBits are there; kWindowReach bytes
+// must lie in the buffer, but for sizeof(WindowWord) of them that may have been taken. False at a
+// marker, or where they don't suffice.
 bool fillWindowSlowly(BitWindow *w);
 
 inline WindowWord loadBigEndian(const uint8_t *p) {
@@ -72,10 +77,15 @@ inline WindowWord loadBigEndian(const uint8_t *p) {
   return v;
 }
 
-// True when a byte of the word is FF.
-inline bool hasFF(WindowWord v) {
+// The top bits of bytes that are FF, and perhaps of some ahead of them; 0 when none is.
+inline WindowWord findFF(WindowWord v) {
   constexpr WindowWord kOnes = ~WindowWord{0} / 255;
-  return ((~v - kOnes) & v & (kOnes << 7)) != 0;
+  return (~v - kOnes) & v & (kOnes << 7);
+}
+
+inline uint32_t leadingZeros(WindowWord v) {
+  return static_cast<uint32_t>(sizeof(v) == 8 ? __builtin_clzll(v)
+                                              : __builtin_clz(static_cast<uint32_t>(v)));
 }
 
 // What a decoding loop keeps in registers: a window's bits and their count.
@@ -91,24 +101,28 @@ inline void putBack(BitWindow *w, const WindowHead &head) {
   w->count = head.count;
 }
 
-// Fills up to at least kFilledBits. False when the window can't go on alone.
+// Fills up to at least kFilledBits, kEnoughBits near an FF. False when the window can't go on
+// alone.
 inline bool fillHead(BitWindow *w, WindowHead *head) {
   if (static_cast<size_t>(w->end - w->next) < kWindowReach) return false;
   const WindowWord v = loadBigEndian(w->next);
-  if (hasFF(v)) {
-    putBack(w, *head);
-    const bool filled = fillWindowSlowly(w);
-    *head = headOf(*w);
-    return filled;
+  const WindowWord stuffed = findFF(v);
+  uint32_t bytes = (kWindowBits - 1 - head->count) / 8;
+  if (stuffed != 0) {
+    const uint32_t plain = leadingZeros(stuffed) / 8;
+    if (plain < bytes) bytes = plain;
   }
-  const uint32_t bytes = (kWindowBits - 1 - head->count) / 8;
   // Bits behind the last whole byte aren't kept.
   const WindowWord whole = v & ~(~WindowWord{0} >> (8 * bytes));
   head->bits |= whole >> head->count;
   head->count += 8 * bytes;
   w->loaded += 8 * bytes;
   w->next += bytes;
-  return true;
+  if (stuffed == 0 || head->count >= kEnoughBits) return true;
+  putBack(w, *head);
+  const bool filled = fillWindowSlowly(w);
+  *head = headOf(*w);
+  return filled;
 }
 
 inline bool fillWindow(BitWindow *w) {
