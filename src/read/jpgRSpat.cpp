@@ -75,10 +75,11 @@ constexpr uint32_t kAskedBits = kWindowBits >= 64 ? kDifferenceBits : kMaxCodeLe
 // What a row's loop keeps in registers.
 struct RowHead {
   WindowHead window;
-  uint32_t reach;  // as the window's `furthest`
+  uint32_t loaded;  // as the window's
+  uint32_t reach;   // as the window's `furthest`
 };
 
-inline RowHead beginRow(const DifferenceSource &d) { return {d.head, d.w->furthest}; }
+inline RowHead beginRow(const DifferenceSource &d) { return {d.head, d.w->loaded, d.w->furthest}; }
 
 inline void endRow(DifferenceSource *d, const RowHead &head) {
   d->head = head.window;
@@ -96,19 +97,33 @@ inline Result slowDifference(DifferenceSource *d, RowHead *head, bool filled, ui
   return r;
 }
 
-inline Result nextDifference(DifferenceSource *d, RowHead *head, uint32_t k, int32_t *difference) {
-  const DifferenceSource::Table &table = d->table[k];
+// A component's part of the source, which stands apart from memory that rows are written to.
+struct RowTable {
+  const HuffShortcut *shortcuts;
+  uint32_t maxLength;
+};
+
+inline RowTable rowTable(const DifferenceSource &d, uint32_t k) {
+  return {d.table[k].shortcuts, d.table[k].decoder.maxLength};
+}
+
+inline Result nextDifference(DifferenceSource *d, const RowTable &table, RowHead *head, uint32_t k,
+                             int32_t *difference) {
   WindowHead *h = &head->window;
-  const bool filled = h->count >= kAskedBits || fillHead(d->w, h);
+  bool filled = true;
+  if (h->count < kAskedBits) {
+    filled = fillHead(d->w, h);
+    head->loaded = d->w->loaded;
+  }
   if (!filled || table.shortcuts == nullptr) {
     return slowDifference(d, head, false, k, difference);
   }
   const HuffShortcut fast = table.shortcuts[h->bits >> (kWindowBits - kShortcutBits)];
-  const uint32_t skip = shortcutSkip(fast);
-  const uint32_t reach = d->w->loaded - h->count + table.decoder.maxLength;
+  const uint32_t reach = head->loaded - h->count + table.maxLength;
   uint32_t length = shortcutLength(fast);
   int32_t value = shortcutValue(fast);
-  if (skip != 1 && skip != kSkipEnd) {
+  // Skips are 1, or kSkipEnd for category 0.
+  if ((shortcutSkip(fast) & ~(1 | kSkipEnd)) != 0) {
     // The code alone: `value` is the category.
     const auto category = static_cast<uint32_t>(value);
     if (length == 0 || category > kMaxDctCategory || kWindowBits < 64) {
@@ -127,10 +142,10 @@ inline Result nextDifference(DifferenceSource *d, RowHead *head, uint32_t k, int
 
 // Decodes the row's i-th sample, of component k.
 template <typename Samples>
-inline Result decodeSample(const SpatialRow &row, RowHead *head, uint32_t i, uint32_t k,
-                           int32_t prediction) {
+inline Result decodeSample(const SpatialRow &row, const RowTable &table, RowHead *head, uint32_t i,
+                           uint32_t k, int32_t prediction) {
   int32_t difference = 0;
-  const Result r = nextDifference(row.source, head, k, &difference);
+  const Result r = nextDifference(row.source, table, head, k, &difference);
   if (r != JPG_OK) return r;
   Samples::store(row.out, i, wrapAdd(prediction, difference) & row.mask);
   return JPG_OK;
@@ -147,7 +162,7 @@ Result decodeFirstRow(const SpatialRow &row) {
   Result r = JPG_OK;
   for (uint32_t i = 0; i < c.width * n && r == JPG_OK; i++) {
     const int32_t prediction = i < n ? mid : Samples::load(row.out, i - n);
-    r = decodeSample<Samples>(row, &head, i, i % n, prediction);
+    r = decodeSample<Samples>(row, rowTable(*row.source, i % n), &head, i, i % n, prediction);
   }
   endRow(row.source, head);
   return r;
@@ -158,7 +173,8 @@ template <typename Samples>
 Result decodeFirstPixel(const SpatialRow &row, RowHead *head) {
   const uint32_t n = row.c->width != 0 ? row.c->numComponents : 0;
   for (uint32_t i = 0; i < n; i++) {
-    const Result r = decodeSample<Samples>(row, head, i, i, Samples::load(row.above, i));
+    const Result r = decodeSample<Samples>(row, rowTable(*row.source, i), head, i, i,
+                                           Samples::load(row.above, i));
     if (r != JPG_OK) return r;
   }
   return JPG_OK;
@@ -166,19 +182,23 @@ Result decodeFirstPixel(const SpatialRow &row, RowHead *head) {
 
 // The others of a row of kComponents components.
 template <typename Samples, uint32_t kSelection, uint32_t kComponents>
-Result decodeOtherPixels(const SpatialRow &row, RowHead *out) {
+Result decodeOtherPixels(const SpatialRow &given, RowHead *out) {
   constexpr uint32_t n = kComponents;
+  const SpatialRow row = given;  // rows of bytes might overlap it
   RowHead head = *out;
+  RowTable tables[n];
+  for (uint32_t k = 0; k < n; k++) tables[k] = rowTable(*row.source, k);
   Result r = JPG_OK;
-  const uint32_t width = row.c->width;
-  for (uint32_t x = 1; x < width && r == JPG_OK; x++) {
-    for (uint32_t k = 0; k < n && r == JPG_OK; k++) {
-      const uint32_t i = x * n + k;
-      const int32_t a = Samples::load(row.out, i - n);
-      const int32_t b = Samples::load(row.above, i);
-      const int32_t c = Samples::load(row.above, i - n);
-      r = decodeSample<Samples>(row, &head, i, k, predict<kSelection>(a, b, c));
+  const uint32_t samples = row.c->width * n;
+  for (uint32_t i = n; i < samples; i += n) {
+    for (uint32_t k = 0; k < n; k++) {
+      const int32_t a = Samples::load(row.out, i + k - n);
+      const int32_t b = Samples::load(row.above, i + k);
+      const int32_t c = Samples::load(row.above, i + k - n);
+      r = decodeSample<Samples>(row, tables[k], &head, i + k, k, predict<kSelection>(a, b, c));
+      if (r != JPG_OK) break;
     }
+    if (r != JPG_OK) break;
   }
   *out = head;
   return r;
