@@ -130,7 +130,8 @@ inline Result nextDifference(DifferenceSource *d, const RowTable &table, RowHead
       return slowDifference(d, head, true, k, difference);
     }
     value = static_cast<int32_t>((h->bits << length) >> 1 >> (kWindowBits - 1 - category));
-    value += value >= kExtend.threshold[category] ? 0 : kExtend.offset[category];
+    // Without a branch: the sign of a difference is anybody's guess.
+    value += kExtend.offset[category] & asr(value - kExtend.threshold[category], 31);
     length += category;
   }
   if (reach > head->reach) head->reach = reach;

@@ -2,9 +2,18 @@
 
 #include "read/jpgRBits.h"
 #include "read/jpgRHead.h"
+#include "share/jpgMarkers.h"
+#include "share/jpgSpatial.h"
 
 namespace jpg {
 namespace {
+
+// What a table is looked up for.
+HuffUse useOf(const JpgContext &c, uint32_t id) {
+  if (id >> 4 != 0) return HuffUse::kAc;
+  const bool words = c.sofMarker == kMarkerSof3 && c.precision > kMaxBytePrecision;
+  return words ? HuffUse::kWide : HuffUse::kDc;
+}
 
 constexpr uint32_t kTableHeader = 1 + kMaxCodeLength;  // Tc/Th and the 16 counts
 constexpr uint32_t kTableClassMask = 0xF0;             // Tc: 0 DC, otherwise AC
@@ -95,8 +104,7 @@ Result readRestartInterval(JpgContext *c) {
 Result buildPendingTables(JpgContext *c) {
   for (uint32_t i = 0; i < c->pendingHuffCount; i++) {
     const uint32_t id = c->pendingHuffIds[i];
-    const Result r =
-        makeHuffLookup(tableAt(c, slotOf(id)), id >> 4 != 0 ? HuffUse::kAc : HuffUse::kDc);
+    const Result r = makeHuffLookup(tableAt(c, slotOf(id)), useOf(*c, id));
     if (r != JPG_OK) return r;
   }
   c->pendingHuffCount = 0;

@@ -56,11 +56,11 @@ void fillShortcuts(const JpgHuffCode &code, HuffShortcut *shortcuts, HuffShortcu
 
 // Shortcuts of a code of at most kShortcutBits: with its additional bits where they fit, one
 // for each of their values, else to the symbol.
-void addShortcuts(const JpgHuffCode &code, HuffShortcut *shortcuts) {
+void addShortcuts(const JpgHuffCode &code, HuffUse use, HuffShortcut *shortcuts) {
   const uint32_t size = code.value & 15;
   const uint32_t used = code.length + size;
   const bool end = code.value == 0;
-  if (used > kShortcutBits || (size == 0 && !end)) {
+  if (used > kShortcutBits || (size == 0 && !end) || use == HuffUse::kWide) {
     fillShortcuts(code, shortcuts, uint32_t{code.value} << 16 | kSkipNone << 8 | code.length);
     return;
   }
@@ -89,7 +89,7 @@ void makeShortcuts(const JpgHuffTable &table, HuffUse use, HuffShortcut *shortcu
   // The code that the lookup array can't tell from none has no shortcut either.
   for (uint32_t i = 0; i < table.count && i < kNoCode; i++) {
     if (table.codes[i].length > kShortcutBits) break;
-    addShortcuts(table.codes[i], shortcuts);
+    addShortcuts(table.codes[i], use, shortcuts);
     if (table.codes[i].value == 0) end = &table.codes[i];
   }
   shortcuts[1U << kShortcutBits] = end != nullptr ? end->length : 0;

@@ -55,7 +55,11 @@ constexpr int32_t shortcutValue(HuffShortcut s) { return static_cast<int32_t>(s)
 constexpr uint32_t shortcutSkip(HuffShortcut s) { return s >> 8 & 0xFF; }
 constexpr uint32_t shortcutLength(HuffShortcut s) { return s & 0xFF; }
 
-enum class HuffUse { kDc, kAc };  // kDc also for lossless
+enum class HuffUse {
+  kDc,  // also lossless of bytes
+  kAc,
+  kWide  // lossless of words: to the symbol alone, since differences are mostly long
+};
 
 // The shortcuts behind a lookup array of 2^maxLength entries.
 inline const HuffShortcut *shortcutsOf(const uint8_t *lookup, uint32_t maxLength) {
