@@ -24,9 +24,9 @@ Bytes makeSamples(const LosslessCase &c) {
       for (int32_t k = 0; k < c.channels; k++) {
         const int32_t noise = rule.between(0, steep);
         const bool wild = rule.between(0, 30) == 0;
-        const int32_t far = rule.between(0, mask);
+        const int32_t anywhere = rule.between(0, mask);
         const auto word =
-            static_cast<uint16_t>(wild ? far : (steep * (x + 2 * y + 5 * k) + noise) & mask);
+            static_cast<uint16_t>(wild ? anywhere : (steep * (x + 2 * y + 5 * k) + noise) & mask);
         uint8_t raw[2];
         memcpy(raw, &word, sizeof(raw));
         if (c.precision <= 8) raw[0] = static_cast<uint8_t>(word);
