@@ -169,7 +169,7 @@ struct SpatialRoutines {
 
 template <typename Samples>
 SpatialRoutines chooseRoutines(uint32_t selection) {
-  constexpr RowRoutine kRows[kPredictors + 1] = {
+  static constexpr RowRoutine kRows[kPredictors + 1] = {
       decodeRowUnselected<Samples>, decodeRow<Samples, 1>, decodeRow<Samples, 2>,
       decodeRow<Samples, 3>,        decodeRow<Samples, 4>, decodeRow<Samples, 5>,
       decodeRow<Samples, 6>,        decodeRow<Samples, 7>};
