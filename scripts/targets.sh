@@ -10,8 +10,6 @@ set -euo pipefail
 cd "$(dirname "$0")/.."
 
 readonly linux=(i686 i686-ubsan arm armhf armhf-neon armhf-ubsan s390x)
-readonly core_programs=(golden units_share_test units_read_test readRectTest readPrologTest
-  readAccessTest write_golden_test write_interface_test write_roundtrip_test)
 
 long=no
 folder=build/targets
@@ -30,13 +28,12 @@ if [ ${#targets[@]} -eq 0 ]; then
   exit 2
 fi
 
-# The tests of every day and those of --long: everything, core or golden.
+# The tests of every day and those of --long: everything, or the golden table.
 tests_of() {
   local everyday all=everything
   case $1 in
     i686 | arm) everyday=everything ;;
-    *-ubsan) everyday=core ;;
-    armhf | armhf-neon) everyday=golden ;;
+    armhf | *-neon | *-ubsan) everyday=golden ;;
     s390x) everyday=golden all=golden ;;
     *) echo "targets.sh: no target $1" >&2; return 2 ;;
   esac
@@ -56,7 +53,6 @@ packages_of() {
 build() {
   case $2 in
     everything) cmake --build "$1" ;;
-    core) cmake --build "$1" --target "${core_programs[@]}" ;;
     golden) cmake --build "$1" --target golden ;;
   esac
 }
@@ -66,7 +62,6 @@ run_tests() {
   local options=()
   case $2 in
     everything) [ $long = yes ] || options=(-LE slow) ;;
-    core) options=(-L '^(golden|units|read|write)$') ;;
     golden) options=(-L '^golden$') ;;
   esac
   ctest --test-dir "$1" -j "$(nproc)" --output-on-failure --no-tests=error "${options[@]}"

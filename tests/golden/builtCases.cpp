@@ -154,6 +154,25 @@ Stream progressiveSample(int32_t components, int32_t script) {
   return streamOf(p, jpgtest::encodeProgressive(p, scriptOf(samplings.size(), script)));
 }
 
+Stream newTablesSample() {
+  const Picture p = makePicture({0x21, 0x11, 0x11}, Texture::kSmooth);
+  const Bytes headers = jpgtest::progressiveHeaders(p).bytes();
+  size_t tables = headers.size();  // the DHT segments end the headers
+  for (size_t i = 0; i + 1 < headers.size(); i++) {
+    if (headers[i] == 0xFF && headers[i + 1] == jpgtest::kDht && i < tables) tables = i;
+  }
+  const Bytes again(headers.begin() + static_cast<std::ptrdiff_t>(tables), headers.end());
+  StreamBuilder s;
+  s.raw(Bytes(headers.begin(), headers.begin() + static_cast<std::ptrdiff_t>(tables)));
+  for (const jpgtest::ScanScript &scan : jpgtest::refiningScript(3)) {
+    std::vector<jpgtest::ScanComponent> components;
+    for (const unsigned i : scan.components) components.push_back({p.components[i].id, 0});
+    s.raw(again).sos(components, scan.ss, scan.se, static_cast<uint8_t>(scan.ah << 4 | scan.al));
+    s.raw(jpgtest::progressiveScan(p, scan));
+  }
+  return streamOf(p, s.eoi().bytes());
+}
+
 void runBuilt(Suite &suite) {
   runLayouts(suite);
   runTables(suite);

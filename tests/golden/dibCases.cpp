@@ -7,6 +7,7 @@ namespace golden {
 namespace {
 
 constexpr int32_t kWidth = 45, kHeight = 37;
+constexpr size_t kJfifUnits = 13;  // place in the sample streams
 
 // A description with room for its colour table.
 struct Info {
@@ -160,6 +161,10 @@ void runRle(Suite &suite, uint16_t bits, uint32_t compression) {
   Bytes over = codes;
   over[0] = 200;
   foldWritten(suite, digest, info, over, 3, kHeight);
+  over = codes;
+  over[over.size() / 3 * 2] = 0;
+  over[over.size() / 3 * 2 + 1] = 1;  // the end of the bitmap
+  foldWritten(suite, digest, info, over, 3, kHeight);
   suite.setStrict(true);
   suite.emit(bits == 4 ? "dib.write.rle4.damaged" : "dib.write.rle8.damaged", digest);
 }
@@ -218,6 +223,9 @@ void runDibRead(Suite &suite) {
            JPG_PROGRESSIVE_NEXT_SCAN);
   emitRead(suite, "progressiveGrey", progressiveSample(1, 0), DibWay::kProgressive,
            JPG_PROGRESSIVE_ALL_SCANS);
+  Stream centimetres = colour;
+  centimetres.bytes[kJfifUnits] = 2;
+  emitRead(suite, "centimetres", centimetres, DibWay::kSequential, 0);
   emitScreen(suite, colour);
 }
 
@@ -239,6 +247,9 @@ void runDibWrite(Suite &suite) {
     memcpy(info.colors, masks, sizeof(masks));
     emitWritten(suite, red == 0xF800 ? "masks565" : "masks555", info, makeBits(16, 5));
   }
+  suite.setStrict(false);
+  emitWritten(suite, "bits2", makeInfo(kWidth, kHeight, 2), makeBits(8, 2));
+  suite.setStrict(true);
   runRle(suite, 8, BI_RLE8);
   runRle(suite, 4, BI_RLE4);
 }

@@ -60,6 +60,10 @@ constexpr EncodeCase kCases[] = {
     {"quarterPixel", 1, 1, 3, 0x221111, 90, 0, 0, 0},
     {"quarterStrip", 131, 5, 3, 0x221111, 75, 0, 0, 0},
     {"quarterColumn", 5, 131, 3, 0x221111, 75, 0, 0, 0},
+    {"mixed", 45, 37, 3, 0x222112, 75, 0, 16, 0},
+    {"chromaLarge", 45, 37, 3, 0x112211, 75, 0, 0, 0},
+    {"tallPair", 45, 37, 3, 0x121211, 75, 0, 0, 0},
+    {"widePair", 45, 37, 3, 0x212111, 75, 0, 0, 0},
     {"four", 37, 29, 4, 0x11111111, 90, 0, 0, 0},
     {"fourQuality50", 37, 29, 4, 0x11111111, 50, 0, 16, 0},
     {"fourRestart4", 37, 29, 4, 0x11111111, 75, 4, 0, 0},
@@ -208,6 +212,12 @@ void runPieces(Suite &suite) {
 
 Stream encodeSample(Suite &suite, int32_t channels, uint32_t sampling, int32_t restart) {
   const EncodeCase c = {"sample", 45, 50, channels, sampling, 75, restart, 0, kSegments};
+  Digest unused;
+  return encode(suite, unused, c);
+}
+
+Stream noHeightSample(Suite &suite) {
+  const EncodeCase c = {"sample", 45, 40, 3, 0x221111, 75, 0, 0, kNoHeight};
   Digest unused;
   return encode(suite, unused, c);
 }

@@ -73,6 +73,28 @@ Bytes jpegTiff(bool bigEndian, const Bytes &jpeg) {
   return tiff.bytes();
 }
 
+// Entries of every type whose value lies within, around those that say where the thumbnail is.
+Bytes typesTiff(bool bigEndian, const Bytes &jpeg) {
+  Tiff tiff(bigEndian);
+  putZeroth(tiff);
+  const uint32_t data = tiff.size() + directoryBytes(11);
+  tiff.u16(11);
+  tiff.entries(256, 1, 1, 0xC8112233);  // BYTE
+  tiff.entries(257, 6, 1, 0x91223344);  // SBYTE
+  tiff.entry(259, kShort, 6);
+  tiff.entries(262, 2, 3, 0x61626300);  // ASCII
+  tiff.entry(274, kShort, 8);
+  tiff.entries(278, 8, 1, 0x8FFF0000);  // SSHORT
+  tiff.entries(284, 7, 4, 0x01020304);  // UNDEFINED
+  tiff.entries(296, kShort, 2, 0x00020003);
+  tiff.entries(305, 77, 1, 5);  // no such type
+  tiff.entry(513, kLong, data);
+  tiff.entry(514, kLong, static_cast<uint32_t>(jpeg.size()));
+  tiff.u32(0);
+  tiff.raw(jpeg);
+  return tiff.bytes();
+}
+
 // Uncompressed pixels in strips of so many rows.
 Bytes rgbTiff(bool bigEndian, uint32_t rows) {
   constexpr uint32_t kRowBytes = 3 * kThumbWidth;
@@ -182,6 +204,7 @@ void runExif(Suite &suite) {
     const std::string order = big ? "MM" : "II";
     emitExif(suite, order + ".jpeg", withExif(picture, jpegTiff(big, colour)));
     emitExif(suite, order + ".rgb", withExif(picture, rgbTiff(big, kThumbHeight)));
+    emitExif(suite, order + ".types", withExif(picture, typesTiff(big, colour)));
     emitExif(suite, order + ".strips", withExif(picture, rgbTiff(big, 4)));
   }
   suite.setStrict(false);

@@ -74,6 +74,13 @@ void runRefused(Suite &suite, const Path &prefix) {
   digest.number(jpgReadPrologFromFile(plain.c_str(), -1, 0, 0, &h));
   digest.number(jpgReadPrologFromFile(plain.c_str(), 0, 0x7FFFFFFF, 0, &h));
   digest.number(jpgReadPrologFromFile(plain.c_str(), 1, 0, JPG_READ_COMPLETE, &h));
+  const Stream plainStream = encodeSample(suite, 3, 0x221111, 0);
+  Digest unused;
+  carry(suite, unused, plainStream, plain);
+  for (const int32_t length : {100, 300, 0}) {  // the end marker lies behind the first two
+    digest.number(jpgReadPrologFromFile(plain.c_str(), 0, length, 0, &h));
+    digest.number(jpgReadEpilog(h));
+  }
   suite.emit("file.refused", digest);
 }
 
@@ -92,6 +99,7 @@ int runGolden(GoldenLine line, void *user) {
   runDibWrite(suite);
   runExif(suite);
   runAccess(suite);
+  runEdges(suite);
   runDamage(suite);
   return suite.failures();
 }

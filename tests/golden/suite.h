@@ -147,6 +147,8 @@ void emitReads(Suite &suite, const std::string &name, const Stream &stream);
 Stream encodeSample(Suite &suite, int32_t channels, uint32_t sampling, int32_t restart);
 Stream losslessSample(Suite &suite, int32_t precision, int32_t channels, int32_t predictor);
 Stream progressiveSample(int32_t components, int32_t script);
+Stream noHeightSample(Suite &suite);
+Stream newTablesSample();  // progressive, its tables told again ahead of every scan
 
 // What an epilog has handed over, released.
 Bytes takeBlock(Suite &suite, void *data, uint32_t size);
@@ -161,6 +163,7 @@ void runDibRead(Suite &suite);
 void runDibWrite(Suite &suite);
 void runExif(Suite &suite);
 void runAccess(Suite &suite);
+void runEdges(Suite &suite);
 void runDamage(Suite &suite);
 
 }  // namespace golden
