@@ -67,15 +67,22 @@ run_tests() {
   ctest --test-dir "$1" -j "$(nproc)" --output-on-failure --no-tests=error "${options[@]}"
 }
 
+# Builds and tests a target; says how long that took.
+check() {
+  local what=$2 start=$SECONDS built
+  cmake -S . -B "$folder/$1" -G Ninja -DCMAKE_BUILD_TYPE=Release -DJPG_WERROR=ON \
+    -DCMAKE_TOOLCHAIN_FILE="$PWD/cmake/toolchains/$1.cmake" >/dev/null || return
+  build "$folder/$1" "$what" || return
+  built=$SECONDS
+  run_tests "$folder/$1" "$what" || return
+  printf '%s: built in %d s, tested in %d s\n' "$1" $((built - start)) $((SECONDS - built))
+}
+
+failed=()
 for target in "${targets[@]}"; do
   what=$(tests_of "$target")
   printf '\n== %s: %s\n' "$target" "$what"
   scripts/setup.sh build test "$(packages_of "$target")"
-  start=$SECONDS
-  cmake -S . -B "$folder/$target" -G Ninja -DCMAKE_BUILD_TYPE=Release -DJPG_WERROR=ON \
-    -DCMAKE_TOOLCHAIN_FILE="$PWD/cmake/toolchains/$target.cmake" >/dev/null
-  build "$folder/$target" "$what"
-  built=$SECONDS
-  run_tests "$folder/$target" "$what"
-  printf '%s: built in %d s, tested in %d s\n' "$target" $((built - start)) $((SECONDS - built))
+  check "$target" "$what" || failed+=("$target")
 done
+[ ${#failed[@]} -eq 0 ] || { echo "targets.sh: failed: ${failed[*]}" >&2; exit 1; }
