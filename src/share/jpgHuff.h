@@ -60,7 +60,8 @@ enum class HuffUse { kDc, kAc };  // kDc also for lossless
 // The shortcuts behind a lookup array of 2^maxLength entries.
 inline const HuffShortcut *shortcutsOf(const uint8_t *lookup, uint32_t maxLength) {
   const uint32_t entries = maxLength < 2 ? 4 : uint32_t{1} << maxLength;  // aligned for them
-  return reinterpret_cast<const HuffShortcut *>(lookup + entries);
+  const void *shortcuts = lookup + entries;
+  return static_cast<const HuffShortcut *>(shortcuts);
 }
 // Behind them stands the length of the code for symbol 0, 0 without one.
 inline uint32_t endLengthOf(const HuffShortcut *shortcuts) {
