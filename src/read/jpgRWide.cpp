@@ -97,7 +97,7 @@ AcEnd decodeAcWide(BitWindow *w, JpgStream *s, const JpgScanComponent &component
   uint32_t k = 0;
   for (;;) {
     if (head.count < kSymbolBits && !fillHead(w, &head)) break;
-    const HuffShortcut fast = shortcuts[head.bits >> (kWindowBits - kShortcutBits)];
+    const HuffShortcut fast = acShortcut(shortcuts, head.bits);
     uint32_t next = k + shortcutSkip(fast);
     // Ends, and what has no shortcut, lie beyond the block; so does its last coefficient here,
     // behind which no end follows.

@@ -14,6 +14,7 @@
 #include <stdint.h>
 #include <string.h>
 
+#include "share/jpgHuff.h"
 #include "share/jpgShare.h"
 
 namespace jpg {
@@ -124,6 +125,14 @@ inline bool ensureBits(BitWindow *w, uint32_t n) { return w->count >= n || fillW
 // The next n bits, 0 <= n <= 16, which must be there.
 inline uint32_t windowBits(const BitWindow &w, uint32_t n) {
   return static_cast<uint32_t>((w.bits >> 1) >> (kWindowBits - 1 - n));
+}
+
+// The shortcut of an AC table for the window's next bits. One that takes the end of the block
+// along needs more bits than a narrow window holds: those that the bit reader would have
+// looked at ahead of the end.
+inline HuffShortcut acShortcut(const HuffShortcut *shortcuts, WindowWord bits) {
+  const HuffShortcut s = shortcuts[bits >> (kWindowBits - kShortcutBits)];
+  return kWindowBits >= 64 ? s : withoutEnd(s, endLengthOf(shortcuts));
 }
 
 // Drops n bits, n < kWindowBits, which must be there.

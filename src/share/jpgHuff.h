@@ -67,6 +67,11 @@ inline const HuffShortcut *shortcutsOf(const uint8_t *lookup, uint32_t maxLength
 inline uint32_t endLengthOf(const HuffShortcut *shortcuts) {
   return shortcuts[1U << kShortcutBits];
 }
+// A shortcut without the end of the block that it may take along.
+inline HuffShortcut withoutEnd(HuffShortcut s, uint32_t endLength) {
+  const uint32_t skip = shortcutSkip(s);
+  return skip > kSkipThenEnd && skip != kSkipNone ? s - (kSkipThenEnd << 8) - endLength : s;
+}
 
 // Sum of the 16 counts.
 uint32_t countCodes(const uint8_t *counts);
