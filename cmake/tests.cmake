@@ -1,5 +1,18 @@
-# Tests: GoogleTest programs, discovered one by one.
-find_package(GTest REQUIRED)
+# Tests: GoogleTest programs, discovered one by one. For another target the library is built
+# along, from Debian's sources.
+set(JPG_GTEST_SOURCES /usr/src/googletest/googletest CACHE PATH "Sources of GoogleTest")
+if(CMAKE_CROSSCOMPILING)
+  add_subdirectory(${JPG_GTEST_SOURCES} ${PROJECT_BINARY_DIR}/googletest EXCLUDE_FROM_ALL)
+  foreach(library gtest gtest_main)
+    if(NOT TARGET GTest::${library})
+      add_library(GTest::${library} ALIAS ${library})
+    endif()
+  endforeach()
+  # It can send results to a host by name, which static programs don't do and ours don't want.
+  target_link_options(gtest INTERFACE -Wl,--no-warnings)
+else()
+  find_package(GTest REQUIRED)
+endif()
 include(GoogleTest)
 
 # jpg_add_test(name SOURCES file... [LIBS library...] [LABELS label...])

@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Installs what is missing on a Debian machine: setup.sh GROUP...
-# Groups: build, test, clang, lint, bench.
+# Groups: build, test, clang, lint, bench; i686, arm, armhf, s390x for other targets.
 set -euo pipefail
 
 declare -A packages=(
@@ -9,6 +9,10 @@ declare -A packages=(
   [clang]="clang libclang-rt-14-dev"
   [lint]="clang-format-14 clang-tidy-14"
   [bench]="libbenchmark-dev libjpeg62-turbo-dev libavcodec-dev libdcmtk-dev pkgconf"
+  [i686]="g++-i686-linux-gnu googletest"
+  [arm]="g++-arm-linux-gnueabi qemu-user googletest"
+  [armhf]="g++-arm-linux-gnueabihf qemu-user googletest"
+  [s390x]="g++-s390x-linux-gnu qemu-user googletest"
 )
 
 missing=()

@@ -1,6 +1,4 @@
 // The cursor over a directory.
-#include <string.h>
-
 #include "exif/jpgRExif.h"
 #include "share/jpgHeap.h"
 
@@ -59,16 +57,20 @@ bool entriesInside(const JpgExifAttributes &a, const uint8_t *ifd) {
   return insideTiff(a, static_cast<uint64_t>(ifd - a.tiff), bytes);
 }
 
-// The value of an entry that holds it: the first one, signed types sign-extended,
-// bytes and text as they lie in memory.
+// The bytes of an entry's text, the first one lowest, whatever the structure's byte order.
+uint32_t textInside(const JpgIfdCursor &cursor, const uint8_t *value) {
+  uint32_t word = 0;
+  for (uint32_t i = 0; i < cursor.count; i++) word |= uint32_t{value[i]} << 8 * i;
+  return word;
+}
+
+// The value of an entry that holds it: the first one, signed types sign-extended.
 uint32_t valueInside(const JpgIfdCursor &cursor, const uint8_t *value) {
   const bool big = cursor.bigEndian != 0;
-  uint32_t word = 0;
   switch (cursor.type) {
     case kTypeAscii:
     case kTypeUndefined:
-      memcpy(&word, value, cursor.count);
-      return word;
+      return textInside(cursor, value);
     case kTypeByte:
       return value[0];
     case kTypeSbyte:

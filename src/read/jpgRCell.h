@@ -76,7 +76,7 @@ void putCell(const JpgContext &c, const uint32_t *index, uint8_t *out, int32_t s
 template <typename Put>
 void putMcu(const JpgContext &c, const JpgRect &rect, int32_t x, int32_t w, int32_t cell) {
   const uint32_t *indices = c.blockMapB;
-  ptrdiff_t offset = static_cast<ptrdiff_t>(x) * Put::kBytes;  // of the cells' first pixel
+  ptrdiff_t offset = ptrdiff_t{x} * int32_t{Put::kBytes};  // of the cells' first pixel
   for (int32_t rows = rect.height; rows > 0; rows -= cell) {
     const uint32_t *index = indices;
     ptrdiff_t column = offset;

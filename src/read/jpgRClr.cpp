@@ -87,7 +87,8 @@ ExpandRoutine chooseExpand(const JpgContext &c) {
 }
 
 PixelWriter chooseRawWriter(const JpgContext &c, const JpgRect &rect) {
-  constexpr PixelWriter kWriters[kMaxComponents] = {jpgPutGray, jpgPutTwo, jpgPutThree, jpgPutFour};
+  static constexpr PixelWriter kWriters[kMaxComponents] = {jpgPutGray, jpgPutTwo, jpgPutThree,
+                                                           jpgPutFour};
   const uint32_t n = c.numComponents;
   if (n < 1 || n > kMaxComponents || rect.bitsPerPixel / 8 != static_cast<int32_t>(n)) {
     return nullptr;

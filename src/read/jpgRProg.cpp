@@ -118,7 +118,7 @@ BlockRow rowOf(const JpgContext &c, const BlockGrid &grid, uint32_t row) {
   int16_t *first = storedMcu(c, row / grid.v * c.mcusPerRow) + inMcu * kBlockSize;
   const auto mcuBlocks = static_cast<ptrdiff_t>(c.blocksPerMcu);
   return {first, grid.columns, grid.h,
-          (mcuBlocks - static_cast<ptrdiff_t>(grid.h) + 1) * kBlockSize};
+          (mcuBlocks - static_cast<ptrdiff_t>(grid.h) + 1) * ptrdiff_t{kBlockSize}};
 }
 
 Result decodeBlockRow(JpgContext *c, BitWindow *w, const BlockRow &row, bool last) {
@@ -130,7 +130,7 @@ Result decodeBlockRow(JpgContext *c, BitWindow *w, const BlockRow &row, bool las
     if (r != JPG_OK) return r;
     countScanMcu(c, w, last && column == row.columns);
     inMcu++;
-    block += inMcu == row.h ? row.mcuStep : kBlockSize;
+    block += inMcu == row.h ? row.mcuStep : ptrdiff_t{kBlockSize};
     if (inMcu == row.h) inMcu = 0;
   }
   return JPG_OK;

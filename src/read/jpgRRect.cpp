@@ -162,8 +162,8 @@ void storeMcu(JpgContext *c, const McuPipeline &pipeline, const JpgRect &band,
     pipeline.expand(c, pipeline.sampling);
     pipeline.write(c, &band, x, columns);
   } else if (columns > 0 && band.height > 0) {
-    uint8_t *out =
-        static_cast<uint8_t *>(band.bits) + static_cast<ptrdiff_t>(x) * pipeline.pixelBytes;
+    const auto pixelBytes = static_cast<ptrdiff_t>(pipeline.pixelBytes);
+    uint8_t *out = static_cast<uint8_t *>(band.bits) + x * pixelBytes;
     pipeline.put(blocks, out, band.stride, asUnsigned(band.height), asUnsigned(columns));
   }
 }

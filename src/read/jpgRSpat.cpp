@@ -124,11 +124,11 @@ inline Result nextDifference(DifferenceSource *d, const RowTable &table, RowHead
   int32_t value = shortcutValue(fast);
   // Skips are 1, or kSkipEnd for category 0.
   if ((shortcutSkip(fast) & ~(1 | kSkipEnd)) != 0) {
-    // The code alone: `value` is the category.
+    // The code alone: `value` is the category. A code whose symbol is none has no use.
     const auto category = static_cast<uint32_t>(value);
-    if (length == 0 || category > kMaxDctCategory || kWindowBits < 64) {
-      return slowDifference(d, head, true, k, difference);
-    }
+    const bool alone =
+        shortcutSkip(fast) == kSkipNone && length != 0 && category <= kMaxDctCategory;
+    if (!alone || kWindowBits < 64) return slowDifference(d, head, true, k, difference);
     value = static_cast<int32_t>((h->bits << length) >> 1 >> (kWindowBits - 1 - category));
     // Without a branch: the sign of a difference is anybody's guess.
     value += kExtend.offset[category] & asr(value - kExtend.threshold[category], 31);
@@ -235,7 +235,7 @@ struct SpatialRoutines {
 
 template <typename Samples>
 SpatialRoutines chooseRoutines(uint32_t selection) {
-  constexpr RowRoutine kRows[kPredictors + 1] = {
+  static constexpr RowRoutine kRows[kPredictors + 1] = {
       decodeRowUnselected<Samples>, decodeRow<Samples, 1>, decodeRow<Samples, 2>,
       decodeRow<Samples, 3>,        decodeRow<Samples, 4>, decodeRow<Samples, 5>,
       decodeRow<Samples, 6>,        decodeRow<Samples, 7>};

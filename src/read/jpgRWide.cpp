@@ -115,7 +115,7 @@ AcEnd decodeAcWide(BitWindow *w, JpgStream *s, const JpgScanComponent &component
   // A coefficient that leaves the block unfinished. Ends, and what has no shortcut, lie beyond
   // the block, and so does its last coefficient here, behind which no end follows.
   const auto inside = [&] {
-    fast = shortcuts[head.bits >> (kWindowBits - kShortcutBits)];
+    fast = acShortcut(shortcuts, head.bits);
     const uint32_t next = k + shortcutSkip(fast);
     if (next >= kBlockSize - 1) return false;
     take(next);

@@ -111,7 +111,7 @@ End decodeFirst(Block *b) {
   uint32_t n = b->c->Ss;  // position behind the last coefficient
   for (;;) {
     if (!has(b, kSymbolBits)) return End::kAgain;
-    const HuffShortcut fast = b->shortcuts[b->head.bits >> (kWindowBits - kShortcutBits)];
+    const HuffShortcut fast = acShortcut(b->shortcuts, b->head.bits);
     const uint32_t skip = shortcutSkip(fast);
     // Behind the band's last coefficient no end follows: that one takes the long way.
     const uint32_t k = n + skip % kSkipThenEnd - 1;

@@ -14,6 +14,7 @@
 #include <stdint.h>
 #include <string.h>
 
+#include "share/jpgHuff.h"
 #include "share/jpgShare.h"
 
 namespace jpg {
@@ -22,9 +23,11 @@ using WindowWord = size_t;  // the widest that the target handles in one registe
 constexpr uint32_t kWindowBits = sizeof(WindowWord) * 8;
 // Valid bits that a filled window has at least.
 constexpr uint32_t kFilledBits = kWindowBits - 8;
-// What a loop may count on behind a refill: three shortcuts and a whole code on wide registers.
+// What a loop may count on behind a refill: on wide registers four shortcuts, of which the last
+// may take the end of a block along, and then as many bits as the bit reader would have looked
+// at ahead of that end; else a whole code.
 constexpr uint32_t kEnoughBits =
-    kWindowBits >= 64 ? 3 * kShortcutBits + kMaxCodeLength : kMaxCodeLength;
+    kWindowBits >= 64 ? 4 * kShortcutBits - 1 + kMaxCodeLength : kMaxCodeLength;
 static_assert(kEnoughBits <= kFilledBits, "a filled window has enough");
 // Bytes that must lie in the buffer for a refill: each may be an FF with its zero.
 constexpr uint32_t kWindowReach = 2 * sizeof(WindowWord);
@@ -138,6 +141,14 @@ inline bool ensureBits(BitWindow *w, uint32_t n) { return w->count >= n || fillW
 // The next n bits, 0 <= n <= 16, which must be there.
 inline uint32_t windowBits(const BitWindow &w, uint32_t n) {
   return static_cast<uint32_t>((w.bits >> 1) >> (kWindowBits - 1 - n));
+}
+
+// The shortcut of an AC table for the window's next bits. One that takes the end of the block
+// along needs more bits than a narrow window holds: those that the bit reader would have
+// looked at ahead of the end.
+inline HuffShortcut acShortcut(const HuffShortcut *shortcuts, WindowWord bits) {
+  const HuffShortcut s = shortcuts[bits >> (kWindowBits - kShortcutBits)];
+  return kWindowBits >= 64 ? s : withoutEnd(s, endLengthOf(shortcuts));
 }
 
 // Drops n bits, n < kWindowBits, which must be there.

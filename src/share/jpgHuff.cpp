@@ -130,7 +130,8 @@ uint32_t makeHuffLookup(JpgHuffTable *table, HuffUse use) {
     const uint32_t free = table->maxLength - table->codes[i].length;
     memset(lookup + (table->codes[i].code << free), static_cast<int>(i), size_t{1} << free);
   }
-  makeShortcuts(*table, use, reinterpret_cast<HuffShortcut *>(lookup + head));
+  void *shortcuts = lookup + head;
+  makeShortcuts(*table, use, static_cast<HuffShortcut *>(shortcuts));
   table->lookup = lookup;
   return JPG_OK;
 }

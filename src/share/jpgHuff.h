@@ -64,11 +64,17 @@ enum class HuffUse {
 // The shortcuts behind a lookup array of 2^maxLength entries.
 inline const HuffShortcut *shortcutsOf(const uint8_t *lookup, uint32_t maxLength) {
   const uint32_t entries = maxLength < 2 ? 4 : uint32_t{1} << maxLength;  // aligned for them
-  return reinterpret_cast<const HuffShortcut *>(lookup + entries);
+  const void *shortcuts = lookup + entries;
+  return static_cast<const HuffShortcut *>(shortcuts);
 }
 // Behind them stands the length of the code for symbol 0, 0 without one.
 inline uint32_t endLengthOf(const HuffShortcut *shortcuts) {
   return shortcuts[1U << kShortcutBits];
+}
+// A shortcut without the end of the block that it may take along.
+inline HuffShortcut withoutEnd(HuffShortcut s, uint32_t endLength) {
+  const uint32_t skip = shortcutSkip(s);
+  return skip > kSkipThenEnd && skip != kSkipNone ? s - (kSkipThenEnd << 8) - endLength : s;
 }
 
 // Sum of the 16 counts.

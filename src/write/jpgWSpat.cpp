@@ -117,10 +117,10 @@ struct LineRoutines {
 
 template <typename Samples>
 LineRoutines chooseRoutines(uint32_t selection) {
-  constexpr LineRoutine kLines[kPredictors] = {encodeLine<Samples, 1>, encodeLine<Samples, 2>,
-                                               encodeLine<Samples, 3>, encodeLine<Samples, 4>,
-                                               encodeLine<Samples, 5>, encodeLine<Samples, 6>,
-                                               encodeLine<Samples, 7>};
+  static constexpr LineRoutine kLines[kPredictors] = {
+      encodeLine<Samples, 1>, encodeLine<Samples, 2>, encodeLine<Samples, 3>,
+      encodeLine<Samples, 4>, encodeLine<Samples, 5>, encodeLine<Samples, 6>,
+      encodeLine<Samples, 7>};
   return {encodeFirstLine<Samples>, kLines[selection - 1]};
 }
 

@@ -167,7 +167,8 @@ TEST(ExifEpilog, RefusesWhatIsNoAttributeHandle) {
   EXPECT_RESULT(JPG_E_INVALID_HANDLE, jpgReadExifReadAttributeEpilog(nullptr));
   alignas(8) std::array<uint8_t, 256> zeros{};
   for (size_t at = 0; at < 4; at++) {
-    auto *handle = reinterpret_cast<JPGEXIFHANDLE>(zeros.data() + at);
+    void *place = zeros.data() + at;
+    auto *handle = static_cast<JPGEXIFHANDLE>(place);
     EXPECT_RESULT(JPG_E_INVALID_HANDLE, jpgReadExifReadAttributeEpilog(handle));
   }
   const Reader reader = Reader::ofMemory(streamWith({}));

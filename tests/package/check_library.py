@@ -60,11 +60,12 @@ jpgWriteWriteMarkerData
 jpgWriteWriteMarkerSegment
 """.split()
 
-# What the C library gives: memory, files, and what every shared object asks for.
+# What the C library gives: memory, files, and what every shared object asks for; `raise`
+# is for the compiler's division routines, which ARM's cores need.
 IMPORTS = set("""
 close free fstat fstat64 __fxstat64 lseek lseek64 malloc memcpy memset open open64 read realloc
 write __errno_location __cxa_finalize __gmon_start__ _ITM_deregisterTMCloneTable
-_ITM_registerTMCloneTable __stack_chk_fail memmove
+_ITM_registerTMCloneTable __stack_chk_fail memmove raise
 """.split())
 
 

@@ -92,6 +92,80 @@ TEST(LosslessDamage, IsReadAsTheModelReadsIt) {
   EXPECT_GT(delivered, 500);
 }
 
+// The picture row by row, one call each.
+Outcome readByRows(const Bytes &stream) {
+  Outcome o = readAll(stream);  // for the size
+  JPGHANDLE h = nullptr;
+  uint32_t width = 0, height = 0;
+  EXPECT_EQ(jpgReadPrologFromMemory(stream.data(), static_cast<int32_t>(stream.size()),
+                                    JPG_READ_COMPLETE, &h),
+            JPG_OK);
+  EXPECT_EQ(jpgReadGetImageSize(h, &width, &height), JPG_OK);
+  const size_t row = o.samples.size() / height;
+  o.samples.assign(row * (height + 1), 0xEE);
+  for (uint32_t y = 0; y < height && o.result == JPG_OK; y++) {
+    JpgRect rect = {};
+    rect.bits = o.samples.data() + y * row;
+    o.result = jpgReadSpatialToRect(h, &rect, 1);
+    if (y + 1 < height) {
+      EXPECT_EQ(jpgReadSpatialToRect(h, &rect, 0), JPG_OK);  // predicts the next from this one
+    }
+  }
+  o.samples.resize(row * height);
+  EXPECT_EQ(jpgReadEpilog(h), JPG_OK);
+  return o;
+}
+
+// FF FF 00: the first two are taken as data, and the zero isn't the second one's.
+TEST(LosslessDamage, AnFfAheadOfAStuffedOneIsReadAlikeWhereverACallEnds) {
+  const Bytes inserted = {0xFF, 0xFF, 0};
+  int delivered = 0;
+  for (unsigned precision = 2; precision <= 16; precision++) {
+    SpatialJob job;
+    job.width = 1 + precision % 3;
+    job.height = 60;
+    job.components = 1;
+    job.precision = precision;
+    job.kind = Kind::kNoise;
+    const Bytes whole = modelSpatial(job);
+    for (size_t at = dataOffset(whole); at + 3 < whole.size(); at++) {
+      if (whole[at - 1] == 0xFF) continue;
+      Bytes stream = whole;
+      stream.insert(stream.begin() + static_cast<std::ptrdiff_t>(at), inserted.begin(),
+                    inserted.end());
+      const Outcome o = readByRows(stream), model = modelAll(stream);
+      EXPECT_EQ(o.result, model.result) << at << ": " << describe(job);
+      if (o.result != JPG_OK) continue;
+      EXPECT_TRUE(o.samples == model.samples) << at << ": " << describe(job);
+      delivered++;
+    }
+  }
+  EXPECT_GT(delivered, 50);
+}
+
+// A category above 16, in the table that stands behind SOI, ends the picture where its code is
+// met, short as the code may be.
+TEST(LosslessDamage, CategoriesThatAreNoneEndThePicture) {
+  constexpr size_t kCategories = 23, kCount = 17;  // behind marker, length, class and counts
+  for (const Kind kind : {Kind::kNoise, Kind::kSmooth}) {
+    SpatialJob job;
+    job.width = 40;
+    job.height = 30;
+    job.precision = 10;
+    job.kind = kind;
+    const Bytes whole = modelSpatial(job);
+    for (size_t i = 0; i < kCount; i++) {
+      for (const int more : {0x10, 0x20, 0x80}) {
+        Bytes stream = whole;
+        stream[kCategories + i] = static_cast<uint8_t>(i + static_cast<size_t>(more));
+        const Outcome o = readAll(stream), model = modelAll(stream);
+        EXPECT_EQ(o.result, model.result) << i << " + " << more;
+        EXPECT_TRUE(o.samples == model.samples) << i << " + " << more;
+      }
+    }
+  }
+}
+
 // Every value of every byte between SOI and the data: no crash, no word outside the buffer,
 // and the handle closes (readAll looks at both).
 TEST(LosslessDamage, OfHeadersGivesACodeAndAHandleThatCloses) {

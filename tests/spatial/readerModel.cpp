@@ -104,7 +104,7 @@ ReaderModel::DataByte ReaderModel::byteAt(size_t i) const {
 }
 
 uint32_t ReaderModel::bit() {
-  const uint32_t value = byteAt(position_ / 8).value >> (7 - position_ % 8) & 1U;
+  const uint32_t value = uint32_t{byteAt(position_ / 8).value} >> (7 - position_ % 8) & 1U;
   position_++;
   return value;
 }

@@ -28,7 +28,7 @@ void ModelBits::takeCoded() {
 uint32_t ModelBits::peekBit(unsigned ahead) {
   while (waitingBits() <= ahead) takeCoded();
   const unsigned place = used_ + ahead;
-  return queue_[place / 8].value >> (7 - place % 8) & 1U;
+  return uint32_t{queue_[place / 8].value} >> (7 - place % 8) & 1U;
 }
 
 void ModelBits::drop(unsigned count) {

@@ -43,7 +43,7 @@ def exiftool_tags(files):
 
 def jpgtool_tags(tool, file):
     """{directory: {tag: entry}}, without tags that stand twice; None for a file without any."""
-    result = subprocess.run([tool, "exif", "--json", file], capture_output=True, timeout=60)
+    result = subprocess.run([*tool, "exif", "--json", file], capture_output=True, timeout=60)
     if result.returncode != 0:
         return None
     tags = {}
@@ -142,7 +142,7 @@ def compare_file(tool, file, groups):
 def pixels_of(tool, command, file, folder):
     """A 24-bit bitmap's size and rows, by a command of the tool; None when that fails."""
     name = os.path.join(folder, "picture.bmp")
-    words = [tool, command, file, "-o", name, "--bits", "24"]
+    words = [*tool, command, file, "-o", name, "--bits", "24"]
     if subprocess.run(words, capture_output=True, timeout=60).returncode != 0:
         return None
     with open(name, "rb") as stream:
@@ -197,4 +197,6 @@ def main(tool, corpus):
 
 
 if __name__ == "__main__":
-    sys.exit(main(sys.argv[1], sys.argv[3]))
+    # With what runs the programs of another target in front, if anything.
+    emulator = os.environ.get("JPG_EMULATOR", "").split()
+    sys.exit(main([*emulator, sys.argv[1]], sys.argv[3]))

@@ -12,12 +12,14 @@ import tempfile
 import time
 import unittest
 
-TOOL, SOURCE = sys.argv[1], sys.argv[2]
+# With what runs the programs of another target in front, if anything.
+TOOL = [*os.environ.get("JPG_EMULATOR", "").split(), sys.argv[1]]
+SOURCE = sys.argv[2]
 SAMPLE = f"{SOURCE}/examples/sample.jpg"
 
 
 def run(*words, stdin=None):
-    return subprocess.run([TOOL, *words], input=stdin, capture_output=True, timeout=60)
+    return subprocess.run([*TOOL, *words], input=stdin, capture_output=True, timeout=60)
 
 
 def ppm(width, height, pixel):
@@ -219,7 +221,7 @@ class Conventions(Tool):
             self.skipTest("there is no /dev/full")
         for words in (["--help"], ["--version"], ["info", SAMPLE], ["decode", SAMPLE, "-o", "-"]):
             with self.subTest(words), open("/dev/full", "wb") as full:
-                result = subprocess.run([TOOL, *words], stdout=full, stderr=subprocess.PIPE, timeout=60)
+                result = subprocess.run([*TOOL, *words], stdout=full, stderr=subprocess.PIPE, timeout=60)
                 self.assertEqual(result.returncode, 1)
                 self.assertIn(b"(0x8000001D JPG_E_WRITE_FAULT)", result.stderr)
 
@@ -443,7 +445,7 @@ class Decode(Tool):
         gray = b"P5\n%d %d\n255\n" % (side, side) + bytes(range(250)) * (side * side // 250)
         self.check("encode", self.write("g.pgm", gray), "-o", self.path("g.jpg"))
         out = self.path("g.out.pgm")
-        with subprocess.Popen([TOOL, "decode", self.path("g.jpg"), "-o", out]) as process:
+        with subprocess.Popen([*TOOL, "decode", self.path("g.jpg"), "-o", out]) as process:
             for _ in range(2000):
                 if os.path.exists(out):
                     break

@@ -220,7 +220,7 @@ TEST(PixelWriters, AreChosenByComponentsAndConversion) {
   const PixelWriter kRaw[] = {jpgPutGray, jpgPutTwo, jpgPutThree, jpgPutFour};
   const PixelWriter kRgb[] = {jpgPutGray, jpgPutGray, jpgPutThreeReversed, jpgPutYccToBgr};
   for (uint32_t n = 1; n <= 4; n++) {
-    Mcu mcu({factors.begin(), factors.begin() + n}, 1, 1);
+    Mcu mcu({factors.begin(), factors.begin() + static_cast<std::ptrdiff_t>(n)}, 1, 1);
     EXPECT_EQ(choosePixelWriter(*mcu.c(), rect), kRgb[n - 1]);
     mcu.c()->flags = kFlagYcbcrToRgb;
     EXPECT_EQ(choosePixelWriter(*mcu.c(), rect), n < 3 ? jpgPutGray : jpgPutYccToBgr);

@@ -50,7 +50,8 @@ TEST_F(Record, IsValidOnlyWithBothWordsAndAligned) {
   JpgContext *c = createContext(nullptr);
   EXPECT_EQ(validContext(c), c);
   EXPECT_EQ(validContext(nullptr), nullptr);
-  EXPECT_EQ(validContext(reinterpret_cast<JPGHANDLE>(reinterpret_cast<char *>(c) + 2)), nullptr);
+  void *inside = reinterpret_cast<char *>(c) + 2;
+  EXPECT_EQ(validContext(static_cast<JPGHANDLE>(inside)), nullptr);
   c->recordSize = 7371;
   EXPECT_EQ(validContext(c), nullptr);
   c->recordSize = kContextSize;

@@ -1,0 +1,88 @@
+#!/usr/bin/env bash
+# Builds the library for other targets and tests it there:
+#   targets.sh [--long] [--build FOLDER] TARGET...
+# Targets: i686 i686-ubsan arm armhf armhf-neon armhf-ubsan s390x, or linux for all of these.
+# Installs what is missing first. Each target has a set of tests that runs every day; with
+# --long all of its tests run. Builds go to build/targets unless a folder is given.
+#
+# See docs/targets.md.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+
+readonly linux=(i686 i686-ubsan arm armhf armhf-neon armhf-ubsan s390x)
+
+long=no
+folder=build/targets
+targets=()
+while [ $# -gt 0 ]; do
+  case $1 in
+    --long) long=yes ;;
+    --build) folder=$2; shift ;;
+    linux) targets+=("${linux[@]}") ;;
+    *) targets+=("$1") ;;
+  esac
+  shift
+done
+if [ ${#targets[@]} -eq 0 ]; then
+  sed -n '2,6s/^# //p' "$0"
+  exit 2
+fi
+
+# The tests of every day and those of --long: everything, or the golden table.
+tests_of() {
+  local everyday all=everything
+  case $1 in
+    i686 | arm) everyday=everything ;;
+    armhf | *-neon | *-ubsan) everyday=golden ;;
+    s390x) everyday=golden all=golden ;;
+    *) echo "targets.sh: no target $1" >&2; return 2 ;;
+  esac
+  if [ $long = yes ]; then echo $all; else echo $everyday; fi
+}
+
+packages_of() {
+  case $1 in
+    i686*) echo i686 ;;
+    arm) echo arm ;;
+    armhf*) echo armhf ;;
+    s390x) echo s390x ;;
+  esac
+}
+
+# build BINARY_DIR WHAT
+build() {
+  case $2 in
+    everything) cmake --build "$1" ;;
+    golden) cmake --build "$1" --target golden ;;
+  esac
+}
+
+# run_tests BINARY_DIR WHAT
+run_tests() {
+  local options=()
+  case $2 in
+    everything) [ $long = yes ] || options=(-LE slow) ;;
+    golden) options=(-L '^golden$') ;;
+  esac
+  ctest --test-dir "$1" -j "$(nproc)" --output-on-failure --no-tests=error "${options[@]}"
+}
+
+# Builds and tests a target; says how long that took.
+check() {
+  local what=$2 start=$SECONDS built
+  cmake -S . -B "$folder/$1" -G Ninja -DCMAKE_BUILD_TYPE=Release -DJPG_WERROR=ON \
+    -DCMAKE_TOOLCHAIN_FILE="$PWD/cmake/toolchains/$1.cmake" >/dev/null || return
+  build "$folder/$1" "$what" || return
+  built=$SECONDS
+  run_tests "$folder/$1" "$what" || return
+  printf '%s: built in %d s, tested in %d s\n' "$1" $((built - start)) $((SECONDS - built))
+}
+
+failed=()
+for target in "${targets[@]}"; do
+  what=$(tests_of "$target")
+  printf '\n== %s: %s\n' "$target" "$what"
+  scripts/setup.sh build test "$(packages_of "$target")"
+  check "$target" "$what" || failed+=("$target")
+done
+[ ${#failed[@]} -eq 0 ] || { echo "targets.sh: failed: ${failed[*]}" >&2; exit 1; }
