@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # Installs what is missing on a Debian machine: setup.sh GROUP...
-# Groups: build, test, clang, lint, bench; i686, arm, armhf, s390x for other targets.
+# Groups: build, test, clang, lint, bench; i686, arm, armhf, s390x, device, device-v7, win32, win64
+# for other targets.
 set -euo pipefail
 
 declare -A packages=(
@@ -13,6 +14,7 @@ declare -A packages=(
   [arm]="g++-arm-linux-gnueabi qemu-user googletest"
   [armhf]="g++-arm-linux-gnueabihf qemu-user googletest"
   [s390x]="g++-s390x-linux-gnu qemu-user googletest"
+  [device]="g++-arm-linux-gnueabi qemu-user python3"
 )
 
 missing=()

@@ -1,0 +1,136 @@
+#!/usr/bin/env python3
+"""Checks of the device's DLL as a file: what its system's loader will find in it.
+
+check_dll.py DLL SOURCE_DIR MACHINE [AGAIN]
+
+MACHINE is the number in the header, 0x1C0 (ARM) or 0x1C4 (ARMv7). AGAIN is the same DLL
+from a second build in another folder.
+"""
+import sys
+import unittest
+
+from pe_file import PeFile
+
+DLL, SOURCE, MACHINE = sys.argv[1], sys.argv[2], int(sys.argv[3], 16)
+AGAIN = sys.argv[4] if len(sys.argv) > 4 else None
+
+SYSTEM = "coredll.dll"
+OPERATIONS = """
+CloseHandle CreateFileW GetDC GetFileSize GetProcessHeap GetSystemPaletteEntries HeapAlloc
+HeapFree HeapReAlloc ReadFile ReleaseDC SetFilePointer WriteFile
+""".split()
+MEMORY_FUNCTIONS = ["memcpy", "memset"]
+
+MAX_SIZE = 160 * 1024
+HIGH_LOW = 3
+SUBSYSTEM_CE = 9
+OLDEST_SYSTEM = (3, 0)
+CODE, DISCARDABLE, EXECUTABLE, WRITABLE = 0x20, 0x02000000, 0x20000000, 0x80000000
+IS_IMAGE, IS_32BIT, IS_DLL, NO_RELOCATIONS = 0x0002, 0x0100, 0x2000, 0x0001
+
+
+def bytes_of(name):
+    with open(name, "rb") as file:
+        return file.read()
+
+
+class DeviceDll(unittest.TestCase):
+    @classmethod
+    def setUpClass(cls):
+        cls.pe = PeFile(bytes_of(DLL))
+        print(f"{DLL}: {len(cls.pe.data)} bytes, {len(cls.pe.relocations())} relocations")
+        for s in cls.pe.sections:
+            print(f"  {s.name:8} {s.address:#8x} {s.virtual_size:7} bytes, flags {s.flags:#x}")
+
+    def in_code(self, address):
+        section = self.pe.section_of(address & ~1)
+        return section is not None and section.flags & EXECUTABLE != 0
+
+    def test_is_a_dll_for_the_machine(self):
+        self.assertEqual(self.pe.machine, MACHINE)
+        self.assertEqual(self.pe.magic, 0x10B)
+        wanted = IS_IMAGE | IS_32BIT | IS_DLL
+        self.assertEqual(self.pe.characteristics & (wanted | NO_RELOCATIONS), wanted)
+
+    def test_runs_on_the_oldest_system_and_later(self):
+        self.assertEqual(self.pe.subsystem, SUBSYSTEM_CE)
+        self.assertEqual(self.pe.subsystem_version, OLDEST_SYSTEM)
+        self.assertEqual(self.pe.os_version, OLDEST_SYSTEM)
+
+    def test_is_small(self):
+        self.assertLess(len(self.pe.data), MAX_SIZE)
+
+    def test_holds_neither_dates_nor_a_wrong_checksum(self):
+        self.assertEqual(self.pe.time, 0)
+        self.assertEqual(self.pe.checksum, self.pe.computed_checksum())
+
+    def test_sections_follow_each_other_in_image_and_file(self):
+        address, raw = self.pe.headers_size, self.pe.headers_size
+        for s in self.pe.sections:
+            with self.subTest(s.name):
+                self.assertEqual(s.address % self.pe.section_alignment, 0)
+                self.assertEqual(s.raw % self.pe.file_alignment, 0)
+                self.assertGreaterEqual(s.address, address)
+                self.assertEqual(s.raw, raw)
+                address, raw = s.address + s.virtual_size, s.raw + s.raw_size
+        self.assertEqual(raw, len(self.pe.data))
+        self.assertGreaterEqual(self.pe.image_size, address)
+
+    def test_no_section_is_code_and_writable(self):
+        for s in self.pe.sections:
+            self.assertFalse(s.flags & EXECUTABLE and s.flags & WRITABLE, s.name)
+
+    def test_the_loader_alone_writes(self):
+        # The library has no state: only the import addresses are written, by the loader.
+        addresses, size = self.pe.directories[12]
+        for s in self.pe.sections:
+            if s.flags & WRITABLE:
+                self.assertTrue(s.holds(addresses, size), s.name)
+
+    def test_the_entry_point_is_code(self):
+        self.assertTrue(self.in_code(self.pe.entry))
+
+    def test_relocations_are_whole_addresses_inside_the_image(self):
+        relocations = self.pe.relocations()
+        self.assertTrue(relocations)
+        self.assertEqual({kind for kind, _ in relocations}, {HIGH_LOW})
+        places = [address for _, address in relocations]
+        self.assertEqual(places, sorted(set(places)))
+        for address in places:
+            self.assertIsNotNone(self.pe.section_of(address, 4), hex(address))
+            target = self.pe.word(address) - self.pe.base
+            self.assertTrue(0 <= target < self.pe.image_size, hex(address))
+
+    def test_no_address_lacks_its_relocation(self):
+        # The base is chosen so that nothing but an address looks like one.
+        places = {address for _, address in self.pe.relocations()}
+        for s in self.pe.sections:
+            for address in range(s.address, s.address + s.virtual_size // 4 * 4, 4):
+                target = self.pe.word(address) - self.pe.base
+                if 0 <= target < self.pe.image_size:
+                    self.assertIn(address, places, s.name)
+
+    def test_imports_the_listed_operations_from_the_system_library_alone(self):
+        imports = self.pe.imports()
+        self.assertEqual(list(imports), [SYSTEM])
+        self.assertEqual(sorted(imports[SYSTEM]), sorted(OPERATIONS + MEMORY_FUNCTIONS))
+
+    def test_exports_the_named_functions_undecorated(self):
+        with open(f"{SOURCE}/src/jpg.def", encoding="utf-8") as file:
+            names = file.read().split("EXPORTS")[1].split()
+        exports = self.pe.exports()
+        self.assertEqual([name for name, _ in exports], sorted(names))
+        self.assertEqual(len(names), 43)
+        self.assertEqual(self.pe.export_name(), "jpg.dll")
+        self.assertEqual(len({address for _, address in exports}), len(names))
+        for name, address in exports:
+            self.assertTrue(self.in_code(address), name)
+
+    def test_a_second_build_gives_the_same_bytes(self):
+        if AGAIN is None:
+            self.skipTest("no second build given")
+        self.assertEqual(bytes_of(AGAIN), self.pe.data)
+
+
+if __name__ == "__main__":
+    unittest.main(argv=[sys.argv[0], "-v"])
