@@ -6,6 +6,27 @@ def field(data, offset, kind):
     return struct.unpack_from("<" + kind, data, offset)[0]
 
 
+def library_members(data):
+    """(machine, function, library) of each member of an import library; a member that is
+    no import has None for the two names."""
+    if data[:8] != b"!<arch>\n":
+        raise ValueError("not a library")
+    found, at = [], 8
+    while at < len(data):
+        size = int(data[at + 48:at + 58])
+        body = data[at + 60:at + 60 + size]
+        if body[:4] == b"\0\0\xff\xff":
+            # Code, imported by the symbol's own name, is type 0, name type 1.
+            if field(body, 18, "H") != 1 << 2:
+                raise ValueError("an import of another kind")
+            name, library = body[20:].split(b"\0")[:2]
+            found.append((field(body, 6, "H"), name.decode(), library.decode()))
+        elif data[at:at + 2] != b"/ ":
+            found.append((field(body, 0, "H"), None, None))
+        at += 60 + size + size % 2
+    return found
+
+
 class Section:
     def __init__(self, data, at):
         self.name = data[at:at + 8].rstrip(b"\0").decode()
@@ -52,6 +73,18 @@ class PeFile:
 
     def word(self, address):
         return field(self.data, self.at(address), "I")
+
+    def move_pair(self, address):
+        """The constant that the Thumb-2 instructions movw and movt at an address load."""
+        value = 0
+        for i, opcode in enumerate((0xF240, 0xF2C0)):
+            first, second = (field(self.data, self.at(address + 4 * i + j), "H") for j in (0, 2))
+            if first & 0xFBF0 != opcode:
+                raise ValueError(f"{address:#x} holds no movw and movt")
+            half = ((first & 0xF) << 12 | (first >> 10 & 1) << 11 | (second >> 12 & 7) << 8
+                    | second & 0xFF)
+            value |= half << 16 * i
+        return value
 
     def text(self, address):
         offset = self.at(address)

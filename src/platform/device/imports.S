@@ -43,21 +43,7 @@ __import_addresses:
     .asciz  "\name"
     .endm
 
-    import  CloseHandle
-    import  CreateFileW
-    import  GetDC
-    import  GetFileSize
-    import  GetProcessHeap
-    import  GetSystemPaletteEntries
-    import  HeapAlloc
-    import  HeapFree
-    import  HeapReAlloc
-    import  ReadFile
-    import  ReleaseDC
-    import  SetFilePointer
-    import  WriteFile
-    import  memcpy
-    import  memset
+    .include "imports.inc"              @ "import NAME" for each line of coredll.def
 
     .section .idata.4, "aw"
     .word   0

@@ -1,7 +1,7 @@
 // The platform's operations on the device: the system library's own functions.
 //
 // The device's system header isn't needed to build the library: what the library calls
-// is declared here, with the system's names, signatures and values. imports.S binds them.
+// is declared here, with the system's names, signatures and values. coredll.def lists it.
 #ifndef JPG_PLATFORM_DEVICE_PLATFORM_H
 #define JPG_PLATFORM_DEVICE_PLATFORM_H
 
