@@ -14,7 +14,10 @@ declare -A packages=(
   [arm]="g++-arm-linux-gnueabi qemu-user googletest"
   [armhf]="g++-arm-linux-gnueabihf qemu-user googletest"
   [s390x]="g++-s390x-linux-gnu qemu-user googletest"
-  [device]="g++-arm-linux-gnueabi qemu-user python3"
+  [device]="g++-arm-linux-gnueabi qemu-user llvm python3"
+  [device-v7]="clang lld llvm"
+  [win32]="g++-mingw-w64-i686 g++-i686-linux-gnu"
+  [win64]="g++-mingw-w64-x86-64 wine wine64 googletest"
 )
 
 missing=()
