@@ -1,4 +1,4 @@
-"""A reader of 32-bit PE files for the tests: it knows nothing of how ours are made."""
+"""A reader of PE files for the tests: it knows nothing of how ours are made."""
 import struct
 
 
@@ -49,14 +49,16 @@ class PeFile:
         o = self.optional = header + 24
         self.magic = field(data, o, "H")
         self.entry = field(data, o + 16, "I")
-        self.base = field(data, o + 28, "I")
+        self.wide = self.magic == 0x20B  # 64 bits
+        self.base = field(data, o + 24, "Q") if self.wide else field(data, o + 28, "I")
         self.section_alignment, self.file_alignment = struct.unpack_from("<II", data, o + 32)
         self.os_version = struct.unpack_from("<HH", data, o + 40)
         self.subsystem_version = struct.unpack_from("<HH", data, o + 48)
         self.image_size, self.headers_size, self.checksum = struct.unpack_from("<III", data, o + 56)
         self.subsystem = field(data, o + 68, "H")
-        self.directories = [struct.unpack_from("<II", data, o + 96 + 8 * i)
-                            for i in range(field(data, o + 92, "I"))]
+        tables = o + (112 if self.wide else 96)
+        self.directories = [struct.unpack_from("<II", data, tables + 8 * i)
+                            for i in range(field(data, tables - 4, "I"))]
         self.sections = [Section(data, o + optional_size + 40 * i) for i in range(count)]
 
     def section_of(self, address, size=1):
@@ -98,11 +100,11 @@ class PeFile:
             if library == 0:
                 return found
             names = found.setdefault(self.text(library).lower(), [])
-            slot = lookup or addresses
-            while self.word(slot) != 0:
-                word = self.word(slot)
-                names.append(word & 0xFFFF if word >> 31 else self.text(word + 2))
-                slot += 4
+            slot, kind, size = lookup or addresses, "Q" if self.wide else "I", 8 if self.wide else 4
+            while (word := field(self.data, self.at(slot), kind)) != 0:
+                by_number = word >> 8 * size - 1
+                names.append(word & 0xFFFF if by_number else self.text(word + 2))
+                slot += size
             entry += 20
 
     def exports(self):

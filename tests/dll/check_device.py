@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """Checks of the device's DLL as a file: what its system's loader will find in it.
 
-check_dll.py FOLDER SOURCE_DIR MACHINE [AGAIN]
+check_device.py FOLDER SOURCE_DIR MACHINE [AGAIN]
 
 FOLDER holds jpg.dll and jpg.lib. MACHINE is the number in their headers, 0x1C0 (ARM) or
 0x1C4 (ARMv7). AGAIN is the folder of a second build.
