@@ -4,6 +4,7 @@
 # The interface and the platform's operations are declared without the system's headers, so
 # the macro that would ask for them is taken back. -mno-movt would leave plain relocations
 # alone, but makes this compiler lose an indirection on the way to constant tables.
+# -mfpu=none: not every core has the vector unit, which the compiler would use for copies.
 set(CMAKE_SYSTEM_NAME Generic)
 set(CMAKE_SYSTEM_PROCESSOR arm)
 set(CMAKE_C_COMPILER clang)
@@ -13,7 +14,7 @@ set(CMAKE_CXX_COMPILER_TARGET thumbv7-unknown-windows-gnu)
 set(CMAKE_TRY_COMPILE_TARGET_TYPE STATIC_LIBRARY)
 
 set(JPG_DEVICE clang)
-set(flags "-U_WIN32 -ffreestanding -fshort-wchar -fno-unwind-tables")
+set(flags "-U_WIN32 -ffreestanding -fshort-wchar -mfpu=none -fno-unwind-tables")
 string(APPEND flags " -fno-stack-protector")
 set(CMAKE_C_FLAGS_INIT "${flags}")
 set(CMAKE_CXX_FLAGS_INIT "${flags}")
