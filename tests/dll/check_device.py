@@ -9,6 +9,7 @@ FOLDER holds jpg.dll and jpg.lib. MACHINE is the number in their headers, 0x1C0 
 import re
 import subprocess
 import sys
+import tempfile
 import unittest
 
 from pe_file import PeFile, library_members
@@ -31,6 +32,14 @@ SUBSYSTEM_CE = 9
 OLDEST_SYSTEM = (3, 0)
 CODE, DISCARDABLE, EXECUTABLE, WRITABLE = 0x20, 0x02000000, 0x20000000, 0x80000000
 IS_IMAGE, IS_32BIT, IS_DLL, NO_RELOCATIONS = 0x0002, 0x0100, 0x2000, 0x0001
+
+PROGRAM = """
+#include "jpg.h"
+uint32_t begin(void) {
+  JPGHANDLE h = 0;
+  return jpgWritePrologToMemory(0, &h) + jpgReadEpilog(h);
+}
+"""
 
 
 def names_of_def_file():
@@ -170,6 +179,22 @@ class ImportLibrary(unittest.TestCase):
                          sorted((name, "jpg.dll") for name in names_of_def_file()))
         # The import directory's entry, its end and the end of the address table.
         self.assertEqual(len(members) - len(imports), 3)
+
+    def test_serves_a_program(self):
+        if MACHINE != ARMV7:
+            self.skipTest("no linker at hand takes a library for any ARM")
+        with tempfile.TemporaryDirectory() as folder:
+            with open(f"{folder}/program.c", "w", encoding="utf-8") as file:
+                file.write(PROGRAM)
+            subprocess.run(["clang", "--target=thumbv7-unknown-windows-gnu", "-U_WIN32",
+                            "-ffreestanding", "-Werror", f"-I{SOURCE}/include", "-c",
+                            f"{folder}/program.c", "-o", f"{folder}/program.o"], check=True)
+            subprocess.run(["lld-link", "/nologo", "/machine:arm", "/entry:begin",
+                            "/nodefaultlib", "/subsystem:windows,6.00",
+                            f"/out:{folder}/program.exe", f"{folder}/program.o", LIBRARY],
+                           check=True)
+            imports = PeFile(bytes_of(f"{folder}/program.exe")).imports()
+        self.assertEqual(imports, {"jpg.dll": ["jpgReadEpilog", "jpgWritePrologToMemory"]})
 
 
 if __name__ == "__main__":
