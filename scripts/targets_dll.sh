@@ -1,12 +1,18 @@
 #!/usr/bin/env bash
-# Builds, checks and runs the DLLs: targets_dll.sh TARGET FOLDER
+# Builds, checks and runs the DLLs: targets_dll.sh [--long] TARGET FOLDER
 # Targets: device device-v7 win32 win64. Builds go into FOLDER. Called by targets.sh.
 #
-# The device's DLLs and the 32-bit Windows one run in the loader of tests/loader; the 64-bit
-# Windows one under Wine. See docs/targets.md.
+# The device's DLLs and the 32-bit Windows one run in the loader of tests/loader, with
+# --long the tests of the public interface too; the 64-bit Windows one runs under Wine. See
+# docs/targets.md.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
+long=OFF
+if [ "${1:-}" = --long ]; then
+  long=ON
+  shift
+fi
 target=$1
 mkdir -p "$2"
 folder=$(cd "$2" && pwd)
@@ -20,8 +26,8 @@ build_dll() {
 
 # build_loader PROCESSOR: the programs that load a DLL.
 build_loader() {
-  cmake -S . -B "$folder/loader-$1" -G Ninja -DJPG_LOADER=ON -DCMAKE_BUILD_TYPE=Release \
-    -DJPG_WERROR=ON -DCMAKE_TOOLCHAIN_FILE="$PWD/cmake/toolchains/$1.cmake" >/dev/null
+  cmake -S . -B "$folder/loader-$1" -G Ninja -DJPG_LOADER=ON -DJPG_LOADER_TESTS=$long \
+    -DCMAKE_BUILD_TYPE=Release -DJPG_WERROR=ON -DCMAKE_TOOLCHAIN_FILE="$PWD/cmake/toolchains/$1.cmake" >/dev/null
   cmake --build "$folder/loader-$1"
 }
 
@@ -35,6 +41,10 @@ run_loaded() {
   "$@" "$programs/golden/golden" --table tests/golden/digests.txt --folder "$files"
   step "Faults in every exported function"
   "$@" "$programs/sweep/sweep" "$files"
+  [ $long = ON ] || return 0
+  step "The tests of the public interface"
+  find "$programs" -type f -perm -u+x \( -name '*_test' -o -name '*Test' \) -print0 |
+    TMPDIR=$files xargs -0 -n 1 -P "$(nproc)" scripts/run_quietly.sh "$@"
 }
 
 # device MACHINE EMULATOR...
@@ -50,6 +60,7 @@ device() {
   run_loaded arm "$folder/$target/jpg.dll" "$@"
 }
 
+[ $long = OFF ] || scripts/setup.sh test
 case $target in
   device) device 0x1C0 qemu-arm -cpu pxa270 ;;
   device-v7)
