@@ -18,7 +18,9 @@ import sys
 
 import pe
 
-IMAGE_BASE = 0x10000000
+# No compiler makes an ARM instruction that looks like an address there, so that a check can
+# tell one from the other. The system moves the image anyway.
+IMAGE_BASE = 0x0E000000
 SECTION_ALIGNMENT = 0x1000
 FILE_ALIGNMENT = 0x200
 STACK_RESERVE = 0x10000

@@ -14,7 +14,8 @@ DLL, SOURCE, MACHINE = sys.argv[1], sys.argv[2], int(sys.argv[3], 16)
 
 IMPORTS = {
     "kernel32.dll": ["CloseHandle", "CreateFileW", "GetFileSize", "GetProcessHeap", "HeapAlloc",
-                     "HeapFree", "HeapReAlloc", "ReadFile", "SetFilePointer", "WriteFile"],
+                     "HeapFree", "HeapReAlloc", "IsProcessorFeaturePresent", "ReadFile",
+                     "SetFilePointer", "WriteFile"],
     "user32.dll": ["GetDC", "ReleaseDC"],
     "gdi32.dll": ["GetSystemPaletteEntries"],
     "msvcrt.dll": ["memcpy", "memset"],

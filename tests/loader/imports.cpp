@@ -82,6 +82,10 @@ SYSTEM_CALL DWORD getFileSize(HANDLE file, DWORD *high) { return jpg::GetFileSiz
 
 SYSTEM_CALL BOOL closeHandle(HANDLE file) { return jpg::CloseHandle(file); }
 
+SYSTEM_CALL BOOL isProcessorFeaturePresent(DWORD feature) {
+  return jpg::IsProcessorFeaturePresent(feature);
+}
+
 SYSTEM_CALL HDC getDC(void *window) {
   expect(window == nullptr, "GetDC: of a window");
   contexts++;
@@ -123,6 +127,7 @@ const Import *imports(size_t *count) {
       {"kernel32.dll", "SetFilePointer", addressOf(setFilePointer)},
       {"kernel32.dll", "GetFileSize", addressOf(getFileSize)},
       {"kernel32.dll", "CloseHandle", addressOf(closeHandle)},
+      {"kernel32.dll", "IsProcessorFeaturePresent", addressOf(isProcessorFeaturePresent)},
       {"user32.dll", "GetDC", addressOf(getDC)},
       {"user32.dll", "ReleaseDC", addressOf(releaseDC)},
       {"gdi32.dll", "GetSystemPaletteEntries", addressOf(getSystemPaletteEntries)},
