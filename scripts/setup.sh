@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # Installs what is missing on a Debian machine: setup.sh GROUP...
-# Groups: build, test, clang, lint, bench; i686, arm, armhf, s390x for other targets.
+# Groups: build, test, clang, lint, bench; i686, arm, armhf, s390x, device, device-v7, win32, win64
+# for other targets.
 set -euo pipefail
 
 declare -A packages=(
@@ -13,6 +14,10 @@ declare -A packages=(
   [arm]="g++-arm-linux-gnueabi qemu-user googletest"
   [armhf]="g++-arm-linux-gnueabihf qemu-user googletest"
   [s390x]="g++-s390x-linux-gnu qemu-user googletest"
+  [device]="g++-arm-linux-gnueabi qemu-user llvm python3"
+  [device-v7]="clang lld llvm"
+  [win32]="g++-mingw-w64-i686 g++-i686-linux-gnu"
+  [win64]="g++-mingw-w64-x86-64 wine wine64 googletest"
 )
 
 missing=()

@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # Builds the library for other targets and tests it there:
 #   targets.sh [--long] [--build FOLDER] TARGET...
-# Targets: i686 i686-ubsan arm armhf armhf-neon armhf-ubsan s390x, or linux for all of these.
+# Targets: i686 i686-ubsan arm armhf armhf-neon armhf-ubsan s390x, or linux for all of these;
+# device device-v7 win32 win64, or dlls for all of these.
 # Installs what is missing first. Each target has a set of tests that runs every day; with
 # --long all of its tests run. Builds go to build/targets unless a folder is given.
 #
@@ -10,6 +11,7 @@ set -euo pipefail
 cd "$(dirname "$0")/.."
 
 readonly linux=(i686 i686-ubsan arm armhf armhf-neon armhf-ubsan s390x)
+readonly dlls=(device device-v7 win32 win64)
 
 long=no
 folder=build/targets
@@ -19,12 +21,13 @@ while [ $# -gt 0 ]; do
     --long) long=yes ;;
     --build) folder=$2; shift ;;
     linux) targets+=("${linux[@]}") ;;
+    dlls) targets+=("${dlls[@]}") ;;
     *) targets+=("$1") ;;
   esac
   shift
 done
 if [ ${#targets[@]} -eq 0 ]; then
-  sed -n '2,6s/^# //p' "$0"
+  sed -n '2,7s/^# //p' "$0"
   exit 2
 fi
 
@@ -78,8 +81,21 @@ check() {
   printf '%s: built in %d s, tested in %d s\n' "$1" $((built - start)) $((SECONDS - built))
 }
 
+# The same for a DLL.
+check_dll() {
+  local options=() start=$SECONDS
+  [ $long = no ] || options=(--long)
+  scripts/targets_dll.sh "${options[@]}" "$1" "$folder" || return
+  printf '%s: built and tested in %d s\n' "$1" $((SECONDS - start))
+}
+
 failed=()
 for target in "${targets[@]}"; do
+  if [[ " ${dlls[*]} " == *" $target "* ]]; then
+    printf '\n== %s\n' "$target"
+    check_dll "$target" || failed+=("$target")
+    continue
+  fi
   what=$(tests_of "$target")
   printf '\n== %s: %s\n' "$target" "$what"
   scripts/setup.sh build test "$(packages_of "$target")"

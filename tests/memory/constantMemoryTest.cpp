@@ -1,6 +1,7 @@
 // Memory: decoding band by band takes one record, its Huffman tables and one MCU,
 // whatever the size of the picture; so does encoding.
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cstdio>
@@ -24,7 +25,9 @@ uint8_t levelAt(uint32_t x, uint32_t y) {
   return static_cast<uint8_t>(((x / 16) * 7 + (y / 16) * 13) % 200 + 20);
 }
 
-std::string tempName() { return testing::TempDir() + "jpg_constant_memory.jpg"; }
+std::string tempName() {
+  return testing::TempDir() + "jpg_constant_memory_" + std::to_string(getpid()) + ".jpg";
+}
 std::u16string wide(const std::string &name) { return {name.begin(), name.end()}; }
 
 JpgRect bandRect(std::vector<uint8_t> *band) {

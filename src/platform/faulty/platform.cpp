@@ -1,9 +1,10 @@
 #include "platform.h"
 
-#include <stdlib.h>
+#include <string.h>
 
 #include <unordered_map>
 
+#include "blocks.h"
 #include "faulty.h"
 #include "posixFile.h"
 
@@ -55,13 +56,14 @@ void addBlock(void *block, size_t bytes) {
 }
 
 // False for what isn't a live block.
-bool removeBlock(void *block) {
+bool removeBlock(void *block, size_t *bytes) {
   State &s = state();
   const auto found = s.blocks.find(block);
   if (found == s.blocks.end()) {
     s.wrongFrees++;
     return false;
   }
+  *bytes = found->second;
   s.liveBytes -= found->second;
   s.blocks.erase(found);
   return true;
@@ -94,22 +96,31 @@ HANDLE GetProcessHeap() { return nullptr; }
 
 void *HeapAlloc(HANDLE /*heap*/, DWORD /*flags*/, size_t bytes) {
   if (faulty::fails(Operation::kAlloc)) return nullptr;
-  void *block = malloc(bytes != 0 ? bytes : 1);
+  void *block = faulty::takeBlock(bytes);
   if (block != nullptr) faulty::addBlock(block, bytes);
   return block;
 }
 
+// The block always moves, so that nobody gets away with its old address.
 void *HeapReAlloc(HANDLE /*heap*/, DWORD /*flags*/, void *block, size_t bytes) {
-  if (faulty::fails(Operation::kAlloc) || !faulty::removeBlock(block)) return nullptr;
-  void *moved = realloc(block, bytes != 0 ? bytes : 1);
-  faulty::addBlock(moved != nullptr ? moved : block, bytes);
+  size_t before = 0;
+  if (faulty::fails(Operation::kAlloc) || !faulty::removeBlock(block, &before)) return nullptr;
+  void *moved = faulty::takeBlock(bytes);
+  if (moved == nullptr) {
+    faulty::addBlock(block, before);
+    return nullptr;
+  }
+  faulty::addBlock(moved, bytes);
+  memcpy(moved, block, before < bytes ? before : bytes);
+  faulty::giveBlock(block, before);
   return moved;
 }
 
 BOOL HeapFree(HANDLE /*heap*/, DWORD /*flags*/, void *block) {
   const bool fault = faulty::fails(Operation::kFree);
-  if (!faulty::removeBlock(block)) return 0;
-  free(block);
+  size_t bytes = 0;
+  if (!faulty::removeBlock(block, &bytes)) return 0;
+  faulty::giveBlock(block, bytes);
   return fault ? 0 : 1;
 }
 

@@ -1,0 +1,14 @@
+#!/usr/bin/env bash
+# Runs a GoogleTest program and prints what passed; all of its output when it fails:
+#   run_quietly.sh [EMULATOR...] PROGRAM
+set -uo pipefail
+
+output=$("$@" 2>&1)
+status=$?
+name=$(basename "${!#}")
+if [ $status -eq 0 ]; then
+  printf '%s: %s\n' "$name" "$(grep -F '  PASSED  ' <<<"$output")"
+else
+  printf '%s\n%s: exit status %d\n' "$output" "$name" $status
+fi
+exit $status

@@ -1,0 +1,91 @@
+#!/usr/bin/env bash
+# Builds, checks and runs the DLLs: targets_dll.sh [--long] TARGET FOLDER
+# Targets: device device-v7 win32 win64. Builds go into FOLDER. Called by targets.sh.
+#
+# The device's DLLs and the 32-bit Windows one run in the loader of tests/loader, with
+# --long the tests of the public interface too; the 64-bit Windows one runs under Wine. See
+# docs/targets.md.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+
+long=OFF
+if [ "${1:-}" = --long ]; then
+  long=ON
+  shift
+fi
+target=$1
+mkdir -p "$2"
+folder=$(cd "$2" && pwd)
+step() { printf -- '-- %s\n' "$*"; }
+
+# build_dll BINARY_DIR: the target's preset.
+build_dll() {
+  cmake --preset "$target" -B "$1" >/dev/null
+  cmake --build "$1"
+}
+
+# build_loader PROCESSOR: the programs that load a DLL.
+build_loader() {
+  cmake -S . -B "$folder/loader-$1" -G Ninja -DJPG_LOADER=ON -DJPG_LOADER_TESTS=$long \
+    -DCMAKE_BUILD_TYPE=Release -DJPG_WERROR=ON -DCMAKE_TOOLCHAIN_FILE="$PWD/cmake/toolchains/$1.cmake" >/dev/null
+  cmake --build "$folder/loader-$1"
+}
+
+# run_loaded PROCESSOR DLL [EMULATOR...]: golden table and fault sweeps.
+run_loaded() {
+  local programs=$folder/loader-$1 files=$folder/$target/files
+  export JPG_DLL=$2
+  shift 2
+  mkdir -p "$files"
+  step "The golden table through the exported functions"
+  "$@" "$programs/golden/golden" --table tests/golden/digests.txt --folder "$files"
+  step "Faults in every exported function"
+  "$@" "$programs/sweep/sweep" "$files"
+  [ $long = ON ] || return 0
+  step "The tests of the public interface"
+  find "$programs" -type f -perm -u+x \( -name '*_test' -o -name '*Test' \) -print0 |
+    TMPDIR=$files xargs -0 -n 1 -P "$(nproc)" scripts/run_quietly.sh "$@"
+}
+
+# device MACHINE EMULATOR...
+device() {
+  local machine=$1
+  shift
+  scripts/setup.sh build arm device
+  build_dll "$folder/$target"
+  build_dll "$folder/again/$target"
+  build_loader arm
+  step "What the DLL holds"
+  python3 tests/dll/check_device.py "$folder/$target" . "$machine" "$folder/again/$target"
+  run_loaded arm "$folder/$target/jpg.dll" "$@"
+}
+
+[ $long = OFF ] || scripts/setup.sh test
+case $target in
+  device) device 0x1C0 qemu-arm -cpu pxa270 ;;
+  device-v7)
+    scripts/setup.sh device-v7
+    device 0x1C4 qemu-arm -cpu cortex-a9,neon=off
+    ;;
+  win32)
+    scripts/setup.sh build i686 win32
+    build_dll "$folder/win32"
+    build_loader i686
+    step "What the DLL holds"
+    python3 tests/dll/check_windows.py "$folder/win32/bin/jpg.dll" . 0x14C
+    run_loaded i686 "$folder/win32/bin/jpg.dll"
+    ;;
+  win64)
+    scripts/setup.sh build win64
+    build_dll "$folder/win64"
+    step "What the DLL holds"
+    python3 tests/dll/check_windows.py "$folder/win64/bin/jpg.dll" . 0x8664
+    step "The golden table, files, heap and palette under Wine"
+    export WINEPREFIX=$folder/wine
+    ctest --test-dir "$folder/win64" --output-on-failure --no-tests=error -j "$(nproc)"
+    ;;
+  *)
+    echo "targets_dll.sh: no target $target" >&2
+    exit 2
+    ;;
+esac

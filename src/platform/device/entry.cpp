@@ -1,0 +1,16 @@
+// The DLL's entry point, and what the compiler's runtime would take from a C library.
+#include <stdint.h>
+
+extern "C" {
+
+int32_t DllEntry(void *instance, uint32_t reason, void *reserved);
+int32_t __aeabi_idiv0(int32_t result);
+
+// The library has no state of its own, so there is nothing to set up for a process or a
+// thread.
+int32_t DllEntry(void * /*instance*/, uint32_t /*reason*/, void * /*reserved*/) { return 1; }
+
+// Where the compiler's division goes for a divisor of 0, which the library never has.
+int32_t __aeabi_idiv0(int32_t result) { return result; }
+
+}  // extern "C"

@@ -1,0 +1,112 @@
+// Scenarios with bitmaps, thumbnails included.
+#include <cstring>
+
+#include "material.h"
+#include "scenarios.h"
+
+namespace sweep {
+namespace {
+
+struct Info {
+  BITMAPINFOHEADER header;
+  RGBQUAD colors[256];
+
+  explicit Info(uint16_t depth) {
+    std::memset(this, 0, sizeof(*this));
+    header.biSize = sizeof(header);
+    header.biPlanes = 1;
+    header.biBitCount = depth;
+  }
+  BITMAPINFO *bmi() { return reinterpret_cast<BITMAPINFO *>(this); }
+};
+
+// Room for any of the pictures at any depth.
+constexpr size_t kRoom = size_t{4} * 64 * 64;
+
+// Describes and decodes one picture at every depth, each with a handle of its own.
+template <typename Decode>
+void readAtDepths(Work &work, const Stream &stream, Decode decode) {
+  for (const int depth : {8, 16, 24}) {
+    JPGHANDLE h = nullptr;
+    if (!SWEEP(jpgReadPrologFromFile, fileOf(stream).c_str(), 0, 0, 0, &h)) return;
+    Info info(static_cast<uint16_t>(depth));
+    Bytes bits(kRoom);
+    const bool good = decode(h, nullptr, info.bmi()) && decode(h, bits.data(), info.bmi());
+    if (good) work.fold(bits.data(), bits.size());
+    SWEEP(jpgReadEpilog, h);
+  }
+}
+
+void readSequential(Work &work) {
+  const Stream &stream = material().sequential;
+  readAtDepths(work, stream, [&](JPGHANDLE h, void *bits, BITMAPINFO *bmi) {
+    return SWEEP(jpgReadToWinDIBits, h, stream.height, bits, bmi);
+  });
+}
+
+void readProgressive(Work &work) {
+  const Stream &stream = material().progressive;
+  readAtDepths(work, stream, [&](JPGHANDLE h, void *bits, BITMAPINFO *bmi) {
+    return SWEEP(jpgReadProgressiveToWinDIBits, h, stream.height, bits, bmi,
+                 JPG_PROGRESSIVE_ALL_SCANS);
+  });
+}
+
+void readScaled(Work &work) {
+  const Stream &stream = material().sequential;
+  readAtDepths(work, stream, [&](JPGHANDLE h, void *bits, BITMAPINFO *bmi) {
+    return SWEEP(jpgReadScaleOutputToWinDIBits, h, (stream.height + 1) / 2, bits, bmi,
+                 JPG_SCALE_HALF);
+  });
+}
+
+void readThumbnail(Work &work) {
+  JPGHANDLE h = nullptr;
+  if (!SWEEP(jpgReadPrologFromFile, fileOf(material().exif).c_str(), 0, 0, 0, &h)) return;
+  JPGEXIFHANDLE exif = nullptr;
+  const bool found = SWEEP(jpgReadExifReadAttributeProlog, h, &exif);
+  SWEEP(jpgReadEpilog, h);  // the attributes live on
+  if (!found) return;
+  for (const int depth : {8, 24}) {
+    Info info(static_cast<uint16_t>(depth));
+    Bytes bits(kRoom);
+    const bool good = SWEEP(jpgExifReadThumbnailToWinDIBits, exif, nullptr, info.bmi()) &&
+                      SWEEP(jpgExifReadThumbnailToWinDIBits, exif, bits.data(), info.bmi());
+    if (good) work.fold(bits.data(), bits.size());
+  }
+  SWEEP(jpgReadExifReadAttributeEpilog, exif);
+}
+
+void writeBitmap(Work &work, uint16_t depth, uint32_t compression, const Bytes &bits) {
+  Info info(depth);
+  info.header.biWidth = 8;
+  info.header.biHeight = 4;
+  info.header.biCompression = compression;
+  info.header.biSizeImage = static_cast<uint32_t>(bits.size());
+  JPGHANDLE h = nullptr;
+  if (!SWEEP(jpgWritePrologToMemory, 0, &h)) return;
+  SWEEP(jpgWriteFromWinDIBits, h, 4, bits.data(), info.bmi());
+  void *data = nullptr;
+  uint32_t size = 0;
+  if (SWEEP(jpgWriteEpilogToMemory, h, &data, &size)) work.fold(data, size);
+  if (data != nullptr) SWEEP(jpgWriteFreeBitstream, data);
+}
+
+void writeBitmaps(Work &work) {
+  static const uint8_t kRuns[] = {8, 1, 0, 0, 8, 2, 0, 0, 8, 3, 0, 0, 8, 4, 0, 1};
+  writeBitmap(work, 8, BI_RLE8, Bytes(kRuns, kRuns + sizeof(kRuns)));
+  writeBitmap(work, 16, BI_RGB, Bytes(8 * 4 * 2, 0x5A));
+  writeBitmap(work, 24, BI_RGB, Bytes(8 * 4 * 3, 0x5A));
+}
+
+}  // namespace
+
+void addBitmaps(std::vector<Scenario> &all) {
+  all.push_back({"bitmaps of a sequential file", readSequential});
+  all.push_back({"bitmaps of a progressive file", readProgressive});
+  all.push_back({"bitmaps of scaled output", readScaled});
+  all.push_back({"thumbnail of a file", readThumbnail});
+  all.push_back({"bitmaps to memory", writeBitmaps});
+}
+
+}  // namespace sweep
