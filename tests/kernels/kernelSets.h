@@ -1,5 +1,5 @@
-// What the tests of the kernels share: the set of this processor, random numbers, and memory
-// that ends at a page which can't be touched.
+// What the tests of the kernels share: the set of this processor, and memory that ends at a page
+// which can't be touched.
 #ifndef JPG_TESTS_KERNELS_KERNELSETS_H
 #define JPG_TESTS_KERNELS_KERNELSETS_H
 
@@ -11,6 +11,7 @@
 #include <cstring>
 
 #include "kernels/jpgKernels.h"
+#include "support/random.h"
 
 namespace jpgtest {
 
@@ -24,25 +25,6 @@ class KernelTest : public ::testing::Test {
   }
   const jpg::Kernels *best_ = jpg::bestKernels();
   const jpg::Kernels *plain_ = &jpg::jpgPlainKernels;
-};
-
-// The same numbers on every machine (splitmix64).
-class Random {
- public:
-  explicit Random(uint64_t seed) : state_(seed) {}
-  uint64_t next() {
-    uint64_t z = state_ += 0x9E3779B97F4A7C15;
-    z = (z ^ z >> 30) * 0xBF58476D1CE4E5B9;
-    z = (z ^ z >> 27) * 0x94D049BB133111EB;
-    return z ^ z >> 31;
-  }
-  uint32_t below(uint32_t n) { return static_cast<uint32_t>((next() >> 32) * n >> 32); }
-  int32_t within(int32_t low, int32_t high) {
-    return low + static_cast<int32_t>(below(static_cast<uint32_t>(high - low) + 1));
-  }
-
- private:
-  uint64_t state_;
 };
 
 // `size` bytes, filled with a pattern, that lie directly ahead of or directly behind a page
