@@ -3,7 +3,8 @@
 namespace jpg {
 namespace {
 
-// Steps back over the data byte in front of p; true when it is an FF with its zero.
+// Steps back over the data byte in front of p; true when it is an FF with its zero. (An FF
+// ahead of `begin` isn't that of a zero behind it: the bit reader has taken it as it was.)
 bool stepBack(const uint8_t **p, const uint8_t *begin) {
   const bool stuffed = *p - begin >= 2 && (*p)[-1] == 0 && (*p)[-2] == 0xFF;
   *p -= stuffed ? 2 : 1;
@@ -30,7 +31,7 @@ void closeWindow(BitWindow *w, JpgStream *s) {
   const uint32_t wanted = w->furthest > w->first ? (w->furthest - w->first + 7) / 8 : 0;
   const uint8_t *next = w->next;
   for (uint32_t i = wanted; i < taken; i++) stepBack(&next, w->begin);
-  s->bufIndex = static_cast<uint32_t>(next - w->begin);
+  s->bufIndex += static_cast<uint32_t>(next - w->begin);
   const uint32_t count = w->count - 8 * (taken - wanted);
   const auto top = static_cast<uint32_t>(w->bits >> (kWindowBits - 32));
   s->bitBuffer = count == 0 ? 0 : top >> (32 - count) << (32 - count);
