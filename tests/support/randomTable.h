@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <vector>
 
+#include "share/jpgAnnexK.h"
 #include "share/jpgHuff.h"
 #include "support/random.h"
 
@@ -17,8 +18,12 @@ class RandomTable {
   enum Symbols { kAny, kFewBits, kCategories, kZeros, kOneValue, kRefinement, kSymbolKinds };
 
   RandomTable(Random *r, jpg::HuffUse use) {
-    makeCounts(r);
-    makeValues(r);
+    if (r->below(6) == 0) {
+      useStandard();
+    } else {
+      makeCounts(r);
+      makeValues(r);
+    }
     jpg::makeHuffCodes({counts_.data(), values_.data()}, &table_);
     jpg::makeHuffLookup(&table_, use);
   }
@@ -31,6 +36,13 @@ class RandomTable {
   const std::vector<uint8_t> &values() const { return values_; }
 
  private:
+  // T.81 Table K.5.
+  void useStandard() {
+    std::copy(jpg::kAcLuminanceCounts, jpg::kAcLuminanceCounts + 16, counts_.begin());
+    values_.assign(jpg::kAcLuminanceValues,
+                   jpg::kAcLuminanceValues + sizeof(jpg::kAcLuminanceValues));
+  }
+
   // Codes of each length take some, none or all of the room that the shorter ones leave; at
   // times a table without a code is left, at times one of 256.
   void makeCounts(Random *r) {
@@ -60,6 +72,9 @@ class RandomTable {
       if (kind == kRefinement) value = any % 16 == 0 ? any : any & 0xF1;
       v = static_cast<uint8_t>(value);
     }
+    // Most tables have an end of the block.
+    const auto count = static_cast<uint32_t>(values_.size());
+    if (count != 0 && r->below(4) != 0) values_[r->below(count)] = 0;
   }
 
   std::array<uint8_t, 16> counts_ = {};
