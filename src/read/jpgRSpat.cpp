@@ -82,9 +82,10 @@ inline Result nextDifference(DifferenceSource *d, uint32_t k, int32_t *differenc
   uint32_t length = shortcutLength(fast);
   int32_t value = shortcutValue(fast);
   if (skip != 1 && skip != kSkipEnd) {
-    // The code alone: `value` is the category.
+    // The code alone: `value` is the category. (A symbol with a run isn't one.)
     const auto category = static_cast<uint32_t>(value);
-    if (length == 0 || category > kMaxDctCategory || kWindowBits < 64) {
+    const bool alone = skip == kSkipNone && length != 0;
+    if (!alone || category > kMaxDctCategory || kWindowBits < 64) {
       return longDifference(d, k, difference);
     }
     value = static_cast<int32_t>((d->head.bits << length) >> 1 >> (kWindowBits - 1 - category));
