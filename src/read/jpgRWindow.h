@@ -38,9 +38,9 @@ struct BitWindow {
   uint32_t furthest;    // place up to which the bit reader would have asked for bits
   const uint8_t *next;  // byte behind the valid bits; null: closed
   const uint8_t *end;
-  const uint8_t *begin;
-  uint32_t loaded;  // bits that were ever in it: the place of its end
-  uint32_t first;   // bits that it took over from the record
+  const uint8_t *begin;  // where it was opened
+  uint32_t loaded;       // bits that were ever in it: the place of its end
+  uint32_t first;        // bits that it took over from the record
 };
 
 // A closed window has no bits and no bytes to fill up with.
@@ -60,8 +60,7 @@ inline bool openWindow(BitWindow *w, const JpgStream *s) {
   if (s->bufFill - s->bufIndex < kWindowReach || s->bitCount > kWindowBits - 8) return false;
   w->bits = static_cast<WindowWord>(s->bitBuffer) << (kWindowBits - 32);
   w->count = w->loaded = w->first = w->furthest = s->bitCount;
-  w->next = s->inputBuffer + s->bufIndex;
-  w->begin = s->inputBuffer;
+  w->next = w->begin = s->inputBuffer + s->bufIndex;
   w->end = s->inputBuffer + s->bufFill;
   return true;
 }
