@@ -12,10 +12,10 @@
 namespace jpgbench {
 
 struct Workload {
-  std::string name;   // "decode 4:2:0 q90"
-  std::string size;   // "12 MP"
-  double megapixels;  // of one call
-  double mustReach;   // the ratio
+  std::string name;               // "decode 4:2:0 q90"
+  std::string size;               // "12 MP"
+  double megapixels;              // of one call
+  double mustReach;               // the ratio
   std::function<bool()> prepare;  // makes the input; before the others
   std::function<bool()> ours, theirs;
 };
