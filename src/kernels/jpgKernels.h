@@ -40,9 +40,10 @@ struct QuantSteps {
   const QuantReciprocals *reciprocals;
 };
 
-// The forward transform of `count` blocks of samples of -128..128 and its quantisation: in
-// place, the levels in zig-zag order. present[i] receives which levels of block i aren't 0,
-// bit k for level k.
+// The forward transform of `count` blocks of samples and its quantisation: in place, the levels
+// in zig-zag order. Samples are -128..127, as Y and bytes are, or -127..128, as chroma is: a
+// block with both -128 and 128 isn't served. present[i] receives which levels of block i aren't
+// 0, bit k for level k.
 using LevelKernel = void (*)(int16_t *blocks, uint32_t count, const QuantSteps &steps,
                              uint64_t *present);
 

@@ -1,8 +1,10 @@
 // The forward transform of jpgWFdct.cpp and the division by quantisation steps.
 //
-// Samples of -128..128 keep every sum of two values within 16 bits; sums of more are formed
-// by vpmaddwd in 32 bits. The rotations are multiplied out: r * kK5 + (r + q) * kK4 is
-// r * (kK5 + kK4) + q * kK4, and so on, with the same 32-bit sums.
+// Samples that differ by 255 at most keep every sum of two values, and the differences of two
+// such sums, within 16 bits: these reach 2 * 64 * 255 in the second pass. (With 256 they would
+// reach 32768.) Other sums are formed by vpmaddwd in 32 bits. The rotations are multiplied
+// out: r * kK5 + (r + q) * kK4 is r * (kK5 + kK4) + q * kK4, and so on, with the same 32-bit
+// sums.
 #include <immintrin.h>
 
 #include "kernels/x86/jpgAvx2.h"
