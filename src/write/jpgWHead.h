@@ -44,6 +44,9 @@ Result writeFrameHeader(JpgContext *c, uint32_t marker);
 // Writes DRI when there is a restart interval.
 Result writeRestartInterval(JpgContext *c);
 
+// The reciprocals of 64 steps in zig-zag order, 8 times 1 to 255 each.
+void makeReciprocals(const uint32_t *steps, QuantReciprocals *q);
+
 // Writes the headers of a baseline image and sets the components up for encoding,
 // by quality, samplingPacked, width, height, precision, numComponents and the
 // components' identifiers. A failure leaves the headers incomplete.
