@@ -187,4 +187,14 @@ TEST(ReducedIdct, HalfSizeIsTheFourPointTransform) {
   }
 }
 
+TEST(FlatSample, IsTheSampleOfTheTransformForEveryDcCoefficient) {
+  for (int32_t dc = -32768; dc <= 32767; dc++) {
+    int16_t block[64] = {static_cast<int16_t>(dc)};
+    jpgIdct8x8(block);
+    limitBlock(block);
+    const int16_t flat = flatSample(static_cast<int16_t>(dc));
+    for (const int16_t sample : block) ASSERT_EQ(sample, flat) << "DC " << dc;
+  }
+}
+
 }  // namespace
