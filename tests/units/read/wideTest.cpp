@@ -1,0 +1,191 @@
+// Blocks through the bit window, against the block decoders: after every block the results, the
+// coefficients and the stream's record must be the same.
+#include "read/jpgRWide.h"
+
+#include <gtest/gtest.h>
+
+#include "randomScan.h"
+#include "read/jpgRVLC.h"
+#include "read/jpgRWideProg.h"
+#include "twinStreams.h"
+
+namespace {
+
+using namespace jpg;
+using jpgtest::Coding;
+using jpgtest::Random;
+using jpgtest::RandomComponent;
+using jpgtest::TwinStreams;
+using Block = std::array<int16_t, 64>;
+
+constexpr uint32_t kBlocksPerStream = 60;
+
+// A block's way through both; the streams' contexts and a component for each.
+struct Pair {
+  TwinStreams *twins;
+  JpgScanComponent wide, plain;
+};
+
+// Decodes a block both ways; true when it decodes.
+using Step = bool (*)(Random *r, Pair *pair);
+
+// How many blocks of all were decoded without an error.
+struct Tally {
+  uint32_t blocks = 0, good = 0;
+};
+
+void decodeStream(Random *r, Pair *pair, Step step, Tally *tally) {
+  uint32_t behindTheEnd = 0;
+  for (uint32_t i = 0; i < kBlocksPerStream && behindTheEnd < 4; i++) {
+    const bool good = step(r, pair);
+    if (::testing::Test::HasFatalFailure()) return;
+    ASSERT_EQ(pair->wide.dcPredictor, pair->plain.dcPredictor) << "block " << i;
+    ASSERT_EQ(pair->twins->wide()->eobRun, pair->twins->plain()->eobRun) << "block " << i;
+    ASSERT_TRUE(pair->twins->areAlike()) << "block " << i << (good ? "" : ", which failed");
+    tally->blocks++;
+    tally->good += good ? 1 : 0;
+    if (good) {
+      pair->twins->interrupt(r);
+    } else {
+      pair->twins->skip(1 + r->below(16));
+    }
+    if (pair->twins->ended()) behindTheEnd++;
+  }
+  pair->twins->close();
+  ASSERT_TRUE(pair->twins->areAlike()) << "at the end";
+}
+
+bool stepSequential(Random * /*r*/, Pair *pair) {
+  Block wide = {}, plain = {};
+  uint32_t last = 99;
+  const Result a = decodeBlockWide(pair->twins->window(), &pair->twins->wide()->stream, wide.data(),
+                                   &pair->wide, &last);
+  const Result b = decodeBlock(&pair->twins->plain()->stream, plain.data(), &pair->plain);
+  EXPECT_EQ(a, b);
+  EXPECT_EQ(wide, plain);
+  for (uint32_t k = last + 1; a == JPG_OK && k < 64; k++) {
+    EXPECT_EQ(wide[kZigZag.natural[k]], 0) << "behind " << last;
+  }
+  return b == JPG_OK;
+}
+
+void scatter(Random *r, Block *block) {
+  const uint32_t density = r->below(3) == 0 ? 0 : r->below(64);
+  const int32_t magnitude = 1 << r->below(15);
+  for (int16_t &v : *block) {
+    v = r->below(64) < density ? static_cast<int16_t>(r->within(-magnitude, magnitude))
+                               : int16_t{0};
+  }
+}
+
+// Of a corner, what lies outside of it doesn't matter.
+template <uint32_t kLastStored, uint32_t kCell>
+bool stepCorner(Random *r, Pair *pair) {
+  Block wide, plain;
+  scatter(r, &wide);
+  plain = wide;
+  const Result a = decodeCornerWide(pair->twins->window(), &pair->twins->wide()->stream,
+                                    wide.data(), &pair->wide, kLastStored);
+  const Result b =
+      decodeBlockCorner(&pair->twins->plain()->stream, plain.data(), &pair->plain, kLastStored);
+  EXPECT_EQ(a, b);
+  for (uint32_t i = 0; i < kCell * kCell; i++) {
+    const uint32_t at = 8 * (i / kCell) + i % kCell;
+    EXPECT_EQ(wide[at], plain[at]) << "at " << at;
+  }
+  return b == JPG_OK;
+}
+
+bool stepProgressive(Random *r, Pair *pair) {
+  Block wide, plain;
+  scatter(r, &wide);
+  plain = wide;
+  const Result a =
+      decodeProgressiveWide(pair->twins->wide(), pair->twins->window(), wide.data(), &pair->wide);
+  JpgContext *c = pair->twins->plain();
+  const Result b = c->blockDecoder(c, plain.data(), &pair->plain);
+  EXPECT_EQ(a, b);
+  EXPECT_EQ(wide, plain);
+  return b == JPG_OK;
+}
+
+// Decodes streams until there were 100,000 blocks; `prepare` sets a context up for its scan.
+template <typename Prepare>
+Tally decodeStreams(uint64_t seed, Coding coding, Step step, Prepare prepare) {
+  constexpr uint32_t kBlocks = 100000;
+  Tally tally;
+  Random r(seed);
+  for (uint32_t stream = 0; tally.blocks < kBlocks; stream++) {
+    const uint64_t scan = r.next();
+    const RandomComponent component(&r);
+    TwinStreams twins(&r, randomData(&r, component, coding));
+    for (JpgContext *c : {twins.wide(), twins.plain()}) {
+      Random same(scan);
+      prepare(&same, c);
+    }
+    Pair pair = {&twins, component.get(), component.get()};
+    decodeStream(&r, &pair, step, &tally);
+    if (::testing::Test::HasFailure()) {
+      ADD_FAILURE() << "stream " << stream << " of seed " << seed;
+      break;
+    }
+  }
+  return tally;
+}
+
+// Enough of the blocks must have been decoded for the comparison to mean something.
+void expectMixture(const Tally &tally) {
+  EXPECT_GT(tally.good, tally.blocks / 3);
+  EXPECT_LT(tally.good, tally.blocks);
+}
+
+void leaveAsItIs(Random * /*r*/, JpgContext * /*c*/) {}
+
+TEST(WideBlocks, OfSequentialScansAreThoseOfTheBlockDecoder) {
+  expectMixture(decodeStreams(1, Coding::kBlocks, stepSequential, leaveAsItIs));
+}
+
+TEST(WideBlocks, OfReducedSizeAreThoseOfTheBlockDecoder) {
+  expectMixture(decodeStreams(2, Coding::kBlocks, stepCorner<0, 1>, leaveAsItIs));
+  expectMixture(decodeStreams(3, Coding::kBlocks, stepCorner<kCornerOf2, 2>, leaveAsItIs));
+  expectMixture(decodeStreams(4, Coding::kBlocks, stepCorner<kCornerOf4, 4>, leaveAsItIs));
+}
+
+// Bands as scan headers may give them: Ss up to Se, which may both be anything below 64.
+void chooseBand(Random *r, JpgContext *c) {
+  const uint32_t se = r->below(3) == 0 ? 63 : 1 + r->below(63);
+  c->Se = static_cast<uint8_t>(se);
+  c->Ss = static_cast<uint8_t>(r->below(2) == 0 ? r->below(2) : r->below(se + 1));
+  c->Al = static_cast<uint8_t>(r->below(2) == 0 ? r->below(3) : r->below(14));
+}
+
+TEST(WideBlocks, OfProgressiveDcScansAreThoseOfTheBlockDecoders) {
+  expectMixture(decodeStreams(5, Coding::kDcCodes, stepProgressive, [](Random *r, JpgContext *c) {
+    c->Al = static_cast<uint8_t>(r->below(14));
+    c->blockDecoder = decodeDcFirst;
+  }));
+  const Tally refined =
+      decodeStreams(6, Coding::kDcCodes, stepProgressive, [](Random *r, JpgContext *c) {
+        c->Al = static_cast<uint8_t>(r->below(14));
+        c->blockDecoder = decodeDcRefine;
+      });
+  EXPECT_EQ(refined.good, refined.blocks);  // a bit can't be wrong
+}
+
+TEST(WideBlocks, OfProgressiveFirstPassesAreThoseOfTheBlockDecoder) {
+  expectMixture(decodeStreams(7, Coding::kAcCodes, stepProgressive, [](Random *r, JpgContext *c) {
+    chooseBand(r, c);
+    c->blockDecoder = decodeAcFirst;
+  }));
+}
+
+TEST(WideBlocks, OfProgressiveRefinementsAreThoseOfTheBlockDecoder) {
+  expectMixture(
+      decodeStreams(8, Coding::kRefinements, stepProgressive, [](Random *r, JpgContext *c) {
+        chooseBand(r, c);
+        if (r->below(4) == 0) c->eobRun = r->below(20);
+        c->blockDecoder = decodeAcRefine;
+      }));
+}
+
+}  // namespace
