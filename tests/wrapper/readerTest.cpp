@@ -191,7 +191,9 @@ TEST(Reader, DecodesScaled) {
                                                     {jpg::Scale::kFull, 1}};
   for (const Case &c : cases()) {
     const Bytes stream = sequential(c);
-    for (const auto &[scale, by] : scales) {
+    for (const auto &entry : scales) {
+      const jpg::Scale scale = entry.first;
+      const uint32_t by = entry.second;
       const uint32_t width = (c.width + by - 1) / by, height = (c.height + by - 1) / by;
       const Bytes pixels =
           functionsGive(stream, width * c.channels, height, [&](JPGHANDLE h, JpgRect *rect) {
