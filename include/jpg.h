@@ -51,18 +51,22 @@
 #include <windows.h>
 #endif
 
-/** Version of this header and of the library built with it. */
-#define JPG_VERSION_MAJOR 0
-#define JPG_VERSION_MINOR 1
-#define JPG_VERSION_PATCH 0
-#define JPG_VERSION_STRING "0.1.0"
+/** @name Version of this header and of the library built with it
+ *  @{ */
+#define JPG_VERSION_MAJOR 0        /**< changes with the binary interface */
+#define JPG_VERSION_MINOR 1        /**< changes with what the library can do */
+#define JPG_VERSION_PATCH 0        /**< changes with corrections */
+#define JPG_VERSION_STRING "0.1.0" /**< the three of them */
+/** @} */
 
 #ifdef __cplusplus
 extern "C" {
 #endif
 
-/* Calling convention and symbol visibility. The interface is cdecl wherever
-   that means something; on Windows the exports come from the .def file. */
+/** @def JPG_CALL
+ *  Calling convention: cdecl wherever that means something. */
+/** @def JPG_API
+ *  Symbol visibility; on Windows the exports come from the .def file. */
 #if defined(_WIN32)
 #define JPG_CALL __cdecl
 #define JPG_API

@@ -119,10 +119,13 @@ class Writer {
  protected:
   Writer() = default;
   ~Writer() = default;
+  /** @param handle write handle, taken over */
   explicit Writer(JPGHANDLE handle) : handle_(handle) {}
+  /** @param other holds no handle afterwards */
   Writer(Writer &&other) noexcept : handle_(other.release()) {}
+  /** @param other holds this one's handle afterwards */
   void swap(Writer &other) noexcept { std::swap(handle_, other.handle_); }
-  /* Gives the handle away. */
+  /** @return the handle, which no longer is this object's */
   JPGHANDLE release() noexcept { return std::exchange(handle_, nullptr); }
 
  private:
