@@ -5,12 +5,13 @@
 
 #include "support.h"
 
+/* Predictor 4 is left + above - above left. */
 static uint32_t writeFile(const char *name, const JpgRect *rect) {
   JPGHANDLE handle;
   uint32_t closed;
   uint32_t r = createFile(name, &handle);
   if (r != JPG_OK) return r;
-  r = jpgWriteSetSpatialPredictor(handle, 4); /* left + above - above left */
+  r = jpgWriteSetSpatialPredictor(handle, 4);
   if (r == JPG_OK) r = jpgWriteSpatialFromRect(handle, rect, (uint32_t)rect->height);
   closed = jpgWriteEpilogToFile(handle);
   return r == JPG_OK ? closed : r;

@@ -16,9 +16,10 @@ static uint32_t show(const char *prefix, int scan, const JpgRect *rect) {
 /* Each call decodes one more scan and then the whole picture; JPG_NO_DATA says that there are
    no more, so that the picture shown last is the final one. */
 static uint32_t grow(JPGHANDLE handle, const JpgRect *rect, const char *prefix) {
+  const int32_t rows = rect->height;
   int scan;
   for (scan = 1;; scan++) {
-    uint32_t r = jpgReadProgressiveToRect(handle, rect, rect->height, JPG_PROGRESSIVE_NEXT_SCAN);
+    uint32_t r = jpgReadProgressiveToRect(handle, rect, rows, JPG_PROGRESSIVE_NEXT_SCAN);
     if (r == JPG_NO_DATA) return JPG_OK;
     if (r == JPG_OK) r = show(prefix, scan, rect);
     if (r != JPG_OK) return r;

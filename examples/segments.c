@@ -4,6 +4,7 @@
 #include "support.h"
 
 #define MARKER_COM 0xFFFE
+#define MARKER_SOS 0xFFDA
 
 static void printText(JPGHANDLE handle) {
   char text[64];
@@ -13,7 +14,8 @@ static void printText(JPGHANDLE handle) {
   }
 }
 
-/* What a caller doesn't read of a segment is skipped on the way to the next one. */
+/* What a caller doesn't read of a segment is skipped on the way to the next one. Behind SOS
+   come coded data. */
 static uint32_t list(JPGHANDLE handle) {
   uint16_t marker;
   uint32_t length;
@@ -22,7 +24,7 @@ static uint32_t list(JPGHANDLE handle) {
     printf("%04X %5lu ", (unsigned)marker, (unsigned long)length);
     if (marker == MARKER_COM) printText(handle);
     printf("\n");
-    if (marker == 0xFFDA) break; /* SOS: coded data follow */
+    if (marker == MARKER_SOS) break;
     r = jpgReadSeekMarkerSegment(handle, JPG_SEGMENT_NEXT, &marker, &length);
   }
   return r;

@@ -27,8 +27,17 @@ static uint32_t decode(JPGEXIFHANDLE exif, void **bits, JpgRect *rect) {
   return jpgExifReadThumbnailToWinDIBits(exif, *bits, &dib.info);
 }
 
-int main(int argc, char **argv) {
+/* The attributes are a copy: the file is closed ahead of them. */
+static uint32_t openThumbnail(const char *name, JPGEXIFHANDLE *exif) {
   JPGHANDLE handle;
+  uint32_t r = openFile(name, 0, &handle);
+  if (r != JPG_OK) return r;
+  r = jpgReadExifReadAttributeProlog(handle, exif);
+  jpgReadEpilog(handle);
+  return r;
+}
+
+int main(int argc, char **argv) {
   JPGEXIFHANDLE exif = NULL;
   JpgRect rect = {0};
   void *bits = NULL;
@@ -37,9 +46,7 @@ int main(int argc, char **argv) {
     fprintf(stderr, "usage: thumbnail IN.jpg OUT.ppm\n");
     return 2;
   }
-  r = openFile(argv[1], 0, &handle);
-  if (r == JPG_OK) r = jpgReadExifReadAttributeProlog(handle, &exif);
-  jpgReadEpilog(handle); /* the attributes live on */
+  r = openThumbnail(argv[1], &exif);
   if (r == JPG_OK) r = decode(exif, &bits, &rect);
   jpgReadExifReadAttributeEpilog(exif);
   if (r == JPG_OK) r = savePnm(argv[2], &rect);

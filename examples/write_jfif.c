@@ -11,21 +11,23 @@ static uint32_t writeJfif(JPGHANDLE handle) {
   return jpgWriteWriteMarkerSegment(handle, 0xFFE0, data, sizeof(data));
 }
 
+/* The segment goes ahead of the headers, which the first lines bring. 4:2:0 sampling. */
 static uint32_t encode(JPGHANDLE handle, const JpgRect *rect) {
-  uint32_t r = writeJfif(handle); /* ahead of the headers, which the first lines bring */
+  uint32_t r = writeJfif(handle);
   if (r == JPG_OK) r = jpgWriteSetQuantizationFactor(handle, 85);
-  if (r == JPG_OK) r = jpgWriteSetSubsamplingFactor(handle, 0x00221111); /* 4:2:0 */
+  if (r == JPG_OK) r = jpgWriteSetSubsamplingFactor(handle, 0x00221111);
   if (r == JPG_OK) r = jpgWriteFromRect(handle, rect, (uint32_t)rect->height);
   return r;
 }
 
+/* A full disk may show only when the file is completed. */
 static uint32_t writeFile(const char *name, const JpgRect *rect) {
   JPGHANDLE handle;
   uint32_t closed;
   uint32_t r = createFile(name, &handle);
   if (r != JPG_OK) return r;
   r = encode(handle, rect);
-  closed = jpgWriteEpilogToFile(handle); /* a full disk may show only now */
+  closed = jpgWriteEpilogToFile(handle);
   if (r == JPG_OK) r = closed;
   if (r != JPG_OK) remove(name);
   return r;
