@@ -3,7 +3,7 @@
 include(CMakePackageConfigHelpers)
 
 set(JPG_PACKAGE_DIR ${CMAKE_INSTALL_LIBDIR}/cmake/jpg)
-install(EXPORT jpgTargets NAMESPACE jpg:: DESTINATION ${JPG_PACKAGE_DIR})
+install(EXPORT jpgTargets NAMESPACE jpg:: DESTINATION ${JPG_PACKAGE_DIR} COMPONENT dev)
 configure_package_config_file(${PROJECT_SOURCE_DIR}/cmake/jpgConfig.cmake.in
   ${PROJECT_BINARY_DIR}/package/jpgConfig.cmake INSTALL_DESTINATION ${JPG_PACKAGE_DIR})
 # Before 1.0 a minor version may change the interface.
@@ -11,7 +11,7 @@ write_basic_package_version_file(${PROJECT_BINARY_DIR}/package/jpgConfigVersion.
   COMPATIBILITY SameMinorVersion)
 install(FILES ${PROJECT_BINARY_DIR}/package/jpgConfig.cmake
               ${PROJECT_BINARY_DIR}/package/jpgConfigVersion.cmake
-        DESTINATION ${JPG_PACKAGE_DIR})
+        DESTINATION ${JPG_PACKAGE_DIR} COMPONENT dev)
 
 # Folders relative to the prefix move with the tree; absolute ones stay.
 set(JPG_PC_DIR ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
@@ -29,4 +29,4 @@ else()
   set(JPG_PC_INCLUDEDIR "\${prefix}/${CMAKE_INSTALL_INCLUDEDIR}")
 endif()
 configure_file(${PROJECT_SOURCE_DIR}/cmake/jpg.pc.in ${PROJECT_BINARY_DIR}/package/jpg.pc @ONLY)
-install(FILES ${PROJECT_BINARY_DIR}/package/jpg.pc DESTINATION ${JPG_PC_DIR})
+install(FILES ${PROJECT_BINARY_DIR}/package/jpg.pc DESTINATION ${JPG_PC_DIR} COMPONENT dev)

@@ -55,10 +55,13 @@ static int writeRow(FILE *file, const Band *band, uint32_t y) {
   return fwrite(band->row, 1, count, file) == count;
 }
 
-static uint32_t decodeBands(JPGHANDLE handle, Band *band, FILE *file) {
-  uint32_t y, rows, i;
+static void writeHead(FILE *file, const Band *band) {
   fprintf(file, "P%c\n%lu %lu\n255\n", band->channels == 3 ? '6' : '5', (unsigned long)band->width,
           (unsigned long)band->height);
+}
+
+static uint32_t decodeBands(JPGHANDLE handle, Band *band, FILE *file) {
+  uint32_t y, rows, i;
   for (y = 0; y < band->height; y += rows) {
     uint32_t r;
     rows = band->height - y < BAND_ROWS ? band->height - y : BAND_ROWS;
@@ -76,6 +79,7 @@ static uint32_t decode(JPGHANDLE handle, const char *out) {
   FILE *file = NULL;
   uint32_t r = prepare(handle, &band);
   if (r == JPG_OK && (file = fopen(out, "wb")) == NULL) r = JPG_E_OPEN_FAILED;
+  if (r == JPG_OK) writeHead(file, &band);
   if (r == JPG_OK) r = decodeBands(handle, &band, file);
   if (file != NULL && fclose(file) != 0 && r == JPG_OK) r = JPG_E_WRITE_FAULT;
   if (file != NULL && r != JPG_OK) remove(out);

@@ -51,18 +51,22 @@
 #include <windows.h>
 #endif
 
-/** Version of this header and of the library built with it. */
-#define JPG_VERSION_MAJOR 0
-#define JPG_VERSION_MINOR 1
-#define JPG_VERSION_PATCH 0
-#define JPG_VERSION_STRING "0.1.0"
+/** @name Version of this header and of the library built with it
+ *  @{ */
+#define JPG_VERSION_MAJOR 0        /**< changes with the binary interface */
+#define JPG_VERSION_MINOR 1        /**< changes with what the library can do */
+#define JPG_VERSION_PATCH 0        /**< changes with corrections */
+#define JPG_VERSION_STRING "0.1.0" /**< the three of them */
+/** @} */
 
 #ifdef __cplusplus
 extern "C" {
 #endif
 
-/* Calling convention and symbol visibility. The interface is cdecl wherever
-   that means something; on Windows the exports come from the .def file. */
+/** @def JPG_CALL
+ *  Calling convention: cdecl wherever that means something. */
+/** @def JPG_API
+ *  Symbol visibility; on Windows the exports come from the .def file. */
 #if defined(_WIN32)
 #define JPG_CALL __cdecl
 #define JPG_API
@@ -237,6 +241,14 @@ typedef struct tagBITMAPINFO {
 
 /* ------------------------------------------------------------------------- */
 /** @name Opening and closing a read handle
+ *
+ *  Example (examples/errors.c, openWhatThereIs):
+ *  @code
+ *  static uint32_t openWhatThereIs(const char *name, JPGHANDLE *handle) {
+ *    const uint32_t r = openFile(name, 0, handle);
+ *    return r == JPG_E_NOT_JPEG ? openFile(name, JPG_READ_COMPLETE, handle) : r;
+ *  }
+ *  @endcode
  *  @{ */
 
 /**
@@ -319,6 +331,16 @@ JPG_API uint32_t JPG_CALL jpgReadEpilog(JPGHANDLE handle);
  *
  *  These look only at the record: they work at any time, change nothing and
  *  return #JPG_E_INVALID_HANDLE for an invalid handle or a null pointer.
+ *
+ *  Example (examples/support.c, makeRectFor):
+ *  @code
+ *  uint32_t makeRectFor(JPGHANDLE handle, JpgRect *rect) {
+ *    uint32_t width, height, components;
+ *    uint32_t r = jpgReadGetImageSize(handle, &width, &height);
+ *    if (r == JPG_OK) r = jpgReadGetNumberOfChannels(handle, &components);
+ *    return r == JPG_OK ? makeRect(width, height, components < 3 ? 1 : 3, rect) : r;
+ *  }
+ *  @endcode
  *  @{ */
 
 /**
@@ -390,6 +412,23 @@ JPG_API uint32_t JPG_CALL jpgReadSetNoColorConversion(JPGHANDLE handle);
  *  prolog and the first decode call; that call then goes back to the start of
  *  the scan by itself. Walking the segments between two decode calls of one
  *  picture loses the decoder's place.
+ *
+ *  Example (examples/segments.c, list):
+ *  @code
+ *  static uint32_t list(JPGHANDLE handle) {
+ *    uint16_t marker;
+ *    uint32_t length;
+ *    uint32_t r = jpgReadSeekMarkerSegment(handle, JPG_SEGMENT_FIRST, &marker, &length);
+ *    while (r == JPG_OK && marker != 0) {
+ *      printf("%04X %5lu ", (unsigned)marker, (unsigned long)length);
+ *      if (marker == MARKER_COM) printText(handle);
+ *      printf("\n");
+ *      if (marker == MARKER_SOS) break;
+ *      r = jpgReadSeekMarkerSegment(handle, JPG_SEGMENT_NEXT, &marker, &length);
+ *    }
+ *    return r;
+ *  }
+ *  @endcode
  *  @{ */
 
 /**
@@ -444,6 +483,15 @@ JPG_API uint32_t JPG_CALL jpgReadSeekMarkerData(JPGHANDLE handle);
 
 /* ------------------------------------------------------------------------- */
 /** @name Restart intervals and partial bitstreams
+ *
+ *  Example (examples/restart_rows.c, decodeFrom):
+ *  @code
+ *  static uint32_t decodeFrom(JPGHANDLE handle, int32_t interval, const JpgRect *rect) {
+ *    uint32_t r = jpgReadSeekRestartMarker(handle, interval, JPG_RESTART_FROM_START);
+ *    if (r == JPG_OK) r = jpgReadToRect(handle, rect, MCU_ROWS);
+ *    return r;
+ *  }
+ *  @endcode
  *  @{ */
 
 /**
@@ -495,6 +543,61 @@ JPG_API uint32_t JPG_CALL jpgReadSetPartialBitstream(JPGHANDLE handle, const voi
 
 /* ------------------------------------------------------------------------- */
 /** @name Decoding
+ *
+ *  Example (examples/decode_bands.c, decodeBands):
+ *  @code
+ *  static uint32_t decodeBands(JPGHANDLE handle, Band *band, FILE *file) {
+ *    uint32_t y, rows, i;
+ *    for (y = 0; y < band->height; y += rows) {
+ *      uint32_t r;
+ *      rows = band->height - y < BAND_ROWS ? band->height - y : BAND_ROWS;
+ *      r = jpgReadToRect(handle, &band->rect, (int32_t)rows);
+ *      if (r != JPG_OK) return r;
+ *      for (i = 0; i < rows; i++) {
+ *        if (!writeRow(file, band, i)) return JPG_E_WRITE_FAULT;
+ *      }
+ *    }
+ *    return JPG_OK;
+ *  }
+ *  @endcode
+ *
+ *  Example (examples/preview.c, preview):
+ *  @code
+ *  static uint32_t preview(JPGHANDLE handle, JpgRect *rect) {
+ *    uint32_t width, height, components;
+ *    uint32_t r = jpgReadScaleOutputGetImageSize(handle, &width, &height, JPG_SCALE_EIGHTH);
+ *    if (r == JPG_OK) r = jpgReadGetNumberOfChannels(handle, &components);
+ *    if (r == JPG_OK) r = makeRect(width, height, components < 3 ? 1 : 3, rect);
+ *    if (r == JPG_OK) r = jpgReadScaleOutputToRect(handle, rect, rect->height, JPG_SCALE_EIGHTH);
+ *    return r;
+ *  }
+ *  @endcode
+ *
+ *  Example (examples/progressive.c, grow):
+ *  @code
+ *  static uint32_t grow(JPGHANDLE handle, const JpgRect *rect, const char *prefix) {
+ *    const int32_t rows = rect->height;
+ *    int scan;
+ *    for (scan = 1;; scan++) {
+ *      uint32_t r = jpgReadProgressiveToRect(handle, rect, rows, JPG_PROGRESSIVE_NEXT_SCAN);
+ *      if (r == JPG_NO_DATA) return JPG_OK;
+ *      if (r == JPG_OK) r = show(prefix, scan, rect);
+ *      if (r != JPG_OK) return r;
+ *    }
+ *  }
+ *  @endcode
+ *
+ *  Example (examples/lossless.c, readFile):
+ *  @code
+ *  static uint32_t readFile(const char *name, const JpgRect *rect) {
+ *    JPGHANDLE handle;
+ *    uint32_t r = openFile(name, 0, &handle);
+ *    if (r != JPG_OK) return r;
+ *    r = jpgReadSpatialToRect(handle, rect, rect->height);
+ *    jpgReadEpilog(handle);
+ *    return r;
+ *  }
+ *  @endcode
  *  @{ */
 
 /**
@@ -663,6 +766,21 @@ JPG_API uint32_t JPG_CALL jpgReadSpatialToRect(JPGHANDLE handle, const JpgRect *
  *  Output goes through a 4096-byte stage, so a full disk may show only in a later
  *  call. Once the output has come up short, every function that writes gives
  *  #JPG_E_WRITE_FAULT; the handle is then only good for its epilog.
+ *
+ *  Example (examples/write_jfif.c, writeFile):
+ *  @code
+ *  static uint32_t writeFile(const char *name, const JpgRect *rect) {
+ *    JPGHANDLE handle;
+ *    uint32_t closed;
+ *    uint32_t r = createFile(name, &handle);
+ *    if (r != JPG_OK) return r;
+ *    r = encode(handle, rect);
+ *    closed = jpgWriteEpilogToFile(handle);
+ *    if (r == JPG_OK) r = closed;
+ *    if (r != JPG_OK) remove(name);
+ *    return r;
+ *  }
+ *  @endcode
  *  @{ */
 
 /**
@@ -770,6 +888,17 @@ JPG_API uint32_t JPG_CALL jpgWriteGetPartialBitstream(JPGHANDLE handle, void **d
  *
  *  They change the record only and are taken up when the headers are written, by
  *  the first encode call; later changes affect nothing already written.
+ *
+ *  Example (examples/write_jfif.c, encode):
+ *  @code
+ *  static uint32_t encode(JPGHANDLE handle, const JpgRect *rect) {
+ *    uint32_t r = writeJfif(handle);
+ *    if (r == JPG_OK) r = jpgWriteSetQuantizationFactor(handle, 85);
+ *    if (r == JPG_OK) r = jpgWriteSetSubsamplingFactor(handle, 0x00221111);
+ *    if (r == JPG_OK) r = jpgWriteFromRect(handle, rect, (uint32_t)rect->height);
+ *    return r;
+ *  }
+ *  @endcode
  *  @{ */
 
 /**
@@ -876,6 +1005,20 @@ JPG_API uint32_t JPG_CALL jpgWriteSetSpatialPredictor(JPGHANDLE handle, int32_t 
  *
  *  The library writes no APPn segment of its own: a caller that wants JFIF, Exif
  *  or a comment writes it between the prolog and the first encode call.
+ *
+ *  Example (examples/write_thumbnail.c, writeExif):
+ *  @code
+ *  static uint32_t writeExif(JPGHANDLE handle, const void *thumbnail, uint32_t size) {
+ *    uint8_t head[sizeof(kHead)];
+ *    uint32_t r = jpgWriteWriteMarkerCode(handle, 0xFFE1, (uint32_t)sizeof(kHead) + size);
+ *    memcpy(head, kHead, sizeof(kHead));
+ *    head[sizeof(kHead) - 8] = (uint8_t)(size & 0xFF);
+ *    head[sizeof(kHead) - 7] = (uint8_t)(size >> 8);
+ *    if (r == JPG_OK) r = jpgWriteWriteMarkerData(handle, head, sizeof(head), NULL);
+ *    if (r == JPG_OK) r = jpgWriteWriteMarkerData(handle, thumbnail, size, NULL);
+ *    return r;
+ *  }
+ *  @endcode
  *  @{ */
 
 /**
@@ -930,6 +1073,38 @@ JPG_API uint32_t JPG_CALL jpgWriteWriteMarkerSegment(JPGHANDLE handle, uint32_t 
 
 /* ------------------------------------------------------------------------- */
 /** @name Encoding
+ *
+ *  Example (examples/pieces.c, sendBands):
+ *  @code
+ *  static uint32_t sendBands(JPGHANDLE handle, const JpgRect *rect, Receiver *to) {
+ *    int32_t y, rows;
+ *    for (y = 0; y < rect->height; y += rows) {
+ *      const JpgRect band = below(rect, y);
+ *      void *piece;
+ *      uint32_t size, r;
+ *      rows = band.height < BAND_ROWS ? band.height : BAND_ROWS;
+ *      r = jpgWriteFromRect(handle, &band, (uint32_t)rows);
+ *      if (r == JPG_OK) r = jpgWriteGetPartialBitstream(handle, &piece, &size);
+ *      if (r == JPG_OK) r = receive(to, piece, size, rows);
+ *      if (r != JPG_OK) return r;
+ *    }
+ *    return JPG_OK;
+ *  }
+ *  @endcode
+ *
+ *  Example (examples/lossless.c, writeFile):
+ *  @code
+ *  static uint32_t writeFile(const char *name, const JpgRect *rect) {
+ *    JPGHANDLE handle;
+ *    uint32_t closed;
+ *    uint32_t r = createFile(name, &handle);
+ *    if (r != JPG_OK) return r;
+ *    r = jpgWriteSetSpatialPredictor(handle, 4);
+ *    if (r == JPG_OK) r = jpgWriteSpatialFromRect(handle, rect, (uint32_t)rect->height);
+ *    closed = jpgWriteEpilogToFile(handle);
+ *    return r == JPG_OK ? closed : r;
+ *  }
+ *  @endcode
  *  @{ */
 
 /**
@@ -1007,6 +1182,19 @@ JPG_API uint32_t JPG_CALL jpgWriteSpatialFromRect(JPGHANDLE handle, const JpgRec
  *
  *  A grey image goes into 8 bits, a colour image into 24; a colour image is reduced to 8
  *  bits (a palette of 216 colours) or 16 by error diffusion, through a 24-bit buffer.
+ *
+ *  Example (examples/decode_to_dib.c, decode):
+ *  @code
+ *  static uint32_t decode(JPGHANDLE handle, BITMAPINFO *info, void **bits, size_t *size) {
+ *    uint32_t r = jpgReadToWinDIBits(handle, 1, NULL, info);
+ *    const BITMAPINFOHEADER *header = &info->bmiHeader;
+ *    if (r != JPG_OK) return r;
+ *    *size = ((size_t)header->biWidth * 3 + 3) / 4 * 4 * (size_t)header->biHeight;
+ *    *bits = malloc(*size);
+ *    if (*bits == NULL) return JPG_E_OUT_OF_MEMORY;
+ *    return jpgReadToWinDIBits(handle, header->biHeight, *bits, info);
+ *  }
+ *  @endcode
  *  @{ */
 
 /**
@@ -1094,6 +1282,18 @@ JPG_API uint32_t JPG_CALL jpgWriteFromWinDIBits(JPGHANDLE handle, int32_t lines,
 
 /* ------------------------------------------------------------------------- */
 /** @name Exif
+ *
+ *  Example (examples/thumbnail.c, openThumbnail):
+ *  @code
+ *  static uint32_t openThumbnail(const char *name, JPGEXIFHANDLE *exif) {
+ *    JPGHANDLE handle;
+ *    uint32_t r = openFile(name, 0, &handle);
+ *    if (r != JPG_OK) return r;
+ *    r = jpgReadExifReadAttributeProlog(handle, exif);
+ *    jpgReadEpilog(handle);
+ *    return r;
+ *  }
+ *  @endcode
  *  @{ */
 
 /**

@@ -4,7 +4,7 @@ set -euo pipefail
 cd "$(dirname "$0")/.."
 
 scripts/setup.sh build lint clang
-git ls-files '*.cpp' '*.h' '*.c' | xargs clang-format-14 --dry-run -Werror
+git ls-files '*.cpp' '*.hpp' '*.h' '*.c' | xargs clang-format-14 --dry-run -Werror
 cmake --preset clang -DJPG_TESTS=OFF -B build/lint >/dev/null
 git ls-files 'src/share/*.cpp' 'src/read/*.cpp' 'src/write/*.cpp' 'src/exif/*.cpp' \
     'src/win/*.cpp' 'src/platform/posix/*.cpp' |

@@ -9,7 +9,7 @@ if [ "${1:-}" = --preset ]; then
   preset=$2
   shift 2
 fi
-scripts/setup.sh build test
+scripts/setup.sh build test docs
 [ "$preset" = asan ] || [ "$preset" = clang ] && scripts/setup.sh clang
 cmake --preset "$preset" >/dev/null
 cmake --build --preset "$preset"

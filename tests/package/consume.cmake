@@ -1,5 +1,6 @@
-# Installs the built tree, moves it elsewhere and builds a program with it:
-# cmake -DBUILD=... -DSOURCE=... -DWORK=... -DC_COMPILER=... [-DPKG_CONFIG=...] -P consume.cmake
+# Installs the built tree, moves it elsewhere and builds programs in C and C++ with it:
+# cmake -DBUILD=... -DSOURCE=... -DWORK=... -DC_COMPILER=... -DCXX_COMPILER=...
+#       [-DPKG_CONFIG=...] -P consume.cmake
 function(run)
   execute_process(COMMAND ${ARGV} COMMAND_ERROR_IS_FATAL ANY OUTPUT_QUIET)
 endfunction()
@@ -10,11 +11,25 @@ run(${CMAKE_COMMAND} --install ${BUILD} --prefix ${WORK}/installed)
 file(RENAME ${WORK}/installed ${WORK}/moved)
 
 run(${CMAKE_COMMAND} -S ${SOURCE}/consumer -B ${WORK}/build -G Ninja
-    -DCMAKE_C_COMPILER=${C_COMPILER} -DCMAKE_PREFIX_PATH=${WORK}/moved)
+    -DCMAKE_C_COMPILER=${C_COMPILER} -DCMAKE_CXX_COMPILER=${CXX_COMPILER}
+    -DCMAKE_PREFIX_PATH=${WORK}/moved)
 run(${CMAKE_COMMAND} --build ${WORK}/build)
-run(${WORK}/build/with_jpg)
-run(${WORK}/build/with_jpg_static)
+foreach(language c cpp)
+  run(${WORK}/build/${language}_with_jpg)
+  run(${WORK}/build/${language}_with_jpg_static)
+endforeach()
 
+# A version that isn't installed isn't found.
+file(WRITE ${WORK}/newer/CMakeLists.txt
+     "cmake_minimum_required(VERSION 3.25)\nproject(newer NONE)\nfind_package(jpg 99.0 REQUIRED)\n")
+execute_process(COMMAND ${CMAKE_COMMAND} -S ${WORK}/newer -B ${WORK}/newer/build -G Ninja
+                        -DCMAKE_PREFIX_PATH=${WORK}/moved
+                RESULT_VARIABLE result OUTPUT_QUIET ERROR_QUIET)
+if(result EQUAL 0)
+  message(FATAL_ERROR "version 99.0 was found")
+endif()
+
+# cc consumer.c $(pkg-config --cflags --libs jpg)
 if(PKG_CONFIG)
   file(GLOB_RECURSE module ${WORK}/moved/*/jpg.pc)
   get_filename_component(folder ${module} DIRECTORY)
@@ -22,8 +37,11 @@ if(PKG_CONFIG)
   execute_process(COMMAND ${PKG_CONFIG} --cflags --libs jpg COMMAND_ERROR_IS_FATAL ANY
                   OUTPUT_VARIABLE flags OUTPUT_STRIP_TRAILING_WHITESPACE)
   separate_arguments(flags)
-  run(${C_COMPILER} ${SOURCE}/consumer/consumer.c -o ${WORK}/with_pkg_config ${flags})
   get_filename_component(libraries ${folder} DIRECTORY)
   set(ENV{LD_LIBRARY_PATH} ${libraries})
-  run(${WORK}/with_pkg_config)
+  run(${C_COMPILER} ${SOURCE}/consumer/consumer.c -o ${WORK}/c_with_pkg_config ${flags})
+  run(${CXX_COMPILER} -std=c++17 ${SOURCE}/consumer/consumer.cpp -o ${WORK}/cpp_with_pkg_config
+      ${flags})
+  run(${WORK}/c_with_pkg_config)
+  run(${WORK}/cpp_with_pkg_config)
 endif()

@@ -36,9 +36,8 @@ int32_t answerNone(uint32_t /*feature*/) { return 0; }
 }  // namespace
 
 extern "C" {
-JPG_BARE static int32_t (*jpgResolveFeature())(uint32_t) {
-  return hasAvx2() ? answerAvx2 : answerNone;
-}
+// clang finds a resolver by its plain name, which one of internal linkage hasn't got.
+JPG_BARE int32_t (*jpgResolveFeature())(uint32_t) { return hasAvx2() ? answerAvx2 : answerNone; }
 static int32_t jpgHasFeature(uint32_t feature) __attribute__((ifunc("jpgResolveFeature")));
 }
 

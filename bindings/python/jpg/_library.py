@@ -1,0 +1,189 @@
+"""The shared library: where it is, its records, its functions, its result codes."""
+
+from __future__ import annotations
+
+import ctypes
+import ctypes.util
+import os
+import sys
+from ctypes import c_char_p, c_int32, c_uint16, c_uint32, c_void_p
+from typing import Any, Optional
+
+import numpy as np
+from numpy.typing import NDArray
+
+OK = 0
+NO_DATA = 0xFFFFFFFF
+E_OUT_OF_MEMORY = 0x80000008
+E_INVALID_PARAMETER = 0x80000057
+E_UNSUPPORTED = 0x800000FE
+E_OPEN_FAILED = 0x80000301
+
+_TEXTS = {
+    NO_DATA: "nothing there to deliver",
+    0x80000000: "general failure, or no rows remain",
+    0x80000001: "call not possible on this handle",
+    E_OUT_OF_MEMORY: "out of memory",
+    0x80000009: "invalid handle or null pointer",
+    0x80000019: "positioning the stream failed",
+    0x8000001D: "the output accepted too few bytes",
+    E_INVALID_PARAMETER: "bad number, mode or range",
+    E_UNSUPPORTED: "valid, but not served",
+    0x80000109: "not a JPEG stream, or cut off",
+    0x80000300: "no such entry",
+    E_OPEN_FAILED: "the file could not be opened",
+    0x80000302: "the image ended before the rows asked for",
+    0x80001801: "damaged data: no such DC code",
+    0x80001802: "damaged data: no such AC code",
+    0x80001803: "damaged data: a run leads past coefficient 63",
+    0x80001880: "a DNL segment although the height was known",
+    0x80001881: "a DRI or DNL segment of a wrong length",
+}
+
+
+class JpgError(Exception):
+    """A call of the library failed.
+
+    `code` is the result code of jpg.h. `partial` holds the picture with the rows that were
+    decoded before damage was met (the others are 0), where there is one.
+    """
+
+    def __init__(self, code: int, partial: Optional[NDArray[Any]] = None) -> None:
+        super().__init__(f"{_TEXTS.get(code, 'unknown result code')} (0x{code:08X})")
+        self.code = code
+        self.partial = partial
+
+
+def check(code: int) -> None:
+    """Raises JpgError unless the code is success."""
+    if code != OK:
+        raise JpgError(code)
+
+
+class Rect(ctypes.Structure):
+    """JpgRect: the description of a pixel buffer."""
+
+    _fields_ = [
+        ("width", c_int32),
+        ("height", c_int32),
+        ("stride", c_int32),
+        ("bitsPerPixel", c_int32),
+        ("channels", c_int32),
+        ("bitsPerSample", c_int32),
+        ("bits", c_void_p),
+        ("size", c_uint32),
+        ("reserved", c_uint32),
+    ]
+
+
+class BitmapInfo(ctypes.Structure):
+    """BITMAPINFO with a colour table of 256 entries."""
+
+    _fields_ = [
+        ("biSize", c_uint32),
+        ("biWidth", c_int32),
+        ("biHeight", c_int32),
+        ("biPlanes", c_uint16),
+        ("biBitCount", c_uint16),
+        ("biCompression", c_uint32),
+        ("biSizeImage", c_uint32),
+        ("biXPelsPerMeter", c_int32),
+        ("biYPelsPerMeter", c_int32),
+        ("biClrUsed", c_uint32),
+        ("biClrImportant", c_uint32),
+        ("bmiColors", c_uint32 * 256),
+    ]
+
+
+_pointer32 = ctypes.POINTER(c_uint32)
+_out = ctypes.POINTER(c_void_p)
+_rect = ctypes.POINTER(Rect)
+_info = ctypes.POINTER(BitmapInfo)
+
+_FUNCTIONS: dict[str, list[Any]] = {
+    "jpgReadPrologFromFile": [c_char_p, c_int32, c_int32, c_uint32, _out],
+    "jpgReadPrologFromMemory": [c_void_p, c_int32, c_uint32, _out],
+    "jpgReadEpilog": [c_void_p],
+    "jpgReadGetCodingProcess": [c_void_p, _pointer32],
+    "jpgReadGetImageSize": [c_void_p, _pointer32, _pointer32],
+    "jpgReadGetNumberOfChannels": [c_void_p, _pointer32],
+    "jpgReadGetSamplePrecision": [c_void_p, _pointer32],
+    "jpgReadSetNoColorConversion": [c_void_p],
+    "jpgReadToRect": [c_void_p, _rect, c_int32],
+    "jpgReadProgressiveToRect": [c_void_p, _rect, c_int32, c_int32],
+    "jpgReadScaleOutputGetImageSize": [c_void_p, _pointer32, _pointer32, c_int32],
+    "jpgReadScaleOutputToRect": [c_void_p, _rect, c_int32, c_int32],
+    "jpgReadSpatialToRect": [c_void_p, _rect, c_int32],
+    "jpgReadExifReadAttributeProlog": [c_void_p, _out],
+    "jpgReadExifReadAttributeEpilog": [c_void_p],
+    "jpgExifReadThumbnailToWinDIBits": [c_void_p, c_void_p, _info],
+    "jpgWritePrologToFile": [c_char_p, c_uint32, _out],
+    "jpgWritePrologToMemory": [c_uint32, _out],
+    "jpgWriteEpilogToFile": [c_void_p],
+    "jpgWriteEpilogToMemory": [c_void_p, _out, _pointer32],
+    "jpgWriteFreeBitstream": [c_void_p],
+    "jpgWriteSetNoColorConversion": [c_void_p],
+    "jpgWriteSetSubsamplingFactor": [c_void_p, c_uint32],
+    "jpgWriteSetQuantizationFactor": [c_void_p, c_int32],
+    "jpgWriteSetRestartInterval": [c_void_p, c_int32],
+    "jpgWriteSetSpatialPredictor": [c_void_p, c_int32],
+    "jpgWriteWriteMarkerSegment": [c_void_p, c_uint32, c_char_p, c_uint32],
+    "jpgWriteFromRect": [c_void_p, _rect, c_uint32],
+    "jpgWriteSpatialFromRect": [c_void_p, _rect, c_uint32],
+}
+
+
+def _names() -> list[str]:
+    """Where the library may be: as told, beside this module, where the system looks."""
+    told = os.environ.get("JPG_LIBRARY")
+    if told:
+        return [told]
+    own = {"win32": "jpg.dll", "darwin": "libjpg.dylib"}.get(sys.platform, "libjpg.so.0")
+    beside = os.path.join(os.path.dirname(os.path.abspath(__file__)), own)
+    found = ctypes.util.find_library("jpg")
+    return [beside, own] + ([found] if found else [])
+
+
+def _load() -> ctypes.CDLL:
+    reasons = []
+    for name in _names():
+        try:
+            library = ctypes.CDLL(name)
+        except OSError as error:
+            reasons.append(str(error))
+            continue
+        for function, arguments in _FUNCTIONS.items():
+            entry = getattr(library, function)
+            entry.argtypes = arguments
+            entry.restype = c_uint32
+        return library
+    raise ImportError("the jpg library was not found: set JPG_LIBRARY to its path\n"
+                      + "\n".join(reasons))
+
+
+lib = _load()
+
+
+def path_units(path: str) -> bytes:
+    """A path as the library takes it: zero-terminated UTF-16 in the machine's byte order."""
+    order = "utf-16-le" if sys.byteorder == "little" else "utf-16-be"
+    if "\0" in path:
+        raise ValueError("a zero character in the path")
+    try:
+        # Two zeros: ctypes adds one byte, a unit needs two.
+        return path.encode(order) + b"\0\0"
+    except UnicodeEncodeError:
+        raise JpgError(E_OPEN_FAILED) from None
+
+
+def rect_of(pixels: NDArray[Any], channels: int, bits: int) -> Rect:
+    """Describes a C-contiguous array of rows, which must outlive the description's use."""
+    rows, width = pixels.shape[0], pixels.shape[1]
+    row_bytes = width * channels * pixels.itemsize
+    return Rect(width, rows, row_bytes, 8 * channels * pixels.itemsize, channels, bits,
+                pixels.ctypes.data, min(row_bytes * rows, 0xFFFFFFFF), 0)
+
+
+def sample_type(bits: int) -> np.dtype[Any]:
+    """The array type of samples of so many bits."""
+    return np.dtype(np.uint16 if bits > 8 else np.uint8)

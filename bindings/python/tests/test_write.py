@@ -1,0 +1,124 @@
+"""Writing, read again by this library and by another one."""
+
+import numpy as np
+import pytest
+
+import jpg
+
+
+def noise(shape, bits, seed=1):
+    samples = np.random.default_rng(seed).integers(0, 1 << bits, shape)
+    return samples.astype(np.uint16 if bits > 8 else np.uint8)
+
+
+@pytest.mark.parametrize("sampling", ["444", "422", "440", "420"])
+def test_another_decoder_reads_what_is_written(djpeg, picture, sampling):
+    stream = jpg.write(None, picture, quality=95, sampling=sampling, segments=[jpg.jfif()])
+    assert np.abs(djpeg(stream).astype(int) - picture).mean() < 3
+
+
+def test_grey_and_four_components(djpeg, picture):
+    grey = picture[:, :, 0]
+    stream = jpg.write(None, grey, quality=95)
+    assert jpg.info(stream).components == 1
+    assert np.abs(djpeg(stream).astype(int) - grey).mean() < 2
+    assert jpg.write(None, grey[:, :, np.newaxis], quality=95) == stream
+    four = np.concatenate([picture, picture[:, :, :1]], axis=2)
+    again = jpg.read(jpg.write(None, four, quality=95), components=True)
+    assert again.shape == four.shape
+    assert np.abs(again.astype(int) - four).mean() < 3
+
+
+def test_rgb_components_are_kept(picture):
+    picture = picture[:64]
+    stream = jpg.write(None, picture, quality=100, sampling="444", rgb=True)
+    assert np.abs(jpg.read(stream).astype(int) - picture).max() < 8
+    assert np.abs(jpg.read(stream, components=True).astype(int) - picture).max() < 8
+
+
+def test_quality_and_restart_intervals_reach_the_stream(picture):
+    sizes = [len(jpg.write(None, picture, quality=quality)) for quality in (10, 50, 95)]
+    assert sizes == sorted(sizes) and sizes[0] < sizes[2]
+    assert b"\xff\xdd\0\4\0\7" in jpg.write(None, picture, restart=7)
+    assert b"\xff\xdd" not in jpg.write(None, picture)
+
+
+def test_segments_come_first_and_in_order(picture):
+    stream = jpg.write(None, picture, segments=[jpg.jfif(1, 300, 72), (0xFFFE, b"hello")])
+    head = b"\xff\xd8\xff\xe0\0\x10JFIF\0\1\2\1\x01\x2c\0\x48\0\0" + b"\xff\xfe\0\7hello"
+    assert stream.startswith(head)
+
+
+@pytest.mark.parametrize("bits", range(2, 17))
+def test_lossless_samples_come_back(bits):
+    for channels in (1, 2, 3, 4):
+        pixels = noise((41, 23, channels), bits, bits)
+        stream = jpg.write_lossless(None, pixels, bits=bits, predictor=bits % 7 + 1)
+        info = jpg.info(stream)
+        assert info == ("lossless", 23, 41, channels, bits)
+        again = jpg.read(stream)
+        assert again.dtype == pixels.dtype
+        assert np.array_equal(again, pixels[:, :, 0] if channels == 1 else pixels)
+        for rows in (1, 32):
+            bands = [band.pixels for band in jpg.read_bands(stream, rows)]
+            assert np.array_equal(np.concatenate(bands), again)
+
+
+def test_lossless_bits_follow_the_type():
+    assert jpg.info(jpg.write_lossless(None, noise((4, 4), 8))).precision == 8
+    assert jpg.info(jpg.write_lossless(None, noise((4, 4), 16))).precision == 16
+    # Few bits in a wide type, many bits' room in a narrow one.
+    few = noise((4, 4), 5).astype(np.uint16)
+    assert np.array_equal(jpg.read(jpg.write_lossless(None, few, bits=5)), few)
+    narrow = noise((4, 4), 8)
+    assert np.array_equal(jpg.read(jpg.write_lossless(None, narrow, bits=12)), narrow)
+
+
+def test_files_get_what_memory_gets(tmp_path, picture):
+    path = tmp_path / "絵.jpg"
+    assert jpg.write(path, picture) is None
+    assert path.read_bytes() == jpg.write(None, picture)
+    assert jpg.write_lossless(str(path), picture) is None
+    assert path.read_bytes() == jpg.write_lossless(None, picture)
+
+
+def test_arrays_of_any_order_are_written(picture):
+    expected = jpg.write(None, picture)
+    assert jpg.write(None, np.asfortranarray(picture)) == expected
+    assert jpg.write(None, np.repeat(picture, 2, 0)[::2]) == expected
+    assert jpg.write(None, picture.copy()) == expected
+
+
+def test_a_failure_leaves_no_file(tmp_path, picture):
+    path = tmp_path / "a.jpg"
+    with pytest.raises(jpg.JpgError):
+        jpg.write(path, picture, quality=0)
+    assert not path.exists()
+    with pytest.raises(jpg.JpgError):
+        jpg.write(tmp_path / "none" / "a.jpg", picture)
+
+
+def test_arguments_are_checked(picture):
+    wrong = [
+        lambda: jpg.write(None, picture.astype(np.uint16)),
+        lambda: jpg.write(None, picture.astype(float)),
+        lambda: jpg.write(None, picture[:, :, :2]),
+        lambda: jpg.write(None, picture[0, 0]),
+        lambda: jpg.write(None, np.zeros((0, 4), np.uint8)),
+        lambda: jpg.write(None, np.zeros((1, 65536), np.uint8)),
+        lambda: jpg.write(None, picture, sampling="411"),
+        lambda: jpg.write(None, picture, restart=65536),
+        lambda: jpg.write_lossless(None, picture, bits=7),
+        lambda: jpg.write_lossless(None, picture, bits=17),
+        lambda: jpg.write_lossless(None, picture.astype(np.int16)),
+        lambda: jpg.jfif(3),
+        lambda: jpg.jfif(1, 0, 1),
+    ]
+    for call in wrong:
+        with pytest.raises(ValueError):
+            call()
+    for quality in (0, 101):
+        with pytest.raises(jpg.JpgError):
+            jpg.write(None, picture, quality=quality)
+    with pytest.raises(jpg.JpgError):
+        jpg.write_lossless(None, picture, predictor=8)

@@ -1,0 +1,40 @@
+# Packages: `cpack` in the build folder makes three Debian packages (the shared library, what
+# a caller builds with, the tool) and one zip of the whole installed tree.
+set(CPACK_GENERATOR ZIP)
+find_program(JPG_DPKG_DEB dpkg-deb)
+if(JPG_DPKG_DEB AND NOT WIN32)
+  list(APPEND CPACK_GENERATOR DEB)
+endif()
+set(CPACK_PACKAGE_NAME jpg)
+set(CPACK_PACKAGE_VENDOR "The jpg developers")
+set(CPACK_PACKAGE_CONTACT "The jpg developers <jpg@localhost>")
+set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "JPEG codec library with a flat C interface")
+set(CPACK_PACKAGE_FILE_NAME "jpg-${PROJECT_VERSION}-${CMAKE_SYSTEM_NAME}-${CMAKE_SYSTEM_PROCESSOR}")
+set(CPACK_STRIP_FILES ON)
+set(CPACK_COMPONENTS_ALL library dev tool)
+
+# Debian
+set(CPACK_DEB_COMPONENT_INSTALL ON)
+set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
+# The loader's cache is brought up to date by a trigger: no scripts to run as root.
+set(JPG_DEBIAN_LIBRARY libjpg${PROJECT_VERSION_MAJOR})
+file(WRITE ${PROJECT_BINARY_DIR}/package/triggers "activate-noawait ldconfig\n")
+file(WRITE ${PROJECT_BINARY_DIR}/package/shlibs
+     "libjpg ${PROJECT_VERSION_MAJOR} ${JPG_DEBIAN_LIBRARY} (>= ${PROJECT_VERSION})\n")
+set(CPACK_DEBIAN_LIBRARY_PACKAGE_CONTROL_EXTRA
+    "${PROJECT_BINARY_DIR}/package/triggers;${PROJECT_BINARY_DIR}/package/shlibs")
+set(CPACK_DEBIAN_LIBRARY_PACKAGE_NAME ${JPG_DEBIAN_LIBRARY})
+set(CPACK_DEBIAN_LIBRARY_PACKAGE_SECTION libs)
+set(CPACK_DEBIAN_LIBRARY_PACKAGE_DEPENDS libc6)
+set(CPACK_DEBIAN_DEV_PACKAGE_NAME libjpg-dev)
+set(CPACK_DEBIAN_DEV_PACKAGE_SECTION libdevel)
+set(CPACK_DEBIAN_DEV_PACKAGE_DEPENDS
+    "${JPG_DEBIAN_LIBRARY} (= ${PROJECT_VERSION})")
+set(CPACK_DEBIAN_TOOL_PACKAGE_NAME jpgtool)
+set(CPACK_DEBIAN_TOOL_PACKAGE_SECTION graphics)
+set(CPACK_DEBIAN_TOOL_PACKAGE_DEPENDS "libc6, libstdc++6, libgcc-s1")
+set(CPACK_COMPONENT_LIBRARY_DESCRIPTION "JPEG codec library: the shared library")
+set(CPACK_COMPONENT_DEV_DESCRIPTION "JPEG codec library: headers and static library")
+set(CPACK_COMPONENT_TOOL_DESCRIPTION "Decodes, encodes and describes JPEG files")
+
+include(CPack)

@@ -1,0 +1,53 @@
+/* Decodes what there is of a JPEG file that may be cut off or damaged, and says what is wrong:
+   errors IN.jpg OUT.ppm */
+#include <stdio.h>
+#include <stdlib.h>
+
+#include "support.h"
+
+/* What to do about a code. Codes above these tell of a caller's mistake. */
+static const char *advice(uint32_t r) {
+  switch (r) {
+    case JPG_OK:
+      return "complete";
+    case JPG_E_END_OF_IMAGE:
+    case JPG_E_BAD_DC_CODE:
+    case JPG_E_BAD_AC_CODE:
+    case JPG_E_COEF_OVERFLOW:
+      return "damaged: the rows ahead of the damage are good";
+    case JPG_E_NOT_JPEG:
+      return "not a JPEG file";
+    case JPG_E_UNSUPPORTED:
+      return "a JPEG file of a kind that isn't served";
+    case JPG_E_OUT_OF_MEMORY:
+      return "too large for the memory left: try a band, or a smaller scale";
+    case JPG_E_OPEN_FAILED:
+      return "there is no such file, or it may not be read";
+    default:
+      return "failed";
+  }
+}
+
+/* A file without an end marker is refused, unless the caller says that it wants it. */
+static uint32_t openWhatThereIs(const char *name, JPGHANDLE *handle) {
+  const uint32_t r = openFile(name, 0, handle);
+  return r == JPG_E_NOT_JPEG ? openFile(name, JPG_READ_COMPLETE, handle) : r;
+}
+
+int main(int argc, char **argv) {
+  JPGHANDLE handle;
+  JpgRect rect = {0};
+  uint32_t r, saved = JPG_OK;
+  if (argc != 3) {
+    fprintf(stderr, "usage: errors IN.jpg OUT.ppm\n");
+    return 2;
+  }
+  r = openWhatThereIs(argv[1], &handle);
+  if (r == JPG_OK) r = makeRectFor(handle, &rect); /* black: rows that don't come stay so */
+  if (r == JPG_OK) r = jpgReadToRect(handle, &rect, rect.height);
+  if (rect.bits != NULL) saved = savePnm(argv[2], &rect);
+  jpgReadEpilog(handle); /* whatever happened, a handle is closed */
+  free(rect.bits);
+  printf("%s: %s (0x%08lX)\n", argv[1], advice(r), (unsigned long)r);
+  return finish(argv[2], saved);
+}

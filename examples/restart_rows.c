@@ -1,0 +1,34 @@
+/* Decodes 16 rows from the middle of a JPEG file without decoding those above, by its restart
+   intervals, each of which must be one row of MCUs 16 pixels high:
+   restart_rows IN.jpg INTERVAL OUT.ppm */
+#include <stdio.h>
+#include <stdlib.h>
+
+#include "support.h"
+
+#define MCU_ROWS 16
+
+/* The library counts intervals here, so the caller limits the rows to those that it wants. */
+static uint32_t decodeFrom(JPGHANDLE handle, int32_t interval, const JpgRect *rect) {
+  uint32_t r = jpgReadSeekRestartMarker(handle, interval, JPG_RESTART_FROM_START);
+  if (r == JPG_OK) r = jpgReadToRect(handle, rect, MCU_ROWS);
+  return r;
+}
+
+int main(int argc, char **argv) {
+  JPGHANDLE handle;
+  JpgRect rect = {0};
+  uint32_t r;
+  if (argc != 4) {
+    fprintf(stderr, "usage: restart_rows IN.jpg INTERVAL OUT.ppm\n");
+    return 2;
+  }
+  r = openFile(argv[1], 0, &handle);
+  if (r == JPG_OK) r = makeRectFor(handle, &rect);
+  rect.height = MCU_ROWS;
+  if (r == JPG_OK) r = decodeFrom(handle, (int32_t)strtol(argv[2], NULL, 10), &rect);
+  if (r == JPG_OK) r = savePnm(argv[3], &rect);
+  jpgReadEpilog(handle);
+  free(rect.bits);
+  return finish(argv[1], r);
+}

@@ -1,0 +1,99 @@
+#include "support.h"
+
+#include <stddef.h>
+#include <stdio.h>
+#include <stdlib.h>
+#include <string.h>
+
+#define PATH_UNITS 256
+
+static int toPath(const char *name, JpgWChar *path) {
+  size_t i, length = strlen(name);
+  if (length >= PATH_UNITS) return 0;
+  for (i = 0; i <= length; i++) path[i] = (JpgWChar)(unsigned char)name[i];
+  return 1;
+}
+
+uint32_t openFile(const char *name, uint32_t flags, JPGHANDLE *handle) {
+  JpgWChar path[PATH_UNITS];
+  *handle = NULL;
+  return toPath(name, path) ? jpgReadPrologFromFile(path, 0, 0, flags, handle) : JPG_E_OPEN_FAILED;
+}
+
+uint32_t createFile(const char *name, JPGHANDLE *handle) {
+  JpgWChar path[PATH_UNITS];
+  *handle = NULL;
+  return toPath(name, path) ? jpgWritePrologToFile(path, 0, handle) : JPG_E_OPEN_FAILED;
+}
+
+uint32_t makeRect(uint32_t width, uint32_t height, uint32_t channels, JpgRect *rect) {
+  memset(rect, 0, sizeof(*rect));
+  rect->width = (int32_t)width;
+  rect->height = (int32_t)height;
+  rect->stride = (int32_t)(width * channels);
+  rect->bitsPerPixel = (int32_t)(8 * channels);
+  rect->channels = (int32_t)channels;
+  rect->bitsPerSample = 8;
+  rect->bits = calloc((size_t)width * height + 1, channels);
+  return rect->bits != NULL ? JPG_OK : JPG_E_OUT_OF_MEMORY;
+}
+
+uint32_t makeRectFor(JPGHANDLE handle, JpgRect *rect) {
+  uint32_t width, height, components;
+  uint32_t r = jpgReadGetImageSize(handle, &width, &height);
+  if (r == JPG_OK) r = jpgReadGetNumberOfChannels(handle, &components);
+  return r == JPG_OK ? makeRect(width, height, components < 3 ? 1 : 3, rect) : r;
+}
+
+/* Blue first to red first and back. */
+static void swapPixels(uint8_t *pixels, size_t count) {
+  size_t i;
+  for (i = 0; i < count; i++, pixels += 3) {
+    const uint8_t first = pixels[0];
+    pixels[0] = pixels[2];
+    pixels[2] = first;
+  }
+}
+
+uint32_t loadPnm(const char *name, JpgRect *rect) {
+  FILE *file = fopen(name, "rb");
+  unsigned long width, height;
+  char kind = 0;
+  uint32_t r = JPG_E_NOT_FOUND;
+  size_t count;
+  memset(rect, 0, sizeof(*rect));
+  if (file == NULL) return JPG_E_OPEN_FAILED;
+  if (fscanf(file, "P%c %5lu %5lu 255", &kind, &width, &height) == 3 && fgetc(file) != EOF &&
+      (kind == '5' || kind == '6')) {
+    r = makeRect((uint32_t)width, (uint32_t)height, kind == '6' ? 3 : 1, rect);
+  }
+  if (r == JPG_OK) {
+    count = (size_t)width * height;
+    if (fread(rect->bits, (size_t)rect->channels, count, file) != count) r = JPG_E_NOT_FOUND;
+    if (rect->channels == 3) swapPixels(rect->bits, count);
+  }
+  fclose(file);
+  return r;
+}
+
+uint32_t savePnm(const char *name, const JpgRect *rect) {
+  const size_t width = (size_t)rect->width;
+  FILE *file = fopen(name, "wb");
+  int32_t y;
+  int ok = 1;
+  if (file == NULL) return JPG_E_OPEN_FAILED;
+  fprintf(file, "P%c\n%ld %ld\n255\n", rect->channels == 3 ? '6' : '5', (long)rect->width,
+          (long)rect->height);
+  for (y = 0; y < rect->height && ok; y++) {
+    uint8_t *row = (uint8_t *)rect->bits + (ptrdiff_t)rect->stride * y;
+    if (rect->channels == 3) swapPixels(row, width);
+    ok = fwrite(row, (size_t)rect->channels, width, file) == width;
+    if (rect->channels == 3) swapPixels(row, width);
+  }
+  return fclose(file) == 0 && ok ? JPG_OK : JPG_E_WRITE_FAULT;
+}
+
+int finish(const char *name, uint32_t result) {
+  if (result != JPG_OK) fprintf(stderr, "%s: error 0x%08lX\n", name, (unsigned long)result);
+  return result == JPG_OK ? 0 : 1;
+}

@@ -1,0 +1,24 @@
+/* What the examples share: paths, and PGM and PPM files. */
+#ifndef JPG_EXAMPLES_SUPPORT_H
+#define JPG_EXAMPLES_SUPPORT_H
+
+#include "jpg.h"
+
+/* Opens a JPEG file. The library takes UTF-16 paths; here names are ASCII, where a code unit
+   is a character. */
+uint32_t openFile(const char *name, uint32_t flags, JPGHANDLE *handle);
+uint32_t createFile(const char *name, JPGHANDLE *handle);
+
+/* Describes memory for a picture of 8-bit samples and gets it. The caller frees `bits`. */
+uint32_t makeRect(uint32_t width, uint32_t height, uint32_t channels, JpgRect *rect);
+/* The same for the whole image of a handle, as the decoders lay it out. */
+uint32_t makeRectFor(JPGHANDLE handle, JpgRect *rect);
+
+/* Reads and writes a binary PGM or PPM file of 8 bits; pixels are blue first in memory. */
+uint32_t loadPnm(const char *name, JpgRect *rect);
+uint32_t savePnm(const char *name, const JpgRect *rect);
+
+/* The end of a program: says what went wrong, if anything, and gives the exit status. */
+int finish(const char *name, uint32_t result);
+
+#endif

@@ -1,0 +1,125 @@
+/**
+ * @file result.hpp
+ * @brief Results of the C++ interface: a code, or a value or a code.
+ */
+#ifndef JPG_RESULT_HPP
+#define JPG_RESULT_HPP
+
+#include <cstdint>
+#include <utility>
+
+#include "jpg.h"
+
+namespace jpg {
+inline namespace v0 {
+
+/** @name Results
+ *  @{ */
+
+/** How a call went: a result code of jpg.h. */
+class [[nodiscard]] Status {
+ public:
+  constexpr Status() = default;
+  /** @param code result code of jpg.h */
+  constexpr explicit Status(uint32_t code) : code_(code) {}
+
+  /** @return whether the call succeeded */
+  constexpr bool ok() const { return code_ == JPG_OK; }
+  /** @return ok() */
+  constexpr explicit operator bool() const { return ok(); }
+  /** @return the result code */
+  constexpr uint32_t code() const { return code_; }
+  /** @return whether the code says that rows may have been stored before damage was met */
+  constexpr bool damaged() const {
+    return code_ == JPG_E_END_OF_IMAGE || code_ == JPG_E_BAD_DC_CODE ||
+           code_ == JPG_E_BAD_AC_CODE || code_ == JPG_E_COEF_OVERFLOW;
+  }
+  /** @return the code in words, in English; never null */
+  constexpr const char *text() const;
+
+ private:
+  uint32_t code_ = JPG_OK;
+};
+
+constexpr const char *Status::text() const {
+  struct Text {
+    uint32_t code;
+    const char *text;
+  };
+  constexpr Text kTexts[] = {
+      {JPG_OK, "success"},
+      {JPG_NO_DATA, "nothing there to deliver"},
+      {JPG_E_FAIL, "general failure, or no rows remain"},
+      {JPG_E_INVALID_FUNCTION, "call not possible on this handle"},
+      {JPG_E_OUT_OF_MEMORY, "out of memory"},
+      {JPG_E_INVALID_HANDLE, "invalid handle or null pointer"},
+      {JPG_E_SEEK, "positioning the stream failed"},
+      {JPG_E_WRITE_FAULT, "the output accepted too few bytes"},
+      {JPG_E_INVALID_PARAMETER, "bad number, mode or range"},
+      {JPG_E_UNSUPPORTED, "valid, but not served"},
+      {JPG_E_NOT_JPEG, "not a JPEG stream, or cut off"},
+      {JPG_E_NOT_FOUND, "no such entry"},
+      {JPG_E_OPEN_FAILED, "the file could not be opened"},
+      {JPG_E_END_OF_IMAGE, "the image ended before the rows asked for"},
+      {JPG_E_BAD_DC_CODE, "damaged data: no such DC code"},
+      {JPG_E_BAD_AC_CODE, "damaged data: no such AC code"},
+      {JPG_E_COEF_OVERFLOW, "damaged data: a run leads past coefficient 63"},
+      {JPG_E_DNL_CONFLICT, "a DNL segment although the height was known"},
+      {JPG_E_BAD_SEGMENT_LENGTH, "a DRI or DNL segment of a wrong length"},
+  };
+  for (const Text &entry : kTexts) {
+    if (entry.code == code_) return entry.text;
+  }
+  return "unknown result code";
+}
+
+/** A value, or the code that says why there is none. */
+template <class T>
+class [[nodiscard]] Result {
+ public:
+  /** @param value what the call gives */
+  Result(T value) : value_(std::move(value)) {}
+  /** @param error why it gives nothing; not success */
+  Result(Status error) : status_(error) {}
+
+  /** @return whether there is a value */
+  bool ok() const { return status_.ok(); }
+  /** @return ok() */
+  explicit operator bool() const { return ok(); }
+  /** @return how the call went */
+  Status status() const { return status_; }
+  /** @return the result code */
+  uint32_t code() const { return status_.code(); }
+  /** @return the value; an empty one after an error */
+  T &operator*() & { return value_; }
+  /** @return the value; an empty one after an error */
+  const T &operator*() const & { return value_; }
+  /** @return the value, to be moved from */
+  T &&operator*() && { return std::move(value_); }
+  /** @return the value's members */
+  T *operator->() { return &value_; }
+  /** @return the value's members */
+  const T *operator->() const { return &value_; }
+
+  /**
+   * Goes on with the value.
+   *
+   * @param next called with the value moved; gives a Result
+   * @return what `next` gives, or the error
+   */
+  template <class F>
+  auto andThen(F &&next) && -> decltype(next(std::declval<T &&>())) {
+    if (!ok()) return status_;
+    return std::forward<F>(next)(std::move(value_));
+  }
+
+ private:
+  T value_{};
+  Status status_;
+};
+/** @} */
+
+}  // namespace v0
+}  // namespace jpg
+
+#endif  // JPG_RESULT_HPP
