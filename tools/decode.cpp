@@ -26,8 +26,8 @@ const char kDecodeHelp[] =
     "                   scan of a progressive file\n"
     "  --max-scans N    refuses progressive files of more than N scans (1000)\n"
     "  --no-eoi         opens files without an end marker too\n"
-    "  --keep-going     keeps what was decoded of a damaged file, the rest grey; the\n"
-    "                   exit status is 1 all the same\n";
+    "  --keep-going     keeps what was decoded of a damaged file, the rest grey; the exit\n"
+    "                   status is then 2\n";
 
 namespace {
 
@@ -118,7 +118,8 @@ int copyRows(const DecodeJob &job, RowSource *source, PictureWriter *writer, boo
     const uint32_t r = source->next(&rows);
     if (r != JPG_OK) {
       *complete = job.keepGoing && fillRest(writer, format, y);
-      return fail(job.in, r);
+      fail(job.in, r);
+      return *complete ? kExitDamaged : kExitFailed;
     }
     if (!writer->putRows(source->band(), rowBytes(format), rows)) {
       return fail(job.out, JPG_E_WRITE_FAULT);
