@@ -11,7 +11,7 @@
 namespace jpgtool {
 
 const char kCompareHelp[] =
-    "Usage: jpgtool compare A B [--exact] [--raw] [--no-eoi]\n"
+    "Usage: jpgtool compare A B [OPTION...]\n"
     "\n"
     "Compares two pictures of the same size: .jpg, .bmp (8, 24 or 32 bits, not run-length\n"
     "coded), .ppm or .pgm files. Prints for each component and for all of them the peak\n"
@@ -20,9 +20,11 @@ const char kCompareHelp[] =
     "column and row from 0 at the top left. Pictures of different sizes, component counts\n"
     "or sample ranges can't be compared: status 1.\n"
     "\n"
-    "  --exact    status 1 when a sample differs\n"
-    "  --raw      components of JPEG files as coded, without colour conversion\n"
-    "  --no-eoi   opens JPEG files without an end marker too\n";
+    "  --exact         status 1 when a sample differs\n"
+    "  --raw           components of JPEG files as coded, without colour conversion\n"
+    "  --no-eoi        opens JPEG files without an end marker too\n"
+    "  --max-pixels N, --max-memory N\n"
+    "                  limits on what JPEG files ask for, as decode has them\n";
 
 namespace {
 
@@ -137,7 +139,7 @@ int compare(const std::string (&files)[2], const ReadSettings &settings, bool ex
     const uint8_t *rows[2];
     for (int i = 0; i < 2; i++) {
       const uint32_t r = pictures[i].next(&rows[i]);
-      if (r != JPG_OK) return fail(files[i], r);
+      if (r != JPG_OK) return fail(files[i], pictures[i].whyFailed(r), r);
     }
     compareRows(format, y, rows[0], rows[1], &comparison);
   }
@@ -150,10 +152,15 @@ int compare(const std::string (&files)[2], const ReadSettings &settings, bool ex
 int runCompare(const Words &words) {
   Options options;
   std::string why;
-  const std::vector<OptionRule> rules = {{"--exact", false}, {"--raw", false}, {"--no-eoi", false}};
+  const std::vector<OptionRule> rules = {{"--exact", false},
+                                         {"--raw", false},
+                                         {"--no-eoi", false},
+                                         {"--max-pixels", true},
+                                         {"--max-memory", true}};
   if (!parseOptions(words, rules, &options, &why)) return failUsage(why);
   if (options.files.size() != 2) return failUsage("compare takes two files");
   ReadSettings settings;
+  if (!parseLimits(options, &settings.limits, &why)) return failUsage(why);
   settings.raw = options.has("--raw");
   settings.openFlags = options.has("--no-eoi") ? JPG_READ_COMPLETE : 0;
   return compare({options.files[0], options.files[1]}, settings, options.has("--exact"));

@@ -25,6 +25,11 @@ const char kDecodeHelp[] =
     "  --each-scan DIR  instead of OUT: a picture DIR/scan-NNN.ppm (.pgm, .pam) after each\n"
     "                   scan of a progressive file\n"
     "  --max-scans N    refuses progressive files of more than N scans (1000)\n"
+    "  --max-pixels N   refuses files whose header asks for more pixels, width times height,\n"
+    "                   ahead of decoding (500M; K, M and G stand for thousands, millions ...)\n"
+    "  --max-memory N   refuses files that take more bytes of memory by their header: the\n"
+    "                   coefficients of a progressive file, the picture with --bits (2G; K, M\n"
+    "                   and G stand for KiB, MiB ...)\n"
     "  --no-eoi         opens files without an end marker too\n"
     "  --keep-going     keeps what was decoded of a damaged file, the rest grey; the exit\n"
     "                   status is then 2\n";
@@ -65,9 +70,9 @@ void checkBits(const Options &options, uint16_t *bits, std::string *why) {
 bool parseJob(const Words &words, DecodeJob *job, std::string *why) {
   Options options;
   const std::vector<OptionRule> rules = {
-      {"-o", true},          {"--raw", false},        {"--scale", true},
-      {"--max-scans", true}, {"--scans", true},       {"--each-scan", true},
-      {"--no-eoi", false},   {"--keep-going", false}, {"--bits", true}};
+      {"-o", true},      {"--raw", false},       {"--scale", true},     {"--max-scans", true},
+      {"--scans", true}, {"--each-scan", true},  {"--no-eoi", false},   {"--keep-going", false},
+      {"--bits", true},  {"--max-pixels", true}, {"--max-memory", true}};
   if (!parseOptions(words, rules, &options, why)) return false;
   if (options.files.size() != 1) *why = "decode takes one file";
   if (options.has("-o") == options.has("--each-scan")) *why = "decode needs -o OUT";
@@ -85,6 +90,7 @@ bool parseJob(const Words &words, DecodeJob *job, std::string *why) {
   if (options.has("--raw") && job->settings.scale != JPG_SCALE_FULL) {
     *why = "--raw and --scale exclude each other";
   }
+  parseLimits(options, &job->settings.limits, why);
   checkBits(options, &job->bits, why);
   if (!why->empty()) return false;
   job->in = options.files[0];
@@ -118,7 +124,7 @@ int copyRows(const DecodeJob &job, RowSource *source, PictureWriter *writer, boo
     const uint32_t r = source->next(&rows);
     if (r != JPG_OK) {
       *complete = job.keepGoing && fillRest(writer, format, y);
-      fail(job.in, r);
+      fail(job.in, source->whyFailed(r), r);
       return *complete ? kExitDamaged : kExitFailed;
     }
     if (!writer->putRows(source->band(), rowBytes(format), rows)) {

@@ -77,6 +77,10 @@ uint32_t PictureRows::next(const uint8_t **row) {
   return r;
 }
 
+std::string PictureRows::whyFailed(uint32_t code) const {
+  return jpeg_ != nullptr ? jpeg_->whyFailed(code) : "the file ends early";
+}
+
 uint32_t sampleAt(const PixelFormat &format, const uint8_t *row, size_t i) {
   if (sampleBytes(format) == 1) return row[i];
   uint16_t word;

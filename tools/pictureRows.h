@@ -31,6 +31,9 @@ class PictureRows {
   // The next row of format().height rows. 0 or a code.
   uint32_t next(const uint8_t **row);
 
+  // What a code of next() means, with the place in a JPEG file.
+  std::string whyFailed(uint32_t code) const;
+
  private:
   uint32_t openBmp(std::string *why);
   uint32_t openPnm(std::string *why);

@@ -1,5 +1,8 @@
 #include "rowSource.h"
 
+#include "position.h"
+#include "report.h"
+
 namespace jpgtool {
 namespace {
 
@@ -34,9 +37,10 @@ uint32_t checkScans(const std::string &file, const Frame &frame, const ReadSetti
 
 uint32_t RowSource::open(const std::string &file, const ReadSettings &settings, std::string *why) {
   settings_ = settings;
-  uint32_t r = reader_.open(file, settings.openFlags);
+  uint32_t r = reader_.open(file, settings.openFlags, settings.limits, why);
   if (r == JPG_OK) r = readFrame(reader_.handle(), &frame_);
   if (r == JPG_OK) r = learnHeight(file, why);
+  if (r == JPG_OK) r = checkPixels(settings.limits, frame_.width, frame_.height, why);
   if (r == JPG_OK) r = checkScans(file, frame_, settings, &scanCount_, why);
   if (r == JPG_OK && settings.raw) r = jpgReadSetNoColorConversion(reader_.handle());
   return r == JPG_OK ? describe(file, why) : r;
@@ -127,6 +131,11 @@ uint32_t RowSource::next(uint32_t *rows) {
   *rows = count;
   done_ += count;
   return JPG_OK;
+}
+
+std::string RowSource::whyFailed(uint32_t code) const {
+  return std::string(meaningOf(code)) + " near byte " +
+         std::to_string(streamPosition(reader_.handle()));
 }
 
 }  // namespace jpgtool

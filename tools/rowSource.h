@@ -15,8 +15,9 @@ struct ReadSettings {
   bool raw = false;                // no colour conversion
   int32_t scale = JPG_SCALE_FULL;  // a JPG_SCALE_ value
   uint64_t maxScans = 1000;        // of a progressive file
-  uint64_t scans = 0;              // progressive: the picture after so many scans; 0: all
-  uint32_t openFlags = 0;          // of the prolog
+  Limits limits;
+  uint64_t scans = 0;      // progressive: the picture after so many scans; 0: all
+  uint32_t openFlags = 0;  // of the prolog
 };
 
 // Refuses, with the reason, progressive files of more or fewer scans than the settings allow;
@@ -42,6 +43,9 @@ class RowSource {
   // Decodes the next band; `rows` receives its rows.
   uint32_t next(uint32_t *rows);
   const uint8_t *band() const { return band_.data(); }
+
+  // What a code of next() means, and where in the file the decoder stood.
+  std::string whyFailed(uint32_t code) const;
 
  private:
   uint32_t describe(const std::string &file, std::string *why);

@@ -13,16 +13,18 @@
 namespace jpgtool {
 
 const char kViewHelp[] =
-    "Usage: jpgtool view FILE [--width N] [--no-eoi]\n"
+    "Usage: jpgtool view FILE [OPTION...]\n"
     "\n"
     "Shows a .jpg, .bmp, .ppm or .pgm file as a small picture in the terminal, in half\n"
     "blocks and 24-bit colours: a character is two pixels, one above the other. Large\n"
     "sequential JPEG files are decoded at 1/2, 1/4 or 1/8 of the size. What a damaged file\n"
     "doesn't give is grey, and the status is 2.\n"
     "\n"
-    "  --width N   columns, 1 to 1000; without it what fits the terminal (80 columns where\n"
-    "              there is none), and never more than the picture has\n"
-    "  --no-eoi    opens files without an end marker too\n";
+    "  --width N       columns, 1 to 1000; without it what fits the terminal (80 columns where\n"
+    "                  there is none), and never more than the picture has\n"
+    "  --no-eoi        opens files without an end marker too\n"
+    "  --max-pixels N, --max-memory N\n"
+    "                  limits on what JPEG files ask for, as decode has them\n";
 
 namespace {
 
@@ -141,7 +143,8 @@ class SmallPicture {
 bool isScalable(const std::string &file, const ReadSettings &settings) {
   Reader reader;
   Frame frame;
-  return reader.open(file, settings.openFlags) == JPG_OK &&
+  std::string why;
+  return reader.open(file, settings.openFlags, settings.limits, &why) == JPG_OK &&
          readFrame(reader.handle(), &frame) == JPG_OK && frame.height != 0 &&
          (frame.process == JPG_PROCESS_BASELINE || frame.process == JPG_PROCESS_EXTENDED);
 }
@@ -156,7 +159,7 @@ int show(const std::string &file, PictureRows *picture, const Size &size) {
   }
   small.print();
   if (r == JPG_OK) return kExitOk;
-  fail(file, r);
+  fail(file, picture->whyFailed(r), r);
   return kExitDamaged;
 }
 
@@ -182,15 +185,16 @@ int view(const std::string &file, ReadSettings settings, uint32_t width) {
 int runView(const Words &words) {
   Options options;
   std::string why;
-  if (!parseOptions(words, {{"--width", true}, {"--no-eoi", false}}, &options, &why)) {
-    return failUsage(why);
-  }
+  const std::vector<OptionRule> rules = {
+      {"--width", true}, {"--no-eoi", false}, {"--max-pixels", true}, {"--max-memory", true}};
+  if (!parseOptions(words, rules, &options, &why)) return failUsage(why);
   if (options.files.size() != 1) return failUsage("view takes one file");
   long width = 0;
   if (options.has("--width") && !parseNumber(options.get("--width"), 1, 1000, &width)) {
     return failUsage("--width takes a number from 1 to 1000");
   }
   ReadSettings settings;
+  if (!parseLimits(options, &settings.limits, &why)) return failUsage(why);
   settings.openFlags = options.has("--no-eoi") ? JPG_READ_COMPLETE : 0;
   return view(options.files[0], settings, static_cast<uint32_t>(width));
 }

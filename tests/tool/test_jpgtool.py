@@ -196,7 +196,7 @@ class Conventions(Tool):
         self.assertEqual(result.returncode, 1)
         self.assertEqual(
             result.stderr.decode(),
-            f"jpgtool: {text}: not a JPEG stream (0x80000109 JPG_E_NOT_JPEG)\n",
+            f"jpgtool: {text}: no start marker (FF D8) at byte 0 (0x80000109 JPG_E_NOT_JPEG)\n",
         )
         self.refused(1, "(0x80000301 JPG_E_OPEN_FAILED)", "info", self.path("none.jpg"))
 
