@@ -24,6 +24,10 @@ const char kDecodeHelp[] =
     "  --scans N        the picture after the first N scans of a progressive file\n"
     "  --each-scan DIR  instead of OUT: a picture DIR/scan-NNN.ppm (.pgm, .pam) after each\n"
     "                   scan of a progressive file\n"
+    "  --rows A:B       of the picture delivered only rows A up to, not including, B, counted\n"
+    "                   from 0; without A from the top, without B to the bottom. Where the\n"
+    "                   file has restart markers at the ends of MCU rows, those above A are\n"
+    "                   passed over without decoding\n"
     "  --max-scans N    refuses progressive files of more than N scans (1000)\n"
     "  --max-pixels N   refuses files whose header asks for more pixels, width times height,\n"
     "                   ahead of decoding (500M; K, M and G stand for thousands, millions ...)\n"
@@ -58,11 +62,25 @@ bool parseScale(const std::string &text, int32_t *scale) {
   return false;
 }
 
+// Rows A:B, either of which may be missing.
+bool parseRows(const std::string &text, ReadSettings *settings) {
+  constexpr long kMost = 65535;
+  const size_t colon = text.find(':');
+  if (colon == std::string::npos) return false;
+  const std::string first = text.substr(0, colon), end = text.substr(colon + 1);
+  long a = 0, b = kMost;
+  if (!first.empty() && !parseNumber(first, 0, kMost, &a)) return false;
+  if (!end.empty() && !parseNumber(end, 0, kMost, &b)) return false;
+  settings->firstRow = static_cast<uint32_t>(a);
+  settings->endRow = static_cast<uint32_t>(b);
+  return a < b;
+}
+
 void checkBits(const Options &options, uint16_t *bits, std::string *why) {
   if (!options.has("--bits")) return;
   if (!parseBits(options.get("--bits"), bits)) *why = "--bits takes 8, 16 or 24";
   if (extensionOf(options.get("-o")) != "bmp") *why = "--bits needs -o OUT.bmp";
-  for (const char *other : {"--raw", "--scans", "--each-scan", "--keep-going"}) {
+  for (const char *other : {"--raw", "--scans", "--each-scan", "--keep-going", "--rows"}) {
     if (options.has(other)) *why = std::string("--bits and ") + other + " exclude each other";
   }
 }
@@ -70,9 +88,9 @@ void checkBits(const Options &options, uint16_t *bits, std::string *why) {
 bool parseJob(const Words &words, DecodeJob *job, std::string *why) {
   Options options;
   const std::vector<OptionRule> rules = {
-      {"-o", true},      {"--raw", false},       {"--scale", true},     {"--max-scans", true},
-      {"--scans", true}, {"--each-scan", true},  {"--no-eoi", false},   {"--keep-going", false},
-      {"--bits", true},  {"--max-pixels", true}, {"--max-memory", true}};
+      {"-o", true},      {"--raw", false},      {"--scale", true},      {"--max-scans", true},
+      {"--scans", true}, {"--each-scan", true}, {"--no-eoi", false},    {"--keep-going", false},
+      {"--bits", true},  {"--rows", true},      {"--max-pixels", true}, {"--max-memory", true}};
   if (!parseOptions(words, rules, &options, why)) return false;
   if (options.files.size() != 1) *why = "decode takes one file";
   if (options.has("-o") == options.has("--each-scan")) *why = "decode needs -o OUT";
@@ -89,6 +107,12 @@ bool parseJob(const Words &words, DecodeJob *job, std::string *why) {
   }
   if (options.has("--raw") && job->settings.scale != JPG_SCALE_FULL) {
     *why = "--raw and --scale exclude each other";
+  }
+  if (options.has("--rows") && !parseRows(options.get("--rows"), &job->settings)) {
+    *why = "--rows takes A:B with A below B";
+  }
+  if (options.has("--rows") && options.has("--each-scan")) {
+    *why = "--rows and --each-scan exclude each other";
   }
   parseLimits(options, &job->settings.limits, why);
   checkBits(options, &job->bits, why);
