@@ -168,6 +168,7 @@ class Conventions(Tool):
             ("info", SAMPLE, SAMPLE): "takes one file",
             ("info", SAMPLE, "--bad"): "unknown option --bad",
             ("decode", SAMPLE): "needs -o",
+            ("decode",): "decode takes one file, or several",
             ("decode", SAMPLE, "-o"): "-o needs a value",
             ("decode", SAMPLE, "-o", "x.ppm", "--scale", "1/3"): "--scale",
             ("decode", SAMPLE, "-o", "x.ppm", "--raw=1"): "takes no value",
