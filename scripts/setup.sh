@@ -6,7 +6,7 @@ set -euo pipefail
 
 declare -A packages=(
   [build]="cmake ninja-build g++"
-  [test]="libgtest-dev libjpeg-turbo-progs ffmpeg dcmtk libimage-exiftool-perl binutils pkgconf python3"
+  [test]="libgtest-dev libjpeg-turbo-progs ffmpeg dcmtk libimage-exiftool-perl binutils pkgconf python3 man-db groff-base"
   [clang]="clang libclang-rt-14-dev"
   [lint]="clang-format-14 clang-tidy-14"
   [bench]="libbenchmark-dev libjpeg62-turbo-dev libavcodec-dev libdcmtk-dev pkgconf"
