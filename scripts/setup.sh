@@ -6,7 +6,7 @@ set -euo pipefail
 
 declare -A packages=(
   [build]="cmake ninja-build g++"
-  [test]="libgtest-dev libjpeg-turbo-progs ffmpeg dcmtk libimage-exiftool-perl binutils dpkg pkgconf python3 python3-pytest python3-numpy mypy"
+  [test]="libgtest-dev libjpeg-turbo-progs ffmpeg dcmtk libimage-exiftool-perl binutils dpkg pkgconf python3 python3-pytest python3-numpy mypy man-db groff-base"
   [clang]="clang libclang-rt-14-dev"
   [docs]="doxygen"
   [lint]="clang-format-14 clang-tidy-14"

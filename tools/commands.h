@@ -14,12 +14,16 @@ int runDecode(const Words &words);
 int runEncode(const Words &words);
 int runExif(const Words &words);
 int runThumbnail(const Words &words);
+int runCompare(const Words &words);
+int runView(const Words &words);
 
 extern const char kInfoHelp[];
 extern const char kDecodeHelp[];
 extern const char kEncodeHelp[];
 extern const char kExifHelp[];
 extern const char kThumbnailHelp[];
+extern const char kCompareHelp[];
+extern const char kViewHelp[];
 
 }  // namespace jpgtool
 

@@ -3,19 +3,23 @@
 
 #include "commands.h"
 #include "decodeBitmap.h"
-#include "options.h"
+#include "decodeOptions.h"
 #include "picture.h"
 #include "report.h"
-#include "rowSource.h"
 
 namespace jpgtool {
 
 const char kDecodeHelp[] =
     "Usage: jpgtool decode FILE -o OUT [OPTION...]\n"
+    "       jpgtool decode FILE... -o DIR/ [OPTION...]\n"
     "\n"
     "Decodes FILE into the picture file OUT, band by band in constant memory. OUT ends\n"
-    "in .bmp, .ppm, .pgm or .pam, or is - for standard output (PGM, PPM or PAM).\n"
+    "in .bmp, .ppm, .pgm or .pam, or is - for standard output (PGM, PPM or PAM). Many files\n"
+    "go into the folder DIR, by their names, several at a time; what went wrong with them is\n"
+    "told at the end, and the exit status is that of the worst.\n"
     "\n"
+    "  --to KIND        of the files in DIR: bmp, ppm, pgm or pam (ppm)\n"
+    "  -j N             processes at a time, 1 to 256 (one for each processor)\n"
     "  --bits N         into a .bmp file of 8 bits a pixel (grey, or reduced to a palette of\n"
     "                   216 colours), 16 (reduced) or 24; holds the whole picture in memory\n"
     "  --raw            components as coded, without colour conversion; two and four\n"
@@ -24,80 +28,23 @@ const char kDecodeHelp[] =
     "  --scans N        the picture after the first N scans of a progressive file\n"
     "  --each-scan DIR  instead of OUT: a picture DIR/scan-NNN.ppm (.pgm, .pam) after each\n"
     "                   scan of a progressive file\n"
+    "  --rows A:B       of the picture delivered only rows A up to, not including, B, counted\n"
+    "                   from 0; without A from the top, without B to the bottom. Where the\n"
+    "                   file has restart markers at the ends of MCU rows, those above A are\n"
+    "                   passed over without decoding\n"
     "  --max-scans N    refuses progressive files of more than N scans (1000)\n"
+    "  --max-pixels N   refuses files whose header asks for more pixels, width times height,\n"
+    "                   ahead of decoding (500M; K, M and G stand for thousands, millions ...)\n"
+    "  --max-memory N   refuses files that take more bytes of memory by their header: the\n"
+    "                   coefficients of a progressive file, the picture with --bits (2G; K, M\n"
+    "                   and G stand for KiB, MiB ...)\n"
     "  --no-eoi         opens files without an end marker too\n"
-    "  --keep-going     keeps what was decoded of a damaged file, the rest grey; the\n"
-    "                   exit status is 1 all the same\n";
+    "  --keep-going     keeps what was decoded of a damaged file, the rest grey; the exit\n"
+    "                   status is then 2\n";
 
 namespace {
 
 constexpr uint8_t kGrey = 128;
-
-struct DecodeJob {
-  std::string in;
-  std::string out;
-  std::string eachScan;  // folder of a picture per scan; empty: one picture
-  ReadSettings settings;
-  bool keepGoing = false;
-  uint16_t bits = 0;  // of a bitmap; 0: band by band
-};
-
-bool parseScale(const std::string &text, int32_t *scale) {
-  static constexpr const char *kScales[] = {"1/8", "1/4", "1/2", "1/1"};
-  for (int32_t i = 0; i < 4; i++) {
-    if (text == kScales[i]) {
-      *scale = i;
-      return true;
-    }
-  }
-  return false;
-}
-
-void checkBits(const Options &options, uint16_t *bits, std::string *why) {
-  if (!options.has("--bits")) return;
-  if (!parseBits(options.get("--bits"), bits)) *why = "--bits takes 8, 16 or 24";
-  if (extensionOf(options.get("-o")) != "bmp") *why = "--bits needs -o OUT.bmp";
-  for (const char *other : {"--raw", "--scans", "--each-scan", "--keep-going"}) {
-    if (options.has(other)) *why = std::string("--bits and ") + other + " exclude each other";
-  }
-}
-
-bool parseJob(const Words &words, DecodeJob *job, std::string *why) {
-  Options options;
-  const std::vector<OptionRule> rules = {
-      {"-o", true},          {"--raw", false},        {"--scale", true},
-      {"--max-scans", true}, {"--scans", true},       {"--each-scan", true},
-      {"--no-eoi", false},   {"--keep-going", false}, {"--bits", true}};
-  if (!parseOptions(words, rules, &options, why)) return false;
-  if (options.files.size() != 1) *why = "decode takes one file";
-  if (options.has("-o") == options.has("--each-scan")) *why = "decode needs -o OUT";
-  long maxScans = 0;
-  long scans = 0;
-  if (!parseScale(options.get("--scale", "1/1"), &job->settings.scale)) {
-    *why = "--scale takes 1/2, 1/4 or 1/8";
-  }
-  if (!parseNumber(options.get("--max-scans", "1000"), 1, 1000000, &maxScans)) {
-    *why = "--max-scans takes a number from 1 to 1000000";
-  }
-  if (options.has("--scans") && !parseNumber(options.get("--scans"), 1, 1000000, &scans)) {
-    *why = "--scans takes a number from 1 to 1000000";
-  }
-  if (options.has("--raw") && job->settings.scale != JPG_SCALE_FULL) {
-    *why = "--raw and --scale exclude each other";
-  }
-  checkBits(options, &job->bits, why);
-  if (!why->empty()) return false;
-  job->in = options.files[0];
-  job->out = options.get("-o");
-  job->settings.raw = options.has("--raw");
-  job->settings.maxScans = static_cast<uint64_t>(maxScans);
-  job->settings.scans = static_cast<uint64_t>(scans);
-  job->eachScan = options.get("--each-scan");
-  if (!job->eachScan.empty()) job->settings.scans = 1;
-  job->settings.openFlags = options.has("--no-eoi") ? JPG_READ_COMPLETE : 0;
-  job->keepGoing = options.has("--keep-going");
-  return true;
-}
 
 // Grey rows for what a damaged file doesn't give.
 bool fillRest(PictureWriter *writer, const PixelFormat &format, uint32_t from) {
@@ -118,7 +65,8 @@ int copyRows(const DecodeJob &job, RowSource *source, PictureWriter *writer, boo
     const uint32_t r = source->next(&rows);
     if (r != JPG_OK) {
       *complete = job.keepGoing && fillRest(writer, format, y);
-      return fail(job.in, r);
+      fail(job.in, source->whyFailed(r), r);
+      return *complete ? kExitDamaged : kExitFailed;
     }
     if (!writer->putRows(source->band(), rowBytes(format), rows)) {
       return fail(job.out, JPG_E_WRITE_FAULT);
@@ -177,9 +125,16 @@ int decode(const DecodeJob &job) {
 }  // namespace
 
 int runDecode(const Words &words) {
-  DecodeJob job;
+  DecodePlan plan;
   std::string why;
-  return parseJob(words, &job, &why) ? decode(job) : failUsage(why);
+  if (!parseDecode(words, &plan, &why)) return failUsage(why);
+  if (plan.batch.empty()) return decode(plan.job);
+  return runBatch("decoding", plan.folder, plan.batch, plan.jobs, [&plan](const BatchItem &item) {
+    DecodeJob job = plan.job;
+    job.in = item.in;
+    job.out = item.out;
+    return decode(job);
+  });
 }
 
 }  // namespace jpgtool

@@ -1,6 +1,7 @@
 #include "decodeBitmap.h"
 
 #include "dib.h"
+#include "position.h"
 #include "report.h"
 
 namespace jpgtool {
@@ -37,20 +38,25 @@ int decodeBitmap(const std::string &in, const std::string &out, uint16_t bits,
   if (const int status = checkBitmapFile(in, out); status != kExitOk) return status;
   Reader reader;
   Frame frame;
-  uint32_t r = reader.open(in, settings.openFlags);
-  if (r == JPG_OK) r = readFrame(reader.handle(), &frame);
-  if (r != JPG_OK) return fail(in, r);
   std::string why;
+  uint32_t r = reader.open(in, settings.openFlags, settings.limits, &why);
+  if (r == JPG_OK) r = readFrame(reader.handle(), &frame);
+  if (r == JPG_OK) r = checkPixels(settings.limits, frame.width, frame.height, &why);
+  if (r != JPG_OK) return why.empty() ? fail(in, r) : fail(in, why, r);
   uint64_t scans = 0;
   checkFrame(frame, bits, settings, &why);
   if (why.empty()) checkScans(in, frame, settings, &scans, &why);
   if (!why.empty()) return fail(in, why, JPG_E_UNSUPPORTED);
   Dib dib(bits);
   r = readBitmap(reader.handle(), frame, settings.scale, &dib);
+  if (r == JPG_OK) r = checkMemory(settings.limits, dib.bytes(), &why);
+  if (!why.empty()) return fail(in, why, r);
   if (r == JPG_OK) r = dib.allocate();
   if (r == JPG_E_UNSUPPORTED) return fail(in, "the picture is too large for a .bmp file", r);
   if (r == JPG_OK) r = readBitmap(reader.handle(), frame, settings.scale, &dib);
-  return r == JPG_OK ? saveBitmap(dib, out) : fail(in, r);
+  if (r == JPG_OK) return saveBitmap(dib, out);
+  const std::string place = " near byte " + std::to_string(streamPosition(reader.handle()));
+  return fail(in, meaningOf(r) + place, r);
 }
 
 }  // namespace jpgtool

@@ -22,11 +22,15 @@ uint32_t Dib::tableBytes() const {
   return bits == 8 ? 256 * sizeof(RGBQUAD) : bits == 16 ? kMasks : 0;
 }
 
-uint32_t Dib::allocate() {
+uint64_t Dib::bytes() const {
   const BITMAPINFOHEADER &header = info_.bmi.bmiHeader;
   const uint64_t row =
       (uint64_t{header.biBitCount} * static_cast<uint32_t>(header.biWidth) + 31) / 32 * 4;
-  const uint64_t size = row * static_cast<uint32_t>(header.biHeight);
+  return row * static_cast<uint32_t>(header.biHeight);
+}
+
+uint32_t Dib::allocate() {
+  const uint64_t size = bytes();
   if (size > kMaxFile - kFileHeader - sizeof(info_)) return JPG_E_UNSUPPORTED;
   size_ = static_cast<uint32_t>(size);
   bits_.reset(static_cast<uint8_t *>(std::calloc(size_ != 0 ? size_ : 1, 1)));

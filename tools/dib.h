@@ -19,7 +19,9 @@ class Dib {
 
   BITMAPINFO *bmi() { return &info_.bmi; }
   int32_t rows() const { return info_.bmi.bmiHeader.biHeight; }
-  // Room for what has been described. 0, JPG_E_OUT_OF_MEMORY, or JPG_E_UNSUPPORTED for more
+  // Bytes of what has been described.
+  uint64_t bytes() const;
+  // Room for it. 0, JPG_E_OUT_OF_MEMORY, or JPG_E_UNSUPPORTED for more
   // than a .bmp file holds.
   uint32_t allocate();
   void *bits() { return bits_.get(); }

@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <cstring>
 
+#include "batch.h"
 #include "commands.h"
 #include "options.h"
 #include "pictureReader.h"
@@ -11,10 +12,14 @@ namespace jpgtool {
 
 const char kEncodeHelp[] =
     "Usage: jpgtool encode IN -o OUT.jpg [OPTION...]\n"
+    "       jpgtool encode IN... -o DIR/ [OPTION...]\n"
     "\n"
     "Encodes a .bmp, .ppm or .pgm file (- for PPM or PGM on standard input), band by band\n"
-    "in constant memory.\n"
+    "in constant memory. Many files go into the folder DIR as .jpg, by their names, several\n"
+    "at a time; what went wrong with them is told at the end, and the exit status is that of\n"
+    "the worst.\n"
     "\n"
+    "  -j N                   processes at a time, 1 to 256 (one for each processor)\n"
     "  --quality N            1 to 100 (90)\n"
     "  --sampling S           444, 422, 440 or 420 (420)\n"
     "  --restart N            restart interval of N MCUs; lossless: of N lines\n"
@@ -58,17 +63,22 @@ void checkNumber(const Options &options, const char *name, long low, long high, 
          std::to_string(high);
 }
 
-bool parseJob(const Words &words, EncodeJob *job, std::string *why) {
+// The command's: a job, or a batch of files that are all done like it.
+struct EncodePlan {
+  EncodeJob job;
+  std::vector<BatchItem> batch;  // empty: the job alone
+  std::string folder;            // of the batch
+  long jobs = 1;                 // processes at a time
+};
+
+bool parsePlan(const Words &words, EncodePlan *plan, std::string *why) {
+  EncodeJob *job = &plan->job;
   Options options;
-  const std::vector<OptionRule> rules = {{"-o", true},
-                                         {"--quality", true},
-                                         {"--sampling", true},
-                                         {"--restart", true},
-                                         {"--no-color-conversion", false},
-                                         {"--jfif", true},
-                                         {"--comment", true},
-                                         {"--lossless", false},
-                                         {"--predictor", true}};
+  const std::vector<OptionRule> rules = {{"-o", true},          {"-j", true},
+                                         {"--quality", true},   {"--sampling", true},
+                                         {"--restart", true},   {"--no-color-conversion", false},
+                                         {"--jfif", true},      {"--comment", true},
+                                         {"--lossless", false}, {"--predictor", true}};
   if (!parseOptions(words, rules, &options, why)) return false;
   job->anyPredictor = options.get("--predictor") == "auto";
   checkNumber(options, "--quality", 1, 100, &job->quality, why);
@@ -78,7 +88,12 @@ bool parseJob(const Words &words, EncodeJob *job, std::string *why) {
   if (!parseSampling(options.get("--sampling", "420"), &job->sampling)) {
     *why = "--sampling takes 444, 422, 440 or 420";
   }
-  if (options.files.size() != 1) *why = "encode takes one file";
+  parseJobs(options, &plan->jobs, why);
+  if (isBatch(options)) {
+    plan->folder = options.get("-o");
+    planBatch(options, "jpg", &plan->batch, why);
+  }
+  if (options.files.empty()) *why = "encode takes one file, or several";
   if (!options.has("-o")) *why = "encode needs -o OUT";
   if (!why->empty()) return false;
   job->in = options.files[0];
@@ -271,18 +286,28 @@ int encodeSmallest(EncodeJob job) {
   return encodeOnce(job, &smallest);
 }
 
-}  // namespace
-
-int runEncode(const Words &words) {
-  EncodeJob job;
-  std::string why;
-  if (!parseJob(words, &job, &why)) return failUsage(why);
+int encode(const EncodeJob &job) {
   if (job.in != "-" && isSameFile(job.in, job.out)) {
     return fail(job.out, "is the input file", JPG_E_INVALID_PARAMETER);
   }
   if (job.lossless && job.anyPredictor) return encodeSmallest(job);
   uint64_t size = 0;
   return encodeOnce(job, &size);
+}
+
+}  // namespace
+
+int runEncode(const Words &words) {
+  EncodePlan plan;
+  std::string why;
+  if (!parsePlan(words, &plan, &why)) return failUsage(why);
+  if (plan.batch.empty()) return encode(plan.job);
+  return runBatch("encoding", plan.folder, plan.batch, plan.jobs, [&plan](const BatchItem &item) {
+    EncodeJob job = plan.job;
+    job.in = item.in;
+    job.out = item.out;
+    return encode(job);
+  });
 }
 
 }  // namespace jpgtool

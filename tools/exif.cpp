@@ -13,15 +13,18 @@
 namespace jpgtool {
 
 const char kExifHelp[] =
-    "Usage: jpgtool exif FILE [--json] [--no-eoi]\n"
+    "Usage: jpgtool exif FILE [--json] [--no-eoi] [--max-memory N]\n"
     "\n"
     "Lists the Exif attributes of FILE: the 0th, 1st, Exif, GPS and Interoperability\n"
     "directories, each entry with its tag, name, type, count and value. Rational numbers\n"
     "stand as fractions, bytes of no type in hexadecimal.\n"
     "\n"
-    "  --json     as JSON, with whole values: \"text\" of ASCII entries, \"bytes\" of UNDEFINED\n"
-    "             ones in hexadecimal, \"numbers\" of all others, a fraction as a pair\n"
-    "  --no-eoi   opens files without an end marker too\n";
+    "  --json          as JSON, with whole values: \"text\" of ASCII entries, \"bytes\" of\n"
+    "                  UNDEFINED ones in hexadecimal, \"numbers\" of all others, a fraction as\n"
+    "                  a pair\n"
+    "  --no-eoi        opens files without an end marker too\n"
+    "  --max-memory N  refuses files that take more bytes of memory to open: the coefficients\n"
+    "                  of progressive ones (2G; K, M and G stand for KiB, MiB ...)\n";
 
 namespace {
 
@@ -159,14 +162,17 @@ void printJson(const std::string &file, const ExifList &list) {
 int runExif(const Words &words) {
   Options options;
   std::string why;
-  if (!parseOptions(words, {{"--json", false}, {"--no-eoi", false}}, &options, &why)) {
+  if (!parseOptions(words, {{"--json", false}, {"--no-eoi", false}, {"--max-memory", true}},
+                    &options, &why)) {
     return failUsage(why);
   }
   if (options.files.size() != 1) return failUsage("exif takes one file");
   const std::string &file = options.files[0];
+  Limits limits;
+  if (!parseLimits(options, &limits, &why)) return failUsage(why);
   ExifHandle exif;
   ExifList list;
-  uint32_t r = exif.open(file, options.has("--no-eoi") ? JPG_READ_COMPLETE : 0, &why);
+  uint32_t r = exif.open(file, options.has("--no-eoi") ? JPG_READ_COMPLETE : 0, limits, &why);
   if (r == JPG_OK) r = listExif(exif.handle(), &list);
   if (r != JPG_OK) return why.empty() ? fail(file, r) : fail(file, why, r);
   if (options.has("--json")) {

@@ -95,9 +95,10 @@ ExifNumber numberAt(const uint8_t *p, uint16_t type, bool bigEndian) {
 
 }  // namespace
 
-uint32_t ExifHandle::open(const std::string &file, uint32_t flags, std::string *why) {
+uint32_t ExifHandle::open(const std::string &file, uint32_t flags, const Limits &limits,
+                          std::string *why) {
   Reader reader;
-  if (const uint32_t r = reader.open(file, flags); r != JPG_OK) return r;
+  if (const uint32_t r = reader.open(file, flags, limits, why); r != JPG_OK) return r;
   const uint32_t r = jpgReadExifReadAttributeProlog(reader.handle(), &handle_);
   if (r == JPG_E_NOT_JPEG) *why = "has no Exif segment";
   if (r == JPG_E_NOT_FOUND) *why = "its Exif segment is empty";

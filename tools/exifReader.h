@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "jpg.h"
+#include "limits.h"
 
 namespace jpgtool {
 
@@ -20,9 +21,8 @@ class ExifHandle {
   ExifHandle(const ExifHandle &) = delete;
   ExifHandle &operator=(const ExifHandle &) = delete;
 
-  // `flags` as jpgReadPrologFromFile() takes them. `why` says more than the code where it is
-  // about the attributes.
-  uint32_t open(const std::string &file, uint32_t flags, std::string *why);
+  // As Reader::open.
+  uint32_t open(const std::string &file, uint32_t flags, const Limits &limits, std::string *why);
   JPGEXIFHANDLE handle() const { return handle_; }
 
  private:

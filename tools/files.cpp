@@ -104,6 +104,11 @@ bool isSameFile(const std::string &a, const std::string &b) {
   return first.st_dev == second.st_dev && first.st_ino == second.st_ino;
 }
 
+bool isFolder(const std::string &name) {
+  struct stat info;
+  return stat(name.c_str(), &info) == 0 && S_ISDIR(info.st_mode);
+}
+
 void makeFolder(const std::string &name) { mkdir(name.c_str(), 0777); }
 
 uint64_t sizeOfFile(const std::string &name) {

@@ -21,6 +21,8 @@ bool isSameFile(const std::string &a, const std::string &b);
 // Bytes of a file, 0 when it isn't there.
 uint64_t sizeOfFile(const std::string &name);
 
+bool isFolder(const std::string &name);
+
 // Makes a folder unless it is there.
 void makeFolder(const std::string &name);
 

@@ -11,14 +11,16 @@
 namespace jpgtool {
 
 const char kInfoHelp[] =
-    "Usage: jpgtool info FILE [--json] [--no-eoi]\n"
+    "Usage: jpgtool info FILE [--json] [--no-eoi] [--max-memory N]\n"
     "\n"
     "Prints size, channels, precision, coding process, sampling, restart interval,\n"
     "density and the marker segments up to the first scan, each with its offset in\n"
     "the file and the length of its data.\n"
     "\n"
-    "  --json     as JSON\n"
-    "  --no-eoi   opens files without an end marker too\n";
+    "  --json          as JSON\n"
+    "  --no-eoi        opens files without an end marker too\n"
+    "  --max-memory N  refuses files that take more bytes of memory to open: the coefficients\n"
+    "                  of progressive ones (2G; K, M and G stand for KiB, MiB ...)\n";
 
 namespace {
 
@@ -89,7 +91,8 @@ void printJson(const std::string &file, const Frame &frame, const Headers &heade
 int runInfo(const Words &words) {
   Options options;
   std::string why;
-  if (!parseOptions(words, {{"--json", false}, {"--no-eoi", false}}, &options, &why)) {
+  if (!parseOptions(words, {{"--json", false}, {"--no-eoi", false}, {"--max-memory", true}},
+                    &options, &why)) {
     return failUsage(why);
   }
   if (options.files.size() != 1) return failUsage("info takes one file");
@@ -97,10 +100,12 @@ int runInfo(const Words &words) {
   Reader reader;
   Frame frame;
   Headers headers;
-  uint32_t r = reader.open(file, options.has("--no-eoi") ? JPG_READ_COMPLETE : 0);
+  Limits limits;
+  if (!parseLimits(options, &limits, &why)) return failUsage(why);
+  uint32_t r = reader.open(file, options.has("--no-eoi") ? JPG_READ_COMPLETE : 0, limits, &why);
   if (r == JPG_OK) r = readFrame(reader.handle(), &frame);
   if (r == JPG_OK) r = readHeaders(reader.handle(), &headers);
-  if (r != JPG_OK) return fail(file, r);
+  if (r != JPG_OK) return why.empty() ? fail(file, r) : fail(file, why, r);
   if (options.has("--json")) {
     printJson(file, frame, headers);
   } else {

@@ -22,6 +22,8 @@ constexpr Command kCommands[] = {
     {"encode", jpgtool::runEncode, jpgtool::kEncodeHelp},
     {"exif", jpgtool::runExif, jpgtool::kExifHelp},
     {"thumbnail", jpgtool::runThumbnail, jpgtool::kThumbnailHelp},
+    {"compare", jpgtool::runCompare, jpgtool::kCompareHelp},
+    {"view", jpgtool::runView, jpgtool::kViewHelp},
 };
 
 constexpr char kHelp[] =
@@ -33,11 +35,13 @@ constexpr char kHelp[] =
     "  encode      a picture file into a JPEG file\n"
     "  exif        the Exif attributes of a JPEG file\n"
     "  thumbnail   the Exif thumbnail of a JPEG file into a bitmap file\n"
+    "  compare     two picture files, sample by sample\n"
+    "  view        a picture file in the terminal\n"
     "\n"
     "  jpgtool COMMAND --help   more about a command\n"
     "  jpgtool --version        the version\n"
     "\n"
-    "Exit status: 0 success, 1 failure, 2 wrong usage.\n";
+    "Exit status: 0 done, 1 error, 2 delivered with damage, 64 wrong usage.\n";
 
 const Command *findCommand(const char *name) {
   for (const Command &command : kCommands) {

@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "files.h"
+#include "headerWalk.h"
 
 namespace jpgtool {
 namespace {
@@ -82,9 +83,13 @@ void takeMarker(ByteSource *source, int code, StreamScan *scan) {
 
 }  // namespace
 
-uint32_t Reader::open(const std::string &file, uint32_t flags) {
+uint32_t Reader::open(const std::string &file, uint32_t flags, const Limits &limits,
+                      std::string *why) {
+  if (const uint32_t r = checkOpening(limits, file, why); r != JPG_OK) return r;
   const std::u16string name = toUtf16(file);
-  return jpgReadPrologFromFile(name.c_str(), 0, 0, flags, &handle_);
+  const uint32_t r = jpgReadPrologFromFile(name.c_str(), 0, 0, flags, &handle_);
+  if (r != JPG_OK) *why = whyRefused(file, flags, r);
+  return r;
 }
 
 void Reader::close() {

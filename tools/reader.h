@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "jpg.h"
+#include "limits.h"
 
 namespace jpgtool {
 
@@ -18,8 +19,9 @@ class Reader {
   Reader(const Reader &) = delete;
   Reader &operator=(const Reader &) = delete;
 
-  // `flags` as jpgReadPrologFromFile() takes them.
-  uint32_t open(const std::string &file, uint32_t flags);
+  // `flags` as jpgReadPrologFromFile() takes them; of the limits that on memory is looked at.
+  // 0, or a code, with `why` where more can be told than the code says.
+  uint32_t open(const std::string &file, uint32_t flags, const Limits &limits, std::string *why);
   void close();
   JPGHANDLE handle() const { return handle_; }
 

@@ -9,7 +9,8 @@ namespace jpgtool {
 
 constexpr int kExitOk = 0;
 constexpr int kExitFailed = 1;
-constexpr int kExitUsage = 2;
+constexpr int kExitDamaged = 2;  // a picture was delivered, but not all of it is the file's
+constexpr int kExitUsage = 64;   // EX_USAGE of sysexits
 
 // "jpgtool: FILE: what (CODE NAME)" on stderr; returns kExitFailed. `code` is the library's,
 // or the one that fits best where the tool itself refuses.

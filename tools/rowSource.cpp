@@ -1,5 +1,10 @@
 #include "rowSource.h"
 
+#include <algorithm>
+
+#include "position.h"
+#include "report.h"
+
 namespace jpgtool {
 namespace {
 
@@ -34,12 +39,14 @@ uint32_t checkScans(const std::string &file, const Frame &frame, const ReadSetti
 
 uint32_t RowSource::open(const std::string &file, const ReadSettings &settings, std::string *why) {
   settings_ = settings;
-  uint32_t r = reader_.open(file, settings.openFlags);
+  uint32_t r = reader_.open(file, settings.openFlags, settings.limits, why);
   if (r == JPG_OK) r = readFrame(reader_.handle(), &frame_);
   if (r == JPG_OK) r = learnHeight(file, why);
+  if (r == JPG_OK) r = checkPixels(settings.limits, frame_.width, frame_.height, why);
   if (r == JPG_OK) r = checkScans(file, frame_, settings, &scanCount_, why);
   if (r == JPG_OK && settings.raw) r = jpgReadSetNoColorConversion(reader_.handle());
-  return r == JPG_OK ? describe(file, why) : r;
+  if (r == JPG_OK) r = describe(why);
+  return r == JPG_OK ? chooseRows(why) : r;
 }
 
 // A height of 0 is told by a DNL segment behind the scan.
@@ -55,7 +62,7 @@ uint32_t RowSource::learnHeight(const std::string &file, std::string *why) {
   return JPG_E_UNSUPPORTED;
 }
 
-uint32_t RowSource::describe(const std::string & /*file*/, std::string *why) {
+uint32_t RowSource::describe(std::string *why) {
   format_.width = frame_.width;
   format_.height = frame_.height;
   if (settings_.scale != JPG_SCALE_FULL) {
@@ -81,11 +88,64 @@ uint32_t RowSource::describe(const std::string & /*file*/, std::string *why) {
   return JPG_OK;
 }
 
+// The rows wanted, as those of the picture delivered; goes to the first of them.
+uint32_t RowSource::chooseRows(std::string *why) {
+  height_ = format_.height;
+  const uint32_t end = std::min(settings_.endRow, height_);
+  if (settings_.firstRow == 0) {
+    format_.height = end;
+    return JPG_OK;
+  }
+  if (settings_.firstRow >= end) {
+    *why = "the picture has " + std::to_string(height_) + " rows";
+    return JPG_E_INVALID_PARAMETER;
+  }
+  format_.height = end - settings_.firstRow;
+  seekRow();
+  return JPG_OK;
+}
+
+// Rows of the picture in a restart interval, 0 where intervals are no way to a row: there are
+// none, or one that doesn't end with an MCU row (T.81 allows both).
+uint32_t RowSource::rowsPerInterval() const {
+  constexpr uint32_t kBlock = 8;
+  Headers headers;
+  if (readHeaders(reader_.handle(), &headers) != JPG_OK || frame_.width == 0) return 0;
+  uint32_t h = 1, v = 1;
+  for (const Component &c : headers.components) {
+    if (headers.components.size() == 1) break;  // counts as 1 x 1
+    h = std::max(h, c.h);
+    v = std::max(v, c.v);
+  }
+  const uint32_t mcusPerRow =
+      isLossless(frame_) ? frame_.width : (frame_.width + kBlock * h - 1) / (kBlock * h);
+  if (headers.restartInterval % mcusPerRow != 0) return 0;
+  const uint32_t mcuRows = headers.restartInterval / mcusPerRow;
+  const uint32_t divisor = 8U >> settings_.scale;
+  return mcuRows * (isLossless(frame_) ? 1 : kBlock * v / divisor);
+}
+
+// Passes the restart intervals that end ahead of the first row wanted, without decoding them.
+// What can't be passed in this way is decoded and dropped.
+void RowSource::seekRow() {
+  if (!isSequential(frame_) && !isLossless(frame_)) return;
+  const uint32_t perInterval = rowsPerInterval();
+  const uint32_t intervals = perInterval != 0 ? settings_.firstRow / perInterval : 0;
+  if (intervals == 0) return;
+  const uint32_t r = jpgReadSeekRestartMarker(reader_.handle(), static_cast<int32_t>(intervals),
+                                              JPG_RESTART_FROM_START);
+  if (r == JPG_OK) {
+    done_ = intervals * perInterval;
+    return;
+  }
+  jpgReadSeekRestartMarker(reader_.handle(), 0, JPG_RESTART_FROM_START);
+}
+
 // Follows the band by a call without lines, so that the band's last row is the one that
 // the next band is predicted from.
 uint32_t RowSource::readLossless(JpgRect *rect, int32_t lines) {
   const uint32_t r = jpgReadSpatialToRect(reader_.handle(), rect, lines);
-  const bool last = done_ + static_cast<uint32_t>(lines) >= format_.height;
+  const bool last = done_ + static_cast<uint32_t>(lines) >= height_;
   if (r != JPG_OK || last) return r;
   rect->bits = band_.data() + rowBytes(format_) * static_cast<uint32_t>(lines - 1);
   return jpgReadSpatialToRect(reader_.handle(), rect, 0);
@@ -105,9 +165,7 @@ uint32_t RowSource::readProgressive(JpgRect *rect, int32_t lines) {
       incremental ? JPG_PROGRESSIVE_NEXT_SCAN : JPG_PROGRESSIVE_ALL_SCANS);
 }
 
-uint32_t RowSource::next(uint32_t *rows) {
-  const uint32_t left = format_.height - done_;
-  const uint32_t count = left < kBandRows ? left : kBandRows;
+uint32_t RowSource::readBand(uint32_t count) {
   const auto lines = static_cast<int32_t>(count);
   JpgRect rect = {};
   rect.width = static_cast<int32_t>(format_.width);
@@ -115,18 +173,29 @@ uint32_t RowSource::next(uint32_t *rows) {
   rect.stride = static_cast<int32_t>(rowBytes(format_));
   rect.bitsPerPixel = static_cast<int32_t>(8 * format_.channels * sampleBytes(format_));
   rect.bits = band_.data();
-  uint32_t r = JPG_OK;
-  if (isLossless(frame_)) {
-    r = readLossless(&rect, lines);
-  } else if (isSequential(frame_)) {
-    r = jpgReadScaleOutputToRect(reader_.handle(), &rect, lines, settings_.scale);
-  } else {
-    r = readProgressive(&rect, lines);
+  if (isLossless(frame_)) return readLossless(&rect, lines);
+  if (!isSequential(frame_)) return readProgressive(&rect, lines);
+  return jpgReadScaleOutputToRect(reader_.handle(), &rect, lines, settings_.scale);
+}
+
+uint32_t RowSource::next(uint32_t *rows) {
+  const uint32_t end = settings_.firstRow + format_.height;
+  for (;;) {
+    const uint32_t top = done_;
+    const uint32_t count = std::min(height_ - top, kBandRows);
+    if (const uint32_t r = readBand(count); r != JPG_OK) return r;
+    done_ += count;
+    if (done_ <= settings_.firstRow) continue;
+    const uint32_t first = std::max(top, settings_.firstRow);
+    bandOffset_ = rowBytes(format_) * (first - top);
+    *rows = std::min(done_, end) - first;
+    return JPG_OK;
   }
-  if (r != JPG_OK) return r;
-  *rows = count;
-  done_ += count;
-  return JPG_OK;
+}
+
+std::string RowSource::whyFailed(uint32_t code) const {
+  return std::string(meaningOf(code)) + " near byte " +
+         std::to_string(streamPosition(reader_.handle()));
 }
 
 }  // namespace jpgtool

@@ -17,6 +17,9 @@ struct ReadSettings {
   uint64_t maxScans = 1000;        // of a progressive file
   uint64_t scans = 0;              // progressive: the picture after so many scans; 0: all
   uint32_t openFlags = 0;          // of the prolog
+  uint32_t firstRow = 0;           // of the picture as delivered, that is at its scale
+  uint32_t endRow = UINT32_MAX;    // behind the last row wanted; cut to the height
+  Limits limits;
 };
 
 // Refuses, with the reason, progressive files of more or fewer scans than the settings allow;
@@ -30,7 +33,7 @@ class RowSource {
   // 0, or the library's code; `why` says more where the tool itself refuses the file.
   uint32_t open(const std::string &file, const ReadSettings &settings, std::string *why);
 
-  // The pixels as next() delivers them.
+  // The pixels as next() delivers them: the rows wanted.
   const PixelFormat &format() const { return format_; }
 
   // Scans of a progressive file.
@@ -41,11 +44,18 @@ class RowSource {
 
   // Decodes the next band; `rows` receives its rows.
   uint32_t next(uint32_t *rows);
-  const uint8_t *band() const { return band_.data(); }
+  const uint8_t *band() const { return band_.data() + bandOffset_; }
+
+  // What a code of next() means, and where in the file the decoder stood.
+  std::string whyFailed(uint32_t code) const;
 
  private:
-  uint32_t describe(const std::string &file, std::string *why);
+  uint32_t describe(std::string *why);
   uint32_t learnHeight(const std::string &file, std::string *why);
+  uint32_t chooseRows(std::string *why);
+  uint32_t rowsPerInterval() const;
+  void seekRow();
+  uint32_t readBand(uint32_t count);
   uint32_t readLossless(JpgRect *rect, int32_t lines);
   uint32_t readProgressive(JpgRect *rect, int32_t lines);
 
@@ -54,7 +64,9 @@ class RowSource {
   ReadSettings settings_;
   PixelFormat format_;
   std::vector<uint8_t> band_;
-  uint32_t done_ = 0;
+  size_t bandOffset_ = 0;  // of the first row wanted in it, in bytes
+  uint32_t height_ = 0;    // rows of the whole picture, of which format_ has those wanted
+  uint32_t done_ = 0;      // of these, decoded or passed over
   uint64_t scanCount_ = 0;
   uint64_t scansSkipped_ = 0;
   bool heightFromDnl_ = false;

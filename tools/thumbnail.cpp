@@ -8,18 +8,36 @@
 namespace jpgtool {
 
 const char kThumbnailHelp[] =
-    "Usage: jpgtool thumbnail FILE -o OUT.bmp [--bits N] [--no-eoi]\n"
+    "Usage: jpgtool thumbnail FILE -o OUT.bmp [OPTION...]\n"
     "\n"
     "Decodes the Exif thumbnail of FILE into the bitmap file OUT.bmp.\n"
     "\n"
-    "  --bits N   bits a pixel: 8 (grey, or reduced to a palette of 216 colours), 16\n"
-    "             (reduced) or 24; without it 24 for colour and 8 for grey\n"
-    "  --no-eoi   opens files without an end marker too\n";
+    "  --bits N        bits a pixel: 8 (grey, or reduced to a palette of 216 colours), 16\n"
+    "                  (reduced) or 24; without it 24 for colour and 8 for grey\n"
+    "  --max-pixels N  refuses thumbnails whose header asks for more pixels (500M; K, M and G\n"
+    "                  stand for thousands, millions ...)\n"
+    "  --max-memory N  refuses thumbnails and files that take more bytes of memory (2G; K, M\n"
+    "                  and G stand for KiB, MiB ...)\n"
+    "  --no-eoi        opens files without an end marker too\n";
 
 namespace {
 
-uint32_t readThumbnail(JPGEXIFHANDLE exif, Dib *dib) {
+struct ThumbnailJob {
+  std::string in, out;
+  uint16_t bits = 0;  // 0: those that fit
+  Limits limits;
+};
+
+uint32_t checkDib(const Limits &limits, Dib *dib, std::string *why) {
+  const BITMAPINFOHEADER &header = dib->bmi()->bmiHeader;
+  const uint32_t r = checkPixels(limits, static_cast<uint32_t>(header.biWidth),
+                                 static_cast<uint32_t>(header.biHeight), why);
+  return r == JPG_OK ? checkMemory(limits, dib->bytes(), why) : r;
+}
+
+uint32_t readThumbnail(JPGEXIFHANDLE exif, const Limits &limits, Dib *dib, std::string *why) {
   uint32_t r = jpgExifReadThumbnailToWinDIBits(exif, nullptr, dib->bmi());
+  if (r == JPG_OK) r = checkDib(limits, dib, why);
   if (r == JPG_OK) r = dib->allocate();
   return r == JPG_OK ? jpgExifReadThumbnailToWinDIBits(exif, dib->bits(), dib->bmi()) : r;
 }
@@ -30,16 +48,17 @@ int failThumbnail(const std::string &file, uint32_t r) {
   return fail(file, r);
 }
 
-// Bits 0 stands for those that fit.
-int saveThumbnail(const std::string &in, JPGEXIFHANDLE exif, uint16_t bits,
-                  const std::string &out) {
-  Dib color(bits != 0 ? bits : 24);
-  uint32_t r = readThumbnail(exif, &color);
-  if (r == JPG_OK) return saveBitmap(color, out);
-  if (r != JPG_E_UNSUPPORTED || bits != 0) return failThumbnail(in, r);
+int saveThumbnail(const ThumbnailJob &job, JPGEXIFHANDLE exif) {
+  std::string why;
+  Dib color(job.bits != 0 ? job.bits : 24);
+  uint32_t r = readThumbnail(exif, job.limits, &color, &why);
+  if (r == JPG_OK) return saveBitmap(color, job.out);
+  if (!why.empty()) return fail(job.in, "thumbnail: " + why, r);
+  if (r != JPG_E_UNSUPPORTED || job.bits != 0) return failThumbnail(job.in, r);
   Dib gray(8);
-  r = readThumbnail(exif, &gray);
-  return r == JPG_OK ? saveBitmap(gray, out) : failThumbnail(in, r);
+  r = readThumbnail(exif, job.limits, &gray, &why);
+  if (!why.empty()) return fail(job.in, "thumbnail: " + why, r);
+  return r == JPG_OK ? saveBitmap(gray, job.out) : failThumbnail(job.in, r);
 }
 
 }  // namespace
@@ -47,21 +66,27 @@ int saveThumbnail(const std::string &in, JPGEXIFHANDLE exif, uint16_t bits,
 int runThumbnail(const Words &words) {
   Options options;
   std::string why;
-  const std::vector<OptionRule> rules = {{"-o", true}, {"--bits", true}, {"--no-eoi", false}};
+  const std::vector<OptionRule> rules = {{"-o", true},
+                                         {"--bits", true},
+                                         {"--no-eoi", false},
+                                         {"--max-pixels", true},
+                                         {"--max-memory", true}};
   if (!parseOptions(words, rules, &options, &why)) return failUsage(why);
   if (options.files.size() != 1) return failUsage("thumbnail takes one file");
   if (!options.has("-o")) return failUsage("thumbnail needs -o OUT.bmp");
-  uint16_t bits = 0;
-  if (options.has("--bits") && !parseBits(options.get("--bits"), &bits)) {
+  ThumbnailJob job;
+  if (options.has("--bits") && !parseBits(options.get("--bits"), &job.bits)) {
     return failUsage("--bits takes 8, 16 or 24");
   }
-  const std::string &in = options.files[0];
-  const std::string out = options.get("-o");
-  if (const int status = checkBitmapFile(in, out); status != kExitOk) return status;
+  if (!parseLimits(options, &job.limits, &why)) return failUsage(why);
+  job.in = options.files[0];
+  job.out = options.get("-o");
+  if (const int status = checkBitmapFile(job.in, job.out); status != kExitOk) return status;
   ExifHandle exif;
-  const uint32_t r = exif.open(in, options.has("--no-eoi") ? JPG_READ_COMPLETE : 0, &why);
-  if (r != JPG_OK) return why.empty() ? fail(in, r) : fail(in, why, r);
-  return saveThumbnail(in, exif.handle(), bits, out);
+  const uint32_t flags = options.has("--no-eoi") ? JPG_READ_COMPLETE : 0;
+  const uint32_t r = exif.open(job.in, flags, job.limits, &why);
+  if (r != JPG_OK) return why.empty() ? fail(job.in, r) : fail(job.in, why, r);
+  return saveThumbnail(job, exif.handle());
 }
 
 }  // namespace jpgtool

@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
 """Tests of jpgtool as its users see it: test_jpgtool.py JPGTOOL SOURCE_DIR. The exif and thumbnail
-commands have theirs in test_exif.py."""
+commands have theirs in test_exif.py, compare and view in test_compare.py and test_view.py."""
 import json
 import os
 import shutil
@@ -155,11 +155,12 @@ class Tool(unittest.TestCase):
 class Conventions(Tool):
     def test_help_and_version_go_to_standard_output(self):
         for words in (["--help"], ["info", "--help"], ["decode", "--help"], ["encode", "-h"],
-                      ["exif", "--help"], ["thumbnail", "--help"]):
+                      ["exif", "--help"], ["thumbnail", "--help"], ["compare", "--help"],
+                      ["view", "--help"]):
             self.assertIn(b"Usage: jpgtool", self.check(*words))
         self.assertRegex(self.check("--version"), rb"^jpgtool \d+\.\d+\.\d+\n$")
 
-    def test_wrong_usage_is_status_2(self):
+    def test_wrong_usage_is_status_64(self):
         cases = {
             (): "no command",
             ("fly",): "unknown command fly",
@@ -167,6 +168,7 @@ class Conventions(Tool):
             ("info", SAMPLE, SAMPLE): "takes one file",
             ("info", SAMPLE, "--bad"): "unknown option --bad",
             ("decode", SAMPLE): "needs -o",
+            ("decode",): "decode takes one file, or several",
             ("decode", SAMPLE, "-o"): "-o needs a value",
             ("decode", SAMPLE, "-o", "x.ppm", "--scale", "1/3"): "--scale",
             ("decode", SAMPLE, "-o", "x.ppm", "--raw=1"): "takes no value",
@@ -177,6 +179,9 @@ class Conventions(Tool):
             ("exif",): "exif takes one file",
             ("exif", SAMPLE, "-o", "x"): "unknown option -o",
             ("thumbnail", SAMPLE): "thumbnail needs -o",
+            ("compare", SAMPLE): "compare takes two files",
+            ("view",): "view takes one file",
+            ("view", SAMPLE, "--width", "0"): "--width takes a number from 1 to 1000",
             ("thumbnail", SAMPLE, "-o", "x.bmp", "--bits", "32"): "--bits takes 8, 16 or 24",
             ("encode", "x.ppm", "-o", "x.jpg", "--quality", "101"): "--quality",
             ("encode", "x.ppm", "-o", "x.jpg", "--quality", "9x"): "--quality",
@@ -184,7 +189,7 @@ class Conventions(Tool):
         }
         for words, text in cases.items():
             with self.subTest(words):
-                self.refused(2, text, *words)
+                self.refused(64, text, *words)
 
     def test_errors_name_the_file_what_is_wrong_and_the_code(self):
         text = self.write("a.jpg", b"this is no picture")
@@ -192,7 +197,7 @@ class Conventions(Tool):
         self.assertEqual(result.returncode, 1)
         self.assertEqual(
             result.stderr.decode(),
-            f"jpgtool: {text}: not a JPEG stream (0x80000109 JPG_E_NOT_JPEG)\n",
+            f"jpgtool: {text}: no start marker (FF D8) at byte 0 (0x80000109 JPG_E_NOT_JPEG)\n",
         )
         self.refused(1, "(0x80000301 JPG_E_OPEN_FAILED)", "info", self.path("none.jpg"))
 
@@ -379,7 +384,7 @@ class Decode(Tool):
             data = file.read()
         broken = self.write("b.jpg", data[: len(data) // 2] + b"\xff\xd9")
         result = run("decode", broken, "-o", self.path("b.ppm"), "--keep-going")
-        self.assertEqual(result.returncode, 1)
+        self.assertEqual(result.returncode, 2)
         whole = parse_pnm(self.check("decode", SAMPLE, "-o", "-"))[4]
         kept = parse_pnm(self.read("b.ppm"))[4]
         self.assertEqual(len(kept), len(whole))
@@ -438,7 +443,7 @@ class Decode(Tool):
         self.assertLess(errors[1], errors[0])
         self.refused(1, "fewer than --scans 11", "decode", self.path("p.jpg"), "-o", "-", "--scans", "11")
         self.refused(1, "no scans to choose", "decode", SAMPLE, "-o", "-", "--scans", "1")
-        self.refused(2, "needs -o", "decode", SAMPLE, "-o", "-", "--each-scan", "x")
+        self.refused(64, "needs -o", "decode", SAMPLE, "-o", "-", "--each-scan", "x")
 
     def test_an_interrupted_run_leaves_no_file(self):
         side = 6000

@@ -1,0 +1,151 @@
+#!/usr/bin/env python3
+"""Tests of what jpgtool refuses, what it says of the place, and its limits:
+test_refusals.py JPGTOOL SOURCE_DIR."""
+import os
+import re
+import resource
+import shutil
+import struct
+import subprocess
+import sys
+import unittest
+
+from test_jpgtool import SAMPLE, TOOL, Tool, flat_jpeg, ppm, run, segment
+
+with open(SAMPLE, "rb") as sample_file:
+    PHOTO = sample_file.read()
+
+
+def with_size(data, width, height):
+    """The stream with another size in its frame header."""
+    at = next(i for i in range(len(data)) if data[i] == 0xFF and data[i + 1] in (0xC0, 0xC2))
+    return data[: at + 5] + struct.pack(">HH", height, width) + data[at + 9 :]
+
+
+class Places(Tool):
+    def test_headers_that_go_wrong(self):
+        flat = flat_jpeg(8, 8, 1)  # DQT at 2, SOF0 at 71, DHT at 84, SOS at 143
+        self.assertEqual((flat[71:73], flat[84:86]), (b"\xff\xc0", b"\xff\xc4"))
+        three = flat_jpeg(8, 8, 3)
+        cases = {
+            "no start marker (FF D8) at byte 0": b"GIF89a",
+            "00 00 at byte 71, where a marker must stand": flat[:71] + b"\0\0" + flat[71:],
+            "FF FF at byte 71, where a marker must stand": flat[:71] + b"\xff" + flat[71:],
+            "the length of the DHT segment at byte 84 is 1": flat[:86] + b"\0\1" + flat[88:],
+            "the DHT segment at byte 84 goes beyond the end of the file":
+                flat[:86] + b"\x7f\0" + flat[88:],
+            "the length of the DRI segment at byte 2 is 5":
+                flat[:2] + segment(0xDD, b"\0\0\0") + flat[2:],
+            "the file ends at byte 84, ahead of a scan": flat[:84],
+            "the frame SOF9 at byte 71 is of a kind that is not supported":
+                flat[:72] + b"\xc9" + flat[73:],
+            "the frame SOF0 at byte 71 has sampling factors 3 x 1":
+                three[:82] + b"\x31" + three[83:],
+            "no end marker (FF D9); --no-eoi opens such files": flat[:-2],
+        }
+        for text, data in cases.items():
+            for command in (["info"], ["decode", "-o", self.path("x.ppm")], ["exif"]):
+                # so that only what is tested is wrong
+                if b"\xff\xd9" not in data and "no end" not in text:
+                    data += b"\xff\xd9" if "the file ends" not in text else b""
+                options = ["--no-eoi"] if "the file ends" in text else []
+                with self.subTest(text, command=command[0]):
+                    self.refused(1, text + " (0x8000", command[0], self.write("x.jpg", data),
+                                 *command[1:], *options)
+
+    def test_damaged_data_name_a_byte_close_to_the_damage(self):
+        for cut in (9000, 20000, 31111):
+            broken = self.write("b.jpg", PHOTO[:cut] + b"\xff\xd9")
+            for options in ([], ["--scale", "1/2"], ["--raw"]):
+                result = run("decode", broken, "-o", self.path("b.ppm"), *options)
+                self.assertEqual(result.returncode, 1)
+                found = re.search(rb" near byte (\d+) \(0x8", result.stderr)
+                self.assertIsNotNone(found, result.stderr)
+                # A code that fits may still be read out of the end marker and what follows.
+                self.assertLess(abs(int(found.group(1)) - cut), 16, result.stderr)
+
+    def test_a_code_that_does_not_exist_is_named_by_its_byte(self):
+        # flat_jpeg's one DC code and one AC code are 0 and 0: a 1 bit is no code.
+        flat = flat_jpeg(8 * 400, 8, 1)
+        scan = flat.index(b"\xff\xda") + 10
+        self.assertEqual(set(flat[scan:-2]), {0})  # 800 bits of 0
+        for at in (0, 1, 57, 99):
+            data = flat[: scan + at] + b"\xfe" + flat[scan + at + 1 :]
+            self.refused(1, f" near byte {scan + at} (0x8000180", "decode",
+                         self.write("f.jpg", data), "-o", self.path("f.pgm"))
+
+    def test_stuffed_bytes_count_as_two(self):
+        # 50 blocks of 16 bits, 1 111111 11 ...: DC category 1 with bit 1, then AC zero runs.
+        flat = flat_jpeg(8 * 64, 8, 1, first=8)
+        scan = flat.index(b"\xff\xda") + 10
+        data = flat[:scan] + b"\x00\xff\x00" + flat[scan + 1 :]
+        result = run("decode", self.write("s.jpg", data), "-o", self.path("s.pgm"))
+        found = re.search(rb" near byte (\d+) ", result.stderr)
+        self.assertIsNotNone(found, result.stderr)
+        self.assertIn(int(found.group(1)), (scan + 1, scan + 3))
+
+
+class Limits(Tool):
+    def test_a_header_that_lies_is_refused_ahead_of_decoding(self):
+        lie = self.write("l.jpg", with_size(PHOTO, 65535, 65535))
+        text = ("its header asks for 65535 x 65535 pixels, more than --max-pixels 500000000 "
+                "(0x800000FE JPG_E_UNSUPPORTED)")
+        for words in (["decode", lie, "-o", self.path("x.bmp"), "--keep-going"],
+                      ["decode", lie, "-o", self.path("x.ppm"), "--scale", "1/8"],
+                      ["decode", lie, "-o", self.path("x.bmp"), "--bits", "8"],
+                      ["view", lie], ["compare", lie, SAMPLE]):
+            with self.subTest(words):
+                self.refused(1, text, *words)
+                self.assertEqual(os.listdir(self.folder), ["l.jpg"])
+        self.assertIn(b"65535 x 65535", self.check("info", lie))
+
+    def test_pixels_up_to_the_limit_are_served(self):
+        for limit, status in (("307200", 0), ("307199", 1), ("308K", 0), ("307K", 1), ("1M", 0)):
+            result = run("decode", SAMPLE, "-o", self.path("x.ppm"), "--max-pixels", limit)
+            self.assertEqual(result.returncode, status, limit)
+        for bad in ("0", "-1", "x", "", "K", "5T", "99999999999999999999"):
+            for name in ("--max-pixels", "--max-memory"):
+                self.refused(64, f"{name} takes a number", "decode", SAMPLE, "-o", self.path("x.ppm"),
+                             name, bad)
+
+    def test_a_height_told_by_dnl_counts_too(self):
+        told = self.write("d.jpg", flat_jpeg(9, 19, 1, dnl=19))
+        self.refused(1, "asks for 9 x 19 pixels, more than --max-pixels 170", "decode", told, "-o",
+                     self.path("x.pgm"), "--max-pixels", "170")
+        self.check("decode", told, "-o", self.path("x.pgm"), "--max-pixels", "171")
+
+    def test_memory_of_a_bitmap_and_of_coefficients(self):
+        words = ["decode", SAMPLE, "-o", self.path("x.bmp"), "--bits", "24", "--max-memory"]
+        self.check(*words, str(3 * 640 * 480))
+        self.refused(1, "it takes 921600 bytes of memory, more than --max-memory 921599", *words,
+                     "921599")
+        if shutil.which("cjpeg") is None:
+            self.skipTest("cjpeg isn't installed")
+        picture = self.write("p.ppm", ppm(70, 50, lambda x, y: (3 * x, 5 * y, x + y)))
+        with open(self.path("p.jpg"), "wb") as out:
+            subprocess.run(["cjpeg", "-progressive", picture], stdout=out, check=True)
+        # 5 x 4 MCUs of 4 + 1 + 1 blocks of 64 coefficients of 2 bytes
+        words = ["decode", self.path("p.jpg"), "-o", self.path("x.ppm"), "--max-memory"]
+        self.check(*words, "15K")
+        self.refused(1, "it takes 15360 bytes of memory, more than --max-memory 15359", *words,
+                     "15359")
+        with open(self.path("p.jpg"), "rb") as file:
+            lie = self.write("l.jpg", with_size(file.read(), 65535, 30000))
+        for words in (["info", lie], ["exif", lie], ["view", lie],
+                      ["decode", lie, "-o", self.path("y.ppm")],
+                      ["thumbnail", lie, "-o", self.path("y.bmp")]):
+            with self.subTest(words):
+                self.refused(1, "bytes of memory, more than --max-memory 2147483648", *words)
+
+    def test_a_lie_costs_no_memory(self):
+        lie = self.write("l.jpg", with_size(PHOTO, 65535, 65535))
+        limit = 256 << 20
+        result = subprocess.run(
+            [*TOOL, "decode", lie, "-o", self.path("x.bmp"), "--keep-going"], capture_output=True,
+            timeout=60, preexec_fn=lambda: resource.setrlimit(resource.RLIMIT_FSIZE, (limit, limit)))
+        self.assertEqual(result.returncode, 1)
+        self.assertIn(b"--max-pixels", result.stderr)
+
+
+if __name__ == "__main__":
+    unittest.main(argv=[sys.argv[0], "-v"])

@@ -1,0 +1,36 @@
+// The command line of jpgtool decode.
+#ifndef JPGTOOL_DECODEOPTIONS_H
+#define JPGTOOL_DECODEOPTIONS_H
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "batch.h"
+#include "rowSource.h"
+
+namespace jpgtool {
+
+// One file's work.
+struct DecodeJob {
+  std::string in;
+  std::string out;
+  std::string eachScan;  // folder of a picture per scan; empty: one picture
+  ReadSettings settings;
+  bool keepGoing = false;
+  uint16_t bits = 0;  // of a bitmap; 0: band by band
+};
+
+// The command's: a job, or a batch of files that are all done like it.
+struct DecodePlan {
+  DecodeJob job;
+  std::vector<BatchItem> batch;  // empty: the job alone
+  std::string folder;            // of the batch
+  long jobs = 1;                 // processes at a time
+};
+
+bool parseDecode(const std::vector<std::string> &words, DecodePlan *plan, std::string *why);
+
+}  // namespace jpgtool
+
+#endif
