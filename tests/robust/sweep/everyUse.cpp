@@ -11,7 +11,6 @@ namespace {
 
 constexpr size_t kGuardBytes = 16;
 constexpr uint8_t kGuard = 0xA5;
-constexpr int32_t kBand = 16;       // rows of a call
 constexpr int kMaxSegments = 40;    // of a walk
 constexpr size_t kMaxRowBytes = 8;  // bytes of a pixel in any kind of row
 
@@ -50,6 +49,10 @@ class Use {
     jpgReadGetImageSize(handle_, &width_, &height_);
     jpgReadGetNumberOfChannels(handle_, &channels_);
     jpgReadGetCodingProcess(handle_, &process_);
+    used->width = std::max(used->width, width_);
+    used->height = std::max(used->height, height_);
+    used->channels = std::max(used->channels, channels_);
+    used->process |= process_;
   }
   ~Use() {
     if (handle_ != nullptr && jpgReadEpilog(handle_) != JPG_OK) used_->handlesClosed = false;
@@ -187,6 +190,7 @@ void useInPieces(const uint8_t *data, size_t size, Used *used) {
 
 }  // namespace
 
+// One handle at a time, so that the heap's peak is that of one.
 Used useStream(const uint8_t *data, size_t size) {
   Used used;
   // What an ordinary caller does; a stream without an end is opened by the next one.
@@ -203,12 +207,14 @@ Used useStream(const uint8_t *data, size_t size) {
     Use use(data, size, JPG_READ_COMPLETE, &used);
     if (!use.isLossless()) use.decodeBitmap(depth, depth == 16 ? JPG_SCALE_HALF : JPG_SCALE_FULL);
   }
-  Use seeking(data, size, JPG_READ_COMPLETE, &used);
-  jpgReadSetNoColorConversion(seeking.handle());
-  if (seeking.isProgressive()) {
-    seeking.decode(JPG_PROGRESSIVE_NEXT_SCAN);
-  } else {
-    seeking.seekIntervals();
+  {
+    Use use(data, size, JPG_READ_COMPLETE, &used);
+    jpgReadSetNoColorConversion(use.handle());
+    if (use.isProgressive()) {
+      use.decode(JPG_PROGRESSIVE_NEXT_SCAN);
+    } else {
+      use.seekIntervals();
+    }
   }
   useInPieces(data, size, &used);
   return used;
