@@ -1,12 +1,13 @@
 #!/usr/bin/env bash
 # Installs what is missing on a Debian machine: setup.sh GROUP...
-# Groups: build, test, clang, lint, bench.
+# Groups: build, test, clang, coverage, lint, bench.
 set -euo pipefail
 
 declare -A packages=(
   [build]="cmake ninja-build g++"
   [test]="libgtest-dev libjpeg-turbo-progs ffmpeg dcmtk libimage-exiftool-perl binutils pkgconf python3"
   [clang]="clang libclang-rt-14-dev"
+  [coverage]="clang-19 llvm-19 libclang-rt-19-dev"
   [lint]="clang-format-14 clang-tidy-14"
   [bench]="libbenchmark-dev libjpeg62-turbo-dev libavcodec-dev libdcmtk-dev pkgconf"
 )
