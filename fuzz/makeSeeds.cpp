@@ -201,6 +201,38 @@ Bytes withChoice(uint8_t choice, const Bytes &tiff) {
   return input;
 }
 
+// As fuzzApi takes it: a program of calls ahead of a stream.
+Bytes withProgram(const Bytes &program, const Bytes &stream) {
+  Bytes input = {static_cast<uint8_t>(program.size())};
+  append(&input, program);
+  append(&input, stream);
+  return input;
+}
+
+// Opens the stream; Exif and its thumbnail; segments; all decoders.
+Bytes readingProgram() {
+  Bytes program = {0, 0, 0, 0};                      // prolog, slot 0, from its start
+  append(&program, {39, 0, 0, 41, 0, 0, 24});        // attributes, thumbnail in 24 bits
+  append(&program, {10, 0, 0, 0, 11, 0, 0, 40, 0});  // the first segment and its data
+  for (const uint8_t decoder :
+       {uint8_t{15}, uint8_t{16}, uint8_t{18}, uint8_t{19}}) {  // 16 rows each
+    append(&program, {decoder, 0, 0, 7, 5, 3, 0, 5, 0});
+  }
+  append(&program, {20, 0, 0, 1, 5, 24, 16, 200, 0});  // into a bitmap
+  append(&program, {13, 0, 0, 1, 0, 4, 0, 0});         // restart seek, epilog
+  return program;
+}
+
+// A memory handle: settings, a segment, rows, what there is so far, and the rest.
+Bytes writingProgram() {
+  Bytes program = {2, 0, 2};
+  append(&program, {25, 0, 0, 0, 1, 0, 27, 0, 0, 200});          // sampling, quality
+  append(&program, {32, 0, 0, 20, 0, 0xE5});                     // a segment of 20 bytes
+  append(&program, {33, 0, 0, 0, 0, 100, 100, 4, 1, 0, 16, 0});  // rows
+  append(&program, {36, 0, 0, 0, 0, 38, 0, 0, 0, 0});
+  return program;
+}
+
 bool save(const std::string &folder, const char *name, const Bytes &input) {
   std::FILE *file = std::fopen((folder + "/" + name).c_str(), "wb");
   if (file == nullptr) return false;
@@ -222,5 +254,9 @@ int main(int argc, char **argv) {
   saved = save(argv[1], "exif", withChoices(0, 32, makeExif())) && saved;
   saved = save(argv[1], "tiff", withChoice(2, makeTiff())) && saved;
   saved = save(argv[1], "tiffRgb", withChoice(2, makeRgbTiff())) && saved;
+  saved = save(argv[1], "apiRead", withProgram(readingProgram(), makeSequential())) && saved;
+  saved = save(argv[1], "apiProgressive", withProgram(readingProgram(), makeExif())) && saved;
+  saved = save(argv[1], "apiWrite", withProgram(writingProgram(), makeSequential())) && saved;
+  saved = save(argv[1], "diffWrite", withChoices(1, 1, Bytes(2000, 0x35))) && saved;
   return saved ? 0 : 1;
 }

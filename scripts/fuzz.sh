@@ -8,7 +8,7 @@ scripts/setup.sh build clang
 cmake --preset fuzz >/dev/null
 cmake --build --preset fuzz
 mkdir -p build/fuzz/findings
-for target in fuzzRead fuzzWrite fuzzExif; do
+for target in fuzzRead fuzzWrite fuzzExif fuzzApi fuzzDiff; do
   mkdir -p "build/fuzz/corpus-$target"
   "build/fuzz/fuzz/$target" -max_total_time="$seconds" -dict=fuzz/jpeg.dict -timeout=10 \
     -rss_limit_mb=2048 -print_final_stats=0 -verbosity=0 \

@@ -1,13 +1,14 @@
 #!/usr/bin/env bash
 # Installs what is missing on a Debian machine: setup.sh GROUP...
-# Groups: build, test, clang, docs, lint, bench; i686, arm, armhf, s390x, device, device-v7, win32,
-# win64 for other targets.
+# Groups: build, test, clang, coverage, docs, lint, bench; i686, arm, armhf, s390x, device,
+# device-v7, win32, win64 for other targets.
 set -euo pipefail
 
 declare -A packages=(
   [build]="cmake ninja-build g++"
   [test]="libgtest-dev libjpeg-turbo-progs ffmpeg dcmtk libimage-exiftool-perl binutils dpkg pkgconf python3 python3-pytest python3-numpy mypy man-db groff-base"
   [clang]="clang libclang-rt-14-dev"
+  [coverage]="clang-19 llvm-19 libclang-rt-19-dev"
   [docs]="doxygen"
   [lint]="clang-format-14 clang-tidy-14"
   [bench]="libbenchmark-dev libjpeg62-turbo-dev libavcodec-dev libdcmtk-dev pkgconf"

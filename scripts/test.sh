@@ -10,7 +10,7 @@ if [ "${1:-}" = --preset ]; then
   shift 2
 fi
 scripts/setup.sh build test docs
-[ "$preset" = asan ] || [ "$preset" = clang ] && scripts/setup.sh clang
+case "$preset" in asan | tsan | clang) scripts/setup.sh clang ;; esac
 cmake --preset "$preset" >/dev/null
 cmake --build --preset "$preset"
 ctest --preset "$preset" -j "$(nproc)" "$@"

@@ -118,6 +118,27 @@ class Library(unittest.TestCase):
                     if match and ".rel.ro" not in line:
                         self.assertEqual(int(match.group(2), 16), 0, line)
 
+    def test_every_table_is_read_only(self):
+        """Objects of the shared library lie where nobody can write once it is loaded."""
+        sections = {}
+        for line in output("readelf", "-SW", LIBRARY).splitlines():
+            match = re.match(r"\s*\[\s*(\d+)\]\s+(\S+)\s+\S+\s+\w+\s+\w+\s+\w+\s+\w+\s+(\w*)", line)
+            if match:
+                sections[match.group(1)] = (match.group(2), match.group(3))
+        objects = re.findall(r":\s+\w+\s+\d+\s+OBJECT\s+\w+\s+\w+\s+(\d+)\s+(\S+)",
+                             output("readelf", "-sW", LIBRARY))
+        start_up = {"__dso_handle", "completed.0", "__TMC_END__", "_GLOBAL_OFFSET_TABLE_"}
+        tables = 0
+        for index, name in objects:
+            section, flags = sections[index]
+            # Constants with pointers in them are relocated once and then made read-only.
+            if ("W" not in flags and section.startswith(".rodata")) or section == ".data.rel.ro":
+                tables += 1
+            elif not section.startswith((".init_array", ".fini_array", ".dynamic", ".eh_frame")):
+                self.assertIn(name, start_up, f"{name} is in {section}")
+        self.assertGreater(tables, 10)
+        self.assertIn("GNU_RELRO", output("readelf", "-lW", LIBRARY))
+
 
 if __name__ == "__main__":
     unittest.main(argv=[sys.argv[0], "-v"])

@@ -12,7 +12,13 @@ constexpr uint32_t kAvxState = 6;
 
 // The dynamic linker calls the resolver ahead of everything else; it may use nothing but
 // the processor.
+#if defined(__clang__)
+#define JPG_BARE                                                                    \
+  __attribute__((disable_sanitizer_instrumentation, no_profile_instrument_function, \
+                 no_sanitize("coverage"), unused))
+#else
 #define JPG_BARE __attribute__((no_sanitize("address", "undefined", "thread"), unused))
+#endif
 
 JPG_BARE inline bool savesAvxState() {
   uint32_t low = 0, high = 0;
@@ -35,9 +41,12 @@ int32_t answerNone(uint32_t /*feature*/) { return 0; }
 
 }  // namespace
 
+// The attribute names the resolver as the assembler knows it, so it is told that name;
+// compilers differ in what they make of a static function's own.
+using Answer = int32_t (*)(uint32_t feature);
 extern "C" {
-// clang finds a resolver by its plain name, which one of internal linkage hasn't got.
-JPG_BARE int32_t (*jpgResolveFeature())(uint32_t) { return hasAvx2() ? answerAvx2 : answerNone; }
+static Answer jpgResolveFeature() __asm__("jpgResolveFeature");
+JPG_BARE static Answer jpgResolveFeature() { return hasAvx2() ? answerAvx2 : answerNone; }
 static int32_t jpgHasFeature(uint32_t feature) __attribute__((ifunc("jpgResolveFeature")));
 }
 
