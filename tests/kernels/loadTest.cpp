@@ -68,7 +68,7 @@ void scatter(Random *r, FencedBytes *bytes) {
     Random r(seed);
     scatter(&r, &in);
     for (const bool upsideDown : {false, true}) {
-      const auto stride = upsideDown ? -static_cast<ptrdiff_t>(pitch) : ptrdiff_t{pitch};
+      const auto stride = static_cast<ptrdiff_t>(pitch) * (upsideDown ? -1 : 1);
       const uint8_t *top = in.begin() + (upsideDown ? size_t{pitch} * (frame->rows() - 1) : 0);
       Blocks general, fast;
       general.fill(0x5A5A);

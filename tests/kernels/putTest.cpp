@@ -14,14 +14,12 @@ namespace {
 
 using namespace jpg;
 using jpgtest::FencedBytes;
-using jpgtest::KernelTest;
 using jpgtest::Random;
 
 // A frame's MCU ahead of its output: sampling bytes of 0x11 to 0x22, one for each component.
 class Mcu {
  public:
-  explicit Mcu(const std::vector<uint8_t> &sampling, uint32_t cell = 8)
-      : context_(std::make_unique<JpgContext>()), cell_(cell) {
+  explicit Mcu(const std::vector<uint8_t> &sampling) : context_(std::make_unique<JpgContext>()) {
     JpgContext *c = context_.get();
     c->kernels = bestKernels();
     c->numComponents = static_cast<uint32_t>(sampling.size());
@@ -38,8 +36,8 @@ class Mcu {
     blocks_.resize(size_t{64} * kMaxComponents * c->hvMax);
     scratch_.resize(size_t{64} * kMaxComponents * c->hvMax);
     map_.resize(size_t{kMaxComponents} * c->hvMax);
-    for (uint32_t i = 0; i < c->hvMax; i++) {
-      for (uint32_t k = 0; k < kMaxComponents; k++) cells_.push_back(i + k * c->hvMax);
+    for (uint32_t cell = 0; cell < c->hvMax; cell++) {
+      for (uint32_t k = 0; k < kMaxComponents; k++) cells_.push_back(cell + k * c->hvMax);
     }
     c->coefBuffer = blocks_.data();
     c->scratchBlocks = scratch_.data();
@@ -48,39 +46,37 @@ class Mcu {
   }
 
   JpgContext *c() { return context_.get(); }
-  uint32_t width() { return cell_ * c()->hMax; }
-  uint32_t height() { return cell_ * c()->vMax; }
+  // Of a cell of 2^code samples both ways.
+  uint32_t width(uint32_t code) { return c()->hMax << code; }
+  uint32_t height(uint32_t code) { return c()->vMax << code; }
   int16_t *blocks() { return blocks_.data(); }
 
-  // Samples of any value, or, at times, of the ends alone.
-  void scatter(Random *r) {
+  // Samples of any value, or, at times, of the ends alone. Beside the cells lies anything.
+  void scatter(Random *r, uint32_t code) {
     const bool ends = r->below(4) == 0;
-    for (int16_t &v : blocks_) {
+    for (size_t i = 0; i < blocks_.size(); i++) {
       const int32_t any = r->within(-128, 127);
-      v = static_cast<int16_t>(!ends ? any : any < 0 ? -128 : 127);
+      const bool inside = (i / 8 % 8) >> code == 0 && (i % 8) >> code == 0;
+      const int32_t beside = r->within(-32768, 32767);
+      blocks_[i] = static_cast<int16_t>(!inside ? beside : !ends ? any : any < 0 ? -128 : 127);
     }
   }
 
-  void putByGeneralRoutines(const JpgRect &rect, int32_t columns) {
-    if (cell_ == 8) {
-      chooseExpand (*c())(c(), samplingWord(*c()));
-      choosePixelWriter(*c(), rect)(c(), &rect, 0, columns);
-      return;
+  void putByGeneralRoutines(const JpgRect &rect, int32_t columns, uint32_t code) {
+    const uint32_t cell = 1U << code, sampling = samplingWord(*c());
+    if (c()->hvMax == 1) expandSingle(c());
+    if (c()->hvMax == 2) expandPair(c(), sampling, c()->hMax == 2, cell);
+    if (c()->hvMax == 4) expandQuad(c(), sampling, cell);
+    const auto n = static_cast<int32_t>(cell);
+    if (c()->numComponents == 1) {
+      putMcu<PutComponents<0>>(*c(), rect, 0, columns, n);
+    } else {
+      putMcu<PutYccToBgr>(*c(), rect, 0, columns, n);
     }
-    expandScaled();
-    putMcu<PutYccToBgr>(*c(), rect, 0, columns, static_cast<int32_t>(cell_));
   }
 
  private:
-  void expandScaled() {
-    const uint32_t sampling = samplingWord(*c());
-    if (c()->hvMax == 1) expandSingle(c());
-    if (c()->hvMax == 2) expandPair(c(), sampling, c()->hMax == 2, cell_);
-    if (c()->hvMax == 4) expandQuad(c(), sampling, cell_);
-  }
-
   std::unique_ptr<JpgContext> context_;
-  uint32_t cell_;  // samples of a block, both ways
   std::vector<int16_t> blocks_, scratch_;
   std::vector<int16_t *> map_;
   std::vector<uint32_t> cells_;
@@ -113,11 +109,12 @@ struct Canvas {
 };
 
 // Both ways of storing, into memory with the fence on either side.
-::testing::AssertionResult storesAlike(Mcu *mcu, McuKernel kernel, const Canvas &canvas) {
+::testing::AssertionResult storesAlike(Mcu *mcu, McuKernel kernel, const Canvas &canvas,
+                                       uint32_t code) {
   for (const FencedBytes::Fence fence : {FencedBytes::kBehind, FencedBytes::kAhead}) {
     FencedBytes general(canvas.size(), fence), fast(canvas.size(), fence);
     const JpgRect rect = canvas.rect(&general);
-    mcu->putByGeneralRoutines(rect, static_cast<int32_t>(canvas.columns));
+    mcu->putByGeneralRoutines(rect, static_cast<int32_t>(canvas.columns), code);
     kernel(mcu->blocks(), canvas.top(&fast), canvas.stride(), canvas.rows, canvas.columns);
     if (general.equals(fast)) continue;
     return ::testing::AssertionFailure()
@@ -127,14 +124,15 @@ struct Canvas {
 }
 
 // All parts of an MCU, with and without gaps, both ways up.
-void compareAllParts(Mcu *mcu, McuKernel kernel, uint32_t pixelBytes) {
+void compareAllParts(Mcu *mcu, McuKernel kernel, uint32_t pixelBytes, uint32_t code) {
   Random r(1);
-  for (uint32_t rows = 1; rows <= mcu->height(); rows++) {
-    for (uint32_t columns = 1; columns <= mcu->width(); columns++) {
+  for (uint32_t rows = 1; rows <= mcu->height(code); rows++) {
+    for (uint32_t columns = 1; columns <= mcu->width(code); columns++) {
       for (const uint32_t gap : {0U, 1U, 50U}) {
         for (const bool upsideDown : {false, true}) {
-          mcu->scatter(&r);
-          ASSERT_TRUE(storesAlike(mcu, kernel, {rows, columns, pixelBytes, gap, upsideDown}));
+          const Canvas canvas = {rows, columns, pixelBytes, gap, upsideDown};
+          mcu->scatter(&r, code);
+          ASSERT_TRUE(storesAlike(mcu, kernel, canvas, code));
         }
       }
     }
@@ -142,87 +140,103 @@ void compareAllParts(Mcu *mcu, McuKernel kernel, uint32_t pixelBytes) {
 }
 
 constexpr uint8_t kSampling[] = {0x11, 0x12, 0x21, 0x22};
+constexpr uint32_t kCodes = 4;  // of scales; the last is full size
 
-class PutKernels : public KernelTest {};
-
-TEST_F(PutKernels, StoreGrayAsTheGeneralRoutines) {
-  Mcu mcu({0x11});
-  compareAllParts(&mcu, best_->putGray, 1);
+// The plain kernels have the general routines to equal, too.
+std::vector<const Kernels *> allSets() {
+  std::vector<const Kernels *> sets;
+  sets.push_back(&jpgPlainKernels);
+  if (bestKernels() != &jpgPlainKernels) sets.push_back(bestKernels());
+  return sets;
 }
 
-TEST_F(PutKernels, StoreColourAsTheGeneralRoutinesInEveryLayout) {
-  for (uint32_t h = 1; h <= 2; h++) {
-    for (uint32_t v = 1; v <= 2; v++) {
-      const McuKernel kernel = (*best_->putYcc[kScaleFull])[h - 1][v - 1];
-      SCOPED_TRACE(::testing::Message() << h << "x" << v);
-      Mcu mcu({static_cast<uint8_t>(h << 4 | v), 0x11, 0x11});
-      compareAllParts(&mcu, kernel, 3);
+TEST(PutKernels, StoreGrayAsTheGeneralRoutinesAtEveryScale) {
+  for (const Kernels *set : allSets()) {
+    for (uint32_t code = 0; code < kCodes; code++) {
+      SCOPED_TRACE(::testing::Message() << "code " << code);
+      Mcu mcu({0x11});
+      compareAllParts(&mcu, set->putGray, 1, code);
     }
   }
 }
 
-// Scaled pixels stand in the cells' corners, which the general routines for them expand alike.
-TEST_F(PutKernels, StoreScaledColourAsTheGeneralRoutinesInEveryLayout) {
-  for (uint32_t code = 0; code < kScaleFull; code++) {
-    for (uint32_t layout = 0; layout < 4; layout++) {
-      const uint32_t h = 1 + layout / 2, v = 1 + layout % 2;
-      SCOPED_TRACE(::testing::Message() << h << "x" << v << ", cells of " << (1U << code));
-      Mcu mcu({static_cast<uint8_t>(h << 4 | v), 0x11, 0x11}, 1U << code);
-      compareAllParts(&mcu, (*best_->putYcc[code])[h - 1][v - 1], 3);
-      compareAllParts(&mcu, (*plain_->putYcc[code])[h - 1][v - 1], 3);
+TEST(PutKernels, StoreColourAsTheGeneralRoutinesInEveryLayoutAtEveryScale) {
+  for (const Kernels *set : allSets()) {
+    for (uint32_t i = 0; i < 4 * kCodes; i++) {
+      const uint32_t code = i / 4, h = 1 + (i & 1), v = 1 + (i >> 1 & 1);
+      SCOPED_TRACE(::testing::Message() << h << "x" << v << ", code " << code);
+      Mcu mcu({static_cast<uint8_t>(h << 4 | v), 0x11, 0x11});
+      compareAllParts(&mcu, (*set->putYcc[code])[h - 1][v - 1], 3, code);
     }
   }
 }
 
 // A layout for which a kernel is chosen is one that it serves.
-TEST_F(PutKernels, AreChosenOnlyForWhatTheyStore) {
+TEST(PutKernels, AreChosenOnlyForWhatTheyStore) {
+  constexpr uint32_t kFlags[] = {0, kFlagYcbcrToRgb, kFlagYcbcrToRgb | kFlagNoColorConversion};
   uint32_t chosen = 0;
   Random r(2);
-  for (uint32_t layout = 0; layout < 4 * 4 * 4 * 3; layout++) {
+  for (uint32_t layout = 0; layout < 4 * 4 * 4 * 3 * kCodes; layout++) {
+    const uint32_t code = layout / (4 * 4 * 4 * 3);
     Mcu mcu({kSampling[layout & 3], kSampling[layout >> 2 & 3], kSampling[layout >> 4 & 3]});
-    constexpr uint32_t kFlags[] = {0, kFlagYcbcrToRgb, kFlagYcbcrToRgb | kFlagNoColorConversion};
-    mcu.c()->flags = kFlags[layout >> 6];
-    const Canvas canvas = {mcu.height(), mcu.width(), 3, 0, false};
+    mcu.c()->flags = kFlags[layout / 64 % 3];
+    const Canvas canvas = {mcu.height(code), mcu.width(code), 3, 0, false};
     FencedBytes unused(canvas.size(), FencedBytes::kBehind);
     const PixelWriter writer = choosePixelWriter(*mcu.c(), canvas.rect(&unused));
-    const McuKernel kernel = chooseMcuKernel(*mcu.c(), writer, kScaleFull);
+    const McuKernel kernel = chooseMcuKernel(*mcu.c(), writer, code);
     if (kernel == nullptr) continue;
     chosen++;
-    mcu.scatter(&r);
-    ASSERT_TRUE(storesAlike(&mcu, kernel, canvas)) << "layout " << layout;
+    EXPECT_EQ(mcu.c()->flags, kFlagYcbcrToRgb);
+    mcu.scatter(&r, code);
+    ASSERT_TRUE(storesAlike(&mcu, kernel, canvas, code)) << "layout " << layout;
   }
-  EXPECT_LE(chosen, 4U);
+  EXPECT_EQ(chosen, 4 * kCodes);
 }
 
 // Single components of every sampling, which are stored as bytes.
-TEST_F(PutKernels, OfGrayAreChosenOnlyForMcusOfOneBlock) {
+TEST(PutKernels, OfGrayAreChosenOnlyForMcusOfOneBlock) {
   Random r(3);
-  for (const uint8_t sampling : kSampling) {
-    Mcu mcu({sampling});
-    const McuKernel kernel = chooseMcuKernel(*mcu.c(), jpgPutGray, kScaleFull);
+  for (uint32_t i = 0; i < 4 * kCodes; i++) {
+    const uint32_t code = i / 4;
+    Mcu mcu({kSampling[i % 4]});
+    const McuKernel kernel = chooseMcuKernel(*mcu.c(), jpgPutGray, code);
+    EXPECT_EQ(kernel != nullptr, i % 4 == 0);
     if (kernel == nullptr) continue;
-    mcu.scatter(&r);
-    EXPECT_TRUE(storesAlike(&mcu, kernel, {mcu.height(), mcu.width(), 1, 0, false}));
+    mcu.scatter(&r, code);
+    EXPECT_TRUE(storesAlike(&mcu, kernel, {mcu.height(code), mcu.width(code), 1, 0, false}, code));
   }
 }
 
-// All samples there are, in the layout where each pixel has its own.
-TEST_F(PutKernels, ConvertEveryColourAsTheGeneralRoutines) {
-  const McuKernel kernel = (*best_->putYcc[kScaleFull])[0][0];
+// All samples there are, in the layout where each pixel has its own. Half-size cells convert by
+// a routine of their own.
+void convertEveryColour(const Kernels &set, uint32_t code) {
+  const McuKernel kernel = (*set.putYcc[code])[0][0];
   Mcu mcu({0x11, 0x11, 0x11});
-  std::array<uint8_t, 3 * 64> general, fast;
-  const JpgRect rect = {8, 8, 24, 24, 3, 8, general.data(), 0, 0};
+  std::array<uint8_t, 3 * 64> general = {}, fast = {};
+  const int32_t n = 1 << code;
+  const JpgRect rect = {n, n, 24, 24, 3, 8, general.data(), 0, 0};
   int16_t *cb = mcu.blocks() + 64, *cr = cb + 64;
   for (int32_t pair = 0; pair < 65536; pair++) {
     std::fill(cb, cb + 64, static_cast<int16_t>(pair % 256 - 128));
     std::fill(cr, cr + 64, static_cast<int16_t>(pair / 256 - 128));
-    for (int32_t first = -128; first < 128; first += 64) {
-      for (int32_t i = 0; i < 64; i++) mcu.blocks()[i] = static_cast<int16_t>(first + i);
-      mcu.putByGeneralRoutines(rect, 8);
-      kernel(mcu.blocks(), fast.data(), 24, 8, 8);
+    for (int32_t first = -128; first < 128; first += n * n) {
+      for (int32_t i = 0; i < n * n; i++) {
+        mcu.blocks()[8 * (i / n) + i % n] = static_cast<int16_t>(first + i);
+      }
+      mcu.putByGeneralRoutines(rect, n, code);
+      kernel(mcu.blocks(), fast.data(), 24, static_cast<uint32_t>(n), static_cast<uint32_t>(n));
       ASSERT_EQ(general, fast) << "Cb " << cb[0] << ", Cr " << cr[0] << ", Y from " << first;
     }
   }
+}
+
+TEST(PutKernels, ConvertEveryColourAsTheGeneralRoutines) {
+  for (const Kernels *set : allSets()) convertEveryColour(*set, kScaleFull);
+}
+
+TEST(PutKernels, ConvertEveryColourOfHalfSizeAsTheGeneralRoutines) {
+  if (bestKernels() == &jpgPlainKernels) GTEST_SKIP() << "this processor has the plain kernels";
+  convertEveryColour(*bestKernels(), kScaleFull - 1);
 }
 
 }  // namespace

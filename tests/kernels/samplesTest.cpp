@@ -64,6 +64,31 @@ void line(Random *r, Block *block) {
   }
 }
 
+// The first coefficients of the coded order alone, up to any of them.
+void low(Random *r, Block *block) {
+  block->fill(0);
+  const uint32_t last = r->below(r->below(2) == 0 ? 12 : 64);
+  const int32_t magnitude = anyMagnitude(r);
+  for (uint32_t k = 0; k <= last; k++) {
+    (*block)[jpg::kZigZag.natural[k]] = limited(r->within(-magnitude, magnitude));
+  }
+}
+// Columns whose magnitudes sum up to about 2900, which is as far as the faster passes go.
+void modest(Random *r, Block *block) {
+  block->fill(0);
+  const uint32_t last = 1 + r->below(r->below(2) == 0 ? 10 : 63), rows = 1 + r->below(8);
+  for (uint32_t column = 0; column < 8; column++) {
+    int32_t left = 2890 + r->within(0, 20);
+    for (uint32_t i = 0; i < rows; i++) {
+      const int32_t v = i + 1 == rows || r->below(3) == 0 ? left : r->within(0, left);
+      int16_t *at = &(*block)[8 * r->below(8) + column];
+      *at = narrow(*at != 0 ? *at : r->below(2) != 0 ? v : -v);
+      left -= v;
+    }
+  }
+  for (uint32_t k = last + 1; k < 64; k++) (*block)[jpg::kZigZag.natural[k]] = 0;
+}
+
 struct Distribution {
   const char *name;
   Fill fill;
@@ -72,35 +97,35 @@ constexpr Distribution kDistributions[] = {
     {"sparse", sparse},   {"sparse of any size", sparseOfAnySize},
     {"dense", dense},     {"dense of any size", denseOfAnySize},
     {"full", full},       {"extreme", extreme},
-    {"falling", falling}, {"line", line}};
+    {"falling", falling}, {"line", line},
+    {"low", low},         {"modest", modest}};
 
 // More than a million blocks in all.
-constexpr uint32_t kBlocksEach = 131072;
+constexpr uint32_t kBlocksEach = 110000;
 
 class Samples : public KernelTest {
  protected:
-  // True when both kernels make the same of the block.
+  // True when both kernels make the same of the block, told where its coefficients end or not,
+  // and of its corner.
   bool agree(const Block &block) const {
+    uint32_t last = 63;
+    while (last > 1 && block[jpg::kZigZag.natural[last]] == 0) last--;
+    return agreeUpTo(block, last) && (last == 63 || agreeUpTo(block, 63)) && halvesAgree(block);
+  }
+  bool agreeUpTo(const Block &block, uint32_t last) const {
     Block plain = block, best = block;
-    const uint32_t last = lastOf(block);
     plain_->makeSamples(plain.data(), last);
     best_->makeSamples(best.data(), last);
-    return plain == best && halvesAgree(block);
+    return plain == best;
   }
-  // The coded position of the last coefficient, 1 at least.
-  uint32_t lastOf(const Block &block) const {
-    const uint64_t present = plain_->present(block.data()) | 2;
-    uint32_t last = 63;
-    while ((present >> last & 1) == 0) last--;
-    return last;
-  }
-  // Half-size samples fill the upper left corner; what lies outside of it doesn't matter.
+  // Of a corner, what lies outside of it doesn't matter.
   bool halvesAgree(const Block &block) const {
+    constexpr uint32_t kLastOfCorner = 24;  // row 3, column 3
     Block plain = block, best = block;
-    plain_->makeHalfSamples(plain.data(), 24);
-    best_->makeHalfSamples(best.data(), 24);
-    for (size_t i = 0; i < 32; i++) {
-      if (i % 8 < 4 && plain[i] != best[i]) return false;
+    plain_->makeHalfSamples(plain.data(), kLastOfCorner);
+    best_->makeHalfSamples(best.data(), kLastOfCorner);
+    for (size_t i = 0; i < 16; i++) {
+      if (plain[8 * (i / 4) + i % 4] != best[8 * (i / 4) + i % 4]) return false;
     }
     return true;
   }
@@ -148,16 +173,46 @@ TEST_F(Samples, OfPairsOfExtremesAreThePlainOnes) {
   }
 }
 
-// A column of DC alone leaves the first pass with 2896 / 512 of it, beyond 16 bits from 5793 on;
-// with another coefficient in it, some of its values are and some aren't.
+// Sums of magnitudes where the faster passes end: each of them, at every pair of places of a
+// column, with all signs. And a sum of DC alone whose value, 2896 / 512 of it, needs 17 bits
+// from 5793 on.
 TEST_F(Samples, OfValuesAboutTheRangeOfThePassesAreThePlainOnes) {
-  for (size_t column = 0; column < 8; column++) {
+  constexpr int32_t kSums[] = {2896, 2897, 2898, 2899, 2900, 2901, 2902, 5791, 5792, 5793, 5794};
+  for (const int32_t sum : kSums) {
+    for (size_t place = 0; place < 64; place++) {
+      for (size_t row = 0; row < 8; row++) {
+        for (int32_t part = 0; part <= 8; part++) {
+          for (uint32_t signs = 0; signs < 4; signs++) {
+            Block block = {};
+            const int32_t first = sum * part / 8, second = sum - first;
+            block[8 * row + place % 8] = narrow((signs & 2) != 0 ? -second : second);
+            block[place] = narrow((signs & 1) != 0 ? -first : first);
+            ASSERT_TRUE(agree(block)) << first << " at " << place << ", " << second << " in row "
+                                      << row << ", signs " << signs;
+          }
+        }
+      }
+    }
+  }
+}
+
+// Every value of the vertical frequency 1, whose square the first pass has, beside each other
+// coefficient of its column that is as large as the faster passes allow.
+TEST_F(Samples, OfSquaresInTheFirstPassAreThePlainOnes) {
+  for (int32_t v = -3000; v <= 3000; v++) {
+    const int32_t rest = 2900 - (v < 0 ? -v : v);
     for (size_t row = 0; row < 8; row++) {
-      for (int32_t dc = 5700; dc < 5900; dc++) {
+      for (const int32_t other : {rest, -rest}) {
         Block block = {};
-        block[8 * row + column] = narrow(row % 3 != 0 ? dc / 3 : -dc);
-        block[column] = narrow(column % 2 != 0 ? dc : -dc);
-        ASSERT_TRUE(agree(block)) << dc << " in row " << row << ", column " << column;
+        for (size_t column = 0; column < 8; column++) {
+          block[8 * row + column] = narrow(other);
+          block[8 + column] = narrow(column % 2 != 0 ? v : -v);
+        }
+        ASSERT_TRUE(agree(block)) << v << ", " << other << " in row " << row;
+        for (size_t column = 4; column < 8; column++) {
+          for (size_t k = 0; k < 8; k++) block[8 * k + column] = 0;
+        }
+        ASSERT_TRUE(agree(block)) << v << ", " << other << " in row " << row;
       }
     }
   }
