@@ -201,11 +201,13 @@ bool planBatch(const Options &options, const std::string &extension, std::vector
   if (folder.back() != '/') folder += '/';
   std::map<std::string, std::string> takenBy;
   for (const std::string &file : options.files) {
-    const std::string out = folder + stemOf(file) + "." + extension;
+    std::string out = folder;
+    out += stemOf(file) + "." + extension;
     if (file == "-") {
       *why = "standard input has no name for its place in a folder";
     } else if (takenBy.count(out) != 0) {
-      *why = takenBy[out] + " and " + file + " would both become " + out;
+      *why = takenBy[out];
+      *why += " and " + file + " would both become " + out;
     }
     takenBy[out] = file;
     items->push_back({file, out});
