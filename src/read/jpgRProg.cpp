@@ -260,7 +260,7 @@ void putRows(JpgContext *c, const McuPipeline &output, const JpgRect &target, in
   int32_t band = rows < mcuHeight ? rows : mcuHeight;
   uint32_t mcuRow = c->rowPosition / c->mcuHeight;
   c->coefCurrent = storedMcu(*c, mcuRow * c->mcusPerRow);
-  NaturalTables tables;
+  NaturalTables tables = {};
   makeNaturalTables(*c, &tables);
   for (; mcuRow < c->mcuRows; mcuRow++) {
     rect.height = band < rows ? band : rows;
