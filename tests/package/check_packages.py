@@ -102,7 +102,8 @@ class Packages(unittest.TestCase):
                           if "/include/" in name and not name.endswith("/")}, HEADERS)
         for part in ("/libjpg.a", "/libjpg.so", "/pkgconfig/jpg.pc", "/cmake/jpg/jpgConfig.cmake"):
             self.assertTrue(any(name.endswith(part) for name in dev), part)
-        self.assertEqual({name for name in tool if not name.endswith("/")}, {"./usr/bin/jpgtool"})
+        self.assertEqual({name for name in tool if not name.endswith("/")},
+                         {"./usr/bin/jpgtool", "./usr/share/man/man1/jpgtool.1"})
 
     def test_debian_packages_depend_on_each_other_and_run_no_scripts(self):
         fields = run("dpkg-deb", "-f", package("libjpg-dev"), "Depends")
