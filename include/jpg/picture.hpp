@@ -89,7 +89,8 @@ class Picture {
   }
   /** @param y row below height()  @return its samples of more than 8 bits */
   Span<uint16_t> row16(uint32_t y) const {
-    return {reinterpret_cast<uint16_t *>(row(y).data()), layout_.rowBytes() / 2U};
+    void *samples = row(y).data(); /* rows of such samples are aligned for them */
+    return {static_cast<uint16_t *>(samples), layout_.rowBytes() / 2U};
   }
   /** @return the description that the library takes */
   Result<JpgRect> rect() const { return rectOver(samples(), layout_); }
@@ -103,7 +104,7 @@ class Picture {
 class Bitmap {
  public:
   /** @return header and colour table or masks */
-  const BITMAPINFO &info() const { return *reinterpret_cast<BITMAPINFO *>(header_.data()); }
+  const BITMAPINFO &info() const { return *header(header_); }
   /** @return pixels a row */
   uint32_t width() const { return static_cast<uint32_t>(info().bmiHeader.biWidth); }
   /** @return rows */
@@ -121,14 +122,19 @@ class Bitmap {
   friend class Reader;
   friend class Exif;
 
+  /* The block is aligned for it: `new` aligns for everything. */
+  static BITMAPINFO *header(const Buffer &block) {
+    void *data = block.data();
+    return static_cast<BITMAPINFO *>(data);
+  }
   /* Describes with `read(null, info)`, makes room and decodes with `read(bits, info)`. */
   template <class F>
   static Result<Bitmap> make(uint16_t depth, const F &read) {
     Bitmap bitmap;
-    Result<Buffer> header = Buffer::make(sizeof(BITMAPINFOHEADER) + 256 * sizeof(RGBQUAD));
-    if (!header) return header.status();
-    bitmap.header_ = std::move(*header);
-    auto *info = reinterpret_cast<BITMAPINFO *>(bitmap.header_.data());
+    Result<Buffer> block = Buffer::make(sizeof(BITMAPINFOHEADER) + 256 * sizeof(RGBQUAD));
+    if (!block) return block.status();
+    bitmap.header_ = std::move(*block);
+    BITMAPINFO *info = header(bitmap.header_);
     info->bmiHeader.biSize = sizeof(BITMAPINFOHEADER);
     info->bmiHeader.biBitCount = depth;
     Status status(read(nullptr, info));

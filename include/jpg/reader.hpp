@@ -350,7 +350,8 @@ struct Band {
   }
   /** @param y row below `rows`  @return its samples of more than 8 bits */
   Span<uint16_t> row16(uint32_t y) const {
-    return {reinterpret_cast<uint16_t *>(row(y).data()), layout.rowBytes() / 2U};
+    void *samples = row(y).data(); /* rows of such samples are aligned for them */
+    return {static_cast<uint16_t *>(samples), layout.rowBytes() / 2U};
   }
 };
 

@@ -1,13 +1,15 @@
 #!/usr/bin/env python3
 """Compares the binary interface with the committed list.
 
-check_abi.py HEADER LIBRARY C_COMPILER LIST [--update]
+check_abi.py HEADER LIBRARY C_COMPILER LIST [--update] [--link FLAGS] [--run EMULATOR]
 
 What a program compiled yesterday relies on: the exported symbols, the layout of every
 structure of the header (measured by the compiler, not read), the values of its constants
 and the functions' signatures. Lists differ by the size of a pointer; there is one for each.
-With --update the list is written anew, for a change that is meant.
+With --update the list is written anew, for a change that is meant. --link and --run say how
+a program for another machine is linked and run.
 """
+import argparse
 import difflib
 import pathlib
 import re
@@ -47,14 +49,14 @@ def layout_program(text):
     return "\n".join(lines + ["  return 0;", "}", ""])
 
 
-def measured(header, compiler):
+def measured(header, compiler, link, emulator):
     text = without_comments(header.read_text(encoding="utf-8"))
     with tempfile.TemporaryDirectory() as folder:
         source = pathlib.Path(folder, "layout.c")
         source.write_text(layout_program(text), encoding="utf-8")
         program = str(pathlib.Path(folder, "layout"))
-        run(compiler, "-std=c11", f"-I{header.parent}", str(source), "-o", program)
-        lines = run(program).splitlines()
+        run(compiler, "-std=c11", f"-I{header.parent}", str(source), "-o", program, *link)
+        lines = run(*emulator, program).splitlines()
     for result, name, arguments in re.findall(
             r"JPG_API (\w+) JPG_CALL\s+(\w+)\(([^)]*)\)", text):
         lines.append(f"function {result} {name}({' '.join(arguments.split())})")
@@ -67,11 +69,20 @@ def symbols(library):
 
 
 def main():
-    header, library, compiler = pathlib.Path(sys.argv[1]), sys.argv[2], sys.argv[3]
-    actual = symbols(library) + measured(header, compiler)
+    parser = argparse.ArgumentParser()
+    parser.add_argument("header", type=pathlib.Path)
+    for name in ("library", "compiler", "list"):
+        parser.add_argument(name)
+    parser.add_argument("--update", action="store_true")
+    parser.add_argument("--link", default="")
+    parser.add_argument("--run", default="")
+    words = parser.parse_args()
+    emulator = words.run.replace(";", " ").split()
+    actual = symbols(words.library) + measured(words.header, words.compiler, words.link.split(),
+                                               emulator)
     pointer = next(line for line in actual if line.startswith("size JPGHANDLE ")).split()[2]
-    path = pathlib.Path(f"{sys.argv[4]}.{8 * int(pointer)}.txt")
-    if "--update" in sys.argv:
+    path = pathlib.Path(f"{words.list}.{8 * int(pointer)}.txt")
+    if words.update:
         path.write_text("\n".join(actual) + "\n", encoding="utf-8")
         return 0
     if not path.exists():

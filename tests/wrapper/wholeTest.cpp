@@ -5,6 +5,7 @@
 
 #include "jpg.hpp"
 #include "platform/faulty/faulty.h"
+#include "support/bytes.h"
 #include "support/picture.h"
 #include "support/reader.h"
 
@@ -13,6 +14,11 @@ namespace {
 using jpgtest::Bytes;
 
 Bytes stream() { return encode(jpgtest::makePicture(24, 24, {0x11, 0x11, 0x11})); }
+
+void fillWithNoise(jpg::Picture *picture) {
+  jpgtest::Random random(1);
+  for (uint8_t &sample : picture->samples()) sample = static_cast<uint8_t>(random.between(0, 255));
+}
 
 class Ownership : public testing::Test {
  protected:
@@ -65,8 +71,8 @@ TEST_F(Ownership, AWriterThrowsAwayWhatNobodyTook) {
 
 TEST_F(Ownership, AFailedFinishLeavesNothing) {
   auto picture = jpg::Picture::make({64, 64, 1, 8});
-  uint8_t next = 0;
-  for (uint8_t &v : picture->samples()) v = next = static_cast<uint8_t>(next + 37);
+  ASSERT_TRUE(picture.ok());
+  fillWithNoise(&*picture);
   jpg::Result<jpg::MemoryWriter> writer = jpg::MemoryWriter::create();
   ASSERT_TRUE(writer.ok());
   EXPECT_RESULT(JPG_OK, writer->encode(*picture).code());
