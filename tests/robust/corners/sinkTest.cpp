@@ -51,6 +51,18 @@ TEST(Sink, MayComeUpShortAtEveryByte) {
   }
 }
 
+// No picture: DNL, of six bytes, and EOI come behind the segment.
+TEST(Sink, MayComeUpShortAtTheEnd) {
+  for (uint32_t left = 1; left < 16; left++) {
+    JPGHANDLE h = nullptr;
+    ASSERT_RESULT(JPG_OK, jpgWritePrologToFile(u"/dev/full", 0, &h));
+    const Bytes filler(kStage - kSegmentHead - left, 0x33);
+    const auto length = static_cast<uint32_t>(filler.size());
+    EXPECT_RESULT(JPG_OK, jpgWriteWriteMarkerSegment(h, 0xFFFE, filler.data(), length));
+    EXPECT_RESULT(JPG_E_WRITE_FAULT, jpgWriteEpilogToFile(h)) << left;
+  }
+}
+
 TEST(Sink, GetsTheSameBytesWhereverItsStageEnds) {
   for (const bool lossless : {false, true}) {
     Bytes first;
