@@ -33,7 +33,7 @@ report() {
 report report --show-mcdc-summary --show-branch-summary |
   awk '!/^-+$/ && !/^Filename/ { printf "%-34s lines %5d missed %3d  branches %4d missed %3d  MC/DC %4d missed %3d\n", $1, $8, $9, $11, $12, $14, $15 }'
 if $missed; then
-  report show --show-mcdc --show-branches=count > build/coverage/show.txt
+  report show --show-mcdc --show-branches=count --show-instantiations=false > build/coverage/show.txt
   scripts/missed.py build/coverage/show.txt > build/coverage/missed.txt
   echo "coverage: see build/coverage/missed.txt"
 fi

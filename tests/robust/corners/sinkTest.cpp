@@ -1,0 +1,159 @@
+// Output that comes up short at every byte of the headers and of the first MCUs, and going
+// back in a stream that can't.
+#include <gtest/gtest.h>
+
+#include "exif/jpgRExif.h"
+#include "exif/tiffBuilder.h"
+#include "faulty.h"
+#include "support/picture.h"
+#include "support/reader.h"
+
+namespace jpgtest {
+namespace {
+
+namespace faulty = jpg::faulty;
+
+constexpr uint32_t kStage = 4096;     // bytes that the writer collects
+constexpr uint32_t kHeaders = 700;    // more than headers and the coded data take
+constexpr uint32_t kSegmentHead = 6;  // SOI, a marker and its length
+
+JpgRect noise(Bytes &samples) {
+  samples.resize(size_t{3} * 16 * 16);
+  Random random(6);
+  for (uint8_t &s : samples) s = static_cast<uint8_t>(random.between(0, 255));
+  return {16, 16, 48, 24, 3, 8, samples.data(), 0, 0};
+}
+
+// Writes a segment that leaves so many bytes of the stage, then a picture.
+uint32_t writeBehind(JPGHANDLE h, uint32_t left, bool lossless, uint32_t sampling) {
+  Bytes samples;
+  const JpgRect rect = noise(samples);
+  const Bytes filler(kStage - kSegmentHead - left, 0x33);
+  const auto length = static_cast<uint32_t>(filler.size());
+  EXPECT_RESULT(JPG_OK, jpgWriteSetRestartInterval(h, lossless ? 16 : 1));
+  EXPECT_RESULT(JPG_OK, jpgWriteSetSubsamplingFactor(h, sampling));
+  EXPECT_RESULT(JPG_OK, jpgWriteWriteMarkerSegment(h, 0xFFFE, filler.data(), length));
+  return lossless ? jpgWriteSpatialFromRect(h, &rect, 16) : jpgWriteFromRect(h, &rect, 16);
+}
+
+TEST(Sink, MayComeUpShortAtEveryByte) {
+  for (const bool lossless : {false, true}) {
+    for (uint32_t left = 1; left < kHeaders; left++) {
+      faulty::reset();
+      JPGHANDLE h = nullptr;
+      ASSERT_RESULT(JPG_OK, jpgWritePrologToFile(u"/dev/full", 0, &h));
+      const uint32_t r = writeBehind(h, left, lossless, 0x00111111);
+      EXPECT_RESULT(JPG_E_WRITE_FAULT, r) << left;
+      EXPECT_RESULT(JPG_E_WRITE_FAULT, jpgWriteEpilogToFile(h)) << left;
+      EXPECT_EQ(0u, faulty::liveBlocks());
+      EXPECT_EQ(0u, faulty::openFiles());
+    }
+  }
+}
+
+// No picture: DNL, of six bytes, and EOI come behind the segment.
+TEST(Sink, MayComeUpShortAtTheEnd) {
+  for (uint32_t left = 1; left < 16; left++) {
+    JPGHANDLE h = nullptr;
+    ASSERT_RESULT(JPG_OK, jpgWritePrologToFile(u"/dev/full", 0, &h));
+    const Bytes filler(kStage - kSegmentHead - left, 0x33);
+    const auto length = static_cast<uint32_t>(filler.size());
+    EXPECT_RESULT(JPG_OK, jpgWriteWriteMarkerSegment(h, 0xFFFE, filler.data(), length));
+    EXPECT_RESULT(JPG_E_WRITE_FAULT, jpgWriteEpilogToFile(h)) << left;
+  }
+}
+
+TEST(Sink, GetsTheSameBytesWhereverItsStageEnds) {
+  for (const bool lossless : {false, true}) {
+    Bytes first;
+    for (uint32_t left = 0; left < kHeaders; left++) {
+      JPGHANDLE h = nullptr;
+      ASSERT_RESULT(JPG_OK, jpgWritePrologToMemory(0, &h));
+      EXPECT_RESULT(JPG_OK, writeBehind(h, left, lossless, 0x00111111));
+      void *data = nullptr;
+      uint32_t size = 0;
+      ASSERT_RESULT(JPG_OK, jpgWriteEpilogToMemory(h, &data, &size));
+      const auto *bytes = static_cast<const uint8_t *>(data);
+      const Bytes behind(bytes + kStage - left, bytes + size);
+      EXPECT_RESULT(JPG_OK, jpgWriteFreeBitstream(data));
+      if (left == 0) first = behind;
+      EXPECT_EQ(first, behind) << left;
+    }
+  }
+}
+
+TEST(Sink, PartialBitstreamsMayRunOutOfMemoryAtEveryAllocation) {
+  bool untouched = false;
+  for (uint32_t n = 1; n < 100 && !untouched; n++) {
+    faulty::reset();
+    faulty::arm(faulty::Operation::kAlloc, faulty::Fault::kFailAfter, n);
+    JPGHANDLE h = nullptr;
+    uint32_t r = jpgWritePrologToMemory(JPG_WRITE_PARTIAL_BITSTREAM, &h);
+    EXPECT_EQ(r == JPG_OK, h != nullptr);
+    void *data = nullptr;
+    uint32_t size = 0;
+    for (int piece = 0; piece < 2 && r == JPG_OK; piece++) {
+      r = jpgWriteGetPartialBitstream(h, &data, &size);
+      if (r == JPG_OK) {
+        EXPECT_RESULT(JPG_OK, jpgWriteFreeBitstream(data));
+      }
+    }
+    untouched = !faulty::faultHappened();
+    EXPECT_EQ(untouched, r == JPG_OK);
+    if (!untouched) {
+      EXPECT_TRUE(r == JPG_E_OUT_OF_MEMORY || r == JPG_E_WRITE_FAULT) << nameOf(r);
+    }
+    if (h != nullptr) jpgWriteEpilogToFile(h);
+    EXPECT_EQ(0u, faulty::liveBlocks()) << n;
+  }
+  EXPECT_TRUE(untouched);
+  faulty::reset();
+}
+
+// A byte 0 ends the check of the factors, so that those above it are told by the encoder.
+TEST(Sink, FactorsAboveAByteOfZeroAreRefusedByTheEncoder) {
+  for (const uint32_t sampling : {0x00110011U, 0x00330011U, 0x00130011U, 0x00310011U, 0x00100011U,
+                                  0x00010011U, 0x00220011U}) {
+    JPGHANDLE h = nullptr;
+    ASSERT_RESULT(JPG_OK, jpgWritePrologToMemory(0, &h));
+    EXPECT_RESULT(JPG_E_UNSUPPORTED, writeBehind(h, kHeaders, false, sampling)) << sampling;
+    EXPECT_NE(JPG_E_INVALID_HANDLE, jpgWriteEpilogToFile(h));
+  }
+}
+
+TEST(Source, RestartSeeksMayFailToGoBack) {
+  Picture p = makePicture(16, 16, {0x11});
+  p.restartInterval = 2;
+  const TempFile file(encode(p));
+  faulty::reset();
+  JPGHANDLE h = nullptr;
+  ASSERT_RESULT(JPG_OK, jpgReadPrologFromFile(widePath(file.path()).c_str(), 0, 0, 0, &h));
+  faulty::arm(faulty::Operation::kSeek, faulty::Fault::kFail,
+              faulty::calls(faulty::Operation::kSeek) + 1);
+  EXPECT_RESULT(JPG_E_SEEK, jpgReadSeekRestartMarker(h, 1, JPG_RESTART_FROM_START));
+  EXPECT_RESULT(JPG_OK, jpgReadSeekRestartMarker(h, 1, JPG_RESTART_FROM_START));
+  EXPECT_RESULT(JPG_OK, jpgReadEpilog(h));
+  faulty::reset();
+}
+
+TEST(Source, TheResolutionUnitOfAThumbnailIsTaken) {
+  TiffBuilder tiff(ByteOrder::kBig);
+  const uint32_t pixels = tiff.put(Bytes(3, 1));
+  const uint32_t first = tiff.putIfd(
+      {tiff.longOf(256, 1), tiff.longOf(257, 1), tiff.shortOf(259, 1), tiff.shortOf(262, 2),
+       tiff.longOf(273, pixels), tiff.longOf(279, 3), tiff.shortOf(296, 3)});
+  tiff.putZeroth({}, first);
+  const Reader reader = Reader::ofMemory(streamOf(tiff));
+  JPGEXIFHANDLE exif = nullptr;
+  ASSERT_RESULT(JPG_OK, jpgReadExifReadAttributeProlog(reader.handle(), &exif));
+  EXPECT_EQ(2, exif->resolutionUnit);
+  BITMAPINFOHEADER header[16] = {};
+  header[0].biBitCount = 24;
+  EXPECT_RESULT(JPG_OK, jpgExifReadThumbnailToWinDIBits(exif, nullptr,
+                                                        reinterpret_cast<BITMAPINFO *>(header)));
+  EXPECT_EQ(3, exif->resolutionUnit);
+  EXPECT_RESULT(JPG_OK, jpgReadExifReadAttributeEpilog(exif));
+}
+
+}  // namespace
+}  // namespace jpgtest
