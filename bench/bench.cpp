@@ -1,7 +1,8 @@
 // Does the same work with the library and with independent codecs, in one process and in
 // turn, and prints the speeds and their ratio: jpg_bench [BENCHMARK OPTION...]
 //
-// jpg_bench --once NAME SIZE ours|theirs does one call only, for tools that count.
+// jpg_bench --once NAME SIZE ours|theirs does one call only, for tools that count;
+// jpg_bench --list tells the names, sizes and pixels of what they count.
 #include <benchmark/benchmark.h>
 
 #include <cstdio>
@@ -78,6 +79,15 @@ int runOnce(const std::vector<Workload> &workloads, char **words) {
   return 1;
 }
 
+// The workloads of the smaller pictures, which is where counting takes seconds.
+int list(const std::vector<Workload> &workloads) {
+  for (const Workload &w : workloads) {
+    if (w.megapixels > 1) continue;
+    std::printf("%s\t%s\t%.0f\n", w.name.c_str(), w.size.c_str(), 1e6 * w.megapixels);
+  }
+  return 0;
+}
+
 }  // namespace
 
 int main(int argc, char **argv) {
@@ -85,6 +95,7 @@ int main(int argc, char **argv) {
   const std::vector<Workload> workloads =
       jpgbench::makeWorkloads(corpus != nullptr ? corpus : JPG_CORPUS_DIR);
   if (argc == 5 && std::strcmp(argv[1], "--once") == 0) return runOnce(workloads, argv + 2);
+  if (argc == 2 && std::strcmp(argv[1], "--list") == 0) return list(workloads);
   benchmark::Initialize(&argc, argv);
   for (const Workload &w : workloads) {
     for (const auto &side :

@@ -208,7 +208,7 @@ Result decodeOtherPixels(const SpatialRow &given, RowHead *out) {
 template <typename Samples, uint32_t kSelection>
 Result decodeRow(const SpatialRow &row) {
   using Others = Result (*)(const SpatialRow &row, RowHead *head);
-  constexpr Others kOthers[kMaxComponents] = {
+  static constexpr Others kOthers[kMaxComponents] = {
       decodeOtherPixels<Samples, kSelection, 1>, decodeOtherPixels<Samples, kSelection, 2>,
       decodeOtherPixels<Samples, kSelection, 3>, decodeOtherPixels<Samples, kSelection, 4>};
   RowHead head = beginRow(*row.source);

@@ -86,6 +86,9 @@ enum class AcEnd {
   return *k == kBlockSize - 1 ? AcEnd::kBlock : AcEnd::kLeft;
 }
 
+// Symbols of a round.
+constexpr uint32_t kRound = kWindowBits >= 64 ? 4 : 1;
+
 // Fills the window's head for one round of symbols: up to four, of which three are shortcuts, on
 // wide registers. Those are filled up without a look at how much is left, which no branch
 // prediction could tell.
@@ -123,7 +126,9 @@ AcEnd decodeAcWide(BitWindow *w, JpgStream *s, const JpgScanComponent &component
   };
   for (;;) {
     if (!fillForRound(w, &head)) break;
-    if (inside() && (kWindowBits < 64 || (inside() && inside() && inside()))) continue;
+    uint32_t taken = 0;
+    while (taken < kRound && inside()) taken++;
+    if (taken == kRound) continue;
     const uint32_t next = k + shortcutSkip(fast);
     const bool coefficient = (shortcutSkip(fast) & kSkipThenEnd) != 0;
     if (coefficient && next < kSkipThenEnd + kBlockSize - 1) {
