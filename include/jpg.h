@@ -1119,7 +1119,9 @@ JPG_API uint32_t JPG_CALL jpgWriteWriteMarkerSegment(JPGHANDLE handle, uint32_t 
  *
  * Pixels are grey bytes (1 channel), blue, green, red (3) or components in order (4).
  * Chroma is decimated: the top-left sample of a group counts. What a partial MCU at
- * the right or lower edge lacks is filled with the MCU coded before it.
+ * the right or lower edge lacks is filled with the MCU coded before it in the same
+ * call, or with zeros when the call begins with a partial one: so bands may code the
+ * lower edge otherwise than one call for the whole picture.
  *
  * @param handle write handle
  * @param rect   the pixels: `width`, `stride`, `channels` and `bits` are used, and in

@@ -125,11 +125,14 @@ uint32_t makeHuffLookup(JpgHuffTable *table, HuffUse use) {
   const size_t tail = ((size_t{1} << kShortcutBits) + 1) * sizeof(HuffShortcut);
   auto *lookup = static_cast<uint8_t *>(heapAlloc(head + tail));
   if (lookup == nullptr) return JPG_E_OUT_OF_MEMORY;
-  memset(lookup, kNoCode, entries);
+  // Codes ascend without gaps, so that those that there are cover the beginning.
+  size_t covered = 0;
   for (uint32_t i = 0; i < table->count; i++) {
-    const uint32_t free = table->maxLength - table->codes[i].length;
-    memset(lookup + (table->codes[i].code << free), static_cast<int>(i), size_t{1} << free);
+    const size_t span = size_t{1} << (table->maxLength - table->codes[i].length);
+    memset(lookup + covered, static_cast<int>(i), span);
+    covered += span;
   }
+  memset(lookup + covered, kNoCode, entries - covered);
   void *shortcuts = lookup + head;
   makeShortcuts(*table, use, static_cast<HuffShortcut *>(shortcuts));
   table->lookup = lookup;
