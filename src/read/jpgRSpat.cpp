@@ -35,9 +35,8 @@ struct SpatialRow {
 
 using RowRoutine = Result (*)(const SpatialRow &row);
 
-// Bits of a code and its additional bits, and those asked of the window ahead of them.
+// Bits of a code and its additional bits.
 constexpr uint32_t kDifferenceBits = 2 * kMaxCodeLength;
-constexpr uint32_t kAskedBits = kWindowBits >= 64 ? kDifferenceBits : kMaxCodeLength;
 
 // By the bit reader. The next difference may be the window's again.
 [[gnu::noinline]] Result plainDifference(DifferenceSource *d, uint32_t k, int32_t *difference) {
@@ -65,8 +64,7 @@ constexpr uint32_t kAskedBits = kWindowBits >= 64 ? kDifferenceBits : kMaxCodeLe
   if (category <= kTopCategory) {
     const auto v = static_cast<int32_t>(windowBits(*d->w, category));
     dropWindowBits(d->w, category);
-    const bool asItIs = category == kTopCategory || v >= kExtend.threshold[category];
-    *difference = asItIs ? v : v + kExtend.offset[category];
+    *difference = category == kTopCategory ? v : extend(v, category);
   }
   d->head = headOf(*d->w);
   return category <= kTopCategory ? JPG_OK : JPG_E_FAIL;
@@ -111,7 +109,7 @@ inline Result nextDifference(DifferenceSource *d, const RowTable &table, RowHead
                              int32_t *difference) {
   WindowHead *h = &head->window;
   bool filled = true;
-  if (h->count < kAskedBits) {
+  if (h->count < kSymbolBits) {
     filled = fillHead(d->w, h);
     head->loaded = d->w->loaded;
   }
@@ -130,8 +128,7 @@ inline Result nextDifference(DifferenceSource *d, const RowTable &table, RowHead
         shortcutSkip(fast) == kSkipNone && length != 0 && category <= kMaxDctCategory;
     if (!alone || kWindowBits < 64) return slowDifference(d, head, true, k, difference);
     value = static_cast<int32_t>((h->bits << length) >> 1 >> (kWindowBits - 1 - category));
-    // Without a branch: the sign of a difference is anybody's guess.
-    value += kExtend.offset[category] & asr(value - kExtend.threshold[category], 31);
+    value = extend(value, category);
     length += category;
   }
   if (reach > head->reach) head->reach = reach;

@@ -24,8 +24,6 @@ Result updateDcPredictor(JpgStream *s, JpgScanComponent *k) {
   return JPG_OK;
 }
 
-int16_t dequantise(int32_t value, uint32_t quant) { return low16(wrapMul(value, asSigned(quant))); }
-
 // Length of the end-of-band run that code r announces (T.81 G.1.2.2).
 uint32_t readEobRun(JpgStream *s, uint32_t r) {
   return (uint32_t{1} << r) + (r != 0 ? readBits(s, r) : 0);

@@ -10,6 +10,7 @@
 #include <stdint.h>
 
 #include "read/jpgRBits.h"
+#include "share/jpgArith.h"
 #include "share/jpgShare.h"
 
 namespace jpg {
@@ -28,6 +29,11 @@ inline HuffDecoder acDecoder(const JpgScanComponent &k) {
   return {k.acLookup, k.acCodes, k.acMaxLength};
 }
 
+// A coefficient: the low 16 bits of value and step.
+inline int16_t dequantise(int32_t value, uint32_t quant) {
+  return low16(wrapMul(value, asSigned(quant)));
+}
+
 // Decodes one symbol. 0, or JPG_E_NOT_FOUND (nothing is consumed then).
 inline Result decodeSymbol(JpgStream *s, const HuffDecoder &table, uint32_t *value) {
   if (table.lookup == nullptr) return JPG_E_NOT_FOUND;
@@ -42,7 +48,7 @@ inline Result decodeSymbol(JpgStream *s, const HuffDecoder &table, uint32_t *val
 // Reads `category` bits, at most kMaxDctCategory, and extends them (T.81 F.2.2.1).
 inline int32_t receiveExtend(JpgStream *s, uint32_t category) {
   const int32_t v = static_cast<int32_t>(readBits(s, category));
-  return v >= kExtend.threshold[category] ? v : v + kExtend.offset[category];
+  return extend(v, category);
 }
 
 // A block of a sequential scan. 0, JPG_E_BAD_DC_CODE, JPG_E_BAD_AC_CODE or

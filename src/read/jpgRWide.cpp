@@ -6,12 +6,6 @@
 namespace jpg {
 namespace {
 
-// Bits that the window should have ahead of a symbol: on wide registers a code and its
-// additional bits, else a whole code or a whole shortcut.
-constexpr uint32_t kSymbolBits = kWindowBits >= 64 ? 2 * kMaxCodeLength : kMaxCodeLength;
-
-int16_t dequantise(int32_t value, uint32_t quant) { return low16(wrapMul(value, asSigned(quant))); }
-
 // A symbol by the lookup array; kMaxCodeLength bits must be there. False for none.
 bool windowSymbol(BitWindow *w, const HuffDecoder &table, uint32_t *value) {
   noteReach(w, placeOf(*w) + table.maxLength);
@@ -30,7 +24,7 @@ int32_t windowExtend(BitWindow *w, JpgStream *s, uint32_t category) {
   }
   const auto v = static_cast<int32_t>(windowBits(*w, category));
   dropWindowBits(w, category);
-  return v >= kExtend.threshold[category] ? v : v + kExtend.offset[category];
+  return extend(v, category);
 }
 
 // A DC difference that has no shortcut.

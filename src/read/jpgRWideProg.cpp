@@ -10,9 +10,6 @@ namespace {
 
 constexpr uint32_t kZeroRun = 15;  // r of the ZRL code
 
-// Bits that the window should have ahead of a symbol.
-constexpr uint32_t kSymbolBits = kWindowBits >= 64 ? 2 * kMaxCodeLength : kMaxCodeLength;
-
 // How a block ends.
 enum class End {
   kDone,
@@ -101,8 +98,7 @@ End firstLong(Block *b, uint32_t *n, bool *ended) {
   }
   const auto v = static_cast<int32_t>(top(*b, size));
   drop(b, size);
-  const int32_t value = v >= kExtend.threshold[size] ? v : v + kExtend.offset[size];
-  b->coefficients[kZigZag.natural[k]] = low16(wrapShl(value, b->c->Al));
+  b->coefficients[kZigZag.natural[k]] = low16(wrapShl(extend(v, size), b->c->Al));
   return End::kDone;
 }
 

@@ -29,6 +29,9 @@ constexpr uint32_t kFilledBits = kWindowBits - 8;
 constexpr uint32_t kEnoughBits =
     kWindowBits >= 64 ? 4 * kShortcutBits - 1 + kMaxCodeLength : kMaxCodeLength;
 static_assert(kEnoughBits <= kFilledBits, "a filled window has enough");
+// Bits to ask for ahead of a symbol: on wide registers a code and its additional bits, else a
+// whole code or a whole shortcut.
+constexpr uint32_t kSymbolBits = kWindowBits >= 64 ? 2 * kMaxCodeLength : kMaxCodeLength;
 // Bytes that must lie in the buffer for a refill: each may be an FF with its zero.
 constexpr uint32_t kWindowReach = 2 * sizeof(WindowWord);
 

@@ -67,7 +67,7 @@ void addShortcuts(const JpgHuffCode &code, HuffUse use, HuffShortcut *shortcuts)
   const uint32_t skip = end ? kSkipEnd : (code.value >> 4) + 1U;
   for (uint32_t bits = 0; bits < uint32_t{1} << size; bits++) {
     const auto v = static_cast<int32_t>(bits);
-    const int32_t value = v >= kExtend.threshold[size] ? v : v + kExtend.offset[size];
+    const int32_t value = extend(v, size);
     const JpgHuffCode longer = {code.code << size | bits, 0, static_cast<uint16_t>(used)};
     fillShortcuts(longer, shortcuts, static_cast<uint32_t>(value) << 16 | skip << 8 | used);
   }

@@ -4,6 +4,8 @@
 
 #include <stdint.h>
 
+#include "share/jpgArith.h"
+
 namespace jpg {
 
 // Coefficients of a block.
@@ -51,6 +53,11 @@ constexpr ExtendTable makeExtendTable() {
 }
 
 constexpr ExtendTable kExtend = makeExtendTable();
+
+// What the bits `v` of a category stand for. Without a branch: the sign is anybody's guess.
+constexpr int32_t extend(int32_t v, uint32_t category) {
+  return v + (kExtend.offset[category] & asr(v - kExtend.threshold[category], 31));
+}
 
 }  // namespace jpg
 
