@@ -165,6 +165,17 @@ Result decodeScaledRows(JpgContext *c, const McuPipeline &pipeline, const JpgRec
   return JPG_OK;
 }
 
+// Blocks for which it pays to make skips, for the scales that drop most coefficients.
+constexpr uint32_t kWorthSkipping = 2000;
+
+void prepareSkips(JpgContext *c, int32_t scale) {
+  if (scale > kScaleQuarter || c->mcuCount * c->blocksPerMcu < kWorthSkipping) return;
+  for (uint32_t i = 0; i < c->scanNs; i++) {
+    const JpgScanComponent &k = c->scanComponents[i];
+    if (k.acLookup != nullptr) makeSkips(k.acLookup, k.acMaxLength);
+  }
+}
+
 // The call behind its checks; 0 at once for an MCU layout that isn't served.
 Result readScaled(JpgContext *c, const JpgRect &rect, int32_t lines, int32_t scale) {
   const uint32_t shift = shiftOf(scale);
@@ -184,6 +195,7 @@ Result readScaled(JpgContext *c, const JpgRect &rect, int32_t lines, int32_t sca
   if ((c->flags & kFlagNoColorConversion) != 0) return JPG_E_INVALID_PARAMETER;
   if (c->read.scanHoldsFrame == 0) return JPG_E_UNSUPPORTED;
   if (const Result r = returnToScanData(c); r != JPG_OK) return r;
+  prepareSkips(c, scale);
   return decodeScaledRows(c, pipeline, rect, lines, static_cast<int32_t>(c->mcuHeight >> shift));
 }
 

@@ -80,9 +80,6 @@ enum class AcEnd {
   return *k == kBlockSize - 1 ? AcEnd::kBlock : AcEnd::kLeft;
 }
 
-// Symbols of a round.
-constexpr uint32_t kRound = kWindowBits >= 64 ? 4 : 1;
-
 // Fills the window's head for one round of symbols: up to four, of which three are shortcuts, on
 // wide registers. Those are filled up without a look at how much is left, which no branch
 // prediction could tell.
@@ -91,72 +88,184 @@ inline bool fillForRound(BitWindow *w, WindowHead *head) {
   return fillHead(w, head);
 }
 
-// The AC coefficients as far as the window goes. Its head is kept in registers between the
-// symbols that need more than a look at the shortcuts.
+inline void dropHeadBits(WindowHead *head, uint32_t bits) {
+  head->bits <<= bits;
+  head->count -= bits;
+}
+
+// The AC coefficients of a block as far as the window goes. Its head is kept in registers between
+// the symbols that need more than a look at the shortcuts.
 template <uint32_t kLastStored>
-AcEnd decodeAcWide(BitWindow *w, JpgStream *s, const JpgScanComponent &component, int16_t *block,
-                   uint32_t *last, Result *result) {
-  const HuffShortcut *shortcuts = shortcutsOf(component.acLookup, component.acMaxLength);
-  const uint32_t *quant = component.quantTable;
-  WindowHead head = headOf(*w);
-  uint32_t k = 0;
-  HuffShortcut fast = 0;
-  const auto take = [&](uint32_t position) {
-    head.bits <<= shortcutLength(fast);
-    head.count -= shortcutLength(fast);
+struct AcLoop {
+  const HuffShortcut *shortcuts;
+  const uint32_t *quant;
+  int16_t *block;
+  WindowHead head;
+  uint32_t k;         // coded position reached
+  HuffShortcut fast;  // looked at last
+
+  void drop(uint32_t bits) { dropHeadBits(&head, bits); }
+
+  // Of a corner, what lies outside of it doesn't matter; of DC alone nothing is kept.
+  void store(uint32_t position, int32_t value) {
     k = position;
-    // Of a corner, what lies outside of it doesn't matter; of DC alone nothing is kept.
     if (kLastStored == 0) return;
-    block[kZigZag.natural[position]] = dequantise(shortcutValue(fast), quant[position]);
-  };
+    block[kZigZag.natural[position]] = dequantise(value, quant[position]);
+  }
+
   // A coefficient that leaves the block unfinished. Ends, and what has no shortcut, lie beyond
   // the block, and so does its last coefficient here, behind which no end follows.
-  const auto inside = [&] {
+  bool inside() {
     fast = acShortcut(shortcuts, head.bits);
     const uint32_t next = k + shortcutSkip(fast);
     if (next >= kBlockSize - 1) return false;
-    take(next);
+    drop(shortcutLength(fast));
+    store(next, shortcutValue(fast));
+    return true;
+  }
+
+  // Symbols behind a refill, and those that a filled window still has behind a DC shortcut.
+  bool wholeRound() {
+    return kWindowBits < 64 ? inside() : inside() && inside() && inside() && inside();
+  }
+  bool firstRound() { return kWindowBits < 64 ? inside() : inside() && inside() && inside(); }
+
+  // A coefficient inside of the block whose code is in the shortcuts, but not its bits.
+  bool longInside() {
+    const uint32_t symbol = static_cast<uint32_t>(shortcutValue(fast));
+    const uint32_t size = symbol & 15;
+    const uint32_t next = k + (symbol >> 4) + 1;
+    const uint32_t length = shortcutLength(fast);
+    if (shortcutSkip(fast) != kSkipNone || size == 0 || next >= kBlockSize - 1) return false;
+    if (kWindowBits < 64 && length + size > head.count) return false;
+    drop(length);
+    const auto v = static_cast<int32_t>(head.bits >> (kWindowBits - size));
+    drop(size);
+    store(next, extend(v, size));
+    return true;
+  }
+
+  // The last coefficient with the end behind it, or the end alone, which is taken for a
+  // coefficient of 0, since no branch prediction could tell them apart. False for anything else.
+  bool atEnd(BitWindow *w, uint32_t maxLength) {
+    const uint32_t skip = shortcutSkip(fast);
+    const uint32_t next = k + skip % kSkipEnd + skip / kSkipEnd % 2;
+    if (skip == kSkipNone || next >= kBlockSize - 1) return false;
+    const int32_t value = shortcutValue(fast);
+    const uint32_t reached = value != 0 ? next : k;
+    // A table may have several codes for the end.
+    const uint32_t endLength = value != 0 ? endLengthOf(shortcuts) : shortcutLength(fast);
+    drop(shortcutLength(fast));
+    store(next, value);
+    k = reached;
+    putBack(w, head);
+    // Ahead of the end's code the bit reader would have looked at the longest one there is.
+    noteReach(w, placeOf(*w) - endLength + maxLength);
+    return true;
+  }
+};
+
+// Bits for the first round: as for a whole one, but of three shortcuts. A window that was filled
+// ahead of the DC difference has them, unless that had no shortcut.
+constexpr uint32_t kFirstRoundBits =
+    kWindowBits >= 64 ? kEnoughBits - kShortcutBits : kMaxCodeLength;
+
+// Skips behind a refill: the second one may begin kLongestSkip bits on.
+static_assert(!kHaveSkips || kLongestSkip + kSkipBits - 1 + kMaxCodeLength <= kEnoughBits,
+              "a filled window has enough for two skips");
+static_assert(!kHaveSkips || kLongestSkip <= kFirstRoundBits, "and at first for one");
+
+// The AC coefficients behind coded position *k, which are dropped, as far as the window goes.
+AcEnd skipAc(BitWindow *w, JpgStream *s, const JpgScanComponent &component, const HuffSkip *skips,
+             int16_t *block, uint32_t *last, Result *result) {
+  WindowHead head = headOf(*w);
+  uint32_t k = *last;
+  HuffSkip fast = 0;
+  const auto inside = [&] {
+    fast = skips[head.bits >> (kWindowBits - kSkipBits)];
+    const uint32_t next = k + skipOf(fast);
+    if (next >= kBlockSize - 1) return false;
+    dropHeadBits(&head, skippedBits(fast));
+    k = next;
     return true;
   };
+  bool going = inside();
   for (;;) {
-    if (!fillForRound(w, &head)) break;
-    uint32_t taken = 0;
-    while (taken < kRound && inside()) taken++;
-    if (taken == kRound) continue;
-    const uint32_t next = k + shortcutSkip(fast);
-    const bool coefficient = (shortcutSkip(fast) & kSkipThenEnd) != 0;
-    if (coefficient && next < kSkipThenEnd + kBlockSize - 1) {
-      take(next - kSkipThenEnd);
+    if (!going) {
+      const bool ended =
+          skipOf(fast) / kSkipEnd == 1 && k + skipOf(fast) % kSkipEnd < kBlockSize - 1;
+      if (ended) dropHeadBits(&head, skippedBits(fast));
       putBack(w, head);
+      if (ended) {
+        const HuffShortcut *shortcuts = shortcutsOf(component.acLookup, component.acMaxLength);
+        noteReach(w, placeOf(*w) - endLengthOf(shortcuts) + component.acMaxLength);
+        return AcEnd::kBlock;
+      }
       *last = k;
-      // Ahead of the end's code the bit reader would have looked at the longest one there is.
-      noteReach(w, placeOf(*w) - endLengthOf(shortcuts) + component.acMaxLength);
-      return AcEnd::kBlock;
+      const AcEnd end = decodeLongAc(w, s, component, block, 0, last, result);
+      if (end != AcEnd::kLeft) return end;
+      head = headOf(*w);
+      k = *last;
     }
-    if (shortcutSkip(fast) == kSkipEnd) {
-      noteReach(w, w->loaded - head.count + component.acMaxLength);
-      head.bits <<= shortcutLength(fast);
-      head.count -= shortcutLength(fast);
-      putBack(w, head);
-      *last = k;
-      return AcEnd::kBlock;
-    }
-    putBack(w, head);
-    uint32_t reached = k;
-    const AcEnd end = decodeLongAc(w, s, component, block, kLastStored, &reached, result);
-    *last = k = reached;
-    if (end != AcEnd::kLeft) return end;
-    head = headOf(*w);
+    if (!fillHead(w, &head)) break;
+    going = inside() && inside();
   }
   putBack(w, head);
   *last = k;
   return AcEnd::kLeft;
 }
 
-// True when the window is open and has bits for a symbol.
+template <uint32_t kLastStored>
+AcEnd decodeAcWide(BitWindow *w, JpgStream *s, const JpgScanComponent &component, int16_t *block,
+                   uint32_t *last, Result *result) {
+  AcLoop<kLastStored> loop = {shortcutsOf(component.acLookup, component.acMaxLength),
+                              component.quantTable,
+                              block,
+                              headOf(*w),
+                              0,
+                              0};
+  if (loop.head.count < kFirstRoundBits && !fillForRound(w, &loop.head)) {
+    putBack(w, loop.head);
+    *last = 0;
+    return AcEnd::kLeft;
+  }
+  const HuffSkip *skips =
+      kLastStored <= kCornerOf2 ? skipsOf(component.acLookup, component.acMaxLength) : nullptr;
+  if (kLastStored == 0 && skips != nullptr) {
+    putBack(w, loop.head);
+    *last = 0;
+    return skipAc(w, s, component, skips, block, last, result);
+  }
+  bool going = loop.firstRound();
+  for (;;) {
+    if (!going && !loop.longInside()) {
+      const bool ended = loop.atEnd(w, component.acMaxLength);
+      *last = loop.k;
+      if (ended) return AcEnd::kBlock;
+      putBack(w, loop.head);
+      const AcEnd end = decodeLongAc(w, s, component, block, kLastStored, last, result);
+      if (end != AcEnd::kLeft) return end;
+      loop.head = headOf(*w);
+      loop.k = *last;
+    }
+    if (!fillForRound(w, &loop.head)) break;
+    if (kLastStored != 0 && skips != nullptr && loop.k >= kLastStored) {
+      putBack(w, loop.head);
+      *last = loop.k;
+      return skipAc(w, s, component, skips, block, last, result);
+    }
+    going = loop.wholeRound();
+  }
+  putBack(w, loop.head);
+  *last = loop.k;
+  return AcEnd::kLeft;
+}
+
+// True when the window is open and filled for a DC symbol and the first round of AC symbols.
 inline bool isReady(BitWindow *w, JpgStream *s, const JpgScanComponent &component) {
   if (component.dcLookup == nullptr || component.acLookup == nullptr) return false;
-  return (isOpen(*w) || openWindow(w, s)) && ensureBits(w, kSymbolBits);
+  if (!isOpen(*w) && !openWindow(w, s)) return false;
+  return kWindowBits >= 64 ? fillWindow(w) : ensureBits(w, kSymbolBits);
 }
 
 template <uint32_t kLastStored>

@@ -18,8 +18,8 @@ Result decodeBlockWide(BitWindow *w, JpgStream *s, int16_t *block, JpgScanCompon
 constexpr uint32_t kCornerOf2 = 4;   // row 1, column 1
 constexpr uint32_t kCornerOf4 = 24;  // row 3, column 3
 
-// As decodeBlockCorner with a `lastStored` of 0, kCornerOf2 or kCornerOf4, but that it may also
-// store coefficients outside of the corner.
+// As decodeBlockCorner with a `lastStored` of 0, kCornerOf2 or kCornerOf4, into a block whose
+// corner the caller has cleared. It may also store outside of the corner.
 Result decodeCornerWide(BitWindow *w, JpgStream *s, int16_t *block, JpgScanComponent *component,
                         uint32_t lastStored);
 

@@ -110,15 +110,14 @@ inline void putBack(BitWindow *w, const WindowHead &head) {
 // alone.
 inline bool fillHead(BitWindow *w, WindowHead *head) {
   if (static_cast<size_t>(w->end - w->next) < kWindowReach) return false;
-  const WindowWord v = loadBigEndian(w->next);
-  const WindowWord stuffed = findFF(v);
   uint32_t bytes = (kWindowBits - 1 - head->count) / 8;
-  if (stuffed != 0) {
-    const uint32_t plain = leadingZeros(stuffed) / 8;
-    if (plain < bytes) bytes = plain;
-  }
   // Bits behind the last whole byte aren't kept.
-  const WindowWord whole = v & ~(~WindowWord{0} >> (8 * bytes));
+  WindowWord whole = loadBigEndian(w->next) & ~(~WindowWord{0} >> (8 * bytes));
+  const WindowWord stuffed = findFF(whole);
+  if (stuffed != 0) {
+    bytes = leadingZeros(stuffed) / 8;
+    whole &= ~(~WindowWord{0} >> (8 * bytes));
+  }
   head->bits |= whole >> head->count;
   head->count += 8 * bytes;
   w->loaded += 8 * bytes;

@@ -3,6 +3,7 @@
 #include <string.h>
 
 #include "jpg.h"
+#include "share/jpgArith.h"
 #include "share/jpgHeap.h"
 #include "share/jpgTables.h"
 
@@ -96,6 +97,49 @@ void makeShortcuts(const JpgHuffTable &table, HuffUse use, HuffShortcut *shortcu
   if (end != nullptr && use == HuffUse::kAc) addEnds(*end, shortcuts);
 }
 
+// Bits of a magnitude above 0.
+uint32_t bitLength(int32_t v) {
+  return 32 - static_cast<uint32_t>(__builtin_clz(asUnsigned(v < 0 ? -v : v)));
+}
+
+// An AC symbol at the beginning of some bits.
+struct AcSymbol {
+  uint32_t code;  // bits of the code; 0: none of its kind
+  uint32_t size;  // additional bits
+  uint32_t skip;  // run + 1; 0 for the end of the block
+};
+
+AcSymbol symbolOf(HuffShortcut s, uint32_t endLength) {
+  if (shortcutSkip(s) == kSkipEnd) {
+    return {shortcutLength(s) == endLength ? endLength : 0, 0, 0};
+  }
+  const int32_t value = shortcutValue(s);
+  if (shortcutSkip(s) != kSkipNone) {
+    const HuffShortcut alone = withoutEnd(s, endLength);
+    const uint32_t size = bitLength(value);
+    return {shortcutLength(alone) - size, size, shortcutSkip(alone)};
+  }
+  const uint32_t size = asUnsigned(value) & 15;
+  return {size != 0 ? shortcutLength(s) : 0, size, (asUnsigned(value) >> 4) + 1};
+}
+
+HuffSkip makeSkip(const HuffShortcut *shortcuts, uint32_t bits) {
+  const uint32_t endLength = endLengthOf(shortcuts);
+  uint32_t skip = 0, used = 0;
+  while (used < kSkipBits) {
+    const uint32_t left = bits << used & ((1U << kSkipBits) - 1);
+    const AcSymbol symbol = symbolOf(shortcuts[left >> (kSkipBits - kShortcutBits)], endLength);
+    if (symbol.code == 0 || used + symbol.code > kSkipBits) break;
+    if (skip + symbol.skip > kMostSkipped) break;
+    skip += symbol.skip;
+    used += symbol.code + symbol.size;
+    if (symbol.skip != 0) continue;
+    skip += kSkipEnd;
+    break;
+  }
+  return static_cast<HuffSkip>((used != 0 ? skip : kSkipNone) << 8 | used);
+}
+
 }  // namespace
 
 uint32_t countCodes(const uint8_t *counts) {
@@ -123,7 +167,9 @@ uint32_t makeHuffLookup(JpgHuffTable *table, HuffUse use) {
   const size_t entries = size_t{1} << table->maxLength;
   const size_t head = entries < sizeof(HuffShortcut) ? sizeof(HuffShortcut) : entries;
   const size_t tail = ((size_t{1} << kShortcutBits) + 1) * sizeof(HuffShortcut);
-  auto *lookup = static_cast<uint8_t *>(heapAlloc(head + tail));
+  const bool skips = kHaveSkips && use == HuffUse::kAc;
+  const size_t skipTail = skips ? ((size_t{1} << kSkipBits) + 1) * sizeof(HuffSkip) : 0;
+  auto *lookup = static_cast<uint8_t *>(heapAlloc(head + tail + skipTail));
   if (lookup == nullptr) return JPG_E_OUT_OF_MEMORY;
   // Codes ascend without gaps, so that those that there are cover the beginning.
   size_t covered = 0;
@@ -135,8 +181,21 @@ uint32_t makeHuffLookup(JpgHuffTable *table, HuffUse use) {
   memset(lookup + covered, kNoCode, entries - covered);
   void *shortcuts = lookup + head;
   makeShortcuts(*table, use, static_cast<HuffShortcut *>(shortcuts));
+  // The last one tells whether they have been made.
+  if (skips) memset(lookup + head + tail + skipTail - sizeof(HuffSkip), 0, sizeof(HuffSkip));
   table->lookup = lookup;
   return JPG_OK;
+}
+
+void makeSkips(uint8_t *lookup, uint32_t maxLength) {
+  if (!kHaveSkips || skipsOf(lookup, maxLength) != nullptr) return;
+  const HuffShortcut *shortcuts = shortcutsOf(lookup, maxLength);
+  const size_t entries = size_t{1} << kSkipBits;
+  void *behind =
+      lookup + (reinterpret_cast<const uint8_t *>(shortcuts + (1U << kShortcutBits) + 1) - lookup);
+  auto *skips = static_cast<HuffSkip *>(behind);
+  for (uint32_t bits = 0; bits < entries; bits++) skips[bits] = makeSkip(shortcuts, bits);
+  skips[entries] = 1;
 }
 
 uint32_t freeHuffTable(JpgHuffTable *table) {

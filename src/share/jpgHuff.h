@@ -4,6 +4,7 @@
 #ifndef JPG_SHARE_HUFF_H
 #define JPG_SHARE_HUFF_H
 
+#include <stddef.h>
 #include <stdint.h>
 
 // One code of a table; a list of them ends with an entry of length 0.
@@ -76,6 +77,34 @@ inline HuffShortcut withoutEnd(HuffShortcut s, uint32_t endLength) {
   const uint32_t skip = shortcutSkip(s);
   return skip > kSkipThenEnd && skip != kSkipNone ? s - (kSkipThenEnd << 8) - endLength : s;
 }
+
+// Skips: how far the first kSkipBits bits of AC data lead, for reduced decoding, which drops most
+// coefficients. They lie behind the shortcuts of AC tables, for which makeHuffLookup() leaves room.
+//
+// A halfword each: skip << 8 | length. `skip` is the sum of the runs and coefficients of as many
+// symbols as have their codes in those bits, plus kSkipEnd where the end of the block comes next
+// and is taken along, or kSkipNone; `length` counts the bits of all, of which the last symbol's
+// additional ones may lie behind the first kSkipBits.
+constexpr uint32_t kSkipBits = 11;
+constexpr uint32_t kMostSkipped = 62;       // coded positions, ends not among them
+constexpr uint32_t kLongestSkip = 11 + 15;  // bits
+using HuffSkip = uint16_t;
+// Worth their room on wide registers only.
+constexpr bool kHaveSkips = sizeof(size_t) >= 8;
+
+constexpr uint32_t skipOf(HuffSkip s) { return s >> 8; }
+constexpr uint32_t skippedBits(HuffSkip s) { return s & 0xFF; }
+
+// The skips behind an AC table's lookup array; null where there are none yet.
+inline const HuffSkip *skipsOf(const uint8_t *lookup, uint32_t maxLength) {
+  if (!kHaveSkips) return nullptr;
+  const void *behind = shortcutsOf(lookup, maxLength) + (1U << kShortcutBits) + 1;
+  const HuffSkip *skips = static_cast<const HuffSkip *>(behind);
+  return skips[1U << kSkipBits] != 0 ? skips : nullptr;
+}
+
+// Fills them in, unless that is done. For AC tables where kHaveSkips.
+void makeSkips(uint8_t *lookup, uint32_t maxLength);
 
 // Sum of the 16 counts.
 uint32_t countCodes(const uint8_t *counts);

@@ -31,6 +31,14 @@ void avx2PutYcc21Half(const int16_t *blocks, uint8_t *out, ptrdiff_t stride, uin
                       uint32_t columns);
 void avx2PutYcc22Half(const int16_t *blocks, uint8_t *out, ptrdiff_t stride, uint32_t rows,
                       uint32_t columns);
+void avx2PutYcc11Quarter(const int16_t *blocks, uint8_t *out, ptrdiff_t stride, uint32_t rows,
+                         uint32_t columns);
+void avx2PutYcc12Quarter(const int16_t *blocks, uint8_t *out, ptrdiff_t stride, uint32_t rows,
+                         uint32_t columns);
+void avx2PutYcc21Quarter(const int16_t *blocks, uint8_t *out, ptrdiff_t stride, uint32_t rows,
+                         uint32_t columns);
+void avx2PutYcc22Quarter(const int16_t *blocks, uint8_t *out, ptrdiff_t stride, uint32_t rows,
+                         uint32_t columns);
 void avx2MakeLevels(int16_t *blocks, uint32_t count, const QuantSteps &steps, uint64_t *present);
 void avx2LoadGray(const uint8_t *in, ptrdiff_t stride, int16_t *blocks);
 void avx2LoadYcc11(const uint8_t *in, ptrdiff_t stride, int16_t *blocks);

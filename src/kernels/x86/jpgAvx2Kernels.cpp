@@ -4,6 +4,8 @@
 namespace jpg {
 namespace {
 
+constexpr YccKernels kPutYcc2 = {{avx2PutYcc11Quarter, avx2PutYcc12Quarter},
+                                 {avx2PutYcc21Quarter, avx2PutYcc22Quarter}};
 constexpr YccKernels kPutYcc4 = {{avx2PutYcc11Half, avx2PutYcc12Half},
                                  {avx2PutYcc21Half, avx2PutYcc22Half}};
 constexpr YccKernels kPutYcc8 = {{avx2PutYcc11, avx2PutYcc12}, {avx2PutYcc21, avx2PutYcc22}};
@@ -16,7 +18,7 @@ constexpr Kernels jpgAvx2Kernels = {
     avx2MakeHalfSamples,
     avx2Present,
     avx2PutGray,
-    {&plainPutYcc1, &plainPutYcc2, &kPutYcc4, &kPutYcc8},
+    {&plainPutYcc1, &kPutYcc2, &kPutYcc4, &kPutYcc8},
     avx2MakeLevels,
     avx2LoadGray,
     &kLoadYcc,

@@ -161,25 +161,94 @@ __m128i loadFour(const int16_t *samples) {
   return _mm_loadl_epi64(reinterpret_cast<const __m128i *>(samples));
 }
 
-// Cells of four samples both ways. A line is eight pixels, of which kAcross cells count.
+// `rows` rows of the sixteen pixels, which lie kPitch pixels apart; `columns` of them count, at
+// most kMost.
+template <uint32_t kPitch, uint32_t kMost>
+void storeRows(uint8_t *out, ptrdiff_t stride, uint32_t rows, uint32_t columns, const Colors &c) {
+  uint8_t lines[3 * 16];
+  storeSixteen(lines, c);
+  const uint8_t *line = lines;
+  for (uint32_t r = 0; r < rows; r++, out += stride, line += kPixelBytes * kPitch) {
+    if (columns == kMost) {
+      memcpy(out, line, kPixelBytes * kMost);  // moves of registers
+    } else {
+      memcpy(out, line, kPixelBytes * columns);
+    }
+  }
+}
+
+__m128i twice(__m128i v) { return _mm_unpacklo_epi16(v, v); }
+
+// Two lines of luma, eight pixels each, with their chroma.
+Colors pairOfLines(__m128i upper, __m128i lower, const Offsets &above, const Offsets &below) {
+  const auto join = [&](__m128i a, __m128i b) {
+    return _mm_packus_epi16(_mm_add_epi16(upper, a), _mm_add_epi16(lower, b));
+  };
+  return {join(above.blue, below.blue), join(above.green, below.green), join(above.red, below.red)};
+}
+
+// Cells of four samples both ways, two rows at a time.
 template <uint32_t kAcross, uint32_t kDown>
 void putYccHalf(const int16_t *blocks, uint8_t *out, ptrdiff_t stride, uint32_t rows,
                 uint32_t columns) {
   constexpr uint32_t kHalf = kCell / 2;
   const int16_t *cb = blocks + kBlockSize * kAcross * kDown, *cr = cb + kBlockSize;
-  uint8_t line[2 * 16];
-  for (uint32_t r = 0; r < rows; r++, out += stride) {
+  const auto offsetsOfRow = [&](uint32_t r) {
     const Offsets o = offsetsOf(cb + kCell * (r / kDown), cr + kCell * (r / kDown));
+    return kAcross == 1 ? o : Offsets{twice(o.blue), twice(o.green), twice(o.red)};
+  };
+  const auto lumaOfRow = [&](uint32_t r) {
     const int16_t *y = blocks + kBlockSize * kAcross * (r / kHalf) + kCell * (r % kHalf);
-    if (kAcross == 2) {
-      const auto twice = [](__m128i v) { return _mm_unpacklo_epi16(v, v); };
-      const __m128i luma = _mm_unpacklo_epi64(loadFour(y), loadFour(y + kBlockSize));
-      storeEight(line, eight(luma, {twice(o.blue), twice(o.green), twice(o.red)}));
-    } else {
-      storeEight(line, eight(loadFour(y), o));
-    }
-    memcpy(out, line, kPixelBytes * columns);
+    if (kAcross == 1) return loadFour(y);
+    return _mm_unpacklo_epi64(loadFour(y), loadFour(y + kBlockSize));
+  };
+  for (uint32_t r = 0; r < rows; r += 2, out += 2 * stride) {
+    const Offsets above = offsetsOfRow(r);
+    const Offsets below = kDown == 1 ? offsetsOfRow(r + 1) : above;
+    const Colors c = pairOfLines(lumaOfRow(r), lumaOfRow(r + 1), above, below);
+    const uint32_t left = rows - r < 2 ? rows - r : 2;
+    storeRows<8, kHalf * kAcross>(out, stride, left, columns, c);
   }
+}
+
+// Cells of two samples both ways: rows r and r + 1, each of four samples, of which two count
+// where there is one cell across.
+template <uint32_t kAcross>
+__m128i loadQuarters(const int16_t *y) {
+  const auto pair = [](const int16_t *samples) {
+    int both = 0;
+    memcpy(&both, samples, sizeof(both));
+    return both;
+  };
+  constexpr uint32_t kNext = kBlockSize * (kAcross - 1);
+  return _mm_setr_epi32(pair(y), pair(y + kNext), pair(y + kCell), pair(y + kNext + kCell));
+}
+
+// What the chroma of rows r and r + 1 adds.
+template <uint32_t kAcross, uint32_t kDown>
+Offsets offsetsOfQuarter(const int16_t *cb, const int16_t *cr) {
+  const auto spread = [](__m128i v) { return kAcross == 2 ? twice(v) : v; };
+  const Offsets a = offsetsOf(cb, cr);
+  const Offsets b = kDown == 2 ? a : offsetsOf(cb + kCell, cr + kCell);
+  const auto both = [&](__m128i upper, __m128i lower) {
+    return _mm_unpacklo_epi64(spread(upper), spread(lower));
+  };
+  return {both(a.blue, b.blue), both(a.green, b.green), both(a.red, b.red)};
+}
+
+template <uint32_t kAcross, uint32_t kDown>
+void putYccQuarter(const int16_t *blocks, uint8_t *out, ptrdiff_t stride, uint32_t rows,
+                   uint32_t columns) {
+  const int16_t *cb = blocks + kBlockSize * kAcross * kDown, *cr = cb + kBlockSize;
+  const __m128i upper = loadQuarters<kAcross>(blocks);
+  const Offsets above = offsetsOfQuarter<kAcross, kDown>(cb, cr);
+  if (kDown == 1) {
+    storeRows<4, 2 * kAcross>(out, stride, rows, columns, pairOfLines(upper, upper, above, above));
+    return;
+  }
+  const __m128i lower = loadQuarters<kAcross>(blocks + kBlockSize * kAcross);
+  const Offsets below = offsetsOfQuarter<kAcross, kDown>(cb + kCell, cr + kCell);
+  storeRows<4, 2 * kAcross>(out, stride, rows, columns, pairOfLines(upper, lower, above, below));
 }
 
 }  // namespace
@@ -202,6 +271,26 @@ void avx2PutYcc21Half(const int16_t *blocks, uint8_t *out, ptrdiff_t stride, uin
 void avx2PutYcc22Half(const int16_t *blocks, uint8_t *out, ptrdiff_t stride, uint32_t rows,
                       uint32_t columns) {
   putYccHalf<2, 2>(blocks, out, stride, rows, columns);
+}
+
+void avx2PutYcc11Quarter(const int16_t *blocks, uint8_t *out, ptrdiff_t stride, uint32_t rows,
+                         uint32_t columns) {
+  putYccQuarter<1, 1>(blocks, out, stride, rows, columns);
+}
+
+void avx2PutYcc12Quarter(const int16_t *blocks, uint8_t *out, ptrdiff_t stride, uint32_t rows,
+                         uint32_t columns) {
+  putYccQuarter<1, 2>(blocks, out, stride, rows, columns);
+}
+
+void avx2PutYcc21Quarter(const int16_t *blocks, uint8_t *out, ptrdiff_t stride, uint32_t rows,
+                         uint32_t columns) {
+  putYccQuarter<2, 1>(blocks, out, stride, rows, columns);
+}
+
+void avx2PutYcc22Quarter(const int16_t *blocks, uint8_t *out, ptrdiff_t stride, uint32_t rows,
+                         uint32_t columns) {
+  putYccQuarter<2, 2>(blocks, out, stride, rows, columns);
 }
 
 }  // namespace jpg

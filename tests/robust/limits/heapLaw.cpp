@@ -11,7 +11,8 @@ constexpr uint64_t kCodes = 257 * 8;             // a table's codes and their en
 constexpr uint64_t kLookup = uint64_t{1} << 16;  // a byte for every word of 16 bits
 constexpr uint64_t kShortcuts = 4096 + 4;        // words for 10 bits, and one
 constexpr uint64_t kTable = kCodes + kLookup + kShortcuts;
-constexpr uint64_t kTables = 8;           // four DC, four AC
+constexpr uint64_t kSkips = sizeof(size_t) >= 8 ? 4096 + 2 : 0;  // of an AC table
+constexpr uint64_t kTables = 4 * (2 * kTable + kSkips);          // four DC, four AC
 constexpr uint64_t kMcuBlocks = 16 + 16;  // an MCU's, and those of its expansion
 constexpr uint64_t kBlockMaps = 16 * (sizeof(void *) + 4);
 constexpr uint64_t kStage = 4096;  // the memory sink grows by as much
@@ -28,7 +29,7 @@ uint64_t blocksOfComponent(const Frame &frame) {
 
 uint64_t readerBytes(const Frame &frame) {
   // A scan's tables live on while those of the next scan come in.
-  uint64_t bytes = sizeof(JpgContext) + 2 * kTables * kTable;
+  uint64_t bytes = sizeof(JpgContext) + 2 * kTables;
   if (frame.lossless) return bytes + uint64_t{2} * frame.components * frame.width;
   bytes += kMcuBlocks * kBlock + kBlockMaps;
   // A sequential image has one more MCU, a progressive one the coefficients of all of it.

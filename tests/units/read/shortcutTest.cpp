@@ -111,6 +111,47 @@ TEST(Shortcuts, OfAcTablesStandForTheBitsOneByOne) { checkAllShortcuts(HuffUse::
 
 TEST(Shortcuts, OfDcTablesStandForTheBitsOneByOneWithoutEnds) { checkAllShortcuts(HuffUse::kDc); }
 
+// Where bits lead, symbol by symbol: as far as whole codes of at most kShortcutBits go.
+uint32_t skipByHand(const RandomTable &table, uint32_t bits) {
+  const uint32_t end = endCode(table);
+  const uint32_t endLength = end != kNoCode ? table.get().codes[end].length : 0;
+  uint32_t skip = 0, used = 0;
+  while (used < kSkipBits) {
+    const uint32_t left = kSkipBits - used;
+    const Met met = meet(table, bits & ((1U << left) - 1), left);
+    if (met.length == 0 || met.length > kShortcutBits || met.index == kNoCode) break;
+    const uint32_t run = met.symbol >> 4, size = met.symbol & 15;
+    if (met.symbol == 0 && met.length == endLength) {
+      skip += kSkipEnd;
+      used += met.length;
+      break;
+    }
+    if (size == 0 || skip + run + 1 > kMostSkipped) break;
+    skip += run + 1;
+    used += met.length + size;
+  }
+  return (used != 0 ? skip : kSkipNone) << 8 | used;
+}
+
+TEST(Skips, LeadAsFarAsTheSymbolsOneByOne) {
+  if (!kHaveSkips) GTEST_SKIP() << "narrow registers have no skips";
+  Random r(4);
+  uint32_t several = 0;
+  for (uint32_t round = 0; round < 2000; round++) {
+    const RandomTable table(&r, HuffUse::kAc);
+    const uint32_t n = table.get().maxLength;
+    ASSERT_EQ(skipsOf(table.get().lookup, n), nullptr) << "ahead of their making";
+    makeSkips(table.get().lookup, n);
+    const HuffSkip *skips = skipsOf(table.get().lookup, n);
+    ASSERT_NE(skips, nullptr);
+    for (uint32_t bits = 0; bits < 1U << kSkipBits; bits++) {
+      ASSERT_EQ(skips[bits], skipByHand(table, bits)) << "table " << round << ", bits " << bits;
+      several += skippedBits(skips[bits]) > 1 + kShortcutBits ? 1U : 0U;
+    }
+  }
+  EXPECT_GT(several, 1000U);
+}
+
 // The lookup array, too.
 TEST(Shortcuts, StandBesideALookupArrayThatAgreesWithTheBitsOneByOne) {
   Random r(2);

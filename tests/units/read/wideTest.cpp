@@ -79,10 +79,14 @@ void scatter(Random *r, Block *block) {
 }
 
 // Of a corner, what lies outside of it doesn't matter.
-template <uint32_t kLastStored, uint32_t kCell>
+template <uint32_t kLastStored, uint32_t kCell, bool kSkips>
 bool stepCorner(Random *r, Pair *pair) {
+  if (kSkips && pair->wide.acLookup != nullptr) {
+    makeSkips(pair->wide.acLookup, pair->wide.acMaxLength);
+  }
   Block wide, plain;
   scatter(r, &wide);
+  for (uint32_t i = 0; i < kCell * kCell; i++) wide[8 * (i / kCell) + i % kCell] = 0;
   plain = wide;
   const Result a = decodeCornerWide(pair->twins->window(), &pair->twins->wide()->stream,
                                     wide.data(), &pair->wide, kLastStored);
@@ -146,9 +150,15 @@ TEST(WideBlocks, OfSequentialScansAreThoseOfTheBlockDecoder) {
 }
 
 TEST(WideBlocks, OfReducedSizeAreThoseOfTheBlockDecoder) {
-  expectMixture(decodeStreams(2, Coding::kBlocks, stepCorner<0, 1>, leaveAsItIs));
-  expectMixture(decodeStreams(3, Coding::kBlocks, stepCorner<kCornerOf2, 2>, leaveAsItIs));
-  expectMixture(decodeStreams(4, Coding::kBlocks, stepCorner<kCornerOf4, 4>, leaveAsItIs));
+  expectMixture(decodeStreams(2, Coding::kBlocks, stepCorner<0, 1, false>, leaveAsItIs));
+  expectMixture(decodeStreams(3, Coding::kBlocks, stepCorner<kCornerOf2, 2, false>, leaveAsItIs));
+  expectMixture(decodeStreams(4, Coding::kBlocks, stepCorner<kCornerOf4, 4, false>, leaveAsItIs));
+}
+
+TEST(WideBlocks, OfReducedSizeAreTheSameWithSkips) {
+  expectMixture(decodeStreams(9, Coding::kBlocks, stepCorner<0, 1, true>, leaveAsItIs));
+  expectMixture(decodeStreams(10, Coding::kBlocks, stepCorner<kCornerOf2, 2, true>, leaveAsItIs));
+  expectMixture(decodeStreams(11, Coding::kBlocks, stepCorner<kCornerOf4, 4, true>, leaveAsItIs));
 }
 
 // Bands as scan headers may give them: Ss up to Se, which may both be anything below 64.
