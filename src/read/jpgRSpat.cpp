@@ -95,6 +95,41 @@ inline Result slowDifference(DifferenceSource *d, RowHead *head, bool filled, ui
   return r;
 }
 
+// Bits for a shortcut, or for one to the symbol and the bits of its category.
+constexpr uint32_t kQuickBits =
+    kWindowBits >= 64 ? kShortcutBits + kMaxDctCategory : kMaxCodeLength;
+
+[[gnu::always_inline]] inline bool fillRow(DifferenceSource *d, RowHead *head) {
+  const bool filled = fillHead(d->w, &head->window);
+  head->loaded = d->w->loaded;
+  return filled;
+}
+
+// The same where it is seldom wanted: the head stays in registers where it isn't.
+struct Refilled {
+  RowHead head;
+  bool filled;
+};
+
+[[gnu::noinline]] Refilled refillRow(DifferenceSource *d, RowHead head) {
+  const bool filled = fillRow(d, &head);
+  return {head, filled};
+}
+
+inline bool ensureRow(DifferenceSource *d, RowHead *head, uint32_t bits) {
+  if (head->window.count >= bits) return true;
+  const Refilled refilled = refillRow(d, *head);
+  *head = refilled.head;
+  return refilled.filled;
+}
+
+// Ahead of the samples from i on, of n components: fills wide registers without a look at how
+// much is left, which no branch prediction could tell. Two samples of a shortcut each are sure
+// to find their bits then.
+inline void fillAhead(DifferenceSource *d, RowHead *head, uint32_t i, uint32_t n) {
+  if (kWindowBits >= 64 && (n > 1 || i % 2 == 0)) fillRow(d, head);
+}
+
 // A component's part of the source, which stands apart from memory that rows are written to.
 struct RowTable {
   const HuffShortcut *shortcuts;
@@ -105,19 +140,17 @@ inline RowTable rowTable(const DifferenceSource &d, uint32_t k) {
   return {d.table[k].shortcuts, d.table[k].decoder.maxLength};
 }
 
-inline Result nextDifference(DifferenceSource *d, const RowTable &table, RowHead *head, uint32_t k,
-                             int32_t *difference) {
+template <uint32_t kComponents>
+[[gnu::always_inline]] inline Result nextDifference(DifferenceSource *d, const RowTable &table,
+                                                    RowHead *head, uint32_t k,
+                                                    int32_t *difference) {
   WindowHead *h = &head->window;
-  bool filled = true;
-  if (h->count < kSymbolBits) {
-    filled = fillHead(d->w, h);
-    head->loaded = d->w->loaded;
-  }
-  if (!filled || table.shortcuts == nullptr) {
+  // A table that isn't there fails at the first pixel.
+  const bool there = kComponents != 0 || table.shortcuts != nullptr;
+  if (!ensureRow(d, head, kQuickBits) || !there) {
     return slowDifference(d, head, false, k, difference);
   }
   const HuffShortcut fast = table.shortcuts[h->bits >> (kWindowBits - kShortcutBits)];
-  const uint32_t reach = head->loaded - h->count + table.maxLength;
   uint32_t length = shortcutLength(fast);
   int32_t value = shortcutValue(fast);
   // Skips are 1, or kSkipEnd for category 0.
@@ -125,13 +158,18 @@ inline Result nextDifference(DifferenceSource *d, const RowTable &table, RowHead
     // The code alone: `value` is the category. A code whose symbol is none has no use.
     const auto category = static_cast<uint32_t>(value);
     const bool alone =
-        shortcutSkip(fast) == kSkipNone && length != 0 && category <= kMaxDctCategory;
-    if (!alone || kWindowBits < 64) return slowDifference(d, head, true, k, difference);
+        (fast & 0xFF00) == kSkipNone << 8 && length != 0 && category <= kMaxDctCategory;
+    if (!alone || kWindowBits < 64) {
+      const bool filled = ensureRow(d, head, kDifferenceBits);
+      return slowDifference(d, head, filled, k, difference);
+    }
     value = static_cast<int32_t>((h->bits << length) >> 1 >> (kWindowBits - 1 - category));
     value = extend(value, category);
     length += category;
   }
-  if (reach > head->reach) head->reach = reach;
+  const uint32_t reach = head->loaded - h->count + table.maxLength;
+  // Of one component each symbol reaches farther than those before.
+  if (kComponents == 1 || reach > head->reach) head->reach = reach;
   h->bits <<= length;
   h->count -= length;
   *difference = value;
@@ -139,11 +177,13 @@ inline Result nextDifference(DifferenceSource *d, const RowTable &table, RowHead
 }
 
 // Decodes the row's i-th sample, of component k.
-template <typename Samples>
-inline Result decodeSample(const SpatialRow &row, const RowTable &table, RowHead *head, uint32_t i,
-                           uint32_t k, int32_t prediction) {
+// `kComponents` is theirs, 0 for any number.
+template <typename Samples, uint32_t kComponents = 0>
+[[gnu::always_inline]] inline Result decodeSample(const SpatialRow &row, const RowTable &table,
+                                                  RowHead *head, uint32_t i, uint32_t k,
+                                                  int32_t prediction) {
   int32_t difference = 0;
-  const Result r = nextDifference(row.source, table, head, k, &difference);
+  const Result r = nextDifference<kComponents>(row.source, table, head, k, &difference);
   if (r != JPG_OK) return r;
   Samples::store(row.out, i, wrapAdd(prediction, difference) & row.mask);
   return JPG_OK;
@@ -189,11 +229,12 @@ Result decodeOtherPixels(const SpatialRow &given, RowHead *out) {
   Result r = JPG_OK;
   const uint32_t samples = row.c->width * n;
   for (uint32_t i = n; i < samples; i += n) {
+    fillAhead(row.source, &head, i, n);
     for (uint32_t k = 0; k < n; k++) {
       const int32_t a = Samples::load(row.out, i + k - n);
       const int32_t b = Samples::load(row.above, i + k);
       const int32_t c = Samples::load(row.above, i + k - n);
-      r = decodeSample<Samples>(row, tables[k], &head, i + k, k, predict<kSelection>(a, b, c));
+      r = decodeSample<Samples, n>(row, tables[k], &head, i + k, k, predict<kSelection>(a, b, c));
       if (r != JPG_OK) break;
     }
     if (r != JPG_OK) break;

@@ -13,15 +13,25 @@ bool stepBack(const uint8_t **p, const uint8_t *begin) {
 
 }  // namespace
 
-bool fillWindowSlowly(BitWindow *w) {
-  while (w->count <= kFilledBits) {
-    if (w->end - w->next < 2) return false;
-    const WindowWord byte = *w->next;
-    if (byte == 0xFF && w->next[1] != 0) return false;
-    w->next += byte == 0xFF ? 2 : 1;
-    w->bits |= byte << (kFilledBits - w->count);
-    w->count += 8;
-    w->loaded += 8;
+bool fillBesideFF(BitWindow *w) {
+  while (w->count < kEnoughBits) {
+    if (static_cast<size_t>(w->end - w->next) <= sizeof(WindowWord)) return false;
+    uint32_t bytes = roomFor(w->count);
+    WindowWord word = firstBytes(loadBigEndian(w->next), bytes);
+    const WindowWord found = findFF(word);
+    bool stuffed = false, marker = false;
+    if (found != 0) {
+      const uint32_t at = leadingZeros(found) / 8;
+      stuffed = w->next[at] == 0xFF && w->next[at + 1] == 0;
+      marker = w->next[at] == 0xFF && !stuffed;
+      bytes = marker ? at : at + 1;
+      word = firstBytes(word, bytes);
+    }
+    w->bits |= word >> w->count;
+    w->count += 8 * bytes;
+    w->loaded += 8 * bytes;
+    w->next += stuffed ? bytes + 1 : bytes;
+    if (marker) return w->count >= kEnoughBits;
   }
   return true;
 }

@@ -71,16 +71,25 @@ inline bool openWindow(BitWindow *w, const JpgStream *s) {
 // Gives the stream its state back and closes the window.
 void closeWindow(BitWindow *w, JpgStream *s);
 
-// Appends bytes, FF with their zeros dropped, until kFilledBits are there; kWindowReach bytes
-// must lie in the buffer, but for sizeof(WindowWord) of them that may have been taken. False at a
-// marker, or where they don't suffice.
-bool fillWindowSlowly(BitWindow *w);
+// Appends bytes, the zeros behind FF dropped, until kEnoughBits are there. False at a marker, or
+// near the buffer's end, where they don't suffice.
+bool fillBesideFF(BitWindow *w);
 
 inline WindowWord loadBigEndian(const uint8_t *p) {
   WindowWord v = 0;
-  for (uint32_t i = 0; i < sizeof(WindowWord); i++) v = v << 8 | p[i];
-  return v;
+  memcpy(&v, p, sizeof(v));
+  if (__BYTE_ORDER__ == __ORDER_BIG_ENDIAN__) return v;
+  return sizeof(v) == 8 ? static_cast<WindowWord>(__builtin_bswap64(v))
+                        : __builtin_bswap32(static_cast<uint32_t>(v));
 }
+
+// The first `bytes` bytes of a word, fewer than it has.
+inline WindowWord firstBytes(WindowWord v, uint32_t bytes) {
+  return v & ~(~WindowWord{0} >> (8 * bytes));
+}
+
+// Whole bytes for which a word with so many valid bits has room.
+inline uint32_t roomFor(uint32_t count) { return (kWindowBits - 1 - count) / 8; }
 
 // The top bits of bytes that are FF, and perhaps of some ahead of them; 0 when none is.
 inline WindowWord findFF(WindowWord v) {
@@ -106,25 +115,26 @@ inline void putBack(BitWindow *w, const WindowHead &head) {
   w->count = head.count;
 }
 
-// Fills up to at least kFilledBits, kEnoughBits near an FF. False when the window can't go on
-// alone.
-inline bool fillHead(BitWindow *w, WindowHead *head) {
-  if (static_cast<size_t>(w->end - w->next) < kWindowReach) return false;
-  uint32_t bytes = (kWindowBits - 1 - head->count) / 8;
-  // Bits behind the last whole byte aren't kept.
-  WindowWord whole = loadBigEndian(w->next) & ~(~WindowWord{0} >> (8 * bytes));
-  const WindowWord stuffed = findFF(whole);
-  if (stuffed != 0) {
-    bytes = leadingZeros(stuffed) / 8;
-    whole &= ~(~WindowWord{0} >> (8 * bytes));
-  }
-  head->bits |= whole >> head->count;
+// Appends a word of which the first `bytes` bytes, the stream's next ones, aren't 0.
+inline void appendBytes(BitWindow *w, WindowHead *head, WindowWord word, uint32_t bytes) {
+  head->bits |= word >> head->count;
   head->count += 8 * bytes;
   w->loaded += 8 * bytes;
   w->next += bytes;
-  if (stuffed == 0 || head->count >= kEnoughBits) return true;
+}
+
+// Fills up to at least kFilledBits, near an FF kEnoughBits. False when the window can't go on
+// alone. Always in line, since a call would put the head into memory.
+[[gnu::always_inline]] inline bool fillHead(BitWindow *w, WindowHead *head) {
+  if (static_cast<size_t>(w->end - w->next) < kWindowReach) return false;
+  const uint32_t bytes = roomFor(head->count);
+  const WindowWord word = firstBytes(loadBigEndian(w->next), bytes);
+  if (findFF(word) == 0) {
+    appendBytes(w, head, word, bytes);
+    return true;
+  }
   putBack(w, *head);
-  const bool filled = fillWindowSlowly(w);
+  const bool filled = fillBesideFF(w);
   *head = headOf(*w);
   return filled;
 }
