@@ -54,8 +54,11 @@ BitRun beginRun(JpgContext *c, uint8_t *apart) {
   return {s->bitBuffer, kBitBufferSize - s->bitCount, begin, begin};
 }
 
-Result endRun(JpgContext *c, const BitRun &run) {
+Result endRun(JpgContext *c, const BitRun &given) {
   JpgStream *s = &c->stream;
+  BitRun run = given;
+  // No more than a narrow run would leave.
+  if (run.count >= kBitBufferSize) emitWord(&run);
   s->bitBuffer = static_cast<uint32_t>(run.bits) & ((1U << run.count) - 1);
   s->bitCount = kBitBufferSize - run.count;
   const auto bytes = static_cast<uint32_t>(run.out - run.begin);

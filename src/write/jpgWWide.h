@@ -3,7 +3,9 @@
 #ifndef JPG_WRITE_WWIDE_H
 #define JPG_WRITE_WWIDE_H
 
+#include <stddef.h>
 #include <stdint.h>
+#include <string.h>
 
 #include "share/jpgShare.h"
 #include "write/jpgWMagnitude.h"
@@ -16,9 +18,12 @@ constexpr uint32_t kMaxRunBytes = 448;
 // Codes of up to 32 bits that a run may hold.
 constexpr uint32_t kMaxRunCodes = 48;
 
-// Bits on their way to `out`, right-aligned; fewer than 32 between operations.
+// Bits at which a run hands bytes on: all that its word holds, on wide registers.
+constexpr uint32_t kRunBits = sizeof(size_t) >= 8 ? 64 : 32;
+
+// Bits on their way to `out`, right-aligned; fewer than kRunBits between operations.
 struct BitRun {
-  uint64_t bits;
+  uint64_t bits;  // what lies above `count` bits has no meaning
   uint32_t count;
   uint8_t *out;
   uint8_t *begin;
@@ -42,11 +47,34 @@ inline void emitWord(BitRun *b) {
   }
 }
 
+// 64 bits as bytes.
+inline void emitWide(BitRun *b, uint64_t word) {
+  constexpr uint64_t kOnes = ~uint64_t{0} / 255;
+  if (((~word - kOnes) & word & (kOnes << 7)) == 0) {
+    const uint64_t bytes = __BYTE_ORDER__ == __ORDER_BIG_ENDIAN__ ? word : __builtin_bswap64(word);
+    memcpy(b->out, &bytes, sizeof(bytes));
+    b->out += sizeof(bytes);
+    return;
+  }
+  for (uint32_t i = 0; i < 8; i++) {
+    const auto byte = static_cast<uint8_t>(word >> (56 - 8 * i));
+    *b->out++ = byte;
+    if (byte == 0xFF) *b->out++ = 0;
+  }
+}
+
 // Appends the low `length` bits of value, 0 to 32; no higher bits may be set.
 inline void putRunBits(BitRun *b, uint32_t value, uint32_t length) {
-  b->bits = b->bits << length | value;
+  const uint64_t before = b->bits;
+  b->bits = before << length | value;
   b->count += length;
-  if (b->count >= 32) emitWord(b);
+  if (b->count < kRunBits) return;
+  if (kRunBits == 32) {
+    emitWord(b);
+    return;
+  }
+  b->count -= kRunBits;
+  emitWide(b, before << (length - b->count) | value >> b->count);
 }
 
 // Codes a DC difference, -2047..2047, or a lossless one of up to 8-bit samples, with an
