@@ -84,7 +84,7 @@ void scatter(Random *r, FencedBytes *bytes) {
 
 class LoadKernels : public KernelTest {};
 
-TEST_F(LoadKernels, MakeTheBlocksOfTheRoutinesInEveryLayout) {
+TEST_P(LoadKernels, MakeTheBlocksOfTheRoutinesInEveryLayout) {
   const std::vector<uint8_t> kLayouts[] = {
       {0x11}, {0x11, 0x11, 0x11}, {0x12, 0x11, 0x11}, {0x21, 0x11, 0x11}, {0x22, 0x11, 0x11}};
   for (const std::vector<uint8_t> &layout : kLayouts) {
@@ -101,7 +101,7 @@ TEST_F(LoadKernels, MakeTheBlocksOfTheRoutinesInEveryLayout) {
 }
 
 // A layout for which a kernel is chosen is one that it serves.
-TEST_F(LoadKernels, AreChosenOnlyForWhatTheyLoad) {
+TEST_P(LoadKernels, AreChosenOnlyForWhatTheyLoad) {
   constexpr uint8_t kSampling[] = {0x11, 0x12, 0x21, 0x22};
   uint32_t chosen = 0;
   for (uint32_t layout = 0; layout < 4 * 4 * 4 * 2; layout++) {
@@ -127,7 +127,7 @@ void putColour(uint32_t i, uint8_t *out) {
   out[2] = static_cast<uint8_t>(i >> 16);
 }
 
-TEST_F(LoadKernels, ConvertEveryColourAsTheRoutines) {
+TEST_P(LoadKernels, ConvertEveryColourAsTheRoutines) {
   Frame frame({0x11, 0x11, 0x11});
   McuSource source = {};
   ASSERT_EQ(frame.choose(&source), uint32_t{JPG_OK});
@@ -157,5 +157,8 @@ TEST(ForwardColours, AreWithinARangeOf256ForEachComponent) {
     ASSERT_TRUE(inside) << "colour " << colour;
   }
 }
+
+INSTANTIATE_TEST_SUITE_P(Sets, LoadKernels, ::testing::ValuesIn(jpgtest::kernelSets()),
+                         jpgtest::nameOfSet);
 
 }  // namespace

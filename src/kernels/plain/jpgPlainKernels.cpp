@@ -1,24 +1,13 @@
 #include <string.h>
 
 #include "kernels/jpgKernels.h"
+#include "kernels/plain/jpgPlainIdct.h"
 #include "kernels/plain/jpgPlainPut.h"
-#include "read/jpgRIdct.h"
-#include "read/jpgRScal.h"
 #include "share/jpgTables.h"
 #include "write/jpgWFdct.h"
 
 namespace jpg {
 namespace {
-
-void makeSamples(int16_t *block, uint32_t /*last*/) {
-  jpgIdct8x8(block);
-  limitBlock(block);
-}
-
-void makeHalfSamples(int16_t *block, uint32_t /*last*/) {
-  jpgIdct4x4(block);
-  limitCorner(block, 4);
-}
 
 uint64_t present(const int16_t *block) {
   uint64_t mask = 0;
@@ -54,8 +43,8 @@ void makeLevels(int16_t *blocks, uint32_t count, const QuantSteps &steps, uint64
 }  // namespace
 
 constexpr Kernels jpgPlainKernels = {
-    makeSamples,
-    makeHalfSamples,
+    plainMakeSamples,
+    plainMakeHalfSamples,
     present,
     plainPutGray,
     {&plainPutYcc1, &plainPutYcc2, &plainPutYcc4, &plainPutYcc8},

@@ -7,18 +7,62 @@
 namespace jpg {
 namespace {
 
-// A row of pixels: kAcross cells of Y side by side, replicated chroma.
-template <uint32_t kAcross, uint32_t kCell>
-void putYccRow(const int16_t *y, const int16_t *cb, const int16_t *cr, uint8_t *out,
-               uint32_t columns) {
+// What a chroma sample makes of a limited Y, -128..127: a pixel's colours.
+struct Tint {
+  const uint8_t *blue, *green, *red;
+};
+
+inline Tint tintOf(int32_t cb, int32_t cr) {
+  const ColorPair *b = jpgCbTable.entry + kLevelShift + cb;
+  const ColorPair *r = jpgCrTable.entry + kLevelShift + cr;
   const uint8_t *limit = jpgPixelLimit.entry + kPixelLimitZero;
-  for (uint32_t x = 0; x < columns; x++, out += 3) {
-    const int32_t luma = y[x % kCell + kBlockSize * (x / kCell)];
-    const ColorPair b = jpgCbTable.entry[cb[x / kAcross] + kLevelShift];
-    const ColorPair r = jpgCrTable.entry[cr[x / kAcross] + kLevelShift];
-    out[0] = limit[luma + b.first];
-    out[1] = limit[luma + b.second + r.first];
-    out[2] = limit[luma + r.second];
+  return {limit + b->first, limit + (b->second + r->first), limit + r->second};
+}
+
+inline void putPixel(const Tint &tint, int32_t luma, uint8_t *out) {
+  out[0] = tint.blue[luma];
+  out[1] = tint.green[luma];
+  out[2] = tint.red[luma];
+}
+
+// Lines that share their chroma, from a chroma sample on.
+struct YccLines {
+  const int16_t *y;   // of the upper line
+  const int16_t *cb;  // that of cr lies a block behind it
+  uint8_t *out;       // the upper line's pixels
+  uint8_t *below;     // the lower one's, where there is one
+};
+
+// Moves over the pixels of one chroma sample, kAcross x kDown of them. From a sample of Y to its
+// neighbours it is kBeside and kBelow samples.
+template <uint32_t kAcross, uint32_t kDown, uint32_t kBeside, uint32_t kBelow>
+[[gnu::always_inline]] inline void putCell(YccLines *l) {
+  const Tint tint = tintOf(l->cb[0], l->cb[kBlockSize]);
+  putPixel(tint, l->y[0], l->out);
+  if (kAcross == 2) putPixel(tint, l->y[kBeside], l->out + 3);
+  if (kDown == 2) putPixel(tint, l->y[kBelow], l->below);
+  if (kDown == 2 && kAcross == 2) putPixel(tint, l->y[kBelow + kBeside], l->below + 3);
+  l->y += kAcross;
+  l->cb++;
+  l->out += 3 * kAcross;
+  l->below += 3 * kAcross;
+}
+
+// The pixels of kDown lines; cells of Y lie side by side, kBlocksAcross of them.
+template <uint32_t kAcross, uint32_t kDown, uint32_t kCell, uint32_t kBlocksAcross>
+void putYccLines(YccLines l, uint32_t columns) {
+  constexpr uint32_t kBelow = kCell > 1 ? kRowLength : kBlockSize * kBlocksAcross;
+  // A cell of one sample shares its chroma with the cell beside it.
+  constexpr uint32_t kBeside = kCell > 1 ? 1 : kBlockSize;
+  constexpr uint32_t kTogether = kCell > kAcross ? kCell : kAcross;
+  for (;;) {
+    const uint32_t n = columns < kTogether ? columns : kTogether;
+    const int16_t *end = l.cb + n / kAcross;
+    while (l.cb != end) putCell<kAcross, kDown, kBeside, kBelow>(&l);
+    if (n % kAcross != 0) putCell<1, kDown, kBeside, kBelow>(&l);
+    columns -= n;
+    if (columns == 0) return;
+    l.y += kBlockSize - kTogether;
   }
 }
 
@@ -26,10 +70,15 @@ template <uint32_t kAcross, uint32_t kDown, uint32_t kCell>
 void putYcc(const int16_t *blocks, uint8_t *out, ptrdiff_t stride, uint32_t rows,
             uint32_t columns) {
   const int16_t *chroma = blocks + kBlockSize * kAcross * kDown;
-  for (uint32_t r = 0; r < rows; r++, out += stride) {
+  for (uint32_t r = 0; r < rows; r += kDown, out += stride * ptrdiff_t{kDown}) {
     const int16_t *y = blocks + kBlockSize * kAcross * (r / kCell) + kRowLength * (r % kCell);
     const int16_t *cb = chroma + kRowLength * (r / kDown);
-    putYccRow<kAcross, kCell>(y, cb, cb + kBlockSize, out, columns);
+    const YccLines lines = {y, cb, out, out + stride};
+    if (r + kDown <= rows) {
+      putYccLines<kAcross, kDown, kCell, kAcross>(lines, columns);
+    } else {
+      putYccLines<kAcross, 1, kCell, kAcross>(lines, columns);
+    }
   }
 }
 
