@@ -1,8 +1,8 @@
 // Kernels: the inner loops over samples, in the form that suits the processor.
 //
-// The routines of src/read and src/write are the definition of every result; the kernels of
-// src/kernels/plain call them. Another set gives the same bits. A handle's set is chosen
-// when it is made.
+// The routines of src/read and src/write are the definition of every result; each set gives the
+// same bits, that of src/kernels/plain in C++ for any processor. A handle's set is chosen when it
+// is made.
 #ifndef JPG_KERNELS_KERNELS_H
 #define JPG_KERNELS_KERNELS_H
 
@@ -61,8 +61,8 @@ struct Kernels {
   McuKernel putGray;            // one component of one block, cells of any size
   const YccKernels *putYcc[4];  // Y, Cb, Cr as blue, green, red; cells of 1, 2, 4, 8
   LevelKernel makeLevels;
-  LoadKernel loadGray;         // one component of one block; null: the general routines
-  const LoadKernels *loadYcc;  // blue, green, red as Y, Cb, Cr; null: the general routines
+  LoadKernel loadGray;         // one component of one block
+  const LoadKernels *loadYcc;  // blue, green, red as Y, Cb, Cr
 };
 
 // The set that any processor of the target runs.

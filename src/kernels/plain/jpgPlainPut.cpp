@@ -12,11 +12,23 @@ struct Tint {
   const uint8_t *blue, *green, *red;
 };
 
-inline Tint tintOf(int32_t cb, int32_t cr) {
-  const ColorPair *b = jpgCbTable.entry + kLevelShift + cb;
-  const ColorPair *r = jpgCrTable.entry + kLevelShift + cr;
+// The tables' middles. Compilers would otherwise add the distance again for each pixel.
+struct Middles {
+  const ColorPair *cb, *cr;
+  const uint8_t *limit;
+};
+
+inline Middles middles() {
+  const ColorPair *cb = jpgCbTable.entry + kLevelShift, *cr = jpgCrTable.entry + kLevelShift;
   const uint8_t *limit = jpgPixelLimit.entry + kPixelLimitZero;
-  return {limit + b->first, limit + (b->second + r->first), limit + r->second};
+  asm("" : "+r"(cb), "+r"(cr), "+r"(limit));
+  return {cb, cr, limit};
+}
+
+inline Tint tintOf(const Middles &m, int32_t cb, int32_t cr) {
+  const ColorPair *b = m.cb + cb;
+  const ColorPair *r = m.cr + cr;
+  return {m.limit + b->first, m.limit + (b->second + r->first), m.limit + r->second};
 }
 
 inline void putPixel(const Tint &tint, int32_t luma, uint8_t *out) {
@@ -36,8 +48,8 @@ struct YccLines {
 // Moves over the pixels of one chroma sample, kAcross x kDown of them. From a sample of Y to its
 // neighbours it is kBeside and kBelow samples.
 template <uint32_t kAcross, uint32_t kDown, uint32_t kBeside, uint32_t kBelow>
-[[gnu::always_inline]] inline void putCell(YccLines *l) {
-  const Tint tint = tintOf(l->cb[0], l->cb[kBlockSize]);
+[[gnu::always_inline]] inline void putCell(const Middles &m, YccLines *l) {
+  const Tint tint = tintOf(m, l->cb[0], l->cb[kBlockSize]);
   putPixel(tint, l->y[0], l->out);
   if (kAcross == 2) putPixel(tint, l->y[kBeside], l->out + 3);
   if (kDown == 2) putPixel(tint, l->y[kBelow], l->below);
@@ -50,16 +62,17 @@ template <uint32_t kAcross, uint32_t kDown, uint32_t kBeside, uint32_t kBelow>
 
 // The pixels of kDown lines; cells of Y lie side by side, kBlocksAcross of them.
 template <uint32_t kAcross, uint32_t kDown, uint32_t kCell, uint32_t kBlocksAcross>
-void putYccLines(YccLines l, uint32_t columns) {
+inline void putYccLines(const Middles &m, YccLines l, uint32_t columns) {
   constexpr uint32_t kBelow = kCell > 1 ? kRowLength : kBlockSize * kBlocksAcross;
   // A cell of one sample shares its chroma with the cell beside it.
   constexpr uint32_t kBeside = kCell > 1 ? 1 : kBlockSize;
   constexpr uint32_t kTogether = kCell > kAcross ? kCell : kAcross;
   for (;;) {
     const uint32_t n = columns < kTogether ? columns : kTogether;
-    const int16_t *end = l.cb + n / kAcross;
-    while (l.cb != end) putCell<kAcross, kDown, kBeside, kBelow>(&l);
-    if (n % kAcross != 0) putCell<1, kDown, kBeside, kBelow>(&l);
+    for (uint32_t left = n / kAcross; left != 0; left--) {
+      putCell<kAcross, kDown, kBeside, kBelow>(m, &l);
+    }
+    if (n % kAcross != 0) putCell<1, kDown, kBeside, kBelow>(m, &l);
     columns -= n;
     if (columns == 0) return;
     l.y += kBlockSize - kTogether;
@@ -69,15 +82,16 @@ void putYccLines(YccLines l, uint32_t columns) {
 template <uint32_t kAcross, uint32_t kDown, uint32_t kCell>
 void putYcc(const int16_t *blocks, uint8_t *out, ptrdiff_t stride, uint32_t rows,
             uint32_t columns) {
+  const Middles m = middles();
   const int16_t *chroma = blocks + kBlockSize * kAcross * kDown;
   for (uint32_t r = 0; r < rows; r += kDown, out += stride * ptrdiff_t{kDown}) {
     const int16_t *y = blocks + kBlockSize * kAcross * (r / kCell) + kRowLength * (r % kCell);
     const int16_t *cb = chroma + kRowLength * (r / kDown);
     const YccLines lines = {y, cb, out, out + stride};
     if (r + kDown <= rows) {
-      putYccLines<kAcross, kDown, kCell, kAcross>(lines, columns);
+      putYccLines<kAcross, kDown, kCell, kAcross>(m, lines, columns);
     } else {
-      putYccLines<kAcross, 1, kCell, kAcross>(lines, columns);
+      putYccLines<kAcross, 1, kCell, kAcross>(m, lines, columns);
     }
   }
 }
