@@ -19,6 +19,10 @@ using SampleKernel = void (*)(int16_t *block, uint32_t last);
 // Which coefficients of a block aren't 0: bit k for the k-th of the zig-zag sequence.
 using PresentKernel = uint64_t (*)(const int16_t *block);
 
+// Multiplies coefficients by quantisation steps, natural order both, to 16 bits. Returns a coded
+// position behind which all products are 0: 0 for a block of a DC coefficient alone.
+using DequantiseKernel = uint32_t (*)(const int16_t *in, const int16_t *steps, int16_t *out);
+
 // Stores an MCU's pixels: its limited sample blocks, component after component as coded,
 // expanded by replication. A block's samples are a cell of 8, 4, 2 or 1 of them both ways.
 // At least one row and column; `columns` is at most the MCU's width and `rows` its height.
@@ -58,6 +62,7 @@ struct Kernels {
   SampleKernel makeSamples;
   SampleKernel makeHalfSamples;  // jpgIdct4x4 and the limit on its samples
   PresentKernel present;
+  DequantiseKernel dequantise;
   McuKernel putGray;            // one component of one block, cells of any size
   const YccKernels *putYcc[4];  // Y, Cb, Cr as blue, green, red; cells of 1, 2, 4, 8
   LevelKernel makeLevels;

@@ -47,7 +47,7 @@ inline void notePeek(Block *b, uint32_t back) {
 }
 
 // A symbol by the lookup array; kMaxCodeLength bits must be there. False for none.
-bool longSymbol(Block *b, uint32_t *symbol) {
+[[gnu::always_inline]] inline bool longSymbol(Block *b, uint32_t *symbol) {
   notePeek(b, 0);
   const uint8_t entry = b->table.lookup[top(*b, b->table.maxLength)];
   if (entry == kNoCode) return false;
@@ -62,7 +62,7 @@ End fail(Block *b, Result result) {
 }
 
 // The length of the end-of-band run that code r announces (T.81 G.1.2.2).
-bool readRun(Block *b, uint32_t r, uint32_t *run) {
+[[gnu::always_inline]] inline bool readRun(Block *b, uint32_t r, uint32_t *run) {
   if (!has(b, r)) return false;
   *run = (uint32_t{1} << r) + top(*b, r);
   drop(b, r);
@@ -138,7 +138,7 @@ End decodeFirst(Block *b) {
 
 // The coded positions of a block's band that hold coefficients, and what is added to them.
 struct Refined {
-  uint64_t present;  // bit k: position k, up to Se
+  uint64_t rest;  // those not yet passed: bit k for position k, Ss to Se
   int32_t plus, minus;
 };
 
@@ -162,15 +162,14 @@ uint32_t lowestBit(uint64_t v) {
 
 // Corrects coefficients from *n on until `zeros` others have been passed; *n becomes the
 // position of the one that ended the walk, Se + 1 without one.
-bool walk(Block *b, const Refined &r, uint32_t zeros, uint32_t *n) {
+[[gnu::always_inline]] inline bool walk(Block *b, Refined *r, uint32_t zeros, uint32_t *n) {
   const uint32_t end = b->c->Se + 1U;
   uint32_t k = *n;
-  // Positions from k on; without a shift of 64 bits for each, which narrow processors are slow at.
-  for (uint64_t rest = k < end ? r.present >> k << k : 0; rest != 0; rest &= rest - 1) {
-    const uint32_t next = lowestBit(rest);
+  for (; r->rest != 0; r->rest &= r->rest - 1) {
+    const uint32_t next = lowestBit(r->rest);
     if (zeros < next - k) break;
     zeros -= next - k;
-    if (!correct(b, r, next)) return false;
+    if (!correct(b, *r, next)) return false;
     k = next + 1;
   }
   *n = k < end && zeros < end - k ? k + zeros : end;
@@ -179,7 +178,8 @@ bool walk(Block *b, const Refined &r, uint32_t zeros, uint32_t *n) {
 
 // A refinement symbol: its run, and what it adds, 0 for none. An end-of-band run goes into
 // the context and sets `ended`.
-End refineSymbol(Block *b, const Refined &r, uint32_t *run, int32_t *fresh, bool *ended) {
+[[gnu::always_inline]] inline End refineSymbol(Block *b, const Refined &r, uint32_t *run,
+                                               int32_t *fresh, bool *ended) {
   const HuffShortcut fast = b->shortcuts[b->head.bits >> (kWindowBits - kShortcutBits)];
   const uint32_t skip = shortcutSkip(fast);
   const int32_t value = shortcutValue(fast);
@@ -215,13 +215,13 @@ End refineSymbol(Block *b, const Refined &r, uint32_t *run, int32_t *fresh, bool
 }
 
 // The coded part, up to Se or to an end-of-band run; *n is left where that begins.
-End refineCoded(Block *b, const Refined &r, uint32_t *n) {
+[[gnu::always_inline]] inline End refineCoded(Block *b, Refined *r, uint32_t *n) {
   while (*n <= b->c->Se) {
     uint32_t run = 0;
     int32_t fresh = 0;
     bool ended = false;
     if (!has(b, kSymbolBits)) return End::kAgain;
-    const End end = refineSymbol(b, r, &run, &fresh, &ended);
+    const End end = refineSymbol(b, *r, &run, &fresh, &ended);
     if (end != End::kDone || ended) return end;
     if (!walk(b, r, run, n)) return End::kAgain;
     if (fresh != 0) {
@@ -234,17 +234,17 @@ End refineCoded(Block *b, const Refined &r, uint32_t *n) {
 }
 
 // `present`: the block's coefficients, bit k for coded position k.
-End decodeRefinement(Block *b, uint64_t present) {
+[[gnu::always_inline]] inline End decodeRefinement(Block *b, uint64_t present) {
   JpgContext *c = b->c;
-  const uint64_t band = ~uint64_t{0} >> (kBlockSize - 1 - c->Se);
-  const Refined r = {present & band, wrapShl(1, c->Al), wrapShl(-1, c->Al)};
+  const uint64_t band = ~uint64_t{0} >> (kBlockSize - 1 - c->Se) >> c->Ss << c->Ss;
+  Refined r = {present & band, wrapShl(1, c->Al), wrapShl(-1, c->Al)};
   uint32_t n = c->Ss;
   if (c->eobRun == 0) {
-    const End end = refineCoded(b, r, &n);
+    const End end = refineCoded(b, &r, &n);
     if (end != End::kDone) return end;
   }
   if (c->eobRun > 0) {
-    if (!walk(b, r, kBlockSize, &n)) return End::kAgain;
+    if (!walk(b, &r, kBlockSize, &n)) return End::kAgain;
     c->eobRun--;
   }
   return End::kDone;

@@ -43,6 +43,17 @@ inline uint64_t present(const int16_t *block) {
   return mask;
 }
 
+// Products to 16 bits.
+inline uint32_t dequantise(const int16_t *in, const int16_t *steps, int16_t *out) {
+  uint32_t last = 0;
+  for (uint32_t k = 0; k < 64; k++) {
+    const uint32_t n = jpg::kZigZag.natural[k];
+    out[n] = static_cast<int16_t>(static_cast<uint32_t>(in[n] * steps[n]) & 0xFFFF);
+    if (out[n] != 0) last = k;
+  }
+  return last;
+}
+
 // The transform, and of each coefficient the nearest multiple of the step, halves away from zero.
 inline void makeLevels(int16_t *blocks, uint32_t count, const jpg::QuantSteps &steps,
                        uint64_t *present) {
@@ -61,7 +72,8 @@ inline void makeLevels(int16_t *blocks, uint32_t count, const jpg::QuantSteps &s
   }
 }
 
-constexpr jpg::Kernels kSet = {makeSamples, makeHalfSamples, present, nullptr,
+// Pixels have the routines of src/read and src/write themselves.
+constexpr jpg::Kernels kSet = {makeSamples, makeHalfSamples, present, dequantise, nullptr,
                                {},          makeLevels,      nullptr, nullptr};
 
 }  // namespace definition

@@ -257,6 +257,30 @@ TEST_P(Samples, APresentCoefficientOfAnyValueSetsItsBit) {
   }
 }
 
+// The position may lie behind the last product that isn't 0, where a product of 16 bits is.
+TEST_P(Samples, DequantisedBlocksAreProductsTo16BitsAndEndWhereTheirLastOneIsOrLater) {
+  for (const Distribution &d : kDistributions) {
+    Random r(4);
+    Block block, steps;
+    for (uint32_t i = 0; i < kBlocksEach / 10; i++) {
+      d.fill(&r, &block);
+      for (int16_t &step : steps) step = static_cast<int16_t>(i % 2 == 0 ? r.next() : r.below(256));
+      Block expected, out;
+      out.fill(77);
+      const uint32_t least = defined_->dequantise(block.data(), steps.data(), expected.data());
+      const uint32_t last = tested_->dequantise(block.data(), steps.data(), out.data());
+      ASSERT_EQ(out, expected) << d.name << ", block " << i;
+      ASSERT_GE(last, least) << d.name << ", block " << i;
+      ASSERT_LT(last, 64U);
+      uint32_t most = 0;
+      for (uint32_t k = 0; k < 64; k++) {
+        if (block[jpg::kZigZag.natural[k]] != 0) most = k;
+      }
+      ASSERT_LE(last, most) << d.name << ", block " << i;
+    }
+  }
+}
+
 // The definition itself.
 TEST(PresentCoefficients, OfThePlainKernelAreInZigZagOrder) {
   Block block = {};

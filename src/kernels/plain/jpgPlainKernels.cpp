@@ -5,6 +5,7 @@
 #include "kernels/plain/jpgPlainLevels.h"
 #include "kernels/plain/jpgPlainLoad.h"
 #include "kernels/plain/jpgPlainPut.h"
+#include "share/jpgArith.h"
 #include "share/jpgTables.h"
 
 namespace jpg {
@@ -21,44 +22,69 @@ constexpr Positions makePositions() {
 }
 constexpr Positions kPositions = makePositions();
 
-// Which coefficients of a block aren't 0, in halves: shifts of 64 bits take longer.
-struct Present {
-  uint32_t half[2];
-};
-
-void lookAtRow(const int16_t *row, const uint8_t *positions, Present *present) {
-  for (uint32_t i = 0; i < 8; i++) {
-    const uint32_t k = positions[i];
-    if (row[i] != 0) present->half[k / 32] |= 1U << k % 32;
-  }
-}
-
 // Most rows are empty, which four words tell.
-bool isEmpty(const int16_t *row) {
+bool isEmptyRow(const int16_t *row) {
   uint32_t words[4];
   memcpy(words, __builtin_assume_aligned(row, sizeof(uint32_t)), sizeof(words));
   return (words[0] | words[1] | words[2] | words[3]) == 0;
 }
 
-uint64_t present(const int16_t *block) {
-  Present present = {};
-  const bool aligned = reinterpret_cast<uintptr_t>(block) % sizeof(uint32_t) == 0;
-  for (uint32_t i = 0; i < kBlockSize; i += 8) {
-    if (!aligned || !isEmpty(block + i)) lookAtRow(block + i, kPositions.of + i, &present);
+// Calls take(place, coded position) for the coefficients of a block, in natural order; those of
+// empty rows may be left out. Each has code of its own.
+template <typename Take, uint32_t kRow = 0>
+[[gnu::always_inline]] inline void forCoefficients(const int16_t *block, bool aligned,
+                                                   const Take &take) {
+  constexpr uint32_t kPlace = 8 * kRow;
+  if (!aligned || !isEmptyRow(block + kPlace)) {
+    take(kPlace + 0, kPositions.of[kPlace + 0]);
+    take(kPlace + 1, kPositions.of[kPlace + 1]);
+    take(kPlace + 2, kPositions.of[kPlace + 2]);
+    take(kPlace + 3, kPositions.of[kPlace + 3]);
+    take(kPlace + 4, kPositions.of[kPlace + 4]);
+    take(kPlace + 5, kPositions.of[kPlace + 5]);
+    take(kPlace + 6, kPositions.of[kPlace + 6]);
+    take(kPlace + 7, kPositions.of[kPlace + 7]);
   }
-  return uint64_t{present.half[1]} << 32 | present.half[0];
+  if constexpr (kRow < 7) forCoefficients<Take, kRow + 1>(block, aligned, take);
+}
+
+bool isAligned(const int16_t *block) {
+  return reinterpret_cast<uintptr_t>(block) % sizeof(uint32_t) == 0;
+}
+
+uint64_t present(const int16_t *block) {
+  uint32_t low = 0, high = 0;  // shifts of 64 bits take longer
+  forCoefficients(block, isAligned(block), [&](uint32_t n, uint32_t k) {
+    if (block[n] == 0) return;
+    if (k < 32) {
+      low |= 1U << k;
+    } else {
+      high |= 1U << (k - 32);
+    }
+  });
+  return uint64_t{high} << 32 | low;
+}
+
+uint32_t dequantise(const int16_t *in, const int16_t *steps, int16_t *out) {
+  uint32_t last = 0;
+  uint32_t lastOfRow = 0;
+  memset(out, 0, kBlockSize * sizeof(int16_t));
+  forCoefficients(in, isAligned(in), [&](uint32_t n, uint32_t k) {
+    if (n % 8 == 0) lastOfRow = 0;
+    if (in[n] != 0) lastOfRow = k;  // positions of a row ascend
+    out[n] = low16(in[n] * steps[n]);
+    if (n % 8 == 7 && lastOfRow > last) last = lastOfRow;
+  });
+  return last;
 }
 
 }  // namespace
 
 constexpr Kernels jpgPlainKernels = {
-    plainMakeSamples,
-    plainMakeHalfSamples,
-    present,
-    plainPutGray,
-    {&plainPutYcc1, &plainPutYcc2, &plainPutYcc4, &plainPutYcc8},
-    plainMakeLevels,
-    plainLoadGray,
+    plainMakeSamples, plainMakeHalfSamples,
+    present,          dequantise,
+    plainPutGray,     {&plainPutYcc1, &plainPutYcc2, &plainPutYcc4, &plainPutYcc8},
+    plainMakeLevels,  plainLoadGray,
     &plainLoadYcc,
 };
 
