@@ -136,9 +136,28 @@ End decodeFirst(Block *b) {
 
 // ---- Refinement -----------------------------------------------------------
 
-// The coded positions of a block's band that hold coefficients, and what is added to them.
+// Coded positions, bit k of 64 for position k. In halves, which narrow processors count faster.
+struct Positions {
+  uint32_t low, high;
+};
+
+// Takes the first position out; kBlockSize when there is none.
+inline uint32_t takeFirst(Positions *p) {
+  if (p->low != 0) {
+    const auto k = static_cast<uint32_t>(__builtin_ctz(p->low));
+    p->low &= p->low - 1;
+    return k;
+  }
+  if (p->high == 0) return kBlockSize;
+  const auto k = static_cast<uint32_t>(__builtin_ctz(p->high));
+  p->high &= p->high - 1;
+  return 32 + k;
+}
+
+// The coefficients of a block's band that are there already, and what is added to them.
 struct Refined {
-  uint64_t rest;  // those not yet passed: bit k for position k, Ss to Se
+  uint32_t next;   // position of the first one that isn't passed yet; kBlockSize for none
+  Positions rest;  // of those behind it, up to Se
   int32_t plus, minus;
 };
 
@@ -154,23 +173,16 @@ inline bool correct(Block *b, const Refined &r, uint32_t k) {
   return true;
 }
 
-uint32_t lowestBit(uint64_t v) {
-  const auto low = static_cast<uint32_t>(v);
-  return low != 0 ? static_cast<uint32_t>(__builtin_ctz(low))
-                  : 32 + static_cast<uint32_t>(__builtin_ctz(static_cast<uint32_t>(v >> 32)));
-}
-
 // Corrects coefficients from *n on until `zeros` others have been passed; *n becomes the
 // position of the one that ended the walk, Se + 1 without one.
 [[gnu::always_inline]] inline bool walk(Block *b, Refined *r, uint32_t zeros, uint32_t *n) {
   const uint32_t end = b->c->Se + 1U;
   uint32_t k = *n;
-  for (; r->rest != 0; r->rest &= r->rest - 1) {
-    const uint32_t next = lowestBit(r->rest);
-    if (zeros < next - k) break;
-    zeros -= next - k;
-    if (!correct(b, *r, next)) return false;
-    k = next + 1;
+  while (r->next < kBlockSize && r->next - k <= zeros) {
+    zeros -= r->next - k;
+    if (!correct(b, *r, r->next)) return false;
+    k = r->next + 1;
+    r->next = takeFirst(&r->rest);
   }
   *n = k < end && zeros < end - k ? k + zeros : end;
   return true;
@@ -192,7 +204,7 @@ uint32_t lowestBit(uint64_t v) {
   }
   if (skip != kSkipNone && (value == 1 || value == -1)) {
     // Correction bits may come ahead of the end that the shortcut has taken along.
-    const bool then = skip > kSkipThenEnd;
+    const bool then = kShortcutsTakeEnds && skip > kSkipThenEnd;
     drop(b, shortcutLength(fast) - (then ? endLengthOf(b->shortcuts) : 0));
     *run = skip % kSkipThenEnd - 1;
     *fresh = value > 0 ? r.plus : r.minus;
@@ -237,7 +249,12 @@ uint32_t lowestBit(uint64_t v) {
 [[gnu::always_inline]] inline End decodeRefinement(Block *b, uint64_t present) {
   JpgContext *c = b->c;
   const uint64_t band = ~uint64_t{0} >> (kBlockSize - 1 - c->Se) >> c->Ss << c->Ss;
-  Refined r = {present & band, wrapShl(1, c->Al), wrapShl(-1, c->Al)};
+  const uint64_t there = present & band;
+  Refined r = {0,
+               {static_cast<uint32_t>(there), static_cast<uint32_t>(there >> 32)},
+               wrapShl(1, c->Al),
+               wrapShl(-1, c->Al)};
+  r.next = takeFirst(&r.rest);
   uint32_t n = c->Ss;
   if (c->eobRun == 0) {
     const End end = refineCoded(b, &r, &n);

@@ -74,8 +74,10 @@ template <uint32_t kTerms, uint32_t kShift>
   constexpr int32_t kHalf = 1 << (kShift - 1);
   int32_t e0 = 0, e1 = 0, r = 0, s = 0;
   if (kTerms > 4) {
-    e0 = wrapAdd(wrapMul(wrapAdd(x.v0, x.v4), f.c4), kHalf);
-    e1 = wrapAdd(wrapMul(wrapSub(x.v0, x.v4), f.c4), kHalf);
+    const int32_t h = wrapMul(x.v4, f.c4);
+    e0 = wrapAdd(wrapMul(x.v0, f.c4), kHalf);
+    e1 = wrapSub(e0, h);
+    e0 = wrapAdd(e0, h);
     r = wrapAdd(wrapMul(x.v2, f.c2), wrapMul(x.v6, f.s2));
     s = wrapSub(wrapMul(x.v2, f.s2), wrapMul(x.v6, f.c2));
   } else {
