@@ -2,8 +2,8 @@
 # Counts instructions per pixel on 32-bit ARM beside libjpeg-turbo without its vector
 # instructions and prints a Markdown table for each processor:
 #   bench_arm.sh [--flags "-O3"] [--functions] [--only WORDS] [v5] [v7]
-# v5 is ARMv5TE in soft float, as the device's DLL, v7 ARMv7 with Thumb-2; both without.
-# Both sides are compiled with -O2 unless flags are given for ours: Debian's packages are.
+# v5 is ARMv5TE in soft float, as Debian's armel, v7 is ARMv7 with Thumb-2, as its armhf. Its
+# packages are compiled with -O2, and so is the library unless other flags are given.
 # --functions prints the functions that take most instead, --only chooses workloads.
 # Installs what is missing first; the packages of the other architectures are unpacked into
 # the build folder, not installed. The counts are qemu's and the same on every run.
@@ -20,7 +20,7 @@ while [ $# -gt 0 ]; do
     --functions) functions=yes ;;
     --only) only=$2; shift ;;
     v5 | v7) targets+=("$1") ;;
-    *) sed -n '2,9s/^# //p' "$0"; exit 2 ;;
+    *) sed -n '2,10s/^# \{0,1\}//p' "$0"; exit 2 ;;
   esac
   shift
 done
@@ -98,7 +98,7 @@ report() {
       b < a ? " (below)" : "" }'
 }
 
-scripts/setup.sh build arm armhf
+scripts/setup.sh build bench-arm
 mkdir -p "$folder"
 cc -O2 -shared -fPIC -fvisibility=hidden -o "$folder/count.so" bench/countPlugin.c
 for target in "${targets[@]}"; do

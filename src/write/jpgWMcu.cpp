@@ -87,7 +87,6 @@ LoadKernel chooseLoad(const JpgContext &c) {
   const bool plainChroma =
       c.scanComponents[1].sampling == 0x11 && c.scanComponents[2].sampling == 0x11;
   if (!plainChroma || luma != (c.hMax << 4 | c.vMax)) return nullptr;
-  if (c.kernels->loadYcc == nullptr) return nullptr;
   return (*c.kernels->loadYcc)[c.hMax - 1][c.vMax - 1];
 }
 
