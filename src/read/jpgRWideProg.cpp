@@ -348,7 +348,7 @@ bool decodeDcFirstWide(JpgContext *c, BitWindow *w, int16_t *block, JpgScanCompo
 }
 
 // True when the window is open and has bits for a symbol.
-bool isReady(JpgContext *c, BitWindow *w) {
+inline bool isReady(JpgContext *c, BitWindow *w) {
   return (isOpen(*w) || openWindow(w, &c->stream)) && ensureBits(w, kSymbolBits);
 }
 

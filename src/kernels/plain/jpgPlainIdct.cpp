@@ -24,7 +24,6 @@ constexpr uint32_t kRowShift = 17;
 constexpr uint32_t kButterflyShift = 12;
 
 // Coded positions up to which coefficients lie in the first rows and columns alone.
-constexpr uint32_t kLastOf1x2 = 1;
 constexpr uint32_t kLastOf4x2 = 4;
 constexpr uint32_t kLastOf4x4 = 9;
 

@@ -26,33 +26,33 @@ bool isAligned(const int16_t *block) {
   return reinterpret_cast<uintptr_t>(block) % sizeof(uint32_t) == 0;
 }
 
-// Most rows are empty, which four words tell.
-bool isEmptyRow(const int16_t *row) {
-  uint32_t words[4];
-  memcpy(words, __builtin_assume_aligned(row, sizeof(uint32_t)), sizeof(words));
-  return (words[0] | words[1] | words[2] | words[3]) == 0;
+// Most halves of rows are empty, which two words tell.
+constexpr uint32_t kHalfRow = 4;
+
+bool isEmpty(const int16_t *half) {
+  uint32_t words[2];
+  memcpy(words, __builtin_assume_aligned(half, sizeof(uint32_t)), sizeof(words));
+  return (words[0] | words[1]) == 0;
 }
 
 // Calls take(place, coded position) for the coefficients of a block, in natural order, but for
-// empty rows, where it calls empty(place); those are found in blocks of words. Each coefficient has
-// code of its own.
-template <typename Take, typename Empty, uint32_t kRow = 0>
+// empty halves of rows, where it calls empty(place); those are found in blocks of words. Each
+// coefficient has code of its own.
+template <typename Take, typename Empty, uint32_t kPlace = 0>
 [[gnu::always_inline]] inline void forCoefficients(const int16_t *block, bool words,
                                                    const Take &take, const Empty &empty) {
-  constexpr uint32_t kPlace = 8 * kRow;
-  if (!words || !isEmptyRow(block + kPlace)) {
+  if (!words || !isEmpty(block + kPlace)) {
     take(kPlace + 0, kPositions.of[kPlace + 0]);
     take(kPlace + 1, kPositions.of[kPlace + 1]);
     take(kPlace + 2, kPositions.of[kPlace + 2]);
     take(kPlace + 3, kPositions.of[kPlace + 3]);
-    take(kPlace + 4, kPositions.of[kPlace + 4]);
-    take(kPlace + 5, kPositions.of[kPlace + 5]);
-    take(kPlace + 6, kPositions.of[kPlace + 6]);
-    take(kPlace + 7, kPositions.of[kPlace + 7]);
   } else {
     empty(kPlace);
   }
-  if constexpr (kRow < 7) forCoefficients<Take, Empty, kRow + 1>(block, words, take, empty);
+  constexpr uint32_t kNext = kPlace + kHalfRow;
+  if constexpr (kNext < kBlockSize) {
+    forCoefficients<Take, Empty, kNext>(block, words, take, empty);
+  }
 }
 
 uint64_t present(const int16_t *block) {
@@ -70,15 +70,15 @@ uint64_t present(const int16_t *block) {
 }
 
 uint32_t dequantise(const int16_t *in, const int16_t *steps, int16_t *out) {
-  uint32_t last = 0, lastOfRow = 0;
+  uint32_t last = 0, lastHere = 0;
   const auto take = [&](uint32_t n, uint32_t k) {
-    if (n % 8 == 0) lastOfRow = 0;
-    if (in[n] != 0) lastOfRow = k;  // positions of a row ascend
+    if (n % kHalfRow == 0) lastHere = 0;
+    if (in[n] != 0) lastHere = k;  // positions of a row ascend
     out[n] = low16(in[n] * steps[n]);
-    if (n % 8 == 7 && lastOfRow > last) last = lastOfRow;
+    if (n % kHalfRow == kHalfRow - 1 && lastHere > last) last = lastHere;
   };
   const auto clear = [&](uint32_t n) {
-    memset(__builtin_assume_aligned(out + n, sizeof(uint32_t)), 0, 8 * sizeof(int16_t));
+    memset(__builtin_assume_aligned(out + n, sizeof(uint32_t)), 0, kHalfRow * sizeof(int16_t));
   };
   forCoefficients(in, isAligned(in) && isAligned(out), take, clear);
   return last;
