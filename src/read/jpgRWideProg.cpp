@@ -137,12 +137,12 @@ End decodeFirst(Block *b) {
 // ---- Refinement -----------------------------------------------------------
 
 // Coded positions, bit k of 64 for position k. In halves, which narrow processors count faster.
-struct Positions {
+struct PositionSet {
   uint32_t low, high;
 };
 
 // Takes the first position out; kBlockSize when there is none.
-inline uint32_t takeFirst(Positions *p) {
+inline uint32_t takeFirst(PositionSet *p) {
   if (p->low != 0) {
     const auto k = static_cast<uint32_t>(__builtin_ctz(p->low));
     p->low &= p->low - 1;
@@ -156,8 +156,8 @@ inline uint32_t takeFirst(Positions *p) {
 
 // The coefficients of a block's band that are there already, and what is added to them.
 struct Refined {
-  uint32_t next;   // position of the first one that isn't passed yet; kBlockSize for none
-  Positions rest;  // of those behind it, up to Se
+  uint32_t next;     // position of the first one that isn't passed yet; kBlockSize for none
+  PositionSet rest;  // of those behind it, up to Se
   int32_t plus, minus;
 };
 

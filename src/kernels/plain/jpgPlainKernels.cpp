@@ -4,23 +4,13 @@
 #include "kernels/plain/jpgPlainIdct.h"
 #include "kernels/plain/jpgPlainLevels.h"
 #include "kernels/plain/jpgPlainLoad.h"
+#include "kernels/plain/jpgPlainPositions.h"
 #include "kernels/plain/jpgPlainPut.h"
 #include "share/jpgArith.h"
 #include "share/jpgTables.h"
 
 namespace jpg {
 namespace {
-
-// Coded positions of the natural order.
-struct Positions {
-  uint8_t of[kBlockSize];
-};
-constexpr Positions makePositions() {
-  Positions p{};
-  for (uint32_t k = 0; k < kBlockSize; k++) p.of[kZigZag.natural[k]] = static_cast<uint8_t>(k);
-  return p;
-}
-constexpr Positions kPositions = makePositions();
 
 bool isAligned(const int16_t *block) {
   return reinterpret_cast<uintptr_t>(block) % sizeof(uint32_t) == 0;

@@ -5,6 +5,7 @@
 
 #include <string.h>
 
+#include "kernels/plain/jpgPlainPositions.h"
 #include "share/jpgArith.h"
 #include "share/jpgTables.h"
 
@@ -95,17 +96,6 @@ uint32_t transformRow(const Factors &f, int32_t *row, const uint16_t *half) {
   put(7, asr(y.v7, kRowShift));
   return large;
 }
-
-// Coded positions of the natural order.
-struct Positions {
-  uint8_t of[kBlockSize];
-};
-constexpr Positions makePositions() {
-  Positions p{};
-  for (uint32_t k = 0; k < kBlockSize; k++) p.of[kZigZag.natural[k]] = static_cast<uint8_t>(k);
-  return p;
-}
-constexpr Positions kPositions = makePositions();
 
 // The nearest multiple of the step, halves away from zero: (magnitude + half) / step, as
 // QuantReciprocals tells.
