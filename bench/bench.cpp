@@ -96,7 +96,7 @@ int list(const std::vector<Workload> &workloads) {
 int main(int argc, char **argv) {
   const char *corpus = std::getenv("JPG_CORPUS");
   const std::vector<Workload> workloads =
-      jpgbench::makeWorkloads(corpus != nullptr ? corpus : JPG_CORPUS_DIR);
+      jpgbench::makeWorkloads(corpus != nullptr ? corpus : JPG_CORPUS_DIR, {0.3, 2.0, 12.0});
   if (argc >= 5 && std::strcmp(argv[1], "--once") == 0) {
     return runOnce(workloads, argv + 2, argc > 5 ? std::atoi(argv[5]) : 1);
   }

@@ -86,11 +86,11 @@ void addSizes(List *list, const std::string &folder, double megapixels) {
 
 }  // namespace
 
-std::vector<Workload> makeWorkloads(const std::string &folder) {
+std::vector<Workload> makeWorkloads(const std::string &folder, const std::vector<double> &sizes) {
   List list;
   const auto thumbnail = std::make_shared<Picture>(cropped(photographOf(folder, 0.3), 200, 150));
   list.decode("thumbnail 4:2:0 q75", thumbnail, {75, k420, false}, 1, 1.5);
-  for (const double megapixels : {0.3, 2.0, 12.0}) addSizes(&list, folder, megapixels);
+  for (const double megapixels : sizes) addSizes(&list, folder, megapixels);
   return list.take();
 }
 

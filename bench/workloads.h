@@ -20,8 +20,8 @@ struct Workload {
   std::function<bool()> ours, theirs;
 };
 
-// All of them, over photographs of `folder` where it exists.
-std::vector<Workload> makeWorkloads(const std::string &folder);
+// All of them, over photographs of `folder` where it exists, of about so many megapixels.
+std::vector<Workload> makeWorkloads(const std::string &folder, const std::vector<double> &sizes);
 
 }  // namespace jpgbench
 

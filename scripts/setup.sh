@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Installs what is missing on a Debian machine: setup.sh GROUP...
-# Groups: build, test, clang, coverage, docs, lint, bench, valgrind; i686, arm, armhf, s390x, device,
+# Groups: build, test, clang, coverage, docs, lint, bench, valgrind, bench-arm; i686, arm, armhf, s390x, device,
 # device-v7, win32, win64 for other targets.
 set -euo pipefail
 
@@ -13,6 +13,7 @@ declare -A packages=(
   [lint]="clang-format-14 clang-tidy-14"
   [bench]="libbenchmark-dev libjpeg62-turbo-dev libavcodec-dev libdcmtk-dev pkgconf"
   [valgrind]="valgrind"
+  [bench-arm]="g++ g++-arm-linux-gnueabi g++-arm-linux-gnueabihf qemu-user dpkg"
   [i686]="g++-i686-linux-gnu googletest"
   [arm]="g++-arm-linux-gnueabi qemu-user googletest"
   [armhf]="g++-arm-linux-gnueabihf qemu-user googletest"

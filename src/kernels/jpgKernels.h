@@ -1,8 +1,8 @@
 // Kernels: the inner loops over samples, in the form that suits the processor.
 //
-// The routines of src/read and src/write are the definition of every result; the kernels of
-// src/kernels/plain call them. Another set gives the same bits. A handle's set is chosen
-// when it is made.
+// The routines of src/read and src/write are the definition of every result; each set gives the
+// same bits, that of src/kernels/plain in C++ for any processor. A handle's set is chosen when it
+// is made.
 #ifndef JPG_KERNELS_KERNELS_H
 #define JPG_KERNELS_KERNELS_H
 
@@ -18,6 +18,10 @@ using SampleKernel = void (*)(int16_t *block, uint32_t last);
 
 // Which coefficients of a block aren't 0: bit k for the k-th of the zig-zag sequence.
 using PresentKernel = uint64_t (*)(const int16_t *block);
+
+// Multiplies coefficients by quantisation steps, natural order both, to 16 bits. Returns a coded
+// position behind which all products are 0: 0 for a block of a DC coefficient alone.
+using DequantiseKernel = uint32_t (*)(const int16_t *in, const int16_t *steps, int16_t *out);
 
 // Stores an MCU's pixels: its limited sample blocks, component after component as coded,
 // expanded by replication. A block's samples are a cell of 8, 4, 2 or 1 of them both ways.
@@ -58,11 +62,12 @@ struct Kernels {
   SampleKernel makeSamples;
   SampleKernel makeHalfSamples;  // jpgIdct4x4 and the limit on its samples
   PresentKernel present;
+  DequantiseKernel dequantise;
   McuKernel putGray;            // one component of one block, cells of any size
   const YccKernels *putYcc[4];  // Y, Cb, Cr as blue, green, red; cells of 1, 2, 4, 8
   LevelKernel makeLevels;
-  LoadKernel loadGray;         // one component of one block; null: the general routines
-  const LoadKernels *loadYcc;  // blue, green, red as Y, Cb, Cr; null: the general routines
+  LoadKernel loadGray;         // one component of one block
+  const LoadKernels *loadYcc;  // blue, green, red as Y, Cb, Cr
 };
 
 // The set that any processor of the target runs.

@@ -213,24 +213,15 @@ void makeNaturalTables(const JpgContext &c, NaturalTables *tables) {
   }
 }
 
-// Dequantises a block; false when it has a DC coefficient alone.
-bool dequantiseBlock(const int16_t *in, const int16_t *quant, int16_t *out) {
-  int16_t ac = 0;
-  for (uint32_t i = 0; i < kBlockSize; i++) {
-    out[i] = low16(int32_t{in[i]} * quant[i]);
-    ac = low16(ac | (i != 0 ? out[i] : 0));
-  }
-  return ac != 0;
-}
-
 // The samples of the MCU at coefCurrent, in coefBuffer.
 void reconstructMcu(JpgContext *c, const NaturalTables &tables) {
   const int16_t *in = c->coefCurrent;
   int16_t *out = c->coefBuffer;
   for (uint32_t i = 0; i < c->numComponents; i++) {
     for (uint32_t b = 0; b < frameBlocks(c->scanComponents[i]); b++) {
-      if (dequantiseBlock(in, tables.entry[i], out)) {
-        c->kernels->makeSamples(out, kBlockSize - 1);
+      const uint32_t last = c->kernels->dequantise(in, tables.entry[i], out);
+      if (last != 0) {
+        c->kernels->makeSamples(out, last);
       } else {
         fillBlock(out, flatSample(out[0]));
       }

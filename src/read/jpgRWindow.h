@@ -76,6 +76,10 @@ void closeWindow(BitWindow *w, JpgStream *s);
 bool fillBesideFF(BitWindow *w);
 
 inline WindowWord loadBigEndian(const uint8_t *p) {
+  if (sizeof(WindowWord) == 4) {  // not every compiler at -O2 unrolls the loop
+    const uint32_t high = static_cast<uint32_t>(p[0]) << 24 | static_cast<uint32_t>(p[1]) << 16;
+    return high | static_cast<uint32_t>(p[2]) << 8 | p[3];
+  }
   WindowWord v = 0;
   memcpy(&v, p, sizeof(v));
   if (__BYTE_ORDER__ == __ORDER_BIG_ENDIAN__) return v;
@@ -154,12 +158,9 @@ inline uint32_t windowBits(const BitWindow &w, uint32_t n) {
   return static_cast<uint32_t>((w.bits >> 1) >> (kWindowBits - 1 - n));
 }
 
-// The shortcut of an AC table for the window's next bits. One that takes the end of the block
-// along needs more bits than a narrow window holds: those that the bit reader would have
-// looked at ahead of the end.
+// The shortcut of an AC table for the window's next bits.
 inline HuffShortcut acShortcut(const HuffShortcut *shortcuts, WindowWord bits) {
-  const HuffShortcut s = shortcuts[bits >> (kWindowBits - kShortcutBits)];
-  return kWindowBits >= 64 ? s : withoutEnd(s, endLengthOf(shortcuts));
+  return shortcuts[bits >> (kWindowBits - kShortcutBits)];
 }
 
 // Drops n bits, n < kWindowBits, which must be there.

@@ -94,7 +94,7 @@ void makeShortcuts(const JpgHuffTable &table, HuffUse use, HuffShortcut *shortcu
     if (table.codes[i].value == 0) end = &table.codes[i];
   }
   shortcuts[1U << kShortcutBits] = end != nullptr ? end->length : 0;
-  if (end != nullptr && use == HuffUse::kAc) addEnds(*end, shortcuts);
+  if (kShortcutsTakeEnds && end != nullptr && use == HuffUse::kAc) addEnds(*end, shortcuts);
 }
 
 // Bits of a magnitude above 0.

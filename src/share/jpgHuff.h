@@ -51,6 +51,9 @@ using HuffShortcut = uint32_t;
 constexpr uint32_t kSkipEnd = 64;       // symbol 0: end of block, or category 0
 constexpr uint32_t kSkipThenEnd = 128;  // the last coefficient
 constexpr uint32_t kSkipNone = 255;     // no shortcut, or to the symbol alone
+// Whether shortcuts take ends along. Ahead of one the bit reader would look at the longest code,
+// so that many bits must be there, more than a narrow bit window holds.
+constexpr bool kShortcutsTakeEnds = sizeof(size_t) >= 8;
 
 constexpr int32_t shortcutValue(HuffShortcut s) { return static_cast<int32_t>(s) >> 16; }
 constexpr uint32_t shortcutSkip(HuffShortcut s) { return s >> 8 & 0xFF; }

@@ -9,7 +9,8 @@ namespace jpg {
 
 constexpr int32_t kMaxMagnitude = 2047;
 
-struct Magnitude {
+// In one word: two halves would be copied by a call where words must be aligned.
+struct alignas(uint32_t) Magnitude {
   uint16_t category;  // bits of |v|
   uint16_t bits;      // additional ones
 };

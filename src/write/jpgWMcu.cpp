@@ -10,48 +10,17 @@ constexpr uint32_t kFractionBits = 12;
 
 // ---- Colour conversion ----------------------------------------------------
 
-// Products of a colour byte x with the conversion's factors, scaled by 4096, with
-// the rounding of the results and the level shift of Y folded in.
-struct RedEntry {
-  int32_t y, cb;
-};
-struct GreenEntry {
-  int32_t y, cb, cr;
-};
-struct BlueEntry {
-  int32_t y, cr;
-};
-struct YccTables {
-  RedEntry red[256];
-  GreenEntry green[256];
-  BlueEntry blue[256];
-};
-
-constexpr YccTables makeYccTables() {
-  constexpr int32_t kHalf = 1 << (kFractionBits - 1);
-  constexpr int32_t kShiftedY = (kLevelShift << kFractionBits) - kHalf;
-  YccTables t{};
-  for (int32_t x = 0; x < 256; x++) {
-    t.red[x] = {1225 * x, 691 * x};
-    t.green[x] = {2404 * x, 1357 * x - kHalf, 1715 * x - kHalf};
-    t.blue[x] = {467 * x - kShiftedY, 333 * x};
-  }
-  return t;
-}
-
-constexpr YccTables kYcc = makeYccTables();
-constexpr uint32_t kHalfFactorBits = 11;  // 2048: 0.5 scaled by 4096
-
 int16_t descale(int32_t v) { return low16(asr(v, kFractionBits)); }
 
+// Factors scaled by 4096; 2048 is both 0.5 and the rounding.
 void convertBgrToYcc(const uint8_t *in, int16_t *out, uint32_t pixels) {
+  constexpr int32_t kHalf = 1 << (kFractionBits - 1);
   for (uint32_t i = 0; i < pixels; i++, in += 3, out += 3) {
-    const BlueEntry &b = kYcc.blue[in[0]];
-    const GreenEntry &g = kYcc.green[in[1]];
-    const RedEntry &r = kYcc.red[in[2]];
-    out[0] = descale(r.y + g.y + b.y);
-    out[1] = descale((in[0] << kHalfFactorBits) - r.cb - g.cb);
-    out[2] = descale((in[2] << kHalfFactorBits) - g.cr - b.cr);
+    const int32_t b = in[0], g = in[1], r = in[2];
+    const int32_t y = 1225 * r + 2404 * g + 467 * b + kHalf;
+    out[0] = descale(y - (kLevelShift << kFractionBits));
+    out[1] = descale(2048 * b - 691 * r - 1357 * g + kHalf);
+    out[2] = descale(2048 * r - 1715 * g - 333 * b + kHalf);
   }
 }
 
@@ -118,7 +87,6 @@ LoadKernel chooseLoad(const JpgContext &c) {
   const bool plainChroma =
       c.scanComponents[1].sampling == 0x11 && c.scanComponents[2].sampling == 0x11;
   if (!plainChroma || luma != (c.hMax << 4 | c.vMax)) return nullptr;
-  if (c.kernels->loadYcc == nullptr) return nullptr;
   return (*c.kernels->loadYcc)[c.hMax - 1][c.vMax - 1];
 }
 

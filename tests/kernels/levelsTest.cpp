@@ -91,8 +91,8 @@ class LevelKernels : public KernelTest {
  protected:
   bool agree(const std::vector<int16_t> &samples, uint32_t count, const Steps &steps) const {
     Levels plain(samples, count), best(samples, count);
-    plain.make(*plain_, count, steps);
-    best.make(*best_, count, steps);
+    plain.make(*defined_, count, steps);
+    best.make(*tested_, count, steps);
     return plain == best;
   }
 };
@@ -128,7 +128,7 @@ void faint(Random *r, const Range &range, int16_t *block) {
 
 constexpr Fill kFills[] = {uniform, extreme, smooth, faint};
 
-TEST_F(LevelKernels, MakeThePlainLevelsOfRandomBlocks) {
+TEST_P(LevelKernels, MakeThePlainLevelsOfRandomBlocks) {
   const std::vector<Steps> &steps = allSteps();
   Random r(1);
   uint32_t blocks = 0;
@@ -183,7 +183,7 @@ std::vector<std::vector<int16_t>> patterns() {
   return all;
 }
 
-TEST_F(LevelKernels, MakeThePlainLevelsOfExtremePatternsAtEveryQuality) {
+TEST_P(LevelKernels, MakeThePlainLevelsOfExtremePatternsAtEveryQuality) {
   const std::vector<std::vector<int16_t>> blocks = patterns();
   for (const Steps &steps : allSteps()) {
     for (size_t i = 0; i < blocks.size(); i++) {
@@ -193,7 +193,7 @@ TEST_F(LevelKernels, MakeThePlainLevelsOfExtremePatternsAtEveryQuality) {
 }
 
 // Each of a pair of blocks keeps to itself.
-TEST_F(LevelKernels, MakeThePlainLevelsOfPatternsSideBySide) {
+TEST_P(LevelKernels, MakeThePlainLevelsOfPatternsSideBySide) {
   const std::vector<std::vector<int16_t>> blocks = patterns();
   const Steps &finest = allSteps().back();
   for (size_t i = 0; i < blocks.size(); i++) {
@@ -248,5 +248,8 @@ TEST(DcLevels, AreTheNearestMultiplesForEverySumAndStep) {
     }
   }
 }
+
+INSTANTIATE_TEST_SUITE_P(Sets, LevelKernels, ::testing::ValuesIn(jpgtest::kernelSets()),
+                         jpgtest::nameOfSet);
 
 }  // namespace

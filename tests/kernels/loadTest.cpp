@@ -20,9 +20,10 @@ using Blocks = std::array<int16_t, kMostSamples>;
 // A frame to encode, with the sampling bytes of its components.
 class Frame {
  public:
-  explicit Frame(const std::vector<uint8_t> &sampling) : context_(std::make_unique<JpgContext>()) {
+  Frame(const Kernels &kernels, const std::vector<uint8_t> &sampling)
+      : context_(std::make_unique<JpgContext>()) {
     JpgContext *c = context_.get();
-    c->kernels = bestKernels();
+    c->kernels = &kernels;
     c->write.frameComponents = static_cast<uint32_t>(sampling.size());
     for (size_t i = 0; i < sampling.size(); i++) {
       const uint32_t h = sampling[i] >> 4, v = sampling[i] & 15U;
@@ -84,11 +85,11 @@ void scatter(Random *r, FencedBytes *bytes) {
 
 class LoadKernels : public KernelTest {};
 
-TEST_F(LoadKernels, MakeTheBlocksOfTheRoutinesInEveryLayout) {
+TEST_P(LoadKernels, MakeTheBlocksOfTheRoutinesInEveryLayout) {
   const std::vector<uint8_t> kLayouts[] = {
       {0x11}, {0x11, 0x11, 0x11}, {0x12, 0x11, 0x11}, {0x21, 0x11, 0x11}, {0x22, 0x11, 0x11}};
   for (const std::vector<uint8_t> &layout : kLayouts) {
-    Frame frame(layout);
+    Frame frame(*tested_, layout);
     McuSource source = {};
     ASSERT_EQ(frame.choose(&source), uint32_t{JPG_OK});
     if (source.load == nullptr) continue;
@@ -101,11 +102,12 @@ TEST_F(LoadKernels, MakeTheBlocksOfTheRoutinesInEveryLayout) {
 }
 
 // A layout for which a kernel is chosen is one that it serves.
-TEST_F(LoadKernels, AreChosenOnlyForWhatTheyLoad) {
+TEST_P(LoadKernels, AreChosenOnlyForWhatTheyLoad) {
   constexpr uint8_t kSampling[] = {0x11, 0x12, 0x21, 0x22};
   uint32_t chosen = 0;
   for (uint32_t layout = 0; layout < 4 * 4 * 4 * 2; layout++) {
-    Frame frame({kSampling[layout & 3], kSampling[layout >> 2 & 3], kSampling[layout >> 4 & 3]});
+    Frame frame(*tested_,
+                {kSampling[layout & 3], kSampling[layout >> 2 & 3], kSampling[layout >> 4 & 3]});
     if (layout >> 6 != 0) frame.c()->flags = kFlagNoColorConversion;
     McuSource source = {};
     ASSERT_EQ(frame.choose(&source), uint32_t{JPG_OK});
@@ -114,7 +116,7 @@ TEST_F(LoadKernels, AreChosenOnlyForWhatTheyLoad) {
     ASSERT_TRUE(loadsAlike(&frame, source, 0, 1)) << "layout " << layout;
   }
   EXPECT_LE(chosen, 4U);
-  Frame four({0x11, 0x11, 0x11, 0x11});
+  Frame four(*tested_, {0x11, 0x11, 0x11, 0x11});
   McuSource source = {};
   ASSERT_EQ(four.choose(&source), uint32_t{JPG_OK});
   EXPECT_TRUE(source.load == nullptr);
@@ -127,8 +129,8 @@ void putColour(uint32_t i, uint8_t *out) {
   out[2] = static_cast<uint8_t>(i >> 16);
 }
 
-TEST_F(LoadKernels, ConvertEveryColourAsTheRoutines) {
-  Frame frame({0x11, 0x11, 0x11});
+TEST_P(LoadKernels, ConvertEveryColourAsTheRoutines) {
+  Frame frame(*tested_, {0x11, 0x11, 0x11});
   McuSource source = {};
   ASSERT_EQ(frame.choose(&source), uint32_t{JPG_OK});
   if (source.load == nullptr) GTEST_SKIP() << "this set has no kernel for it";
@@ -144,7 +146,7 @@ TEST_F(LoadKernels, ConvertEveryColourAsTheRoutines) {
 
 // On this the kernels of the forward transform rely.
 TEST(ForwardColours, AreWithinARangeOf256ForEachComponent) {
-  Frame frame({0x11, 0x11, 0x11});
+  Frame frame(jpgPlainKernels, {0x11, 0x11, 0x11});
   McuSource source = {};
   ASSERT_EQ(frame.choose(&source), uint32_t{JPG_OK});
   for (uint32_t colour = 0; colour < 1U << 24; colour++) {
@@ -157,5 +159,8 @@ TEST(ForwardColours, AreWithinARangeOf256ForEachComponent) {
     ASSERT_TRUE(inside) << "colour " << colour;
   }
 }
+
+INSTANTIATE_TEST_SUITE_P(Sets, LoadKernels, ::testing::ValuesIn(jpgtest::kernelSets()),
+                         jpgtest::nameOfSet);
 
 }  // namespace

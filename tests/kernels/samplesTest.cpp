@@ -114,27 +114,27 @@ class Samples : public KernelTest {
   }
   bool agreeUpTo(const Block &block, uint32_t last) const {
     Block plain = block, best = block;
-    plain_->makeSamples(plain.data(), last);
-    best_->makeSamples(best.data(), last);
+    defined_->makeSamples(plain.data(), last);
+    tested_->makeSamples(best.data(), last);
     return plain == best;
   }
   // Of a corner, what lies outside of it doesn't matter.
   bool halvesAgree(const Block &block) const {
     constexpr uint32_t kLastOfCorner = 24;  // row 3, column 3
     Block plain = block, best = block;
-    plain_->makeHalfSamples(plain.data(), kLastOfCorner);
-    best_->makeHalfSamples(best.data(), kLastOfCorner);
+    defined_->makeHalfSamples(plain.data(), kLastOfCorner);
+    tested_->makeHalfSamples(best.data(), kLastOfCorner);
     for (size_t i = 0; i < 16; i++) {
       if (plain[8 * (i / 4) + i % 4] != best[8 * (i / 4) + i % 4]) return false;
     }
     return true;
   }
   bool presentAgrees(const Block &block) const {
-    return plain_->present(block.data()) == best_->present(block.data());
+    return defined_->present(block.data()) == tested_->present(block.data());
   }
 };
 
-TEST_F(Samples, OfRandomBlocksAreThePlainOnes) {
+TEST_P(Samples, OfRandomBlocksAreThePlainOnes) {
   for (const Distribution &d : kDistributions) {
     Random r(1);
     Block block;
@@ -145,7 +145,7 @@ TEST_F(Samples, OfRandomBlocksAreThePlainOnes) {
   }
 }
 
-TEST_F(Samples, OfSingleCoefficientsAreThePlainOnes) {
+TEST_P(Samples, OfSingleCoefficientsAreThePlainOnes) {
   Block block = {};
   for (size_t place = 0; place < 64; place++) {
     for (int32_t v = kLeast; v <= kMost; v += (v & 0x7FF) == 0 || place == 0 ? 1 : 31) {
@@ -160,7 +160,7 @@ TEST_F(Samples, OfSingleCoefficientsAreThePlainOnes) {
   }
 }
 
-TEST_F(Samples, OfPairsOfExtremesAreThePlainOnes) {
+TEST_P(Samples, OfPairsOfExtremesAreThePlainOnes) {
   for (size_t first = 0; first < 64; first++) {
     for (size_t second = 0; second < first; second++) {
       for (uint32_t signs = 0; signs < 4; signs++) {
@@ -176,7 +176,7 @@ TEST_F(Samples, OfPairsOfExtremesAreThePlainOnes) {
 // Sums of magnitudes where the faster passes end: each of them, at every pair of places of a
 // column, with all signs. And a sum of DC alone whose value, 2896 / 512 of it, needs 17 bits
 // from 5793 on.
-TEST_F(Samples, OfValuesAboutTheRangeOfThePassesAreThePlainOnes) {
+TEST_P(Samples, OfValuesAboutTheRangeOfThePassesAreThePlainOnes) {
   constexpr int32_t kSums[] = {2896, 2897, 2898, 2899, 2900, 2901, 2902, 5791, 5792, 5793, 5794};
   for (const int32_t sum : kSums) {
     for (size_t place = 0; place < 64; place++) {
@@ -198,7 +198,7 @@ TEST_F(Samples, OfValuesAboutTheRangeOfThePassesAreThePlainOnes) {
 
 // Every value of the vertical frequency 1, whose square the first pass has, beside each other
 // coefficient of its column that is as large as the faster passes allow.
-TEST_F(Samples, OfSquaresInTheFirstPassAreThePlainOnes) {
+TEST_P(Samples, OfSquaresInTheFirstPassAreThePlainOnes) {
   for (int32_t v = -3000; v <= 3000; v++) {
     const int32_t rest = 2900 - (v < 0 ? -v : v);
     for (size_t row = 0; row < 8; row++) {
@@ -218,7 +218,7 @@ TEST_F(Samples, OfSquaresInTheFirstPassAreThePlainOnes) {
   }
 }
 
-TEST_F(Samples, NeedNoAlignment) {
+TEST_P(Samples, NeedNoAlignment) {
   Random r(2);
   std::array<int16_t, 64 + 16> room;
   for (size_t shift = 0; shift < 16; shift++) {
@@ -226,8 +226,8 @@ TEST_F(Samples, NeedNoAlignment) {
     dense(&r, &block);
     room.fill(77);
     std::copy(block.begin(), block.end(), room.begin() + static_cast<ptrdiff_t>(shift));
-    best_->makeSamples(room.data() + shift, 63);
-    plain_->makeSamples(block.data(), 63);
+    tested_->makeSamples(room.data() + shift, 63);
+    defined_->makeSamples(block.data(), 63);
     for (size_t i = 0; i < room.size(); i++) {
       const bool inside = i >= shift && i < shift + 64;
       ASSERT_EQ(room[i], inside ? block[i - shift] : 77) << i << " from " << shift;
@@ -235,7 +235,7 @@ TEST_F(Samples, NeedNoAlignment) {
   }
 }
 
-TEST_F(Samples, PresentCoefficientsOfRandomBlocksAreThePlainOnes) {
+TEST_P(Samples, PresentCoefficientsOfRandomBlocksAreThePlainOnes) {
   for (const Distribution &d : kDistributions) {
     Random r(3);
     Block block;
@@ -247,12 +247,36 @@ TEST_F(Samples, PresentCoefficientsOfRandomBlocksAreThePlainOnes) {
 }
 
 // 256 and the like have a byte of 0; -32768 and 32767 saturate.
-TEST_F(Samples, APresentCoefficientOfAnyValueSetsItsBit) {
+TEST_P(Samples, APresentCoefficientOfAnyValueSetsItsBit) {
   for (uint32_t k = 0; k < 64; k++) {
     for (int32_t v = kLeast; v <= kMost; v++) {
       Block block = {};
       block[jpg::kZigZag.natural[k]] = narrow(v);
-      ASSERT_EQ(best_->present(block.data()), v != 0 ? uint64_t{1} << k : 0) << v << " at " << k;
+      ASSERT_EQ(tested_->present(block.data()), v != 0 ? uint64_t{1} << k : 0) << v << " at " << k;
+    }
+  }
+}
+
+// The position may lie behind the last product that isn't 0, where a product of 16 bits is.
+TEST_P(Samples, DequantisedBlocksAreProductsTo16BitsAndEndWhereTheirLastOneIsOrLater) {
+  for (const Distribution &d : kDistributions) {
+    Random r(4);
+    Block block, steps;
+    for (uint32_t i = 0; i < kBlocksEach / 10; i++) {
+      d.fill(&r, &block);
+      for (int16_t &step : steps) step = static_cast<int16_t>(i % 2 == 0 ? r.next() : r.below(256));
+      Block expected, out;
+      out.fill(77);
+      const uint32_t least = defined_->dequantise(block.data(), steps.data(), expected.data());
+      const uint32_t last = tested_->dequantise(block.data(), steps.data(), out.data());
+      ASSERT_EQ(out, expected) << d.name << ", block " << i;
+      ASSERT_GE(last, least) << d.name << ", block " << i;
+      ASSERT_LT(last, 64U);
+      uint32_t most = 0;
+      for (uint32_t k = 0; k < 64; k++) {
+        if (block[jpg::kZigZag.natural[k]] != 0) most = k;
+      }
+      ASSERT_LE(last, most) << d.name << ", block " << i;
     }
   }
 }
@@ -267,5 +291,8 @@ TEST(PresentCoefficients, OfThePlainKernelAreInZigZagOrder) {
   const uint64_t expected = uint64_t{1} | uint64_t{1} << 2 | uint64_t{1} << 33 | uint64_t{1} << 63;
   EXPECT_EQ(jpg::jpgPlainKernels.present(block.data()), expected);
 }
+
+INSTANTIATE_TEST_SUITE_P(Sets, Samples, ::testing::ValuesIn(jpgtest::kernelSets()),
+                         jpgtest::nameOfSet);
 
 }  // namespace

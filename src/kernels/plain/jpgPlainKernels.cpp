@@ -1,67 +1,87 @@
 #include <string.h>
 
 #include "kernels/jpgKernels.h"
+#include "kernels/plain/jpgPlainIdct.h"
+#include "kernels/plain/jpgPlainLevels.h"
+#include "kernels/plain/jpgPlainLoad.h"
+#include "kernels/plain/jpgPlainPositions.h"
 #include "kernels/plain/jpgPlainPut.h"
-#include "read/jpgRIdct.h"
-#include "read/jpgRScal.h"
+#include "share/jpgArith.h"
 #include "share/jpgTables.h"
-#include "write/jpgWFdct.h"
 
 namespace jpg {
 namespace {
 
-void makeSamples(int16_t *block, uint32_t /*last*/) {
-  jpgIdct8x8(block);
-  limitBlock(block);
+bool isAligned(const int16_t *block) {
+  return reinterpret_cast<uintptr_t>(block) % sizeof(uint32_t) == 0;
 }
 
-void makeHalfSamples(int16_t *block, uint32_t /*last*/) {
-  jpgIdct4x4(block);
-  limitCorner(block, 4);
+// Most halves of rows are empty, which two words tell.
+constexpr uint32_t kHalfRow = 4;
+
+bool isEmpty(const int16_t *half) {
+  uint32_t words[2];
+  memcpy(words, __builtin_assume_aligned(half, sizeof(uint32_t)), sizeof(words));
+  return (words[0] | words[1]) == 0;
+}
+
+// Calls take(place, coded position) for the coefficients of a block, in natural order, but for
+// empty halves of rows, where it calls empty(place); those are found in blocks of words. Each
+// coefficient has code of its own.
+template <typename Take, typename Empty, uint32_t kPlace = 0>
+[[gnu::always_inline]] inline void forCoefficients(const int16_t *block, bool words,
+                                                   const Take &take, const Empty &empty) {
+  if (!words || !isEmpty(block + kPlace)) {
+    take(kPlace + 0, kPositions.of[kPlace + 0]);
+    take(kPlace + 1, kPositions.of[kPlace + 1]);
+    take(kPlace + 2, kPositions.of[kPlace + 2]);
+    take(kPlace + 3, kPositions.of[kPlace + 3]);
+  } else {
+    empty(kPlace);
+  }
+  constexpr uint32_t kNext = kPlace + kHalfRow;
+  if constexpr (kNext < kBlockSize) {
+    forCoefficients<Take, Empty, kNext>(block, words, take, empty);
+  }
 }
 
 uint64_t present(const int16_t *block) {
-  uint64_t mask = 0;
-  for (uint32_t k = 0; k < kBlockSize; k++) {
-    if (block[kZigZag.natural[k]] != 0) mask |= uint64_t{1} << k;
-  }
-  return mask;
+  uint32_t low = 0, high = 0;  // shifts of 64 bits take longer
+  const auto take = [&](uint32_t n, uint32_t k) {
+    if (block[n] == 0) return;
+    if (k < 32) {
+      low |= 1U << k;
+    } else {
+      high |= 1U << (k - 32);
+    }
+  };
+  forCoefficients(block, isAligned(block), take, [](uint32_t) {});
+  return uint64_t{high} << 32 | low;
 }
 
-// Nearest multiple of the step, halves away from zero.
-int32_t quantise(int32_t coefficient, uint32_t step) {
-  const auto magnitude = static_cast<uint32_t>(coefficient < 0 ? -coefficient : coefficient);
-  const auto level = static_cast<int32_t>((magnitude + step / 2) / step);
-  return coefficient < 0 ? -level : level;
-}
-
-uint64_t makeBlockLevels(int16_t *block, const QuantSteps &steps) {
-  int16_t levels[kBlockSize];
-  uint64_t present = 0;
-  jpgFdct8x8(block);
-  for (uint32_t k = 0; k < kBlockSize; k++) {
-    levels[k] = static_cast<int16_t>(quantise(block[kZigZag.natural[k]], steps.step[k]));
-    if (levels[k] != 0) present |= uint64_t{1} << k;
-  }
-  memcpy(block, levels, sizeof(levels));
-  return present;
-}
-
-void makeLevels(int16_t *blocks, uint32_t count, const QuantSteps &steps, uint64_t *present) {
-  for (uint32_t i = 0; i < count; i++) present[i] = makeBlockLevels(blocks + kBlockSize * i, steps);
+uint32_t dequantise(const int16_t *in, const int16_t *steps, int16_t *out) {
+  uint32_t last = 0, lastHere = 0;
+  const auto take = [&](uint32_t n, uint32_t k) {
+    if (n % kHalfRow == 0) lastHere = 0;
+    if (in[n] != 0) lastHere = k;  // positions of a row ascend
+    out[n] = low16(in[n] * steps[n]);
+    if (n % kHalfRow == kHalfRow - 1 && lastHere > last) last = lastHere;
+  };
+  const auto clear = [&](uint32_t n) {
+    memset(__builtin_assume_aligned(out + n, sizeof(uint32_t)), 0, kHalfRow * sizeof(int16_t));
+  };
+  forCoefficients(in, isAligned(in) && isAligned(out), take, clear);
+  return last;
 }
 
 }  // namespace
 
 constexpr Kernels jpgPlainKernels = {
-    makeSamples,
-    makeHalfSamples,
-    present,
-    plainPutGray,
-    {&plainPutYcc1, &plainPutYcc2, &plainPutYcc4, &plainPutYcc8},
-    makeLevels,
-    nullptr,
-    nullptr,
+    plainMakeSamples, plainMakeHalfSamples,
+    present,          dequantise,
+    plainPutGray,     {&plainPutYcc1, &plainPutYcc2, &plainPutYcc4, &plainPutYcc8},
+    plainMakeLevels,  plainLoadGray,
+    &plainLoadYcc,
 };
 
 }  // namespace jpg

@@ -12,6 +12,7 @@ extern const Kernels jpgAvx2Kernels;
 void avx2MakeSamples(int16_t *block, uint32_t last);
 void avx2MakeHalfSamples(int16_t *block, uint32_t last);
 uint64_t avx2Present(const int16_t *block);
+uint32_t avx2Dequantise(const int16_t *in, const int16_t *steps, int16_t *out);
 void avx2PutGray(const int16_t *blocks, uint8_t *out, ptrdiff_t stride, uint32_t rows,
                  uint32_t columns);
 void avx2PutYcc11(const int16_t *blocks, uint8_t *out, ptrdiff_t stride, uint32_t rows,

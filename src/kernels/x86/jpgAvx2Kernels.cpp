@@ -14,14 +14,9 @@ constexpr LoadKernels kLoadYcc = {{avx2LoadYcc11, avx2LoadYcc12}, {avx2LoadYcc21
 }  // namespace
 
 constexpr Kernels jpgAvx2Kernels = {
-    avx2MakeSamples,
-    avx2MakeHalfSamples,
-    avx2Present,
-    avx2PutGray,
-    {&plainPutYcc1, &kPutYcc2, &kPutYcc4, &kPutYcc8},
-    avx2MakeLevels,
-    avx2LoadGray,
-    &kLoadYcc,
+    avx2MakeSamples, avx2MakeHalfSamples, avx2Present,
+    avx2Dequantise,  avx2PutGray,         {&plainPutYcc1, &kPutYcc2, &kPutYcc4, &kPutYcc8},
+    avx2MakeLevels,  avx2LoadGray,        &kLoadYcc,
 };
 
 }  // namespace jpg

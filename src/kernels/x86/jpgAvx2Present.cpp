@@ -1,4 +1,5 @@
-// Which coefficients of a block aren't 0, in zig-zag order.
+// Which coefficients of a block aren't 0, in zig-zag order; and of one that is dequantised, the
+// last of them.
 #include <immintrin.h>
 
 #include "kernels/x86/jpgAvx2.h"
@@ -36,6 +37,16 @@ uint64_t avx2Present(const int16_t *block) {
   const __m128i any = _mm_or_si128(_mm_or_si128(rows[0], rows[1]), _mm_or_si128(rows[2], rows[3]));
   if (_mm_testz_si128(any, any) != 0) return 0;
   return group<0>(rows) | group<1>(rows) | group<2>(rows) | group<3>(rows);
+}
+
+uint32_t avx2Dequantise(const int16_t *in, const int16_t *steps, int16_t *out) {
+  for (int k = 0; k < 64; k += 16) {
+    const __m256i c = _mm256_loadu_si256(reinterpret_cast<const __m256i *>(in + k));
+    const __m256i q = _mm256_loadu_si256(reinterpret_cast<const __m256i *>(steps + k));
+    _mm256_storeu_si256(reinterpret_cast<__m256i *>(out + k), _mm256_mullo_epi16(c, q));
+  }
+  // The position 0 for none.
+  return 63 - static_cast<uint32_t>(__builtin_clzll(avx2Present(out) | 1));
 }
 
 }  // namespace jpg

@@ -51,12 +51,14 @@ uint32_t endCode(const RandomTable &table) {
   return end;
 }
 
-// Behind a coefficient of `used` bits the end of the block is taken along where its code is there.
+// Behind a coefficient of `used` bits, and where bit windows are wide, the end of the block is
+// taken along where its code is there.
 void checkEnd(const RandomTable &table, HuffUse use, uint32_t bits, uint32_t used) {
   const HuffShortcut s = shortcutsOf(table.get().lookup, table.get().maxLength)[bits];
   const uint32_t left = kShortcutBits - used, end = endCode(table);
   const Met met = meet(table, bits & ((1U << left) - 1), left);
-  const bool there = use == HuffUse::kAc && met.length != 0 && end != kNoCode && met.index == end;
+  const bool taken = use == HuffUse::kAc && sizeof(size_t) >= 8;
+  const bool there = taken && met.length != 0 && end != kNoCode && met.index == end;
   ASSERT_EQ(shortcutSkip(s) > kSkipThenEnd, there);
   ASSERT_EQ(shortcutLength(s), used + (there ? met.length : 0));
 }
@@ -104,7 +106,7 @@ void checkAllShortcuts(HuffUse use) {
       withEnds += skip > kSkipThenEnd && skip != kSkipNone ? 1 : 0;
     }
   }
-  EXPECT_EQ(withEnds > 1000, use == HuffUse::kAc);
+  EXPECT_EQ(withEnds > 1000, use == HuffUse::kAc && sizeof(size_t) >= 8);
 }
 
 TEST(Shortcuts, OfAcTablesStandForTheBitsOneByOne) { checkAllShortcuts(HuffUse::kAc); }

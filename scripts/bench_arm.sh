@@ -1,0 +1,115 @@
+#!/usr/bin/env bash
+# Counts instructions per pixel on 32-bit ARM beside libjpeg-turbo without its vector
+# instructions and prints a Markdown table for each processor:
+#   bench_arm.sh [--flags "-O3"] [--functions] [--only WORDS] [v5] [v7]
+# v5 is ARMv5TE in soft float, as Debian's armel, v7 is ARMv7 with Thumb-2, as its armhf. Its
+# packages are compiled with -O2, and so is the library unless other flags are given.
+# --functions prints the functions that take most instead, --only chooses workloads.
+# Installs what is missing first; the packages of the other architectures are unpacked into
+# the build folder, not installed. The counts are qemu's and the same on every run.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+
+flags=-O2
+functions=no
+only=
+targets=()
+while [ $# -gt 0 ]; do
+  case $1 in
+    --flags) flags=$2; shift ;;
+    --functions) functions=yes ;;
+    --only) only=$2; shift ;;
+    v5 | v7) targets+=("$1") ;;
+    *) sed -n '2,10s/^# \{0,1\}//p' "$0"; exit 2 ;;
+  esac
+  shift
+done
+[ ${#targets[@]} -gt 0 ] || targets=(v5 v7)
+
+folder=$PWD/build/bench-arm
+export JSIMD_FORCENONE=1
+export JPG_CORPUS=${JPG_CORPUS:-$PWD/../shared/corpus}
+
+# unpack ARCHITECTURE: Debian's libjpeg for it, by lists of packages of its own.
+unpack() {
+  local root=$folder/$1
+  [ ! -e "$root/usr/include/jpeglib.h" ] || return 0
+  local options=(-qq -o "APT::Architecture=$1" -o "APT::Architectures=$1"
+    -o "Dir::State::lists=$root/lists" -o "Dir::State::status=/dev/null"
+    -o "Dir::Cache=$root/cache" -o APT::Sandbox::User=root)
+  mkdir -p "$root/lists/partial" "$root/cache/archives/partial"
+  # Other makers' lists may fail; what counts is that Debian's has the package.
+  apt-get "${options[@]}" update >/dev/null 2>&1 || true
+  (cd "$root" && apt-get "${options[@]}" download libjpeg62-turbo-dev)
+  dpkg -x "$root"/libjpeg62-turbo-dev_*.deb "$root"
+}
+
+# build TARGET: jpg_count for it, in $folder/TARGET.
+build() {
+  local architecture triplet toolchain
+  case $1 in
+    v5) architecture=armel triplet=arm-linux-gnueabi toolchain=arm ;;
+    v7) architecture=armhf triplet=arm-linux-gnueabihf toolchain=armhf ;;
+  esac
+  unpack $architecture
+  local root=$folder/$architecture/usr
+  cmake -S . -B "$folder/$1" -G Ninja -DCMAKE_BUILD_TYPE=Release -DJPG_TESTS=OFF -DJPG_BENCH=ON \
+    -DCMAKE_CXX_FLAGS_RELEASE="$flags -DNDEBUG" \
+    -DCMAKE_TOOLCHAIN_FILE="$PWD/cmake/toolchains/$toolchain.cmake" \
+    -DJPEG_INCLUDE_DIR="$root/include" -DJPEG_LIBRARY="$root/lib/$triplet/libjpeg.a" \
+    -DCMAKE_CXX_STANDARD_INCLUDE_DIRECTORIES="$root/include/$triplet" >/dev/null
+  cmake --build "$folder/$1" --target jpg_count >/dev/null
+}
+
+# run TARGET WORDS...: the program on the target's processor.
+run() {
+  local emulator=(qemu-arm -cpu pxa270)
+  [ "$1" = v5 ] || emulator=(qemu-arm -cpu "cortex-a9,neon=off")
+  local program=$folder/$1/bench/jpg_count
+  shift
+  "${emulator[@]}" -plugin "$folder/count.so" "$program" "$@"
+}
+
+# counts TARGET NAME SIZE SIDE: lines "count function" of one call, and of "total".
+counts() {
+  local one=$folder/one.$$ two=$folder/two.$$
+  JPG_COUNTS=$one run "$@" 1
+  JPG_COUNTS=$two run "$@" 2
+  awk 'NR == FNR { before[$2] = $1; next }
+       $1 > before[$2] { printf "%.0f %s\n", $1 - before[$2], $2 }' "$one" "$two"
+  rm -f "$one" "$two"
+}
+
+# One workload: a line of the table, or the functions that take most.
+report() {
+  local target=$1 name=$2 size=$3 pixels=$4 ours theirs
+  if [ $functions = yes ]; then
+    for side in ours theirs; do
+      printf '\n%s, %s, %s, instructions a pixel:\n' "$name" "$size" $side
+      counts "$target" "$name" "$size" $side | sort -rn | head -16 | c++filt |
+        awk -v p="$pixels" '{ printf "%8.2f  %s\n", $1 / p, substr($0, index($0, " ") + 1) }'
+    done
+    return
+  fi
+  ours=$(counts "$target" "$name" "$size" ours | sed -n 's/ total$//p')
+  theirs=$(counts "$target" "$name" "$size" theirs | sed -n 's/ total$//p')
+  awk -v n="$name" -v s="$size" -v p="$pixels" -v a="$ours" -v b="$theirs" 'BEGIN {
+    printf "| %s | %s | %.1f | %.1f | %.2f%s | 1.0 |\n", n, s, a / p, b / p, b / a,
+      b < a ? " (below)" : "" }'
+}
+
+scripts/setup.sh build bench-arm
+mkdir -p "$folder"
+cc -O2 -shared -fPIC -fvisibility=hidden -o "$folder/count.so" bench/countPlugin.c
+for target in "${targets[@]}"; do
+  build "$target"
+  if [ "$target" = v5 ]; then echo "ARMv5TE, $flags"; else echo "ARMv7, Thumb-2, $flags"; fi
+  [ $functions = yes ] || printf '\n%s\n%s\n' \
+    "| workload | size | ours, instructions a pixel | theirs | ratio | must |" \
+    "|---|---|---:|---:|---:|---:|"
+  run "$target" --list | while IFS=$'\t' read -r name size pixels; do
+    [[ $name == *"$only"* ]] || continue
+    report "$target" "$name" "$size" "$pixels" </dev/null
+  done
+  echo
+done
