@@ -189,6 +189,15 @@ template <typename Samples, uint32_t kComponents = 0>
   return JPG_OK;
 }
 
+// The same where its room counts for more than its time: in the first pixels of rows, and on
+// narrow registers, which small devices have.
+template <typename Samples, uint32_t kComponents = 0>
+[[gnu::noinline]] Result decodeSampleApart(const SpatialRow &row, const RowTable &table,
+                                           RowHead *head, uint32_t i, uint32_t k,
+                                           int32_t prediction) {
+  return decodeSample<Samples, kComponents>(row, table, head, i, k, prediction);
+}
+
 // First row of a scan or restart interval: from mid-scale, then from the left.
 template <typename Samples>
 Result decodeFirstRow(const SpatialRow &row) {
@@ -200,7 +209,7 @@ Result decodeFirstRow(const SpatialRow &row) {
   Result r = JPG_OK;
   for (uint32_t i = 0; i < c.width * n && r == JPG_OK; i++) {
     const int32_t prediction = i < n ? mid : Samples::load(row.out, i - n);
-    r = decodeSample<Samples>(row, rowTable(*row.source, i % n), &head, i, i % n, prediction);
+    r = decodeSampleApart<Samples>(row, rowTable(*row.source, i % n), &head, i, i % n, prediction);
   }
   endRow(row.source, head);
   return r;
@@ -211,8 +220,8 @@ template <typename Samples>
 Result decodeFirstPixel(const SpatialRow &row, RowHead *head) {
   const uint32_t n = row.c->width != 0 ? row.c->numComponents : 0;
   for (uint32_t i = 0; i < n; i++) {
-    const Result r = decodeSample<Samples>(row, rowTable(*row.source, i), head, i, i,
-                                           Samples::load(row.above, i));
+    const Result r = decodeSampleApart<Samples>(row, rowTable(*row.source, i), head, i, i,
+                                                Samples::load(row.above, i));
     if (r != JPG_OK) return r;
   }
   return JPG_OK;
@@ -234,7 +243,10 @@ Result decodeOtherPixels(const SpatialRow &given, RowHead *out) {
       const int32_t a = Samples::load(row.out, i + k - n);
       const int32_t b = Samples::load(row.above, i + k);
       const int32_t c = Samples::load(row.above, i + k - n);
-      r = decodeSample<Samples, n>(row, tables[k], &head, i + k, k, predict<kSelection>(a, b, c));
+      const int32_t prediction = predict<kSelection>(a, b, c);
+      r = kWindowBits >= 64
+              ? decodeSample<Samples, n>(row, tables[k], &head, i + k, k, prediction)
+              : decodeSampleApart<Samples, n>(row, tables[k], &head, i + k, k, prediction);
       if (r != JPG_OK) break;
     }
     if (r != JPG_OK) break;
