@@ -38,14 +38,25 @@ int32_t windowExtend(BitWindow *w, JpgStream *s, uint32_t category) {
   return JPG_OK;
 }
 
+inline void dropHeadBits(WindowHead *head, uint32_t bits) {
+  head->bits <<= bits;
+  head->count -= bits;
+}
+
 // Adds a DC difference to the predictor. At least kSymbolBits bits must be there.
-inline Result updateDcWide(BitWindow *w, JpgStream *s, JpgScanComponent *component) {
-  const HuffShortcut fast =
-      shortcutsOf(component->dcLookup, component->dcMaxLength)[windowBits(*w, kShortcutBits)];
+inline Result updateDcWide(BitWindow *w, WindowHead *head, JpgStream *s,
+                           JpgScanComponent *component) {
+  const HuffShortcut fast = shortcutsOf(
+      component->dcLookup, component->dcMaxLength)[head->bits >> (kWindowBits - kShortcutBits)];
   const uint32_t skip = shortcutSkip(fast);
-  if (skip != 1 && skip != kSkipEnd) return updateDcLong(w, s, component);
-  noteReach(w, placeOf(*w) + component->dcMaxLength);
-  dropWindowBits(w, shortcutLength(fast));
+  if (skip != 1 && skip != kSkipEnd) {
+    putBack(w, *head);
+    const Result r = updateDcLong(w, s, component);
+    *head = headOf(*w);
+    return r;
+  }
+  noteReach(w, w->loaded - head->count + component->dcMaxLength);
+  dropHeadBits(head, shortcutLength(fast));
   component->dcPredictor = wrapAdd(component->dcPredictor, shortcutValue(fast));
   return JPG_OK;
 }
@@ -86,11 +97,6 @@ enum class AcEnd {
 inline bool fillForRound(BitWindow *w, WindowHead *head) {
   if (kWindowBits < 64 && head->count >= kMaxCodeLength) return true;
   return fillHead(w, head);
-}
-
-inline void dropHeadBits(WindowHead *head, uint32_t bits) {
-  head->bits <<= bits;
-  head->count -= bits;
 }
 
 // The AC coefficients of a block as far as the window goes. Its head is kept in registers between
@@ -176,9 +182,8 @@ static_assert(!kHaveSkips || kLongestSkip + kSkipBits - 1 + kMaxCodeLength <= kE
 static_assert(!kHaveSkips || kLongestSkip <= kFirstRoundBits, "and at first for one");
 
 // The AC coefficients behind coded position *k, which are dropped, as far as the window goes.
-AcEnd skipAc(BitWindow *w, JpgStream *s, const JpgScanComponent &component, const HuffSkip *skips,
-             int16_t *block, uint32_t *last, Result *result) {
-  WindowHead head = headOf(*w);
+AcEnd skipAc(BitWindow *w, WindowHead head, JpgStream *s, const JpgScanComponent &component,
+             const HuffSkip *skips, int16_t *block, uint32_t *last, Result *result) {
   uint32_t k = *last;
   HuffSkip fast = 0;
   const auto inside = [&] {
@@ -216,12 +221,13 @@ AcEnd skipAc(BitWindow *w, JpgStream *s, const JpgScanComponent &component, cons
 }
 
 template <uint32_t kLastStored>
-AcEnd decodeAcWide(BitWindow *w, JpgStream *s, const JpgScanComponent &component, int16_t *block,
-                   uint32_t *last, Result *result) {
+AcEnd decodeAcWide(BitWindow *w, const WindowHead &head, JpgStream *s,
+                   const JpgScanComponent &component, int16_t *block, uint32_t *last,
+                   Result *result) {
   AcLoop<kLastStored> loop = {shortcutsOf(component.acLookup, component.acMaxLength),
                               component.quantTable,
                               block,
-                              headOf(*w),
+                              head,
                               0,
                               0};
   if (loop.head.count < kFirstRoundBits && !fillForRound(w, &loop.head)) {
@@ -232,9 +238,8 @@ AcEnd decodeAcWide(BitWindow *w, JpgStream *s, const JpgScanComponent &component
   const HuffSkip *skips =
       kLastStored <= kCornerOf2 ? skipsOf(component.acLookup, component.acMaxLength) : nullptr;
   if (kLastStored == 0 && skips != nullptr) {
-    putBack(w, loop.head);
     *last = 0;
-    return skipAc(w, s, component, skips, block, last, result);
+    return skipAc(w, loop.head, s, component, skips, block, last, result);
   }
   bool going = loop.firstRound();
   for (;;) {
@@ -250,9 +255,8 @@ AcEnd decodeAcWide(BitWindow *w, JpgStream *s, const JpgScanComponent &component
     }
     if (!fillForRound(w, &loop.head)) break;
     if (kLastStored != 0 && skips != nullptr && loop.k >= kLastStored) {
-      putBack(w, loop.head);
       *last = loop.k;
-      return skipAc(w, s, component, skips, block, last, result);
+      return skipAc(w, loop.head, s, component, skips, block, last, result);
     }
     going = loop.wholeRound();
   }
@@ -261,25 +265,31 @@ AcEnd decodeAcWide(BitWindow *w, JpgStream *s, const JpgScanComponent &component
   return AcEnd::kLeft;
 }
 
-// True when the window is open and filled for a DC symbol and the first round of AC symbols.
-inline bool isReady(BitWindow *w, JpgStream *s, const JpgScanComponent &component) {
+// True when the window is open and filled for a DC symbol and the first round of AC symbols; its
+// head is taken out then.
+inline bool isReady(BitWindow *w, JpgStream *s, const JpgScanComponent &component,
+                    WindowHead *head) {
   if (component.dcLookup == nullptr || component.acLookup == nullptr) return false;
   if (!isOpen(*w) && !openWindow(w, s)) return false;
-  return kWindowBits >= 64 ? fillWindow(w) : ensureBits(w, kSymbolBits);
+  *head = headOf(*w);
+  const bool filled = (kWindowBits < 64 && head->count >= kSymbolBits) || fillHead(w, head);
+  if (!filled) putBack(w, *head);
+  return filled;
 }
 
 template <uint32_t kLastStored>
 Result decodeWide(BitWindow *w, JpgStream *s, int16_t *block, JpgScanComponent *component,
                   uint32_t *last) {
   *last = kBlockSize - 1;
-  if (!isReady(w, s, *component)) {
+  WindowHead head = {};
+  if (!isReady(w, s, *component, &head)) {
     if (isOpen(*w)) closeWindow(w, s);
     return decodeBlockCorner(s, block, component, kLastStored);
   }
-  if (const Result r = updateDcWide(w, s, component); r != JPG_OK) return r;
+  if (const Result r = updateDcWide(w, &head, s, component); r != JPG_OK) return r;
   block[0] = dequantise(component->dcPredictor, component->quantTable[0]);
   Result result = JPG_OK;
-  const AcEnd end = decodeAcWide<kLastStored>(w, s, *component, block, last, &result);
+  const AcEnd end = decodeAcWide<kLastStored>(w, head, s, *component, block, last, &result);
   if (end == AcEnd::kBlock) return JPG_OK;
   if (end == AcEnd::kFailed) return result;
   if (isOpen(*w)) closeWindow(w, s);
