@@ -214,6 +214,16 @@ TEST(PixelWriters, ANegativeStrideStoresUpward) {
   }
 }
 
+TEST(PixelWriters, OfNoComponentsOrMoreThanFourDoNotExist) {
+  const auto c = std::make_unique<JpgContext>();
+  for (const uint32_t n : {0U, 5U, 6U, 255U}) {
+    c->numComponents = n;
+    JpgRect rect = {};
+    rect.bitsPerPixel = static_cast<int32_t>(8 * n);
+    EXPECT_EQ(chooseRawWriter(*c, rect), nullptr) << n;
+  }
+}
+
 TEST(PixelWriters, AreChosenByComponentsAndConversion) {
   JpgRect rect = {};
   const std::vector<uint8_t> factors(4, 0x11);
