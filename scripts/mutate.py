@@ -2,32 +2,48 @@
 """Mutation check: is a wrong library noticed by the tests?
 
 mutate.py [--sample N] [--seed S] [--folder DIR] [--only SUBSTRING] [--jobs N]
+          [--quick SECONDS] [--again]
 
-Copies the tree to DIR (build/mutants), builds it and the fast tests once, and then changes one
-operator, constant or condition of src/ at a time: N of them (20), chosen by the seed. Each
-change is built and the tests are run until one fails. Prints a line for each, and the survivors
-at the end with what was changed. A change after which the compiler makes the same code is no
-mutant, nor is one that doesn't compile. Exits with 1 when less than 95 % are killed.
+Copies the tree to DIR (build/mutants) and builds it there once. Then it changes one operator,
+constant or condition of src/ at a time: N of them (20), chosen by the seed. What a change touches
+is compiled again and linked ahead of the library into one test program after the other, until
+one fails; those that are likely to fail come first. Only a change that passes all of them has
+survived. The tests are the everyday ones, but for those of the shared library, the packages and
+the documents.
+
+Prints a line for each change, and the survivors at the end. No mutant is a change that doesn't
+compile, or after which the compiler makes the same code (a survivor is compiled with -O2 for
+that, too). One that docs/mutation.md explains isn't tried and counts neither as killed nor as a
+survivor. Exits with 1 when less than 95 % are killed. With --quick, tests that take longer are
+left out; with --again what the last run has killed counts without being tried, as long as its
+file is the same.
 """
 import argparse
+import collections
 import hashlib
+import itertools
+import json
 import os
-import random
 import re
+import resource
+import shlex
 import shutil
+import signal
 import subprocess
 import sys
+import threading
+import time
 from pathlib import Path
 
 ROOT = Path(__file__).resolve().parent.parent
-# Quick ones that need no files and no other programs, the most general first.
-TESTS = """
-readRectTest readPrologTest readAccessTest write_interface_test write_golden_test prog_test
-win_test win_rle_test exif_test spatial_test spatial_streams_test units_share_test
-units_read_test handles_test corners_test limits_test faults_test prog_heap_test
-platform_posix_test write_roundtrip_test
-""".split()
-SECONDS = 120  # of a test program; a mutant that hangs is killed, too
+EXPLAINED = ROOT / "docs" / "mutation.md"
+# They need files that are made elsewhere, or look at texts.
+# Platforms that aren't built here, or are part of the tests.
+NOT_HERE = ("src/platform/windows", "src/platform/device", "src/platform/faulty")
+LEFT_OUT = {"JpgtoolDecodesTheSample", "TheExamplesDoWhatTheySay", "jpgtool_man"}
+BROKEN = "doesn't compile"
+SKIPPED = 77  # a test's exit status
+MEMORY = 8 << 30  # bytes of address space of a test or compiler, at most
 
 # What stands for what. Operators have spaces around them in this tree.
 SWAPS = [
@@ -38,8 +54,14 @@ SWAPS = [
     (r"return JPG_E_\w+;", "return JPG_OK;"), (r"\breturn true;", "return false;"),
     (r"\breturn false;", "return true;"),
 ]
+# A negative place in a byte shuffle gives 0, whichever it is.
+SHUFFLE = re.compile(r".*setr_epi8\(|[\s\d,;()-]+$")
 NUMBER = re.compile(r"(?<![\w.'])(0x[0-9A-Fa-f]+|\d+)(U?)(?![\w.'])")
 CONDITION = re.compile(r"\bif \(([^;]*)\) (?=return|break|continue|\{)")
+
+# `original` and `changed` are the line's code without what is around it; `nth` tells equal
+# changes of equal lines apart.
+Mutant = collections.namedtuple("Mutant", "file number code original changed nth")
 
 
 def code_lines(text):
@@ -51,95 +73,368 @@ def code_lines(text):
                 yield number, code
 
 
-def mutants_of(path, text):
+def changes_of(code):
+    for pattern, replacement in SWAPS:
+        for match in re.finditer(pattern, code):
+            yield code[:match.start()] + replacement + code[match.end():]
+    for match in NUMBER.finditer(code):
+        if code[match.start() - 1] == "-" and SHUFFLE.match(code):
+            continue
+        digits = match.group(1)
+        value = int(digits, 16 if digits.startswith("0x") else 10)
+        yield code[:match.start()] + f"{value + 1}{match.group(2)}" + code[match.end():]
+    match = CONDITION.search(code)
+    if match:
+        yield code[:match.start(1)] + f"!({match.group(1)})" + code[match.end(1):]
+
+
+def mutants_of(file, text):
+    seen = collections.Counter()
     for number, code in code_lines(text):
-        for pattern, replacement in SWAPS:
-            for match in re.finditer(pattern, code):
-                yield path, number, code[:match.start()] + replacement + code[match.end():]
-        for match in NUMBER.finditer(code):
-            digits = match.group(1)
-            value = int(digits, 16 if digits.startswith("0x") else 10)
-            changed = f"{value + 1}{match.group(2)}"
-            yield path, number, code[:match.start()] + changed + code[match.end():]
-        match = CONDITION.search(code)
-        if match:
-            yield path, number, code[:match.start(1)] + f"!({match.group(1)})" + code[match.end(1):]
+        for changed in sorted(set(changes_of(code))):
+            key = (code.strip(), changed.strip())
+            yield Mutant(file, number, changed, *key, seen[key])
+            seen[key] += 1
 
 
-def all_mutants(only):
-    listed = subprocess.run(["git", "ls-files", "src"], cwd=ROOT, check=True,
-                            capture_output=True, text=True).stdout.split()
-    for name in listed:
-        wanted = name.endswith((".cpp", ".h")) and only in name
-        if wanted and not name.startswith(("src/platform/windows", "src/platform/faulty")):
-            yield from mutants_of(name, (ROOT / name).read_text(encoding="utf-8"))
+def rank(mutant, seed):
+    """Orders a sample: by the seed and the line's text, so that other edits don't matter."""
+    name = f"{seed}\0{mutant.file}\0{mutant.original}\0{mutant.changed}\0{mutant.nth}"
+    return hashlib.sha256(name.encode()).digest()
 
 
-class Bench:
-    """The copy in which mutants are built and tried."""
+def name_of(mutant):
+    """Its name as long as its file stays the same."""
+    text = hashlib.sha256((ROOT / mutant.file).read_bytes()).hexdigest()[:16]
+    return f"{mutant.file}:{mutant.number + 1}:{text}:{mutant.changed}"
+
+
+def explained():
+    """The changes that EXPLAINED has a row for: file, function, line, change, why."""
+    keys = set()
+    if EXPLAINED.exists():
+        for line in EXPLAINED.read_text(encoding="utf-8").splitlines():
+            cells = [c.strip().replace("\\|", "|") for c in re.split(r"(?<!\\)\|", line)]
+            if len(cells) == 7 and cells[1].startswith("`src/"):
+                keys.add(tuple(cells[i].strip("`") for i in (1, 3, 4)))
+    return keys
+
+
+def run(command, seconds, folder):
+    """Whether it succeeds in time. What it has started ends with it."""
+    environment = {**os.environ, "TMPDIR": str(folder), "JPG_EMULATOR": ""}
+    with subprocess.Popen(command, cwd=folder, env=environment, stdout=subprocess.DEVNULL,
+                          stderr=subprocess.DEVNULL, start_new_session=True) as process:
+        try:
+            return process.wait(timeout=seconds) in (0, SKIPPED)
+        except subprocess.TimeoutExpired:
+            return False
+        finally:
+            try:
+                os.killpg(process.pid, signal.SIGKILL)
+            except ProcessLookupError:
+                pass
+
+
+class Base:
+    """The tree without a mutant: how it is compiled and linked, how its tests are run."""
 
     def __init__(self, folder, jobs):
-        self.tree, self.build, self.jobs = folder / "tree", folder / "build", jobs
-        shutil.rmtree(self.tree, ignore_errors=True)
-        listed = subprocess.run(["git", "ls-files"], cwd=ROOT, check=True, capture_output=True,
-                                text=True).stdout.splitlines()
-        for name in listed:
-            if (ROOT / name).is_file():
-                (self.tree / name).parent.mkdir(parents=True, exist_ok=True)
-                shutil.copy(ROOT / name, self.tree / name)
-        subprocess.run(["cmake", "-S", self.tree, "-B", self.build, "-G", "Ninja",
-                        "-DCMAKE_BUILD_TYPE=Release", "-DCMAKE_CXX_FLAGS_RELEASE=-O1"],
-                       check=True, stdout=subprocess.DEVNULL)
-        if not self.make(TESTS):
+        self.tree, self.build = folder / "tree", folder / "build"
+        self.copy_tree()
+        self.make(["cmake", "-S", self.tree, "-B", self.build, "-G", "Ninja",
+                   "-DCMAKE_BUILD_TYPE=Release", "-DCMAKE_CXX_FLAGS_RELEASE=-O1",
+                   "-DCMAKE_EXPORT_COMPILE_COMMANDS=ON"])
+        self.make(["cmake", "--build", self.build, "-j", str(jobs)])
+        listed = (self.build / "compile_commands.json").read_text(encoding="utf-8")
+        commands = [shlex.split(entry["command"]) for entry in json.loads(listed)]
+        self.compile = {words[words.index("-o") + 1]: words for words in commands}
+        self.read_dependencies()
+        self.read_links()
+        self.tests = self.read_tests()
+        self.parts = {program: self.parts_of(words) for program, words in self.links.items()}
+        self.seconds, self.kills = {}, collections.Counter()
+
+    def copy_tree(self):
+        for name in subprocess.run(["git", "ls-files"], cwd=ROOT, check=True, capture_output=True,
+                                   text=True).stdout.splitlines():
+            source, copy = ROOT / name, self.tree / name
+            if source.is_file() and not (copy.exists()
+                                         and copy.read_bytes() == source.read_bytes()):
+                copy.parent.mkdir(parents=True, exist_ok=True)
+                shutil.copy(source, copy)
+
+    def make(self, command):
+        if subprocess.run(command, stdout=subprocess.DEVNULL).returncode != 0:
             sys.exit("mutate: the tree doesn't build")
-        self.programs = {p.name: p for p in self.build.glob("tests/**/*")
-                         if p.name in TESTS and p.is_file() and os.access(p, os.X_OK)}
-        self.code = self.hash_of_objects()
-        failing = self.first_failing()
-        if failing:
-            sys.exit(f"mutate: {failing} fails without a mutant")
 
-    def make(self, targets):
-        return subprocess.run(["cmake", "--build", self.build, "-j", str(self.jobs), "--target",
-                               *targets], stdout=subprocess.DEVNULL,
-                              stderr=subprocess.DEVNULL).returncode == 0
+    def ninja(self, *words):
+        return subprocess.run(["ninja", "-C", self.build, "-t", *words], check=True,
+                              capture_output=True, text=True).stdout.splitlines()
 
-    def hash_of_objects(self):
-        digest = hashlib.sha256()
-        for item in sorted(self.build.glob("src/CMakeFiles/**/*.o")):
-            digest.update(item.read_bytes())
-        return digest.hexdigest()
+    def read_dependencies(self):
+        """What is compiled anew when a file of src/ changes."""
+        self.users = collections.defaultdict(set)
+        prefix = str(self.tree) + "/"
+        for line in self.ninja("deps"):
+            if not line.startswith(" "):
+                target = line.split(":", 1)[0]
+            elif line.strip().startswith(prefix + "src/") and target in self.compile:
+                self.users[line.strip()[len(prefix):]].add(target)
 
-    def first_failing(self):
-        for name in TESTS:
-            try:
-                done = subprocess.run([self.programs[name], "--gtest_brief=1"], timeout=SECONDS,
-                                      stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
-            except subprocess.TimeoutExpired:
-                return f"{name} (time)"
-            if done.returncode != 0:
-                return name
-        return ""
+    def read_links(self):
+        """Commands that link programs over the static library; the members of archives."""
+        self.links, self.members = {}, {}
+        for line in self.ninja("targets", "all"):
+            target, _, rule = line.partition(": ")
+            if "EXECUTABLE_LINKER" not in rule and "STATIC_LIBRARY_LINKER" not in rule:
+                continue
+            words = shlex.split(self.ninja("commands", "-s", target)[-1])
+            if "STATIC" in rule:
+                self.members[target] = [word for word in words if word.endswith(".o")]
+            elif not any(".so" in word for word in words):
+                self.links[target] = words[words.index("&&") + 1:-2]
+
+    def parts_of(self, words):
+        """Objects of a program that aren't the library's."""
+        parts = {member for word in words for member in self.members.get(word, [word])}
+        return {part for part in parts if part.endswith(".o") and not part.startswith("src/")}
+
+    def measure(self, worker, file):
+        """How long the tests take; those of programs that are as before aren't tried again."""
+        before = json.loads(file.read_text(encoding="utf-8")) if file.exists() else {}
+        for name, (program, _, _) in self.tests.items():
+            made = (self.build / program).stat().st_mtime_ns
+            if before.get(name, [0, 0])[1] != made:
+                start = time.monotonic()
+                if not worker.passes(name, 600):
+                    sys.exit(f"mutate: {name} fails without a mutant")
+                before[name] = time.monotonic() - start, made
+            self.seconds[name] = before[name][0]
+        file.write_text(json.dumps(before), encoding="utf-8")
+        worker.clear()
+
+    def read_tests(self):
+        listed = json.loads(subprocess.run(
+            ["ctest", "--show-only=json-v1"], cwd=self.build, check=True, capture_output=True,
+            text=True).stdout)["tests"]
+        tests = {}
+        for test in listed:
+            command = test.get("command", [])
+            programs = [os.path.relpath(word, self.build) for word in command]
+            program = next((name for name in programs if name in self.links), None)
+            if program is None or test["name"] in LEFT_OUT:
+                continue
+            home = next((p["value"] for p in test["properties"]
+                         if p["name"] == "WORKING_DIRECTORY"), None)
+            if any(word.startswith("--gtest_filter") for word in command):
+                tests[program] = program, [command[0], "--gtest_brief=1", "--gtest_fail_fast"], home
+            else:
+                tests[test["name"]] = program, command, home
+        return tests
+
+    def learn(self, file, name):
+        """Notes that a test has killed a mutant of the file."""
+        self.kills[name] += 1
+        self.kills[name, file] += 1
+
+    def order(self, file):
+        """Names of tests: soon the quick ones that have killed mutants of the file, late those
+        that must be compiled anew."""
+        def use(name):
+            kills = self.kills[name] + 5 * self.kills[name, file]
+            objects = self.parts[self.tests[name][0]] & self.users[file]
+            return (1 + kills) / (0.5 + self.seconds.get(name, 0) + 3 * len(objects))
+        return sorted(self.tests, key=use, reverse=True)
+
+
+class Worker:
+    """A copy of src/ in which mutants are made, and what is built from it."""
+
+    def __init__(self, base, folder):
+        self.base, self.folder = base, folder
+        shutil.rmtree(folder, ignore_errors=True)
+        shutil.copytree(base.tree / "src", folder / "src")
+        self.changed, self.original, self.objects, self.originals = "", "", {}, {}
+        self.made = itertools.count()
+        self.clear()
+
+    def clear(self):
+        self.objects = {}
+        for name in ("made", "run"):
+            shutil.rmtree(self.folder / name, ignore_errors=True)
+            (self.folder / name).mkdir()
+
+    def compiled(self, target, level="-O1"):
+        """The object of the changed tree, None when it doesn't compile."""
+        if (target, level) not in self.objects:
+            made = self.folder / "made" / f"{next(self.made)}.o"
+            words = [word.replace(f"{self.base.tree}/src", f"{self.folder}/src")
+                     for word in self.base.compile[target]]
+            words[words.index("-o") + 1] = str(made)
+            done = subprocess.run([*words, level, "-w"], cwd=self.base.build,
+                                  stderr=subprocess.DEVNULL)
+            self.objects[target, level] = str(made) if done.returncode == 0 else None
+        return self.objects[target, level]
+
+    def users(self):
+        return self.base.users[self.changed]
+
+    def library_objects(self):
+        return sorted(user for user in self.users() if user.startswith("src/"))
+
+    def digest(self, level="-O1"):
+        """Of the library's objects that the changed file takes part in."""
+        made = [self.compiled(target, level) for target in self.library_objects()]
+        return None if None in made else self.digest_of(made)
+
+    @staticmethod
+    def digest_of(files):
+        return hashlib.sha256(b"".join(Path(file).read_bytes() for file in files)).hexdigest()
+
+    def linked(self, program):
+        """The program over the changed library: its objects come ahead of the archive's."""
+        out = self.folder / "made" / Path(program).name
+        if not out.exists():
+            words = []
+            for word in self.base.links[program]:
+                if word in self.users():
+                    words.append(self.compiled(word))
+                    continue
+                words += [self.compiled(m) for m in self.base.members.get(word, [])
+                          if m in self.users()]
+                words.append(word)
+            if None in words:
+                return None
+            words[words.index("-o") + 1] = str(out)
+            if shutil.which("ld.lld"):
+                words.append("-fuse-ld=lld")
+            subprocess.run(words, cwd=self.base.build, check=True)
+        return str(out)
+
+    def passes(self, name, seconds):
+        program, command, home = self.base.tests[name]
+        made = self.linked(program)
+        if made is None:
+            return False  # a test's own source doesn't compile: it asserts the changed value
+        folder = self.folder / "run"
+        here = {str(self.base.build / program): made, home: str(folder)}
+        return run([here.get(word, word) for word in command], seconds, folder)
+
+    def write(self, mutant, code):
+        file = self.folder / mutant.file
+        lines = file.read_text(encoding="utf-8").splitlines()
+        kept, lines[mutant.number] = lines[mutant.number], code
+        file.write_text("\n".join(lines) + "\n", encoding="utf-8")
+        return kept
+
+    def same_code(self, mutant, level):
+        """Whether the compiler makes of the mutant what it makes of the original."""
+        changed, made = self.digest(level), self.objects
+        if level == "-O1":
+            return changed == self.digest_of(self.base.build / t for t in self.library_objects())
+        if (mutant.file, level) not in self.originals:
+            code = self.write(mutant, self.original)
+            self.objects = {}
+            self.originals[mutant.file, level] = self.digest(level)
+            self.write(mutant, code)
+            self.objects = made
+        return changed == self.originals[mutant.file, level]
 
     def judge(self, mutant):
         """What became of it, and by what."""
-        path, number, changed = mutant
-        file = self.tree / path
-        kept = file.read_text(encoding="utf-8")
-        lines = kept.splitlines()
-        lines[number] = changed
-        file.write_text("\n".join(lines) + "\n", encoding="utf-8")
+        self.changed = mutant.file
+        if not self.library_objects():
+            return "not built", ""
+        self.original = self.write(mutant, mutant.code)
         try:
-            if not self.make(["jpg_core", "jpg_static", "jpg_faulty"]):
-                return "doesn't compile", ""
-            if self.hash_of_objects() == self.code:
+            if self.digest() is None:
+                return BROKEN, ""
+            if self.same_code(mutant, "-O1"):
                 return "same code", ""
-            if not self.make(TESTS):
-                return "doesn't compile", ""
-            failing = self.first_failing()
-            return ("killed", failing) if failing else ("SURVIVED", "")
+            return self.try_tests(mutant)
         finally:
-            file.write_text(kept, encoding="utf-8")
+            self.write(mutant, self.original)
+            self.clear()
+
+    def try_tests(self, mutant):
+        seconds = compared = 0
+        for name in self.base.order(mutant.file):
+            seconds += self.base.seconds[name]
+            if seconds > 5 and not compared:
+                compared = 1
+                if self.same_code(mutant, "-O2"):
+                    return "same code", "-O2"
+            if not self.passes(name, 10 + 10 * self.base.seconds[name]):
+                self.base.learn(mutant.file, name)
+                return "killed", name
+        return "SURVIVED", ""
+
+
+class Check:
+    """Hands mutants to workers until enough of them are judged."""
+
+    def __init__(self, mutants, sample):
+        self.mutants, self.sample, self.known = iter(mutants), sample, explained()
+        self.verdicts = {}  # by the mutants' names
+        self.lock, self.waiting = threading.Lock(), 0
+        self.counts, self.survivors = collections.Counter(), []
+
+    def judged(self):
+        return self.counts["killed"] + self.counts["SURVIVED"] + self.counts["explained"]
+
+    def take(self):
+        """The next mutant; None at the end. Waits while those in work may be enough."""
+        while True:
+            with self.lock:
+                if self.judged() >= self.sample:
+                    return None
+                if self.judged() + self.waiting < self.sample:
+                    mutant = next(self.mutants, None)
+                    self.waiting += mutant is not None
+                    return mutant
+            time.sleep(0.1)
+
+    def work(self, worker):
+        while True:
+            mutant = self.take()
+            if mutant is None:
+                return
+            before = self.verdicts.get(name_of(mutant), ["", ""])
+            if (mutant.file, mutant.original, mutant.changed) in self.known:
+                verdict, test = "explained", ""
+            elif before[0] not in ("", "SURVIVED", "explained"):
+                verdict, test = before
+            else:
+                verdict, test = worker.judge(mutant)
+            with self.lock:
+                self.verdicts[name_of(mutant)] = verdict, test
+                self.waiting -= 1
+                self.counts[verdict] += 1
+                if verdict == "SURVIVED":
+                    self.survivors.append(mutant)
+                print(f"{mutant.file}:{mutant.number + 1}: {verdict} {test}: {mutant.changed}",
+                      flush=True)
+
+    def report(self):
+        for mutant in sorted(self.survivors):
+            print(f"survivor {mutant.file}:{mutant.number + 1}\n  - {mutant.original}\n"
+                  f"  + {mutant.changed}")
+        killed, survived = self.counts["killed"], self.counts["SURVIVED"]
+        print(f"mutate: {killed} of {self.judged()} killed, {self.counts['explained']} explained, "
+              f"{survived} survived; not counted: {self.counts['same code']} with the same code, "
+              f"{self.counts[BROKEN]} that don't compile")
+        return 0 if killed >= 0.95 * (killed + survived) else 1
+
+
+def chosen(options):
+    listed = subprocess.run(["git", "ls-files", "src"], cwd=ROOT, check=True,
+                            capture_output=True, text=True).stdout.split()
+    mutants = [mutant for name in listed if name.endswith((".cpp", ".h")) and options.only in name
+               and not name.startswith(NOT_HERE)
+               for mutant in mutants_of(name, (ROOT / name).read_text(encoding="utf-8"))]
+    print(f"mutate: {len(mutants)} possible changes, seed {options.seed}", flush=True)
+    return sorted(mutants, key=lambda mutant: rank(mutant, options.seed))
 
 
 def main():
@@ -149,27 +444,34 @@ def main():
     parser.add_argument("--folder", type=Path, default=ROOT / "build" / "mutants")
     parser.add_argument("--only", default="")
     parser.add_argument("--jobs", type=int, default=2)
+    parser.add_argument("--quick", type=float, default=600)
+    parser.add_argument("--again", action="store_true")
     options = parser.parse_args()
-    mutants = sorted(set(all_mutants(options.only)))
-    print(f"mutate: {len(mutants)} possible changes, seed {options.seed}", flush=True)
-    random.Random(options.seed).shuffle(mutants)
-    bench = Bench(options.folder.resolve(), options.jobs)
-    killed, survivors = 0, []
-    for mutant in mutants:
-        if killed + len(survivors) >= options.sample:
-            break
-        verdict, test = bench.judge(mutant)
-        path, number, changed = mutant
-        print(f"{path}:{number + 1}: {verdict} {test}: {changed.strip()}", flush=True)
-        killed += verdict == "killed"
-        if verdict == "SURVIVED":
-            survivors.append(mutant)
-    total = killed + len(survivors)
-    print(f"mutate: {killed} of {total} killed")
-    for path, number, changed in survivors:
-        original = (ROOT / path).read_text(encoding="utf-8").splitlines()[number]
-        print(f"survivor {path}:{number + 1}\n  - {original.strip()}\n  + {changed.strip()}")
-    return 0 if total == 0 or killed >= 0.95 * total else 1
+    resource.setrlimit(resource.RLIMIT_AS, (MEMORY, MEMORY))
+    resource.setrlimit(resource.RLIMIT_CORE, (0, 0))
+    folder = options.folder.resolve()
+    kept = folder / "verdicts.json"
+    base = Base(folder, options.jobs)
+    mutants = chosen(options)
+    workers = [Worker(base, folder / f"worker{i}") for i in range(options.jobs)]
+    base.measure(workers[0], folder / "seconds.json")
+    os.nice(15)  # a long run gives way to others
+    base.tests = {n: t for n, t in base.tests.items() if base.seconds[n] <= options.quick}
+    print(f"mutate: {len(base.tests)} tests, {sum(base.seconds[n] for n in base.tests):.0f} s",
+          flush=True)
+    check = Check(mutants, options.sample)
+    if options.again:
+        check.verdicts = json.loads(kept.read_text(encoding="utf-8"))
+        for name, (verdict, test) in check.verdicts.items():
+            if verdict == "killed":
+                base.learn(name.split(":", 1)[0], test)
+    threads = [threading.Thread(target=check.work, args=(worker,)) for worker in workers]
+    for thread in threads:
+        thread.start()
+    for thread in threads:
+        thread.join()
+    kept.write_text(json.dumps(check.verdicts, indent=0), encoding="utf-8")
+    return check.report()
 
 
 if __name__ == "__main__":

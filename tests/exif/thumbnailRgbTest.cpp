@@ -95,6 +95,25 @@ TiffBuilder oneStrip(const std::vector<TiffEntry> &more, uint32_t photometric = 
   return tiff;
 }
 
+TEST(RgbThumbnail, TheRecordKeepsWhatItsDirectorySays) {
+  const TiffBuilder big(ByteOrder::kBig);
+  const Attributes attributes(oneStrip(
+      {big.shortOf(274, 6), big.shortOf(278, 9), big.shortOf(284, 1), big.shortOf(296, 3)}));
+  const JpgExifAttributes &record = *attributes.handle();
+  EXPECT_EQ(record.orientation, 1);
+  EXPECT_EQ(record.resolutionUnit, 2);
+  Info info;
+  EXPECT_RESULT(JPG_OK, jpgExifReadThumbnailToWinDIBits(attributes.handle(), nullptr, info.bmi()));
+  EXPECT_EQ(record.imageWidth, uint32_t{kWidth});
+  EXPECT_EQ(record.imageLength, uint32_t{kHeight});
+  EXPECT_EQ(record.compression, 1);
+  EXPECT_EQ(record.photometric, 2);
+  EXPECT_EQ(record.orientation, 6);
+  EXPECT_EQ(record.rowsPerStrip, 9u);
+  EXPECT_EQ(record.planarConfiguration, 1);
+  EXPECT_EQ(record.resolutionUnit, 3);
+}
+
 TEST(RgbThumbnail, WithoutRowsPerStripThereIsOneStrip) {
   const TiffBuilder big(ByteOrder::kBig);
   for (const TiffEntry &rows :

@@ -250,6 +250,18 @@ TEST_F(PrologFaults, AProgressiveScanWhoseTablesCannotBeHadEndsTheCall) {
   EXPECT_EQ(pixels[0], 129);
 }
 
+TEST_F(PrologFaults, AWalkThatCannotGoBackToTheStartTellsOfNoMarker) {
+  JPGHANDLE h = nullptr;
+  ASSERT_EQ(open(0, &h), JPG_OK);
+  uint16_t marker = 0xFFFF;
+  uint32_t length = 1;
+  faulty::arm(Operation::kSeek, Fault::kFail, faulty::calls(Operation::kSeek) + 1);
+  EXPECT_EQ(jpgReadSeekMarkerSegment(h, JPG_SEGMENT_FIRST, &marker, &length), JPG_E_SEEK);
+  EXPECT_EQ(marker, 0);
+  EXPECT_EQ(length, 0u);
+  EXPECT_EQ(jpgReadEpilog(h), JPG_OK);
+}
+
 TEST_F(PrologFaults, ASecondHandleIsUnaffectedByAFaultOfTheFirst) {
   JPGHANDLE first = nullptr, second = nullptr;
   ASSERT_EQ(open(0, &first), JPG_OK);

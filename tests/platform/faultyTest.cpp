@@ -106,6 +106,27 @@ TEST_F(Faulty, AFailedFreeReportsFailureButReleases) {
   EXPECT_EQ(jpg::faulty::wrongFrees(), 0u);
 }
 
+TEST_F(Faulty, NewBlocksAndWhatTheyGrowByHoldNoZeros) {
+  auto *block = static_cast<uint8_t *>(allocate(10));
+  EXPECT_EQ(block[0], 0xA5);
+  EXPECT_EQ(block[9], 0xA5);
+  block[9] = 1;
+  block = static_cast<uint8_t *>(resize(block, 20));
+  EXPECT_EQ(block[9], 1);
+  EXPECT_EQ(block[10], 0xA5);
+  EXPECT_EQ(block[19], 0xA5);
+  EXPECT_TRUE(release(block));
+}
+
+TEST_F(Faulty, HeapCallsWithFlagsFail) {
+  const HANDLE heap = jpg::GetProcessHeap();
+  EXPECT_EQ(jpg::HeapAlloc(heap, 1, 10), nullptr);
+  void *block = allocate(10);
+  EXPECT_EQ(jpg::HeapReAlloc(heap, 1, block, 20), nullptr);
+  EXPECT_EQ(jpg::HeapFree(heap, 1, block), 0);
+  EXPECT_EQ(jpg::faulty::liveBlocks(), 0u);
+}
+
 TEST_F(Faulty, BytesAreCountedNowAndAtThePeak) {
   void *a = allocate(100);
   void *b = allocate(50);

@@ -85,6 +85,17 @@ TEST(PosixPath, ANameThatDoesNotFitIsRefusedAndNothingIsWrittenBehindTheBuffer) 
   EXPECT_EQ(out.substr(32), std::string(32, '#'));
 }
 
+TEST(PosixPath, TheTerminatorHasItsPlaceBehindTheLongestName) {
+  // Seven and eight characters of four bytes, with room for 32.
+  const std::u16string seven =
+      u"\U0001F4F7\U0001F4F7\U0001F4F7\U0001F4F7\U0001F4F7\U0001F4F7\U0001F4F7";
+  std::string out(64, '#');
+  EXPECT_TRUE(jpg::posix::toUtf8(seven.c_str(), out.data(), 32));
+  EXPECT_EQ(out.substr(28), '\0' + std::string(35, '#'));
+  EXPECT_FALSE(jpg::posix::toUtf8((seven + u"\U0001F4F7").c_str(), out.data(), 32));
+  EXPECT_EQ(out.substr(32), std::string(32, '#'));
+}
+
 TEST(PosixPath, FilesOpenByTheirUtf8Name) {
   const Folder folder;
   folder.write("\xE5\x86\x99 \xF0\x9F\x93\xB7.jpg", "picture");

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "support/twin.h"
@@ -140,6 +141,44 @@ TEST(RectCodes, AScanThatNamesAComponentTwiceDoesNoHarm) {
 
 // Codes of one bit: 0 is a symbol, 1 is none.
 const HuffTable kOnlyZero = evenTable({0}, 1);
+
+// AC codes of these lengths for the end of block, for values of one bit and of two, and one of
+// 16 bits, which nothing uses: a decoder looks that far ahead.
+HuffTable codesOfLengths(unsigned end, unsigned one, unsigned two) {
+  HuffTable table;
+  const std::pair<unsigned, uint8_t> codes[] = {{end, 0x00}, {one, 0x01}, {two, 0x02}, {16, 0x11}};
+  for (const auto &code : codes) {
+    table.counts[code.first - 1]++;
+    table.values.push_back(code.second);
+  }
+  return table;
+}
+
+// One block a row, so that rows end behind every block: `twos` values of two bits, one of one.
+Picture rowsOfValues(size_t twos, const HuffTable &ac) {
+  Picture picture = makePicture(8, 32, {0x11}, Fill::kZero);
+  picture.quant[0] = flatQuant(8);
+  picture.ac[0] = ac;
+  for (Block &block : picture.components[0].blocks) {
+    for (size_t k = 1; k <= twos; k++) block[kZigzag[k]] = k % 2 != 0 ? 3 : -2;
+    block[kZigzag[twos + 1]] = -1;
+  }
+  return picture;
+}
+
+TEST(RectCodes, RowsMayEndBehindCodesOfAnyLength) {
+  for (unsigned end = 1; end <= 4; end++) {
+    for (unsigned one = end + 2; one <= 10; one++) {
+      for (const unsigned two : {one, one + 1, 14U}) {
+        const HuffTable ac = codesOfLengths(end, one, two);
+        for (size_t twos = 0; twos <= 9; twos++) {
+          SCOPED_TRACE(testing::Message() << end << " " << one << " " << two << " " << twos);
+          expectSamePicture(encode(rowsOfValues(twos, ac)), {8, 32, 1});
+        }
+      }
+    }
+  }
+}
 
 TEST(RectDamage, ADcCodeThatIsNotInTheTable) {
   const StreamBuilder headers = headersWith(kOnlyZero, kOnlyZero);

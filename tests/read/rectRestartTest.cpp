@@ -105,6 +105,14 @@ TEST(RectRestart, WithoutAMarkerThePredictionsGoOn) {
   EXPECT_EQ((Bytes{143, 143, 143}), blocksOf(twin.canvas()));
 }
 
+TEST(RectRestart, StartOfImageInAMarkersPlaceLeavesThePredictions) {
+  // SOI is the marker above RST7. Block 1: F F 0, the FF stuffed, and padding. Block 2: 0 0.
+  StreamBuilder stream = nibbleHeaders(16, 1).raw({0xFF, 0x00, 0x0F}).soi().raw({0x00});
+  Twin twin(stream.eoi().bytes());
+  EXPECT_RESULT(JPG_OK, twin.decode({16, 8, 1}, 8));
+  EXPECT_EQ((Bytes{143, 143}), blocksOf(twin.canvas()));
+}
+
 TEST(RectRestart, AStuffedByteIsNotTheFirstByteOfAMarker) {
   // Block 1: 0 D. Block 2: F F D, where the FF is stuffed: FF 00 D. Block 3: 0 D. At the end of
   // the first interval the bytes FF D0 stand in the data, and they are data.

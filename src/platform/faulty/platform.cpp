@@ -55,6 +55,12 @@ void addBlock(void *block, size_t bytes) {
   if (s.liveBytes > s.peakBytes) s.peakBytes = s.liveBytes;
 }
 
+// New blocks hold what nobody may count on.
+void spoil(void *block, size_t bytes) {
+  constexpr size_t kMost = 1 << 20;  // large ones only at their beginning, to save time
+  memset(block, 0xA5, bytes < kMost ? bytes : kMost);
+}
+
 // False for what isn't a live block.
 bool removeBlock(void *block, size_t *bytes) {
   State &s = state();
@@ -94,30 +100,35 @@ using faulty::Operation;
 
 HANDLE GetProcessHeap() { return nullptr; }
 
-void *HeapAlloc(HANDLE /*heap*/, DWORD /*flags*/, size_t bytes) {
-  if (faulty::fails(Operation::kAlloc)) return nullptr;
+// The heap's operations have flags, which the library doesn't use: calls with any fail.
+void *HeapAlloc(HANDLE /*heap*/, DWORD flags, size_t bytes) {
+  if (flags != 0 || faulty::fails(Operation::kAlloc)) return nullptr;
   void *block = faulty::takeBlock(bytes);
-  if (block != nullptr) faulty::addBlock(block, bytes);
+  if (block == nullptr) return nullptr;
+  faulty::spoil(block, bytes);
+  faulty::addBlock(block, bytes);
   return block;
 }
 
 // The block always moves, so that nobody gets away with its old address.
-void *HeapReAlloc(HANDLE /*heap*/, DWORD /*flags*/, void *block, size_t bytes) {
+void *HeapReAlloc(HANDLE /*heap*/, DWORD flags, void *block, size_t bytes) {
   size_t before = 0;
-  if (faulty::fails(Operation::kAlloc) || !faulty::removeBlock(block, &before)) return nullptr;
+  if (flags != 0 || faulty::fails(Operation::kAlloc) || !faulty::removeBlock(block, &before))
+    return nullptr;
   void *moved = faulty::takeBlock(bytes);
   if (moved == nullptr) {
     faulty::addBlock(block, before);
     return nullptr;
   }
   faulty::addBlock(moved, bytes);
+  faulty::spoil(moved, bytes);
   memcpy(moved, block, before < bytes ? before : bytes);
   faulty::giveBlock(block, before);
   return moved;
 }
 
-BOOL HeapFree(HANDLE /*heap*/, DWORD /*flags*/, void *block) {
-  const bool fault = faulty::fails(Operation::kFree);
+BOOL HeapFree(HANDLE /*heap*/, DWORD flags, void *block) {
+  const bool fault = faulty::fails(Operation::kFree) || flags != 0;
   size_t bytes = 0;
   if (!faulty::removeBlock(block, &bytes)) return 0;
   faulty::giveBlock(block, bytes);

@@ -55,6 +55,19 @@ Bytes read(const Bytes &stream, const Picture &p, bool plain) {
   return canvas.memory();
 }
 
+// Whether this program's processor has kernels, by the compiler's own look at it.
+bool processorHasKernels() {
+#if defined(__x86_64__) && defined(__GLIBC__)
+  return __builtin_cpu_supports("avx2") != 0;
+#else
+  return false;
+#endif
+}
+
+TEST(Kernels, AreTakenWhereTheProcessorHasThem) {
+  EXPECT_EQ(jpg::bestKernels() != &jpg::jpgPlainKernels, processorHasKernels());
+}
+
 TEST(Kernels, WriteTheSameStreams) {
   for (const uint32_t sampling : {0x00111111U, 0x00211111U, 0x00121111U, 0x00221111U}) {
     for (const int32_t width : {1, 16, 33, 64}) {

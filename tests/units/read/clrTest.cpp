@@ -214,6 +214,26 @@ TEST(PixelWriters, ANegativeStrideStoresUpward) {
   }
 }
 
+TEST(SamplingWord, HasTheFirstComponentAtTheTop) {
+  constexpr uint32_t kWords[] = {0, 0x44000000, 0x33440000, 0x22334400, 0x11223344};
+  const auto c = std::make_unique<JpgContext>();
+  c->samplingPacked = 0x11223344;
+  for (uint32_t n = 0; n <= 4; n++) {
+    c->numComponents = n;
+    EXPECT_EQ(samplingWord(*c), kWords[n]) << n;
+  }
+}
+
+TEST(PixelWriters, OfNoComponentsOrMoreThanFourDoNotExist) {
+  const auto c = std::make_unique<JpgContext>();
+  for (const uint32_t n : {0U, 5U, 6U, 255U}) {
+    c->numComponents = n;
+    JpgRect rect = {};
+    rect.bitsPerPixel = static_cast<int32_t>(8 * n);
+    EXPECT_EQ(chooseRawWriter(*c, rect), nullptr) << n;
+  }
+}
+
 TEST(PixelWriters, AreChosenByComponentsAndConversion) {
   JpgRect rect = {};
   const std::vector<uint8_t> factors(4, 0x11);

@@ -31,6 +31,20 @@ TEST_F(Record, BeginsWithSignatureSizeAndFourBytes) {
   EXPECT_EQ(destroyContext(c), JPG_OK);
 }
 
+TEST(RecordFlags, AreBitsOfTheirOwn) {
+  constexpr uint32_t kFlags[] = {
+      kFlagNoColorConversion, kFlagMarkerAccessUsed, kFlagMemorySource,   kFlagPrologParsed,
+      kFlagWriterOpen,        kFlagPositioned,       kFlagHeadersWritten, kFlagIncrementalActive,
+      kFlagJfifSeen,          kFlagAdobeSeen,        kFlagYcbcrToRgb,     kFlagPartialBitstream};
+  uint32_t seen = 0;
+  for (const uint32_t flag : kFlags) {
+    EXPECT_NE(flag, 0u);
+    EXPECT_EQ(flag & (flag - 1), 0u) << std::hex << flag;
+    EXPECT_EQ(flag & seen, 0u) << std::hex << flag;
+    seen |= flag;
+  }
+}
+
 TEST_F(Record, KeepsANameOfUpTo255Units) {
   const std::u16string longest(255, u'x');
   const std::u16string tooLong(256, u'x');

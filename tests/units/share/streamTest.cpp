@@ -267,6 +267,20 @@ TEST_F(Streams, AMemorySinkGrowsInStepsOf4096Bytes) {
   EXPECT_EQ(faulty::liveBlocks(), 0u);
 }
 
+TEST_F(Streams, AMemorySinkTakesNothingBeyondTheLargestBlock) {
+  // A step more would be a block of 2^31 bytes; the heap isn't asked for it.
+  constexpr uint32_t kFull = 0x7FFFF000;
+  const uint8_t byte = 0x5A;
+  StreamPointer s = newStream();
+  s->mode = kModeMemory;
+  ASSERT_EQ(streamOpenWrite(s.get()), JPG_OK);
+  s->capacity = s->position = s->size = kFull;
+  EXPECT_EQ(streamWrite(s.get(), &byte, 1), -1);
+  EXPECT_EQ(s->capacity, kFull);
+  EXPECT_EQ(s->size, kFull);
+  EXPECT_EQ(faulty::calls(faulty::Operation::kAlloc), 0u);
+}
+
 TEST_F(Streams, ACloseThatFailsIsTold) {
   makeFile(1);
   StreamPointer s = newStream();
