@@ -199,8 +199,10 @@ uint32_t ProgressiveModel::acRefineCodes(ModelBlock &block, const Selected &s, u
         break;
       }
     }
-    // A run that leads out of the band leaves its value behind the band's last place.
-    if (fresh != 0 && k <= 63) block[kZigzag[k]] = fresh;
+    // A run that leads out of the band leaves its value behind the band's last place; there is
+    // none behind the block's.
+    if (fresh != 0 && k > 63) return JPG_E_COEF_OVERFLOW;
+    if (fresh != 0) block[kZigzag[k]] = fresh;
     k++;
   }
   return JPG_OK;
