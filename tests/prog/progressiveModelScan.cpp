@@ -105,7 +105,11 @@ uint32_t ProgressiveModel::single() {
 }
 
 void ProgressiveModel::countMcu(bool last) {
-  if (++sinceRestart_ == restartInterval_) betweenIntervals(last);
+  if (++sinceRestart_ == restartInterval_) {
+    betweenIntervals(last);
+  } else if (sinceRestart_ == mcusPerRow_ * mcuRows_) {
+    lastMarker_ = bits_.peekMarker();
+  }
 }
 
 // Takes restart markers. Other markers belong behind the scan.
@@ -116,7 +120,9 @@ void ProgressiveModel::betweenIntervals(bool last) {
     sinceRestart_ = eobRun_ = 0;
     for (Selected &s : scan_) s.prediction = 0;
   }
-  if (isMarker(marker) && marker != kEoiMarker && !last) lost_ = true;
+  if (last || !isMarker(marker)) return;
+  lost_ = marker != kEoiMarker;
+  lastMarker_ = marker;
 }
 
 uint32_t ProgressiveModel::decodeBlock(ModelBlock &block, Selected &s) {
