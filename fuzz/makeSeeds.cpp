@@ -311,6 +311,7 @@ int main(int argc, char **argv) {
   saved = save(argv[1], "progressiveByScan", withChoices(0, 16, makeProgressive())) && saved;
   saved = save(argv[1], "dnl", withChoices(0, 0, makeDnl())) && saved;
   saved = save(argv[1], "partial", withChoices(2, 0, makeSequential())) && saved;
+  saved = save(argv[1], "pieces", withChoices(0x32, 2, makeSequential())) && saved;
   saved = save(argv[1], "bottomUp", withChoices(4, 128, makeSequential())) && saved;
   saved = save(argv[1], "exif", withChoices(0, 32, makeExif())) && saved;
   saved = save(argv[1], "tiff", withChoice(2, makeTiff())) && saved;

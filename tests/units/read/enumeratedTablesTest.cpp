@@ -334,7 +334,7 @@ bool same(const Component::Decoded &a, const Component::Decoded &b) {
 }
 
 TEST_F(EnumeratedTables, GiveBlocksAlikeThroughBitsWindowsAndTheModel) {
-  const uint32_t bits = longForm() ? 12 : 10;
+  constexpr uint32_t kBits = 10;
   const auto c = std::make_unique<JpgContext>();
   const Counts dc = {0, 1, 5, 1, 1, 1, 1, 1, 1};
   size_t tables = 0, blocks = 0, good = 0, windows = 0;
@@ -345,13 +345,13 @@ TEST_F(EnumeratedTables, GiveBlocksAlikeThroughBitsWindowsAndTheModel) {
       const Counts deeper = below(array, base);
       Component component(dc, deeper), both(deeper, deeper);
       tables++;
-      for (uint32_t word = 0; word < 1U << bits; word++) {
+      for (uint32_t word = 0; word < 1U << kBits; word++) {
         // A DC symbol ahead of the word, or the word alone for both tables.
         Data data;
         const bool alone = word % 4 == 3;
         if (!alone) data.put(0, 2);
         data.put((1U << base) - 1, base);
-        data.put(word, bits);
+        data.put(word, kBits);
         const std::vector<uint8_t> bytes = data.bytes();
         Component &k = alone ? both : component;
         const Component::Decoded model = k.byModel(bytes);
@@ -366,7 +366,7 @@ TEST_F(EnumeratedTables, GiveBlocksAlikeThroughBitsWindowsAndTheModel) {
   std::printf(
       "blocks: %zu tables to depth %u at %zu places, words of %u bits: %zu blocks, %zu whole, "
       "%zu within a window\n",
-      tables, depth(), kBases.size(), bits, blocks, good, windows);
+      tables, depth(), kBases.size(), kBits, blocks, good, windows);
   EXPECT_GT(good, blocks / 20);
   EXPECT_GT(windows, blocks / 2);
 }
