@@ -121,8 +121,11 @@ void ProgressiveModel::betweenIntervals(bool last) {
     for (Selected &s : scan_) s.prediction = 0;
   }
   if (last || !isMarker(marker)) return;
-  lost_ = marker != kEoiMarker;
-  lastMarker_ = marker;
+  if (marker == kEoiMarker) {
+    lastMarker_ = marker;
+  } else {
+    lost_ = true;
+  }
 }
 
 uint32_t ProgressiveModel::decodeBlock(ModelBlock &block, Selected &s) {
