@@ -35,6 +35,11 @@ constexpr Seed kSeeds[] = {
     {"losslessRestart", 0, 1, 21, true, 1},
 };
 
+// Byte by byte: of what insert() becomes, gcc warns without a reason.
+void append(Bytes *out, const Bytes &bytes) {
+  for (const uint8_t byte : bytes) out->push_back(byte);
+}
+
 std::vector<uint8_t> makeStream(const Seed &seed) {
   std::vector<uint8_t> pixels(size_t{kWidth} * kHeight * 4);
   for (size_t i = 0; i < pixels.size(); i++) pixels[i] = static_cast<uint8_t>(i * i / 7);
@@ -58,13 +63,11 @@ std::vector<uint8_t> makeStream(const Seed &seed) {
   uint32_t size = 0;
   jpgWriteEpilogToMemory(h, &data, &size);
   const auto *bytes = static_cast<uint8_t *>(data);
-  std::vector<uint8_t> stream = {0, seed.calls, 15, 0};
-  stream.insert(stream.end(), bytes, bytes + size);
+  Bytes stream = {0, seed.calls, 15, 0};
+  append(&stream, Bytes(bytes, bytes + size));
   jpgWriteFreeBitstream(data);
   return stream;
 }
-
-void append(Bytes *out, const Bytes &bytes) { out->insert(out->end(), bytes.begin(), bytes.end()); }
 
 void putSegment(Bytes *out, uint8_t code, const Bytes &data) {
   const size_t length = data.size() + 2;
