@@ -17,6 +17,7 @@ constexpr size_t kGuardBytes = 32;
 // What the first bytes choose.
 struct Choices {
   uint32_t flags;
+  uint8_t pieces;  // how many the rest of a bitstream comes in, and how long they are
   // bits: marker walk, restart seek, raw, scaled, incremental, Exif, bitmap, bottom-up
   uint8_t calls;
   uint8_t band;
@@ -115,6 +116,29 @@ void readBitmap(JPGHANDLE h, const Choices &choices) {
   jpgReadToWinDIBits(h, bitmap.header.biHeight, pixels.data(), bmi);
 }
 
+// Seeks of both modes with a band behind each.
+void seekIntervals(JPGHANDLE h, const Choices &choices) {
+  for (int32_t i = 0; i < 4; i++) {
+    const int32_t intervals = (choices.band >> i) % 8 - 1;
+    jpgReadSeekRestartMarker(h, intervals, static_cast<uint32_t>(choices.narrow >> i & 1));
+    decode(h, choices);
+  }
+}
+
+// The stream from its middle on in pieces of lengths that seem random.
+void readPieces(JPGHANDLE h, const Choices &choices, const uint8_t *data, size_t size) {
+  size_t at = size / 2;
+  uint32_t length = choices.narrow;
+  for (uint32_t i = 0; i <= choices.pieces && at < size; i++) {
+    length = (length * 29 + 7) % 101 + 1;
+    const size_t left = size - at;
+    const auto n = static_cast<uint32_t>(i == choices.pieces || left < length ? left : length);
+    jpgReadSetPartialBitstream(h, data + at, n);
+    at += n;
+    decode(h, choices);
+  }
+}
+
 void readStream(const Choices &choices, const uint8_t *data, size_t size) {
   JPGHANDLE h = nullptr;
   const uint32_t r = jpgReadPrologFromMemory(data, static_cast<int32_t>(size), choices.flags, &h);
@@ -131,9 +155,9 @@ void readStream(const Choices &choices, const uint8_t *data, size_t size) {
   } else {
     decode(h, choices);
   }
+  if ((choices.calls & 2) != 0) seekIntervals(h, choices);
   if ((choices.flags & JPG_READ_PARTIAL_BITSTREAM) != 0 && size > 32) {
-    jpgReadSetPartialBitstream(h, data + size / 2, static_cast<uint32_t>(size - size / 2));
-    decode(h, choices);
+    readPieces(h, choices, data, size);
   }
   check(jpgReadEpilog(h) == JPG_OK);
 }
@@ -142,7 +166,8 @@ void readStream(const Choices &choices, const uint8_t *data, size_t size) {
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
   if (size <= kChoices || size > (1 << 20)) return 0;
-  const Choices choices = {data[0] & 6U, data[1], data[2], data[3]};
+  const Choices choices = {data[0] & 6U, static_cast<uint8_t>(data[0] >> 4), data[1], data[2],
+                           data[3]};
   // A copy of its own, so that a read behind the end is seen.
   const std::vector<uint8_t> stream(data + kChoices, data + size);
   readStream(choices, stream.data(), stream.size());

@@ -1,6 +1,9 @@
 // Makes the seed inputs of the fuzz targets: makeSeeds FOLDER. Small streams that the
 // library writes, in every layout, and hand-made ones of what it doesn't write, behind the
 // bytes that choose the calls.
+//
+// makeSeeds FOLDER TARGET FILE... makes inputs for a target of small JPEG files instead.
+#include <algorithm>
 #include <cstdint>
 #include <cstdio>
 #include <string>
@@ -32,6 +35,11 @@ constexpr Seed kSeeds[] = {
     {"losslessRestart", 0, 1, 21, true, 1},
 };
 
+// Byte by byte: of what insert() becomes, gcc warns without a reason.
+void append(Bytes *out, const Bytes &bytes) {
+  for (const uint8_t byte : bytes) out->push_back(byte);
+}
+
 std::vector<uint8_t> makeStream(const Seed &seed) {
   std::vector<uint8_t> pixels(size_t{kWidth} * kHeight * 4);
   for (size_t i = 0; i < pixels.size(); i++) pixels[i] = static_cast<uint8_t>(i * i / 7);
@@ -55,13 +63,11 @@ std::vector<uint8_t> makeStream(const Seed &seed) {
   uint32_t size = 0;
   jpgWriteEpilogToMemory(h, &data, &size);
   const auto *bytes = static_cast<uint8_t *>(data);
-  std::vector<uint8_t> stream = {0, seed.calls, 15, 0};
-  stream.insert(stream.end(), bytes, bytes + size);
+  Bytes stream = {0, seed.calls, 15, 0};
+  append(&stream, Bytes(bytes, bytes + size));
   jpgWriteFreeBitstream(data);
   return stream;
 }
-
-void append(Bytes *out, const Bytes &bytes) { out->insert(out->end(), bytes.begin(), bytes.end()); }
 
 void putSegment(Bytes *out, uint8_t code, const Bytes &data) {
   const size_t length = data.size() + 2;
@@ -233,6 +239,58 @@ Bytes writingProgram() {
   return program;
 }
 
+// As fuzzModel takes it: which model, flags, calls, and a stream or what makes one.
+Bytes withModelCalls(uint8_t model, uint8_t flags, const Bytes &calls, const Bytes &rest) {
+  Bytes input = {model, flags};
+  append(&input, calls);
+  append(&input, rest);
+  return input;
+}
+
+// Bands; a restart seek and a band; a piece and a band; a walk over the segments.
+const std::vector<Bytes> kModelCalls = {{65, 65, 65, 65, 65, 65, 65, 65},
+                                        {45, 65, 69, 65, 0, 77, 49, 0},
+                                        {62, 65, 102, 65, 198, 65, 65, 0},
+                                        {3, 20, 11, 100, 11, 28, 0, 0}};
+
+// Headers by rule and coded data of any bits.
+Bytes modelBytes(unsigned seed) {
+  Bytes bytes(200);
+  for (size_t i = 0; i < bytes.size(); i++) bytes[i] = static_cast<uint8_t>((i + seed) * i * 37);
+  return bytes;
+}
+
+Bytes contentsOf(const char *name) {
+  constexpr size_t kMost = size_t{1} << 14;  // longer files make slow seeds
+  Bytes bytes(kMost + 1);
+  std::FILE *file = std::fopen(name, "rb");
+  if (file == nullptr) return {};
+  bytes.resize(std::fread(bytes.data(), 1, bytes.size(), file));
+  std::fclose(file);
+  return bytes.size() <= kMost ? bytes : Bytes();
+}
+
+// The TIFF structure of a stream's Exif segment; empty without one.
+Bytes tiffOf(const Bytes &stream) {
+  const Bytes name = {'E', 'x', 'i', 'f', 0, 0};
+  const auto found = std::search(stream.begin(), stream.end(), name.begin(), name.end());
+  if (found == stream.end()) return {};
+  return {found + static_cast<std::ptrdiff_t>(name.size()), stream.end()};
+}
+
+// The n-th file as an input of the target; empty when it is of no use there.
+Bytes inputOf(const std::string &target, const Bytes &stream, size_t n) {
+  constexpr uint8_t kCalls[] = {0, 1, 2, 4, 8, 16, 32, 64};  // as fuzzRead takes them
+  if (stream.empty()) return {};
+  if (target == "fuzzModel") return withModelCalls(0, 4, kModelCalls[n % 4], stream);
+  if (target == "fuzzApi") return withProgram(readingProgram(), stream);
+  if (target == "fuzzExif") {
+    const Bytes tiff = tiffOf(stream);
+    return tiff.empty() ? tiff : withChoice(static_cast<uint8_t>(n), tiff);
+  }
+  return withChoices(4, kCalls[n % 8], stream);
+}
+
 bool save(const std::string &folder, const char *name, const Bytes &input) {
   std::FILE *file = std::fopen((folder + "/" + name).c_str(), "wb");
   if (file == nullptr) return false;
@@ -243,13 +301,20 @@ bool save(const std::string &folder, const char *name, const Bytes &input) {
 }  // namespace
 
 int main(int argc, char **argv) {
-  if (argc != 2) return 2;
+  if (argc < 2) return 2;
   bool saved = true;
+  for (int i = 3; i < argc; i++) {
+    const auto n = static_cast<size_t>(i);
+    const Bytes input = inputOf(argv[2], contentsOf(argv[i]), n);
+    if (!input.empty()) saved = save(argv[1], std::to_string(n).c_str(), input) && saved;
+  }
+  if (argc > 2) return saved ? 0 : 1;
   for (const Seed &seed : kSeeds) saved = save(argv[1], seed.name, makeStream(seed)) && saved;
   saved = save(argv[1], "progressive", withChoices(0, 0, makeProgressive())) && saved;
   saved = save(argv[1], "progressiveByScan", withChoices(0, 16, makeProgressive())) && saved;
   saved = save(argv[1], "dnl", withChoices(0, 0, makeDnl())) && saved;
   saved = save(argv[1], "partial", withChoices(2, 0, makeSequential())) && saved;
+  saved = save(argv[1], "pieces", withChoices(0x32, 2, makeSequential())) && saved;
   saved = save(argv[1], "bottomUp", withChoices(4, 128, makeSequential())) && saved;
   saved = save(argv[1], "exif", withChoices(0, 32, makeExif())) && saved;
   saved = save(argv[1], "tiff", withChoice(2, makeTiff())) && saved;
@@ -258,5 +323,17 @@ int main(int argc, char **argv) {
   saved = save(argv[1], "apiProgressive", withProgram(readingProgram(), makeExif())) && saved;
   saved = save(argv[1], "apiWrite", withProgram(writingProgram(), makeSequential())) && saved;
   saved = save(argv[1], "diffWrite", withChoices(1, 1, Bytes(2000, 0x35))) && saved;
+  for (size_t i = 0; i < kModelCalls.size(); i++) {
+    const std::string n = std::to_string(i);
+    const uint8_t flags = i == 2 ? JPG_READ_PARTIAL_BITSTREAM : 0;
+    const Bytes stream = makeStream(kSeeds[4]), picture(stream.begin() + 4, stream.end());
+    const Bytes rule = modelBytes(static_cast<unsigned>(i));
+    saved = save(argv[1], ("modelSequential" + n).c_str(),
+                 withModelCalls(0, flags, kModelCalls[i], picture)) &&
+            saved;
+    saved =
+        save(argv[1], ("modelProgressive" + n).c_str(), withModelCalls(2, 1, {}, rule)) && saved;
+    saved = save(argv[1], ("modelLossless" + n).c_str(), withModelCalls(3, 30, {}, rule)) && saved;
+  }
   return saved ? 0 : 1;
 }

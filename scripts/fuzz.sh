@@ -1,17 +1,60 @@
 #!/usr/bin/env bash
-# Runs every fuzz target for some seconds: fuzz.sh [SECONDS]
+# Runs every fuzz target, or those named, for some seconds each:
+# fuzz.sh [-j PROCESSES] [SECONDS [TARGET...]]
+# With JPG_CORPUS, small files of that folder are seeds, too. Prints what was run and reached.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
+processes=1
+if [ "${1:-}" = -j ]; then
+  processes=$2
+  shift 2
+fi
 seconds=${1:-60}
+[ $# -eq 0 ] || shift
+targets=("$@")
+[ ${#targets[@]} -gt 0 ] || targets=(fuzzRead fuzzWrite fuzzExif fuzzApi fuzzDiff fuzzModel)
 scripts/setup.sh build clang
 cmake --preset fuzz >/dev/null
 cmake --build --preset fuzz
-mkdir -p build/fuzz/findings
-for target in fuzzRead fuzzWrite fuzzExif fuzzApi fuzzDiff; do
-  mkdir -p "build/fuzz/corpus-$target"
-  "build/fuzz/fuzz/$target" -max_total_time="$seconds" -dict=fuzz/jpeg.dict -timeout=10 \
-    -rss_limit_mb=2048 -print_final_stats=0 -verbosity=0 \
-    -artifact_prefix="build/fuzz/findings/" "build/fuzz/corpus-$target" build/fuzz/fuzz/seeds
+folder=$PWD/build/fuzz
+mkdir -p "$folder/findings" "$folder/logs"
+
+# Seeds of the corpus, which stay in the build folder.
+corpus_seeds() {
+  local out=$folder/seeds-$1
+  rm -rf "$out"
+  mkdir -p "$out"
+  [ -n "${JPG_CORPUS:-}" ] && [ "$1" != fuzzWrite ] || return 0
+  find "$JPG_CORPUS" -type f -iname '*.jp*g' -size -17k -print0 | sort -z |
+    ASAN_OPTIONS=detect_leaks=0 xargs -0 -r "$folder/fuzz/makeSeeds" "$out" "$1"
+}
+
+run() {
+  corpus_seeds "$1"
+  mkdir -p "$folder/corpus-$1"
+  "$folder/fuzz/$1" -max_total_time="$seconds" -dict=fuzz/jpeg.dict -timeout=10 \
+    -rss_limit_mb=2048 -print_final_stats=1 -artifact_prefix="$folder/findings/$1-" \
+    "$folder/corpus-$1" "$folder/fuzz/seeds" "$folder/seeds-$1" >"$folder/logs/$1.log" 2>&1 && return
+  tail -n 30 "$folder/logs/$1.log" >&2
+  echo "fuzz: $1 has found something: build/fuzz/findings" >&2
+  return 1
+}
+
+failed=0
+running=0
+for target in "${targets[@]}"; do
+  run "$target" &
+  running=$((running + 1))
+  if [ "$running" -ge "$processes" ]; then
+    wait -n || failed=1
+    running=$((running - 1))
+  fi
 done
-echo "fuzz: no findings in $seconds seconds a target"
+while [ "$running" -gt 0 ]; do
+  wait -n || failed=1
+  running=$((running - 1))
+done
+python3 scripts/fuzz_report.py "$folder"/logs/*.log
+[ "$failed" = 0 ] && echo "fuzz: no findings in $seconds seconds a target"
+exit "$failed"

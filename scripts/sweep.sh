@@ -1,19 +1,41 @@
 #!/usr/bin/env bash
-# The long sweep: small streams of every kind cut short at every byte and with every other
-# value of every byte, through everything that an application may do with them:
-# sweep.sh [--preset NAME]
+# The long forms of the sweeps: sweep.sh [--preset NAME] [-j PROCESSES]
+# - small streams of every kind cut short at every byte and with every other value of every byte,
+#   through everything that an application may do with them;
+# - faults, with full disks after every byte and files that end at every byte;
+# - Huffman tables enumerated a level deeper.
 # The preset is asan unless said otherwise. Prints the cases and the slowest of each stream.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
 preset=asan
-[ "${1:-}" = --preset ] && preset=$2
+processes=1
+while [ $# -gt 0 ]; do
+  case $1 in
+    --preset) preset=$2 ;;
+    -j) processes=$2 ;;
+    *) echo "sweep.sh: what is $1?" >&2 && exit 2 ;;
+  esac
+  shift 2
+done
 scripts/setup.sh build test clang
 cmake --preset "$preset" >/dev/null
-cmake --build --preset "$preset" --target sweep_test >&2
-log=$(mktemp)
-trap 'rm -f "$log"' EXIT
-JPG_SWEEP=long "build/$preset/tests/robust/sweep/sweep_test" --gtest_brief=1 | tee "$log"
+cmake --build --preset "$preset" --target sweep_test sweep units_huffman_test >&2
+tests=$PWD/build/$preset/tests
+logs=$(mktemp -d)
+trap 'rm -rf "$logs"' EXIT
+export JPG_SWEEP=long
+
+pids=()
+for ((i = 0; i < processes; i++)); do
+  GTEST_TOTAL_SHARDS=$processes GTEST_SHARD_INDEX=$i \
+    "$tests/robust/sweep/sweep_test" --gtest_brief=1 >"$logs/streams.$i" 2>&1 &
+  pids+=($!)
+done
+failed=0
+for pid in "${pids[@]}"; do wait "$pid" || failed=1; done
+cat "$logs"/streams.*
+[ "$failed" = 0 ] || exit 1
 awk '/^sweep / {
        cases += $5
        if ($8 > slowest) slowest = $8
@@ -21,4 +43,6 @@ awk '/^sweep / {
      END {
        printf "sweep: %d cases, slowest %.1f ms\n", cases, slowest
        exit cases < 1000000
-     }' "$log"
+     }' "$logs"/streams.*
+"$tests/sweep/sweep" "$logs"
+"$tests/units/units_huffman_test" --gtest_brief=1

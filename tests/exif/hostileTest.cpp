@@ -160,6 +160,66 @@ TEST(HostileExif, AValueIsThereUpToTheLastByteOfTheStructure) {
   }
 }
 
+// Sums of small numbers; all that doesn't fit 32 bits is outside.
+TEST(HostileExif, PlacesOfAllLengthsAndOffsetsAreInsideWhereTheirEndIs) {
+  JpgExifAttributes a = {};
+  for (const uint32_t base : {0U, 20U, 65527U}) {
+    for (uint32_t length = base; length <= base + 20; length++) {
+      a.tiffLength = length;
+      for (uint64_t offset = 0; offset <= 65560; offset += offset == 45 ? 65460 : 1) {
+        for (uint64_t bytes = 0; bytes <= 65560; bytes += bytes == 45 ? 65460 : 1) {
+          ASSERT_EQ(jpg::insideTiff(a, offset, bytes), offset + bytes <= length)
+              << offset << " + " << bytes << " of " << length;
+        }
+        for (const uint64_t huge : {0x7FFFFFFFULL, 0x80000000ULL, 0xFFFFFFFFULL, 0x100000000ULL,
+                                    0x7FFFFFFFFULL, ~0ULL - 65536, ~0ULL - 1, ~0ULL}) {
+          ASSERT_FALSE(jpg::insideTiff(a, offset, huge));
+          ASSERT_FALSE(jpg::insideTiff(a, huge, offset));
+          ASSERT_FALSE(jpg::insideTiff(a, huge, huge));
+        }
+      }
+    }
+  }
+}
+
+// An entry whose value begins at the structure's first byte, at its last, or behind it.
+TEST(HostileExif, EntriesOfAllCountsAreInsideWhereTheirEndIs) {
+  constexpr uint32_t kCountAt = 14, kValueAt = 18;  // of the first entry, behind 8 and 2 bytes
+  TiffBuilder tiff(ByteOrder::kBig);
+  tiff.putZeroth({tiff.claim(700, kLong, 1, 0)});
+  const auto length = static_cast<uint32_t>(tiff.bytes().size());
+  const Attributes attributes(tiff);
+  uint8_t *bytes = attributes.handle()->tiff;
+  const auto put = [&bytes](uint32_t at, uint32_t value) {
+    for (uint32_t i = 0; i < 4; i++) bytes[at + i] = static_cast<uint8_t>(value >> (24 - 8 * i));
+  };
+  for (uint16_t type = kByte; type <= kDouble; type++) {
+    bytes[kCountAt - 1] = static_cast<uint8_t>(type);
+    for (const uint32_t at : {0U, 1U, length - 1, length, length + 1, 0x7FFFFFFFU, 0xFFFFFFFFU}) {
+      put(kValueAt, at);
+      // All up to one that no structure has room for, then every power of two and its neighbours.
+      std::vector<uint32_t> counts;
+      for (uint32_t n = 0; n <= 300; n++) counts.push_back(n);
+      for (uint32_t n = 9; n < 32; n++) {
+        for (const uint32_t near : {~0U, 0U, 1U}) counts.push_back((1U << n) + near);
+      }
+      counts.push_back(0xFFFFFFFF);
+      for (const uint32_t count : counts) {
+        put(kCountAt, count);
+        const Cursor cursor(attributes, jpg::kIfdZeroth);
+        const Told told = cursor.next();
+        const uint64_t size = uint64_t{count} * jpg::tiffTypeSize(type);
+        const bool inside = size <= 4 || at + size <= length;
+        ASSERT_EQ(told.result, inside ? JPG_OK : JPG_E_NOT_FOUND)
+            << "type " << type << ", count " << count << " at " << at;
+        if (inside) {
+          ASSERT_EQ(told.size, size);
+        }
+      }
+    }
+  }
+}
+
 TEST(HostileExif, CountsThatOverflowAreOutside) {
   for (uint16_t type = kByte; type <= kDouble; type++) {
     // From the third on these make 0, 2, 4 or 8 bytes modulo 2^32 for sizes of 2, 4 or 8.

@@ -196,6 +196,34 @@ TEST_F(Faulty, AReadCutShortGivesHalfOfWhatWasAskedFor) {
   jpg::CloseHandle(file);
 }
 
+TEST_F(Faulty, AFullDiskTakesWhatThereIsRoomForAndThenNothing) {
+  for (const bool once : {false, true}) {
+    jpg::faulty::reset();
+    const HANDLE file = create();
+    jpg::faulty::limitOutput(5, once);
+    DWORD counts[3] = {};
+    for (DWORD &count : counts) EXPECT_NE(jpg::WriteFile(file, "abc", 3, &count, nullptr), 0);
+    EXPECT_EQ(counts[0], 3u);
+    EXPECT_EQ(counts[1], 2u);
+    EXPECT_EQ(counts[2], once ? 3u : 0u);
+    EXPECT_TRUE(jpg::faulty::faultHappened());
+    EXPECT_NE(jpg::CloseHandle(file), 0);
+    EXPECT_EQ(folder_.read("file"), once ? "abcababc" : "abcab");
+  }
+}
+
+TEST_F(Faulty, AFileThatShrinksEndsThereFromThatReadOn) {
+  const HANDLE file = open();
+  jpg::faulty::shrinkFiles(2, 5);
+  EXPECT_EQ(read(file, 7), "0123456");
+  EXPECT_FALSE(jpg::faulty::faultHappened());
+  EXPECT_EQ(read(file, 7), "");
+  EXPECT_TRUE(jpg::faulty::faultHappened());
+  EXPECT_EQ(jpg::SetFilePointer(file, 3, nullptr, jpg::FILE_BEGIN), 3u);
+  EXPECT_EQ(read(file, 7), "34");
+  EXPECT_NE(jpg::CloseHandle(file), 0);
+}
+
 TEST_F(Faulty, AFailedWriteWritesNothingAndOneCutShortHalf) {
   const HANDLE file = create();
   DWORD count = 99;

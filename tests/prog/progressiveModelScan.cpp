@@ -105,7 +105,11 @@ uint32_t ProgressiveModel::single() {
 }
 
 void ProgressiveModel::countMcu(bool last) {
-  if (++sinceRestart_ == restartInterval_) betweenIntervals(last);
+  if (++sinceRestart_ == restartInterval_) {
+    betweenIntervals(last);
+  } else if (sinceRestart_ == mcusPerRow_ * mcuRows_) {
+    lastMarker_ = bits_.peekMarker();
+  }
 }
 
 // Takes restart markers. Other markers belong behind the scan.
@@ -116,7 +120,12 @@ void ProgressiveModel::betweenIntervals(bool last) {
     sinceRestart_ = eobRun_ = 0;
     for (Selected &s : scan_) s.prediction = 0;
   }
-  if (isMarker(marker) && marker != kEoiMarker && !last) lost_ = true;
+  if (last || !isMarker(marker)) return;
+  if (marker == kEoiMarker) {
+    lastMarker_ = marker;
+  } else {
+    lost_ = true;
+  }
 }
 
 uint32_t ProgressiveModel::decodeBlock(ModelBlock &block, Selected &s) {
@@ -199,8 +208,10 @@ uint32_t ProgressiveModel::acRefineCodes(ModelBlock &block, const Selected &s, u
         break;
       }
     }
-    // A run that leads out of the band leaves its value behind the band's last place.
-    if (fresh != 0 && k <= 63) block[kZigzag[k]] = fresh;
+    // A run that leads out of the band leaves its value behind the band's last place; there is
+    // none behind the block's.
+    if (fresh != 0 && k > 63) return JPG_E_COEF_OVERFLOW;
+    if (fresh != 0) block[kZigzag[k]] = fresh;
     k++;
   }
   return JPG_OK;

@@ -94,6 +94,7 @@ class Model {
   uint32_t readFrame(uint32_t sof);
   uint32_t finishFrame();
   uint32_t setUpScan();
+  void useScan();
   uint32_t readScanHeader();
   uint32_t checkBuffers() const;
   bool decideYcc() const;

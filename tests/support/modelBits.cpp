@@ -6,10 +6,14 @@ void ModelBits::seek(size_t offset) {
   next_ = offset;
   queue_.clear();
   used_ = 0;
+  ended_ = false;
 }
 
 ModelBits::Byte ModelBits::take() {
-  if (next_ >= data_.size()) return {0xFF, false};
+  if (next_ >= data_.size()) {
+    ended_ = true;
+    return {0xFF, false};
+  }
   return {data_[next_++], false};
 }
 

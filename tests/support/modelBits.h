@@ -25,6 +25,8 @@ class ModelBits {
   void seek(size_t offset);
   // Offset of the byte that will be taken next; only right while nothing waits.
   size_t offset() const { return next_; }
+  // Whether a byte behind the end was taken.
+  bool ended() const { return ended_; }
 
   // Coded data.
   uint32_t peekBit(unsigned ahead);
@@ -55,6 +57,7 @@ class ModelBits {
 
   Bytes data_;
   size_t next_ = 0;
+  bool ended_ = false;
   std::deque<Byte> queue_;
   unsigned used_ = 0;  // bits of the front byte that are gone, 0 to 7
 };

@@ -127,12 +127,14 @@ uint32_t Model::loadHuffman() {
     uint32_t sum = 0;
     for (uint8_t &count : counts) sum += count = static_cast<uint8_t>(segmentByte());
     if (sum > remaining()) return JPG_OK;
-    if ((tcTh & 15) > 3) return JPG_E_UNSUPPORTED;
+    // What is refused by its counts has none of its symbols read.
+    if ((tcTh & 15) > 3 || sum > 256 || pendingTables_ >= 8) return JPG_E_UNSUPPORTED;
     std::vector<uint8_t> values(sum);
     for (uint8_t &value : values) value = static_cast<uint8_t>(segmentByte());
-    ModelTable &table = (tcTh >> 4 != 0 ? ac_ : dc_)[tcTh & 3];
-    if (++pendingTables_ > 8) return JPG_E_UNSUPPORTED;
+    ModelTable table;
     if (!table.define(counts, values)) return JPG_E_UNSUPPORTED;
+    (tcTh >> 4 != 0 ? ac_ : dc_)[tcTh & 3] = table;
+    pendingTables_++;
   }
   return JPG_OK;
 }
@@ -207,13 +209,22 @@ uint32_t Model::finishFrame() {
   return JPG_OK;
 }
 
-// A marker that ends the segments but isn't SOS brings no scan header: the last one goes on.
+// A marker that ends the segments but isn't SOS brings no scan header: the last one goes on, with
+// the tables that it had.
 uint32_t Model::setUpScan() {
   const Stop stop = headerLoop();
   if (stop.result != JPG_OK) return stop.result;
   if (stop.marker == 0xFFDA) {
     if (const uint32_t r = readScanHeader(); r != JPG_OK) return r;
+    useScan();
   }
+  clearPredictions();
+  pendingTables_ = 0;
+  mcusSinceRestart_ = 0;
+  return JPG_OK;
+}
+
+void Model::useScan() {
   scan_.clear();
   for (const Selection &s : selected_) {
     const Component &c = components_[s.component];
@@ -223,9 +234,6 @@ uint32_t Model::setUpScan() {
     entry.ac = ac_[s.tables & 15];
     scan_.push_back(entry);
   }
-  pendingTables_ = 0;
-  mcusSinceRestart_ = 0;
-  return JPG_OK;
 }
 
 uint32_t Model::readScanHeader() {

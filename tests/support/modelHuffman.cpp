@@ -55,6 +55,8 @@ uint32_t decodeAc(ModelBits &bits, const ModelTable &table, const std::array<uin
     if (symbol == 0) return JPG_OK;
     if (size == 0) {
       k += 16;
+      // Ones for ever may be a code for a run, which would have no end.
+      if (k >= 64 && bits.ended()) return JPG_E_COEF_OVERFLOW;
       continue;
     }
     k += run + 1;
@@ -86,6 +88,7 @@ bool ModelTable::define(const std::array<uint8_t, 16> &counts, const std::vector
 int ModelTable::decode(ModelBits &bits) const {
   unsigned longest = 16;
   while (longest > 0 && counts_[longest - 1] == 0) --longest;
+  if (longest > 0) bits.peekBit(longest - 1);  // the longest code is always asked for
   uint32_t code = 0;
   for (unsigned i = 0; i < longest; ++i) {
     code = code * 2 + bits.peekBit(i);

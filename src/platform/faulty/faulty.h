@@ -45,6 +45,13 @@ void reset();
 // Arms `fault` for the n-th call of `operation` after reset(), from 1.
 void arm(Operation operation, Fault fault, uint32_t n);
 
+// Files take `bytes` more bytes in all. The write that finds less room is cut short there;
+// later ones take nothing, or, with `once`, all of theirs.
+void limitOutput(size_t bytes, bool once);
+
+// From the n-th read since reset() on, counted from 1, every file ends at `bytes`.
+void shrinkFiles(uint32_t n, size_t bytes);
+
 uint32_t calls(Operation operation);  // since reset()
 bool faultHappened();                 // an armed fault was reached
 

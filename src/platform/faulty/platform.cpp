@@ -1,5 +1,6 @@
 #include "platform.h"
 
+#include <stdint.h>
 #include <string.h>
 
 #include <unordered_map>
@@ -25,6 +26,10 @@ struct State {
   size_t openFiles = 0;
   size_t wrongFrees = 0;
   OpenArguments lastOpen = {};
+  size_t room = SIZE_MAX;  // bytes that files still take
+  bool roomOnce = false;
+  uint32_t shrinkAt = UINT32_MAX;  // read
+  size_t shrunkSize = 0;           // bytes
 };
 
 State &state() {
@@ -61,6 +66,30 @@ void spoil(void *block, size_t bytes) {
   memset(block, 0xA5, bytes < kMost ? bytes : kMost);
 }
 
+// How many of these bytes there is room for.
+DWORD takeRoom(DWORD bytes) {
+  State &s = state();
+  if (bytes <= s.room) {
+    s.room -= s.room == SIZE_MAX ? 0 : bytes;
+    return bytes;
+  }
+  const auto taken = static_cast<DWORD>(s.room);
+  s.room = s.roomOnce ? SIZE_MAX : 0;
+  s.happened = true;
+  return taken;
+}
+
+// How many of these bytes are still in the file behind its current place.
+DWORD bytesLeft(HANDLE file, DWORD bytes) {
+  State &s = state();
+  if (s.calls[index(Operation::kRead)] < s.shrinkAt) return bytes;
+  const size_t at = posix::seekFile(file, 0, FILE_CURRENT);
+  const size_t left = at < s.shrunkSize ? s.shrunkSize - at : 0;
+  if (bytes <= left) return bytes;
+  s.happened = true;
+  return static_cast<DWORD>(left);
+}
+
 // False for what isn't a live block.
 bool removeBlock(void *block, size_t *bytes) {
   State &s = state();
@@ -82,6 +111,16 @@ void reset() { state() = State{}; }
 void arm(Operation operation, Fault fault, uint32_t n) {
   state().fault[index(operation)] = fault;
   state().faultAt[index(operation)] = n;
+}
+
+void limitOutput(size_t bytes, bool once) {
+  state().room = bytes;
+  state().roomOnce = once;
+}
+
+void shrinkFiles(uint32_t n, size_t bytes) {
+  state().shrinkAt = n;
+  state().shrunkSize = bytes;
 }
 
 uint32_t calls(Operation operation) { return state().calls[index(operation)]; }
@@ -148,14 +187,16 @@ BOOL ReadFile(HANDLE file, void *buffer, DWORD bytes, DWORD *count, void * /*ove
   const Fault fault = faulty::strike(Operation::kRead);
   *count = 0;
   if (fault == Fault::kFail) return 0;
-  return posix::readFile(file, buffer, fault == Fault::kCutShort ? bytes / 2 : bytes, count);
+  const DWORD wanted = fault == Fault::kCutShort ? bytes / 2 : bytes;
+  return posix::readFile(file, buffer, faulty::bytesLeft(file, wanted), count);
 }
 
 BOOL WriteFile(HANDLE file, const void *buffer, DWORD bytes, DWORD *count, void * /*overlapped*/) {
   const Fault fault = faulty::strike(Operation::kWrite);
   *count = 0;
   if (fault == Fault::kFail) return 0;
-  return posix::writeFile(file, buffer, fault == Fault::kCutShort ? bytes / 2 : bytes, count);
+  const DWORD wanted = fault == Fault::kCutShort ? bytes / 2 : bytes;
+  return posix::writeFile(file, buffer, faulty::takeRoom(wanted), count);
 }
 
 DWORD SetFilePointer(HANDLE file, LONG distance, LONG * /*distanceHigh*/, DWORD origin) {

@@ -147,6 +147,34 @@ TEST(Limits, SixtyFiveThousandScansTakeNoMoreMemoryThanTwo) {
   }
 }
 
+// The most work for the fewest bytes: a table of 18 bytes has a lookup array of 65,536.
+TEST(Limits, TablesOfTheDeepestCodesCostTheirLookupArrays) {
+  constexpr uint32_t kScans = 2000;
+  HuffTable deep;
+  deep.counts[15] = 1;
+  deep.values = {0};
+  StreamBuilder s = endlessHeaders(kSof2, 8, 8, 1);
+  for (uint32_t i = 0; i < kScans; i++) {
+    Bytes tables;
+    // No more than eight wait for a scan, and two stand in the headers.
+    for (uint8_t t = i == 0 ? 1 : 0; t < 4; t++) {
+      append(tables, dhtData(t, deep));
+      append(tables, dhtData(0x10 | t, deep));
+    }
+    s.segment(kDht, tables).sos({{1, 0}}, 1, 63).raw(Bytes(i == 0 ? 1 : 2, 0));
+  }
+  const Bytes stream = s.eoi().bytes();
+  Bytes row(24);
+  const JpgRect rect = oneRow(row, 8);
+  Watch watch("2000 scans with eight of the deepest tables");
+  JPGHANDLE h = nullptr;
+  ASSERT_RESULT(JPG_OK, open(stream, &h));
+  EXPECT_RESULT(JPG_OK, jpgReadProgressiveToRect(h, &rect, 8, JPG_PROGRESSIVE_ALL_SCANS));
+  EXPECT_LT(watch.stop(stream.size()), kPatience);
+  EXPECT_LE(faulty::peakBytes(), readerBytes({8, 8, 1, true, false}));
+  EXPECT_RESULT(JPG_OK, jpgReadEpilog(h));
+}
+
 TEST(Limits, SixtyFiveThousandScanHeadersInARowArePassed) {
   const Bytes stream = manyScanHeaders(kManyScans);
   Bytes row(24);

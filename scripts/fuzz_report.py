@@ -1,0 +1,50 @@
+#!/usr/bin/env python3
+"""What fuzz targets have run and reached, of their logs: fuzz_report.py LOG...
+
+A log's name begins with its target's. Several of one target are added up; coverage is the
+largest. Edges are those of the instrumented program, the target's own included.
+"""
+import os
+import re
+import sys
+
+
+def last(pattern, text):
+    found = re.findall(pattern, text)
+    return int(found[-1]) if found else 0
+
+
+def read(name):
+    with open(name, encoding="utf-8", errors="replace") as file:
+        text = file.read()
+    executed = last(r"stat::number_of_executed_units: *(\d+)", text)
+    return {
+        "executions": executed or last(r"(?m)^#(\d+)\s", text),
+        "seconds": last(r"Done \d+ runs in (\d+) second", text),
+        "reached": last(r"cov: (\d+)", text),
+        "edges": last(r"\((\d+) inline 8-bit counters\)", text),
+        "corpus": last(r"corp: (\d+)/", text),
+        "peak": last(r"stat::peak_rss_mb: *(\d+)", text),
+    }
+
+
+def main(names):
+    totals = {}
+    for name in names:
+        target = os.path.basename(name).split(".")[0]
+        total = totals.setdefault(target, {})
+        for key, value in read(name).items():
+            grows = key in ("executions", "seconds")
+            total[key] = total.get(key, 0) + value if grows else max(total.get(key, 0), value)
+    print("| target | executions | hours | edges reached | of | corpus | MB |")
+    print("|---|---|---|---|---|---|---|")
+    for target, t in sorted(totals.items()):
+        print(f"| {target} | {t['executions']:,} | {t['seconds'] / 3600:.2f} | {t['reached']:,} "
+              f"| {t['edges']:,} | {t['corpus']:,} | {t['peak']} |")
+    runs = sum(t["executions"] for t in totals.values())
+    hours = sum(t["seconds"] for t in totals.values()) / 3600
+    print(f"| all | {runs:,} | {hours:.2f} | | | | |")
+
+
+if __name__ == "__main__":
+    main(sys.argv[1:])
