@@ -151,8 +151,14 @@ void RowSource::seekRow(const std::string &file) {
 }
 
 // Follows the band by a call without lines, so that the band's last row is the one that
-// the next band is predicted from.
+// the next band is predicted from. While the library doesn't know the height, a call gives one
+// row and keeps it.
 uint32_t RowSource::readLossless(JpgRect *rect, int32_t lines) {
+  for (int32_t i = 0; heightFromDnl_ && i < lines; i++) {
+    rect->bits = band_.data() + rowBytes(format_) * static_cast<uint32_t>(i);
+    if (const uint32_t r = jpgReadSpatialToRect(reader_.handle(), rect, 1); r != JPG_OK) return r;
+  }
+  if (heightFromDnl_) return JPG_OK;
   const uint32_t r = jpgReadSpatialToRect(reader_.handle(), rect, lines);
   const bool last = done_ + static_cast<uint32_t>(lines) >= height_;
   if (r != JPG_OK || last) return r;
