@@ -1193,6 +1193,8 @@ JPG_API uint32_t JPG_CALL jpgWriteSpatialFromRect(JPGHANDLE handle, const JpgRec
  *    uint32_t r = jpgReadToWinDIBits(handle, 1, NULL, info);
  *    const BITMAPINFOHEADER *header = &info->bmiHeader;
  *    if (r != JPG_OK) return r;
+ *    if ((uint64_t)header->biWidth * (uint64_t)header->biHeight > MAX_PIXELS)
+ *      return JPG_E_OUT_OF_MEMORY;
  *    *size = ((size_t)header->biWidth * 3 + 3) / 4 * 4 * (size_t)header->biHeight;
  *    *bits = malloc(*size);
  *    if (*bits == NULL) return JPG_E_OUT_OF_MEMORY;
