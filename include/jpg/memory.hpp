@@ -122,15 +122,15 @@ class Path {
   /** @param out receives zero-terminated UTF-8; surrogates without a partner make it empty */
   void toUtf8(char (&out)[3 * kUnits]) const {
     size_t n = 0;
-    for (size_t i = 0; units_[i] != 0; i++) {
-      uint32_t point = units_[i];
-      const bool high = point >= 0xD800 && point < 0xDC00;
-      const uint32_t low = high ? units_[i + 1] : 0xDC00U;
-      if ((point >= 0xDC00 && point < 0xE000) || low < 0xDC00 || low > 0xDFFF) {
+    for (size_t i = 0; units_[i] != 0;) {
+      uint32_t point = units_[i++];
+      const bool first = point >= 0xD800 && point < 0xDC00;
+      const uint32_t second = first ? units_[i++] : 0xDC00U;
+      if ((point >= 0xDC00 && point < 0xE000) || second < 0xDC00 || second > 0xDFFF) {
         n = 0;
         break;
       }
-      if (high) point = 0x10000 + ((point & 0x3FF) << 10 | (low & 0x3FF)), i++;
+      if (first) point = 0x10000 + ((point & 0x3FF) << 10 | (second & 0x3FF));
       n += putUtf8(point, out + n);
     }
     out[n] = '\0';
