@@ -31,10 +31,4 @@ endif()
 configure_file(${PROJECT_SOURCE_DIR}/cmake/jpg.pc.in ${PROJECT_BINARY_DIR}/package/jpg.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/package/jpg.pc DESTINATION ${JPG_PC_DIR} COMPONENT dev)
 
-# What there is to read, laid out as in the source tree, so that the links in it hold.
-install(FILES ${PROJECT_SOURCE_DIR}/README.md ${PROJECT_SOURCE_DIR}/CHANGELOG.md
-        DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT dev)
-install(DIRECTORY ${PROJECT_SOURCE_DIR}/docs ${PROJECT_SOURCE_DIR}/examples
-        DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT dev
-        FILES_MATCHING PATTERN "*.md" PATTERN "*.svg" PATTERN "*.png" PATTERN "*.c"
-                       PATTERN "*.cpp" PATTERN "*.h" PATTERN "*.jpg")
+include(${PROJECT_SOURCE_DIR}/cmake/pages.cmake)

@@ -67,7 +67,8 @@ class Zip(unittest.TestCase):
         others = {name for name in self.names
                   if not name.startswith(("share/doc/", "lib/cmake/")) and not name.endswith("/")}
         self.assertEqual(others, PARTS)
-        self.assertIn("share/doc/jpg/README.md", self.names)
+        for page in ("README.md", "docs/overview.svg", "docs/targets.md"):
+            self.assertIn(f"share/doc/jpg/{page}", self.names)
 
     def test_the_dll_is_the_one_that_was_tested(self):
         built = BUILD / ("bin/jpg.dll" if WINDOWS else "jpg.dll")
