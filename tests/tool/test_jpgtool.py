@@ -3,6 +3,7 @@
 commands have theirs in test_exif.py, compare and view in test_compare.py and test_view.py."""
 import json
 import os
+import pty
 import shutil
 import signal
 import struct
@@ -138,6 +139,13 @@ class Tool(unittest.TestCase):
     def read(self, name):
         with open(self.path(name), "rb") as file:
             return file.read()
+
+    def terminal(self):
+        """Both ends of a terminal, where the machine has any to give; a bare one has none."""
+        try:
+            return pty.openpty()
+        except OSError as error:
+            self.skipTest(f"no terminal: {error}")
 
     def check(self, *words, **more):
         result = run(*words, **more)
