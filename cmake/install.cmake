@@ -30,3 +30,5 @@ else()
 endif()
 configure_file(${PROJECT_SOURCE_DIR}/cmake/jpg.pc.in ${PROJECT_BINARY_DIR}/package/jpg.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/package/jpg.pc DESTINATION ${JPG_PC_DIR} COMPONENT dev)
+
+include(${PROJECT_SOURCE_DIR}/cmake/pages.cmake)

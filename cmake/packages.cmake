@@ -1,17 +1,28 @@
 # Packages: `cpack` in the build folder makes three Debian packages (the shared library, what
-# a caller builds with, the tool) and one zip of the whole installed tree.
+# a caller builds with, the tool) and one zip of the whole installed tree; for Windows and for
+# the device the zip alone.
 set(CPACK_GENERATOR ZIP)
 find_program(JPG_DPKG_DEB dpkg-deb)
-if(JPG_DPKG_DEB AND NOT WIN32)
+if(JPG_DPKG_DEB AND CMAKE_SYSTEM_NAME STREQUAL Linux)
   list(APPEND CPACK_GENERATOR DEB)
 endif()
 set(CPACK_PACKAGE_NAME jpg)
 set(CPACK_PACKAGE_VENDOR "The jpg developers")
 set(CPACK_PACKAGE_CONTACT "The jpg developers <jpg@localhost>")
 set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "JPEG codec library with a flat C interface")
-set(CPACK_PACKAGE_FILE_NAME "jpg-${PROJECT_VERSION}-${CMAKE_SYSTEM_NAME}-${CMAKE_SYSTEM_PROCESSOR}")
-set(CPACK_STRIP_FILES ON)
-set(CPACK_COMPONENTS_ALL library dev tool)
+set(JPG_PACKAGE_SYSTEM ${CMAKE_SYSTEM_NAME}-${CMAKE_SYSTEM_PROCESSOR})
+if(JPG_DEVICE)
+  set(JPG_PACKAGE_SYSTEM device-${JPG_DEVICE_CORES})
+endif()
+set(CPACK_PACKAGE_FILE_NAME jpg-${PROJECT_VERSION}-${JPG_PACKAGE_SYSTEM})
+set(CPACK_COMPONENTS_ALL library dev)
+if(TARGET jpgtool)
+  list(APPEND CPACK_COMPONENTS_ALL tool)
+endif()
+# A DLL goes into its zip byte by byte as it was tested; it has no symbols left to strip.
+if(CMAKE_SYSTEM_NAME STREQUAL Linux)
+  set(CPACK_STRIP_FILES ON)
+endif()
 
 # Debian
 set(CPACK_DEB_COMPONENT_INSTALL ON)

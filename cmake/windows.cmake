@@ -14,3 +14,6 @@ target_link_libraries(jpg_static PUBLIC user32 gdi32)
 # This compiler takes the stack for aligned to 32 bytes on 64-bit Windows, where 16 are
 # promised; the assembler then writes moves that don't mind.
 target_compile_options(jpg_core PRIVATE -Wa,-muse-unaligned-vector-move)
+
+# A compiler that doesn't take the import library makes one of this list.
+install(FILES ${CMAKE_CURRENT_SOURCE_DIR}/jpg.def DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT dev)

@@ -11,7 +11,7 @@ import tempfile
 import unittest
 
 BIN, JPGTOOL, SAMPLE = pathlib.Path(sys.argv[1]), sys.argv[2], pathlib.Path(sys.argv[3])
-EXAMPLES = ("decode_to_dib", "errors", "lossless", "pieces", "preview", "progressive",
+EXAMPLES = ("decode_to_dib", "errors", "load", "lossless", "pieces", "preview", "progressive",
             "restart_rows", "segments", "thumbnail", "threads", "write_jfif", "write_thumbnail")
 
 
@@ -51,6 +51,33 @@ class Examples(unittest.TestCase):
     def encoded(self, source, name, *options):
         run(JPGTOOL, "encode", source, "-o", self.folder / name, *options)
         return self.folder / name
+
+    def test_a_picture_is_loaded(self):
+        out = self.folder / "out.ppm"
+        example("load", SAMPLE, out)
+        self.assertEqual(out.read_bytes(), self.picture.read_bytes())
+        jpegtran = shutil.which("jpegtran")
+        if jpegtran is None:
+            self.skipTest("no program that makes a progressive file (jpegtran) is installed")
+        source = self.folder / "progressive.jpg"
+        source.write_bytes(subprocess.run([jpegtran, "-progressive", SAMPLE], check=True,
+                                          capture_output=True).stdout)
+        example("load", source, out)
+        self.assertEqual(out.read_bytes(), self.decoded(source).read_bytes())
+
+    def test_a_header_that_claims_too_much_gets_no_memory(self):
+        lie, out = self.folder / "lie.jpg", self.folder / "out"
+        stream = bytearray(SAMPLE.read_bytes())
+        frame = stream.index(b"\xff\xc0")
+        stream[frame + 5:frame + 9] = b"\xff\xff\xff\xff"
+        lie.write_bytes(stream)
+        for name in ("load", "decode_to_ppm", "decode_to_dib"):
+            result = subprocess.run([BIN / name, lie, out], capture_output=True, text=True)
+            self.assertEqual(result.returncode, 1, name)
+            self.assertIn("80000008", result.stderr.upper(), name)
+            self.assertFalse(out.exists())
+        self.assertIn("too large", example("errors", lie, out))
+        self.assertFalse(out.exists())
 
     def test_preview_is_an_eighth_of_the_picture(self):
         out = self.folder / "small.ppm"

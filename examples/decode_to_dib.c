@@ -10,6 +10,8 @@ static uint32_t decode(JPGHANDLE handle, BITMAPINFO *info, void **bits, size_t *
   uint32_t r = jpgReadToWinDIBits(handle, 1, NULL, info);
   const BITMAPINFOHEADER *header = &info->bmiHeader;
   if (r != JPG_OK) return r;
+  if ((uint64_t)header->biWidth * (uint64_t)header->biHeight > MAX_PIXELS)
+    return JPG_E_OUT_OF_MEMORY;
   *size = ((size_t)header->biWidth * 3 + 3) / 4 * 4 * (size_t)header->biHeight;
   *bits = malloc(*size);
   if (*bits == NULL) return JPG_E_OUT_OF_MEMORY;

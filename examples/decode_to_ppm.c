@@ -5,6 +5,9 @@
 
 #include "jpg.h"
 
+/* A header of a few bytes may claim thousands of millions of pixels. */
+enum { MAX_PIXELS = 100000000 };
+
 /* The library takes UTF-16 paths; for ASCII a code unit is a character. */
 static int toPath(const char *name, JpgWChar *path, size_t units) {
   size_t i = 0;
@@ -41,6 +44,7 @@ static uint32_t decode(JPGHANDLE handle, const char *out) {
   r = jpgReadGetImageSize(handle, &width, &height);
   if (r == JPG_OK) r = jpgReadGetNumberOfChannels(handle, &components);
   if (r != JPG_OK) return r;
+  if ((uint64_t)width * height > MAX_PIXELS) return JPG_E_OUT_OF_MEMORY;
   channels = components < 3 ? 1 : 3;
   rect.width = (int32_t)width;
   rect.stride = (int32_t)(width * channels);

@@ -46,6 +46,7 @@ static uint32_t run(char **argv) {
       rect.bitsPerSample < 9) {
     return JPG_E_INVALID_PARAMETER;
   }
+  if ((uint64_t)rect.width * (uint64_t)rect.height > MAX_PIXELS) return JPG_E_OUT_OF_MEMORY;
   rect.channels = 1;
   rect.stride = 2 * rect.width;
   rect.bits = malloc((size_t)rect.stride * (size_t)rect.height);

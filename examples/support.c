@@ -28,6 +28,7 @@ uint32_t createFile(const char *name, JPGHANDLE *handle) {
 
 uint32_t makeRect(uint32_t width, uint32_t height, uint32_t channels, JpgRect *rect) {
   memset(rect, 0, sizeof(*rect));
+  if ((uint64_t)width * height > MAX_PIXELS) return JPG_E_OUT_OF_MEMORY;
   rect->width = (int32_t)width;
   rect->height = (int32_t)height;
   rect->stride = (int32_t)(width * channels);

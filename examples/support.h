@@ -4,6 +4,10 @@
 
 #include "jpg.h"
 
+/* A header of a few bytes may claim thousands of millions of pixels: what a program makes room
+   for, it limits first. So many take up to 300 MB, which a size_t of 32 bits holds. */
+enum { MAX_PIXELS = 100000000 };
+
 /* Opens a JPEG file. The library takes UTF-16 paths; here names are ASCII, where a code unit
    is a character. */
 uint32_t openFile(const char *name, uint32_t flags, JPGHANDLE *handle);

@@ -19,6 +19,7 @@ static uint32_t decode(JPGEXIFHANDLE exif, void **bits, JpgRect *rect) {
   if (r != JPG_OK) return r;
   rect->width = dib.info.bmiHeader.biWidth;
   rect->height = dib.info.bmiHeader.biHeight;
+  if ((uint64_t)rect->width * (uint64_t)rect->height > MAX_PIXELS) return JPG_E_OUT_OF_MEMORY;
   rect->channels = 3;
   rect->stride = -((3 * rect->width + 3) / 4 * 4);
   *bits = malloc((size_t)-rect->stride * (size_t)rect->height);

@@ -280,12 +280,14 @@ typedef struct tagBITMAPINFO {
  * @retval JPG_E_NOT_JPEG          no SOI, no EOI, or something that is not a marker
  *                                 where one must stand (fill bytes included)
  * @retval JPG_E_UNSUPPORTED       a frame other than SOF0 to SOF3, sampling factors
- *                                 above 2 or all 0, no or more than 4 components,
- *                                 table selectors above 3, a Huffman table with more
- *                                 codes than its lengths allow or than 256, more than
- *                                 8 Huffman tables ahead of a scan, a scan of unknown
- *                                 or more than 4 components, or a progressive scan
- *                                 with spectral or approximation values out of range
+ *                                 above 2 or all 0 in a frame of several components
+ *                                 (a single one counts as 1 x 1 whatever its factors),
+ *                                 no or more than 4 components, table selectors
+ *                                 above 3, a Huffman table with more codes than its
+ *                                 lengths allow or than 256, more than 8 Huffman
+ *                                 tables ahead of a scan, a scan of unknown or more
+ *                                 than 4 components, or a progressive scan with
+ *                                 spectral or approximation values out of range
  * @retval JPG_E_BAD_SEGMENT_LENGTH a DRI segment of a wrong length
  */
 JPG_API uint32_t JPG_CALL jpgReadPrologFromFile(const JpgWChar *path, int32_t startOffset,
@@ -1191,6 +1193,8 @@ JPG_API uint32_t JPG_CALL jpgWriteSpatialFromRect(JPGHANDLE handle, const JpgRec
  *    uint32_t r = jpgReadToWinDIBits(handle, 1, NULL, info);
  *    const BITMAPINFOHEADER *header = &info->bmiHeader;
  *    if (r != JPG_OK) return r;
+ *    if ((uint64_t)header->biWidth * (uint64_t)header->biHeight > MAX_PIXELS)
+ *      return JPG_E_OUT_OF_MEMORY;
  *    *size = ((size_t)header->biWidth * 3 + 3) / 4 * 4 * (size_t)header->biHeight;
  *    *bits = malloc(*size);
  *    if (*bits == NULL) return JPG_E_OUT_OF_MEMORY;

@@ -23,6 +23,7 @@
 #define JPG_HPP
 
 #include "jpg.h"
+#include "jpg/height.hpp"
 #include "jpg/memory.hpp"
 #include "jpg/picture.hpp"
 #include "jpg/reader.hpp"

@@ -10,7 +10,7 @@ root=$(cd "$(dirname "$0")/.." && pwd)
 (
   cd "$root"
   cmake --preset release -DJPG_TESTS=OFF -B build/decode >/dev/null
-  cmake --build build/decode
+  cmake --build build/decode --target jpgtool
 ) >&2
 mkdir -p "$root/out"
 [ $# -gt 0 ] || set -- "$root/examples/sample.jpg"

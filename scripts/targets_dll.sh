@@ -31,6 +31,12 @@ build_loader() {
   cmake --build "$folder/loader-$1"
 }
 
+# check_zip BINARY_DIR: the package of what was built.
+check_zip() {
+  step "The zip, and programs linked with what is in it"
+  python3 tests/dll/check_zip.py "$1" . "$target" "$folder/zip-$target"
+}
+
 # run_loaded PROCESSOR DLL [EMULATOR...]: golden table and fault sweeps.
 run_loaded() {
   local programs=$folder/loader-$1 files=$folder/$target/files
@@ -57,6 +63,7 @@ device() {
   build_loader arm
   step "What the DLL holds"
   python3 tests/dll/check_device.py "$folder/$target" . "$machine" "$folder/again/$target"
+  check_zip "$folder/$target"
   run_loaded arm "$folder/$target/jpg.dll" "$@"
 }
 
@@ -73,6 +80,7 @@ case $target in
     build_loader i686
     step "What the DLL holds"
     python3 tests/dll/check_windows.py "$folder/win32/bin/jpg.dll" . 0x14C
+    check_zip "$folder/win32"
     run_loaded i686 "$folder/win32/bin/jpg.dll"
     ;;
   win64)
@@ -80,8 +88,9 @@ case $target in
     build_dll "$folder/win64"
     step "What the DLL holds"
     python3 tests/dll/check_windows.py "$folder/win64/bin/jpg.dll" . 0x8664
-    step "The golden table, files, heap and palette under Wine"
     export WINEPREFIX=$folder/wine
+    check_zip "$folder/win64"
+    step "The golden table, files, heap and palette under Wine"
     ctest --test-dir "$folder/win64" --output-on-failure --no-tests=error -j "$(nproc)"
     ;;
   *)

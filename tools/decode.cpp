@@ -30,7 +30,7 @@ const char kDecodeHelp[] =
     "                   scan of a progressive file\n"
     "  --rows A:B       of the picture delivered only rows A up to, not including, B, counted\n"
     "                   from 0; without A from the top, without B to the bottom. Where the\n"
-    "                   file has restart markers at the ends of MCU rows, those above A are\n"
+    "                   file has all its restart markers at ends of MCU rows, those above A are\n"
     "                   passed over without decoding\n"
     "  --max-scans N    refuses progressive files of more than N scans (1000)\n"
     "  --max-pixels N   refuses files whose header asks for more pixels, width times height,\n"

@@ -4,6 +4,7 @@
 
 #include "batch.h"
 #include "commands.h"
+#include "limits.h"
 #include "options.h"
 #include "pictureReader.h"
 #include "report.h"
@@ -27,7 +28,12 @@ const char kEncodeHelp[] =
     "  --jfif DPI             writes a JFIF segment with this resolution\n"
     "  --comment TEXT         writes a comment\n"
     "  --lossless             lossless, 2 to 16 bits\n"
-    "  --predictor N          of lossless coding, 1 to 7 (1), or auto for the smallest\n";
+    "  --predictor N          of lossless coding, 1 to 7 (1), or auto for the smallest\n"
+    "  --max-pixels N         refuses files whose header tells more pixels, width times\n"
+    "                         height (500M; K, M and G stand for thousands, millions ...)\n"
+    "  --max-memory N         refuses run-length coded bitmaps that take more bytes of memory:\n"
+    "                         they are encoded as a whole (2G; K, M and G stand for KiB, MiB\n"
+    "                         ...)\n";
 
 namespace {
 
@@ -38,6 +44,7 @@ struct EncodeJob {
   long quality = 90, restart = 0, jfif = 0, predictor = 1;
   uint32_t sampling = 0x00221111;
   bool raw = false, lossless = false, anyPredictor = false, hasComment = false;
+  Limits limits;
 };
 
 bool parseSampling(const std::string &text, uint32_t *packed) {
@@ -74,11 +81,11 @@ struct EncodePlan {
 bool parsePlan(const Words &words, EncodePlan *plan, std::string *why) {
   EncodeJob *job = &plan->job;
   Options options;
-  const std::vector<OptionRule> rules = {{"-o", true},          {"-j", true},
-                                         {"--quality", true},   {"--sampling", true},
-                                         {"--restart", true},   {"--no-color-conversion", false},
-                                         {"--jfif", true},      {"--comment", true},
-                                         {"--lossless", false}, {"--predictor", true}};
+  const std::vector<OptionRule> rules = {
+      {"-o", true},          {"-j", true},           {"--quality", true},
+      {"--sampling", true},  {"--restart", true},    {"--no-color-conversion", false},
+      {"--jfif", true},      {"--comment", true},    {"--lossless", false},
+      {"--predictor", true}, {"--max-pixels", true}, {"--max-memory", true}};
   if (!parseOptions(words, rules, &options, why)) return false;
   job->anyPredictor = options.get("--predictor") == "auto";
   checkNumber(options, "--quality", 1, 100, &job->quality, why);
@@ -88,6 +95,7 @@ bool parsePlan(const Words &words, EncodePlan *plan, std::string *why) {
   if (!parseSampling(options.get("--sampling", "420"), &job->sampling)) {
     *why = "--sampling takes 444, 422, 440 or 420";
   }
+  parseLimits(options, &job->limits, why);
   parseJobs(options, &plan->jobs, why);
   if (isBatch(options)) {
     plan->folder = options.get("-o");
@@ -175,6 +183,9 @@ int encodePnm(const EncodeJob &job, std::FILE *file, Writer *writer) {
   std::string why;
   if (!reader.begin(&why)) return fail(job.in, why, JPG_E_UNSUPPORTED);
   const PixelFormat &format = reader.format();
+  if (const uint32_t code = checkPixels(job.limits, format.width, format.height, &why); code != 0) {
+    return fail(job.in, why, code);
+  }
   if (!job.lossless && format.maxValue != 255) {
     return fail(job.in, "samples other than 8 bits need --lossless", JPG_E_UNSUPPORTED);
   }
@@ -218,10 +229,19 @@ int encodeBmpLosslessly(const EncodeJob &job, BmpReader *reader, Writer *writer)
   return r == JPG_OK ? kExitOk : failEncode(job, r);
 }
 
+// The library takes a run-length coded bitmap in one call and expands it to 24 bits a pixel.
+uint32_t checkBmp(const EncodeJob &job, const BmpReader &reader, std::string *why) {
+  const uint64_t width = reader.width(), height = reader.height();
+  const uint32_t r = checkPixels(job.limits, width, height, why);
+  if (r != JPG_OK || !reader.isCoded()) return r;
+  return checkMemory(job.limits, 3 * width * height + sizeOfFile(job.in), why);
+}
+
 int encodeBmp(const EncodeJob &job, std::FILE *file, Writer *writer) {
   BmpReader reader(file);
   std::string why;
   if (!reader.begin(&why)) return fail(job.in, why, JPG_E_UNSUPPORTED);
+  if (const uint32_t code = checkBmp(job, reader, &why); code != 0) return fail(job.in, why, code);
   if (job.lossless) return encodeBmpLosslessly(job, &reader, writer);
   JPGHANDLE h = writer->handle();
   uint32_t r = setUp(job, h, reader.width());

@@ -69,8 +69,15 @@ class ByteSource {
 // True for FF xx that stands alone: RSTn, SOI, EOI, TEM.
 bool standsAlone(int code) { return (code >= 0xD0 && code <= 0xD9) || code == 0x01; }
 
+void takeRestart(int code, StreamScan *scan) {
+  if (scan->scans != 1) return;
+  if (static_cast<uint32_t>(code - 0xD0) != scan->restarts % 8) scan->restartsInOrder = false;
+  scan->restarts++;
+}
+
 void takeMarker(ByteSource *source, int code, StreamScan *scan) {
   if (code == 0xDA) scan->scans++;
+  if (code >= 0xD0 && code <= 0xD7) takeRestart(code, scan);
   if (standsAlone(code)) return;
   const int length = source->next16();
   if (code == 0xDC && length == 4) {

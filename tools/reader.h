@@ -69,7 +69,9 @@ std::string markerName(uint16_t marker);
 // What a pass over the whole file tells, without decoding.
 struct StreamScan {
   uint64_t scans = 0;
-  uint32_t dnlLines = 0;  // of the first DNL segment, 0 if none
+  uint32_t dnlLines = 0;        // of the first DNL segment, 0 if none
+  uint32_t restarts = 0;        // restart markers of the first scan
+  bool restartsInOrder = true;  // RST0 to RST7 in turn
 };
 
 // False when the file can't be read.

@@ -46,7 +46,7 @@ uint32_t RowSource::open(const std::string &file, const ReadSettings &settings, 
   if (r == JPG_OK) r = checkScans(file, frame_, settings, &scanCount_, why);
   if (r == JPG_OK && settings.raw) r = jpgReadSetNoColorConversion(reader_.handle());
   if (r == JPG_OK) r = describe(why);
-  return r == JPG_OK ? chooseRows(why) : r;
+  return r == JPG_OK ? chooseRows(file, why) : r;
 }
 
 // A height of 0 is told by a DNL segment behind the scan.
@@ -89,7 +89,7 @@ uint32_t RowSource::describe(std::string *why) {
 }
 
 // The rows wanted, as those of the picture delivered; goes to the first of them.
-uint32_t RowSource::chooseRows(std::string *why) {
+uint32_t RowSource::chooseRows(const std::string &file, std::string *why) {
   height_ = format_.height;
   const uint32_t end = std::min(settings_.endRow, height_);
   if (settings_.firstRow == 0) {
@@ -101,7 +101,7 @@ uint32_t RowSource::chooseRows(std::string *why) {
     return JPG_E_INVALID_PARAMETER;
   }
   format_.height = end - settings_.firstRow;
-  seekRow();
+  seekRow(file);
   return JPG_OK;
 }
 
@@ -125,13 +125,22 @@ uint32_t RowSource::rowsPerInterval() const {
   return mcuRows * (isLossless(frame_) ? 1 : kBlock * v / divisor);
 }
 
+// Whether the scan has the restart markers that its headers promise, no more and no fewer: only
+// then the n-th of them is where interval n begins. Some writers end the last interval with one.
+bool RowSource::hasAllRestarts(const std::string &file, uint32_t perInterval) const {
+  const uint32_t intervals = (height_ + perInterval - 1) / perInterval;
+  StreamScan scan;
+  if (!scanStream(file, &scan) || !scan.restartsInOrder) return false;
+  return scan.restarts + 1 == intervals || scan.restarts == intervals;
+}
+
 // Passes the restart intervals that end ahead of the first row wanted, without decoding them.
 // What can't be passed in this way is decoded and dropped.
-void RowSource::seekRow() {
+void RowSource::seekRow(const std::string &file) {
   if (!isSequential(frame_) && !isLossless(frame_)) return;
   const uint32_t perInterval = rowsPerInterval();
   const uint32_t intervals = perInterval != 0 ? settings_.firstRow / perInterval : 0;
-  if (intervals == 0) return;
+  if (intervals == 0 || !hasAllRestarts(file, perInterval)) return;
   const uint32_t r = jpgReadSeekRestartMarker(reader_.handle(), static_cast<int32_t>(intervals),
                                               JPG_RESTART_FROM_START);
   if (r == JPG_OK) {
@@ -142,8 +151,14 @@ void RowSource::seekRow() {
 }
 
 // Follows the band by a call without lines, so that the band's last row is the one that
-// the next band is predicted from.
+// the next band is predicted from. While the library doesn't know the height, a call gives one
+// row and keeps it.
 uint32_t RowSource::readLossless(JpgRect *rect, int32_t lines) {
+  for (int32_t i = 0; heightFromDnl_ && i < lines; i++) {
+    rect->bits = band_.data() + rowBytes(format_) * static_cast<uint32_t>(i);
+    if (const uint32_t r = jpgReadSpatialToRect(reader_.handle(), rect, 1); r != JPG_OK) return r;
+  }
+  if (heightFromDnl_) return JPG_OK;
   const uint32_t r = jpgReadSpatialToRect(reader_.handle(), rect, lines);
   const bool last = done_ + static_cast<uint32_t>(lines) >= height_;
   if (r != JPG_OK || last) return r;

@@ -52,9 +52,10 @@ class RowSource {
  private:
   uint32_t describe(std::string *why);
   uint32_t learnHeight(const std::string &file, std::string *why);
-  uint32_t chooseRows(std::string *why);
+  uint32_t chooseRows(const std::string &file, std::string *why);
   uint32_t rowsPerInterval() const;
-  void seekRow();
+  bool hasAllRestarts(const std::string &file, uint32_t perInterval) const;
+  void seekRow(const std::string &file);
   uint32_t readBand(uint32_t count);
   uint32_t readLossless(JpgRect *rect, int32_t lines);
   uint32_t readProgressive(JpgRect *rect, int32_t lines);

@@ -14,6 +14,7 @@ set(CMAKE_CXX_COMPILER_TARGET thumbv7-unknown-windows-gnu)
 set(CMAKE_TRY_COMPILE_TARGET_TYPE STATIC_LIBRARY)
 
 set(JPG_DEVICE clang)
+set(JPG_DEVICE_CORES armv7)
 set(flags "-U_WIN32 -ffreestanding -fshort-wchar -mfpu=none -fno-unwind-tables")
 string(APPEND flags " -fno-stack-protector")
 set(CMAKE_C_FLAGS_INIT "${flags}")

@@ -11,6 +11,7 @@ set(CMAKE_ASM_COMPILER arm-linux-gnueabi-gcc)
 set(CMAKE_TRY_COMPILE_TARGET_TYPE STATIC_LIBRARY)
 
 set(JPG_DEVICE gcc)
+set(JPG_DEVICE_CORES armv5)
 set(flags "-march=armv5t -marm -mno-thumb-interwork -mfloat-abi=soft -ffreestanding -fshort-wchar")
 set(CMAKE_ASM_FLAGS_INIT "-march=armv5t -marm")
 string(APPEND flags " -fno-pic -fno-pie -fno-plt -fno-unwind-tables -fno-stack-protector")

@@ -119,6 +119,22 @@ class Path {
   bool valid() const { return valid_; }
   /** @return zero-terminated UTF-16 */
   const JpgWChar *c_str() const { return units_; }
+  /** @param out receives zero-terminated UTF-8; surrogates without a partner make it empty */
+  void toUtf8(char (&out)[3 * kUnits]) const {
+    size_t n = 0;
+    for (size_t i = 0; units_[i] != 0;) {
+      uint32_t point = units_[i++];
+      const bool first = point >= 0xD800 && point < 0xDC00;
+      const uint32_t second = first ? units_[i++] : 0xDC00U;
+      if ((point >= 0xDC00 && point < 0xE000) || second < 0xDC00 || second > 0xDFFF) {
+        n = 0;
+        break;
+      }
+      if (first) point = 0x10000 + ((point & 0x3FF) << 10 | (second & 0x3FF));
+      n += putUtf8(point, out + n);
+    }
+    out[n] = '\0';
+  }
 
  private:
   void fromUtf8(const char *name) {
@@ -134,6 +150,17 @@ class Path {
       name += bytes;
     }
     valid_ = n > 0;
+  }
+
+  /* Bytes that the character takes. */
+  static size_t putUtf8(uint32_t point, char *out) {
+    const size_t bytes = point < 0x80 ? 1 : point < 0x800 ? 2 : point < 0x10000 ? 3 : 4;
+    const uint32_t head = bytes == 1 ? 0 : 0xF00U >> bytes & 0xFF;
+    for (size_t i = bytes - 1; i > 0; i--, point >>= 6) {
+      out[i] = static_cast<char>(0x80 | (point & 0x3F));
+    }
+    out[0] = static_cast<char>(head | point);
+    return bytes;
   }
 
   /* Bytes of the character at `s`, 0 when it is malformed: a stray or missing byte, a form

@@ -11,6 +11,7 @@
 #include <utility>
 
 #include "jpg.h"
+#include "jpg/height.hpp"
 #include "jpg/memory.hpp"
 #include "jpg/picture.hpp"
 #include "jpg/result.hpp"
@@ -25,7 +26,9 @@ inline namespace v0 {
 struct Info {
   uint32_t process = 0;    /**< one of the JPG_PROCESS_ values */
   uint32_t width = 0;      /**< pixels, 0 to 65535 */
-  uint32_t height = 0;     /**< rows, 0 to 65535; 0: a DNL segment will tell */
+  uint32_t height = 0;     /**< rows, 0 to 65535; where the header leaves it to a DNL segment
+                                behind a sequential or lossless scan, what that says, 0 without
+                                one */
   uint32_t components = 0; /**< 1 to 4 */
   uint32_t precision = 0;  /**< bits a sample, as the stream says */
 
@@ -105,7 +108,11 @@ class Reader {
     const Status status(
         jpgReadPrologFromFile(path.c_str(), range.start, range.length, flags, &handle));
     if (!status) return status;
-    return Reader(handle);
+    Reader reader(handle);
+    if (reader.leavesHeight()) {
+      reader.toldHeight_ = detail::linesOfDnl(detail::ByteSource(path, range.start));
+    }
+    return reader;
   }
   /**
    * Opens a stream in memory, which must outlive the reader.
@@ -120,7 +127,9 @@ class Reader {
     const Status status(
         jpgReadPrologFromMemory(data.data(), static_cast<int32_t>(data.size()), flags, &handle));
     if (!status) return status;
-    return Reader(handle);
+    Reader reader(handle);
+    if (reader.leavesHeight()) reader.toldHeight_ = detail::linesOfDnl(detail::ByteSource(data));
+    return reader;
   }
   /** @return the handle, for functions of jpg.h; stays this object's */
   JPGHANDLE handle() const { return handle_.get(); }
@@ -135,6 +144,7 @@ class Reader {
     if (r == JPG_OK) r = jpgReadGetNumberOfChannels(handle(), &info.components);
     if (r == JPG_OK) r = jpgReadGetSamplePrecision(handle(), &info.precision);
     if (r != JPG_OK) return Status(r);
+    if (info.height == 0) info.height = toldHeight_;
     return info;
   }
   /** @return how decode() lays the image out */
@@ -170,7 +180,7 @@ class Reader {
   /**
    * Decodes the whole image, sequential, progressive or lossless.
    *
-   * @return the picture; #JPG_E_UNSUPPORTED for an image whose height isn't known ahead;
+   * @return the picture; #JPG_E_UNSUPPORTED for an image whose height isn't told;
    *         other errors as jpgReadToRect(), jpgReadProgressiveToRect() and
    *         jpgReadSpatialToRect() say
    */
@@ -206,7 +216,7 @@ class Reader {
   Status read(const JpgRect &rect, int32_t lines) {
     const Result<Info> frame = info();
     if (!frame) return frame.status();
-    if (frame->lossless()) return Status(jpgReadSpatialToRect(handle(), &rect, lines));
+    if (frame->lossless()) return readLossless(rect, lines);
     if (!frame->progressive()) return Status(jpgReadToRect(handle(), &rect, lines));
     return Status(jpgReadProgressiveToRect(handle(), &rect, lines, JPG_PROGRESSIVE_ALL_SCANS));
   }
@@ -318,6 +328,24 @@ class Reader {
  private:
   friend class Bands;
 
+  /* Whether the frame header of an image that can be decoded so leaves the height open. */
+  bool leavesHeight() const {
+    const Result<Info> frame = info();
+    return frame && frame->height == 0 && !frame->progressive();
+  }
+  /* While the library doesn't know the height, a call gives one row, and keeps it. */
+  Status readLossless(JpgRect rect, int32_t lines) {
+    uint32_t width = 0, height = 0;
+    const Status status(jpgReadGetImageSize(handle(), &width, &height));
+    if (!status || height != 0 || lines < 1) {
+      return status ? Status(jpgReadSpatialToRect(handle(), &rect, lines)) : status;
+    }
+    for (int32_t i = 0; i < lines; i++) {
+      if (const Status row(jpgReadSpatialToRect(handle(), &rect, 1)); !row) return row;
+      rect.bits = static_cast<uint8_t *>(rect.bits) + rect.stride;
+    }
+    return status;
+  }
   static Result<Picture> blankOf(const Result<Layout> &layout) {
     if (!layout) return layout.status();
     if (layout->height == 0) return Status(JPG_E_UNSUPPORTED);
@@ -334,6 +362,7 @@ class Reader {
     void operator()(JPGHANDLE handle) const { jpgReadEpilog(handle); }
   };
   std::unique_ptr<JpgContext, Close> handle_;
+  uint32_t toldHeight_ = 0; /* by DNL, where the header leaves it open */
   bool unconverted_ = false;
 };
 

@@ -20,7 +20,7 @@ def snippets(root, *arguments):
 class Snippets(unittest.TestCase):
     def test_are_the_lines_of_the_examples(self):
         self.assertTrue(GUIDES)
-        result = snippets(SOURCE, HEADER, *GUIDES)
+        result = snippets(SOURCE, HEADER, SOURCE / "README.md", *GUIDES)
         self.assertEqual(result.returncode, 0, result.stdout + result.stderr)
 
     def test_stand_in_every_group_of_functions(self):

@@ -3,7 +3,9 @@
 import glob
 import os
 import re
+import subprocess
 import sys
+import tempfile
 import unittest
 import xml.etree.ElementTree
 
@@ -16,7 +18,7 @@ def read(name):
 
 
 def pages():
-    found = glob.glob(f"{SOURCE}/*.md") + glob.glob(f"{SOURCE}/[a-z]*/*.md")
+    found = glob.glob(f"{SOURCE}/*.md") + glob.glob(f"{SOURCE}/[a-z]*/**/*.md", recursive=True)
     return [os.path.relpath(name, SOURCE) for name in found if "/build/" not in name]
 
 
@@ -47,6 +49,35 @@ class Pages(unittest.TestCase):
         self.assertGreater(len(texts), 50)
         for text in texts:
             self.assertTrue(0 < float(text.get("x")) < width and 0 < float(text.get("y")) < height)
+
+    def test_the_overview_is_well_formed_and_holds_its_pictures(self):
+        name = f"{SOURCE}/docs/overview.svg"
+        root = xml.etree.ElementTree.parse(name).getroot()
+        images = root.findall("{http://www.w3.org/2000/svg}image")
+        self.assertEqual(len(images), 9)
+        for image in images:
+            self.assertTrue(image.get("href").startswith("data:image/jpeg;base64,/9j"))
+        self.assertLess(os.path.getsize(name), 150000)
+
+    def test_the_readme_has_the_speeds_of_the_performance_page(self):
+        table = f"{SOURCE}/scripts/speed_table.py"
+        result = subprocess.run([sys.executable, table], capture_output=True, text=True)
+        self.assertEqual((result.returncode, result.stdout), (0, ""), result.stderr)
+        with tempfile.TemporaryDirectory() as folder:
+            files = [f"{folder}/README.md", f"{folder}/performance.md"]
+            for name, text in zip(files, (read("README.md"), read("docs/performance.md"))):
+                with open(name, "w", encoding="utf-8") as file:
+                    # another speed of one of the workloads
+                    changed = re.sub(r"(decode 4:2:0 q90 \| 12.0 MP \| )[\d.]+", r"\g<1>1234.5", text)
+                    file.write(changed)
+            run = [sys.executable, table, *files]
+            told = subprocess.run(run, capture_output=True, text=True)
+            self.assertEqual(told.returncode, 1)
+            self.assertIn("speed_table.py --update", told.stdout)
+            subprocess.run([*run, "--update"], check=True)
+            self.assertEqual(subprocess.run(run, capture_output=True).returncode, 0)
+            with open(files[0], encoding="utf-8") as file:
+                self.assertRegex(file.read(), r"123[45] \(")
 
     def test_scripts_that_pages_name_exist(self):
         for page in pages():

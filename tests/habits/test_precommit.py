@@ -50,6 +50,14 @@ class PreCommit(unittest.TestCase):
         self.assertIn(text, said)
 
     @unittest.skipUnless(shutil.which("clang-format-14"), "clang-format-14 isn't installed")
+    def test_headers_have_a_format_too(self):
+        for name in ("a.h", "a.hpp", "a.c"):
+            self.stage(name, BAD)
+            self.refused(f"{name} isn't formatted")
+            self.stage(name, GOOD)
+            self.assertEqual(self.commit()[0], 0)
+
+    @unittest.skipUnless(shutil.which("clang-format-14"), "clang-format-14 isn't installed")
     def test_what_is_staged_counts_for_the_format(self):
         self.stage("a.cpp", BAD)
         with open(self.folder + "/a.cpp", "w", encoding="utf-8") as file:

@@ -18,8 +18,8 @@ CPACK, CONFIG, WORK, CONSUMER, COMPILER, VERSION = sys.argv[1:7]
 WORK = pathlib.Path(WORK)
 ROOT, OUT = WORK / "root", WORK / "out"
 NAMES = ("libjpg" + VERSION.split(".")[0], "libjpg-dev", "jpgtool")
-HEADERS = {"jpg.h", "jpg.hpp", "jpg/memory.hpp", "jpg/picture.hpp", "jpg/reader.hpp",
-           "jpg/result.hpp", "jpg/writer.hpp"}
+HEADERS = {"jpg.h", "jpg.hpp", "jpg/height.hpp", "jpg/memory.hpp", "jpg/picture.hpp",
+           "jpg/reader.hpp", "jpg/result.hpp", "jpg/writer.hpp"}
 
 
 def run(*command, **more):
@@ -102,6 +102,8 @@ class Packages(unittest.TestCase):
                           if "/include/" in name and not name.endswith("/")}, HEADERS)
         for part in ("/libjpg.a", "/libjpg.so", "/pkgconfig/jpg.pc", "/cmake/jpg/jpgConfig.cmake"):
             self.assertTrue(any(name.endswith(part) for name in dev), part)
+        for page in ("README.md", "docs/guides/reading.md", "examples/decode_to_ppm.c"):
+            self.assertIn(f"./usr/share/doc/jpg/{page}", dev)
         self.assertEqual({name for name in tool if not name.endswith("/")},
                          {"./usr/bin/jpgtool", "./usr/share/man/man1/jpgtool.1"})
 
@@ -123,7 +125,8 @@ class Packages(unittest.TestCase):
             names = {name.split("/", 1)[1] for name in archive.namelist()}
         for header in HEADERS:
             self.assertIn(f"include/{header}", names)
-        self.assertIn("bin/jpgtool", names)
+        for part in ("bin/jpgtool", "share/man/man1/jpgtool.1", "share/doc/jpg/README.md"):
+            self.assertIn(part, names)
         for part in ("/libjpg.a", "/libjpg.so", "/pkgconfig/jpg.pc", "/jpgConfig.cmake"):
             self.assertTrue(any(name.endswith(part) for name in names), part)
 

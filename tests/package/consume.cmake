@@ -10,7 +10,15 @@ file(MAKE_DIRECTORY ${WORK})
 run(${CMAKE_COMMAND} --install ${BUILD} --prefix ${WORK}/installed)
 file(RENAME ${WORK}/installed ${WORK}/moved)
 
-run(${CMAKE_COMMAND} -S ${SOURCE}/consumer -B ${WORK}/build -G Ninja
+# A page to read, an example, the tool and its manual page.
+foreach(file share/doc/jpg/docs/guides/reading.md share/doc/jpg/examples/preview.c bin/jpgtool
+        share/man/man1/jpgtool.1)
+  if(NOT EXISTS ${WORK}/moved/${file})
+    message(FATAL_ERROR "${file} isn't installed")
+  endif()
+endforeach()
+
+run(${CMAKE_COMMAND} -S ${SOURCE} -B ${WORK}/build -G Ninja
     -DCMAKE_C_COMPILER=${C_COMPILER} -DCMAKE_CXX_COMPILER=${CXX_COMPILER}
     -DCMAKE_PREFIX_PATH=${WORK}/moved)
 run(${CMAKE_COMMAND} --build ${WORK}/build)
@@ -39,8 +47,8 @@ if(PKG_CONFIG)
   separate_arguments(flags)
   get_filename_component(libraries ${folder} DIRECTORY)
   set(ENV{LD_LIBRARY_PATH} ${libraries})
-  run(${C_COMPILER} ${SOURCE}/consumer/consumer.c -o ${WORK}/c_with_pkg_config ${flags})
-  run(${CXX_COMPILER} -std=c++17 ${SOURCE}/consumer/consumer.cpp -o ${WORK}/cpp_with_pkg_config
+  run(${C_COMPILER} ${SOURCE}/consumer.c -o ${WORK}/c_with_pkg_config ${flags})
+  run(${CXX_COMPILER} -std=c++17 ${SOURCE}/consumer.cpp -o ${WORK}/cpp_with_pkg_config
       ${flags})
   run(${WORK}/c_with_pkg_config)
   run(${WORK}/cpp_with_pkg_config)

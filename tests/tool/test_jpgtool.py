@@ -3,6 +3,7 @@
 commands have theirs in test_exif.py, compare and view in test_compare.py and test_view.py."""
 import json
 import os
+import pty
 import shutil
 import signal
 import struct
@@ -138,6 +139,13 @@ class Tool(unittest.TestCase):
     def read(self, name):
         with open(self.path(name), "rb") as file:
             return file.read()
+
+    def terminal(self):
+        """Both ends of a terminal, where the machine has any to give; a bare one has none."""
+        try:
+            return pty.openpty()
+        except OSError as error:
+            self.skipTest(f"no terminal: {error}")
 
     def check(self, *words, **more):
         result = run(*words, **more)
@@ -322,6 +330,20 @@ class Decode(Tool):
         never = self.read("d.jpg").replace(b"\xff\xdc\x00\x04\x00\x13", b"")
         self.refused(1, "doesn't tell its height (0x800000FE JPG_E_UNSUPPORTED)", "decode",
                      self.write("n.jpg", never), "-o", "-")
+
+    def test_a_lossless_picture_whose_height_is_told_by_dnl(self):
+        source = ppm(21, 37, lambda x, y: (7 * x, 5 * y, x * y % 256))
+        picture = self.write("p.ppm", source)
+        for options in ([], ["--restart", "4"], ["--restart", "37"], ["--predictor", "6"]):
+            self.check("encode", picture, "-o", self.path("l.jpg"), "--lossless", *options)
+            data = self.read("l.jpg")
+            frame = data.index(b"\xff\xc3") + 5
+            self.assertEqual(data[frame : frame + 2], b"\0\x25")
+            told = data[:frame] + b"\0\0" + data[frame + 2 : -2] + segment(0xDC, b"\0\x25")
+            self.write("d.jpg", told + b"\xff\xd9")
+            self.assertEqual(self.check("decode", self.path("d.jpg"), "-o", "-"), source)
+            band = self.check("decode", self.path("d.jpg"), "-o", "-", "--rows", "9:30")
+            self.assertEqual(parse_pnm(band)[4], parse_pnm(source)[4][63 * 9 : 63 * 30])
 
     def test_bitmap_rows_are_padded_and_stand_bottom_up(self):
         picture = self.write("p.ppm", ppm(5, 16, lambda x, y: (255, 0, 0) if y < 8 else (0, 0, 255)))

@@ -10,7 +10,7 @@ import subprocess
 import sys
 import unittest
 
-from test_jpgtool import SAMPLE, TOOL, Tool, flat_jpeg, ppm, run, segment
+from test_jpgtool import SAMPLE, TOOL, Tool, bmp, flat_jpeg, ppm, run, segment
 
 with open(SAMPLE, "rb") as sample_file:
     PHOTO = sample_file.read()
@@ -136,6 +136,34 @@ class Limits(Tool):
                       ["thumbnail", lie, "-o", self.path("y.bmp")]):
             with self.subTest(words):
                 self.refused(1, "bytes of memory, more than --max-memory 2147483648", *words)
+
+    def test_pictures_to_encode_have_limits_too(self):
+        out = self.path("x.jpg")
+        grey = self.write("g.pgm", b"P5\n6 7\n255\n" + bytes(42))
+        plain = self.write("p.bmp", bmp(6, 7, 8, [bytes(6)] * 7, bytes(1024)))
+        coded = bytearray(bmp(6, 7, 8, [], bytes(1024)) + b"\6\1\0\0" * 7 + b"\0\1")
+        coded[30] = 1  # run lengths
+        coded = self.write("c.bmp", coded)
+        for name in (grey, plain, coded):
+            with self.subTest(name):
+                self.check("encode", name, "-o", out, "--max-pixels", "42")
+                self.refused(1, "its header asks for 6 x 7 pixels, more than --max-pixels 41 "
+                             "(0x800000FE JPG_E_UNSUPPORTED)", "encode", name, "-o", out,
+                             "--max-pixels", "41")
+                self.assertFalse(os.path.exists(out))
+        # 54 + 1024 + 30 bytes of the file, and 3 for each pixel
+        self.check("encode", coded, "-o", out, "--max-memory", "1234")
+        self.refused(1, "it takes 1234 bytes of memory, more than --max-memory 1233", "encode",
+                     coded, "-o", out, "--max-memory", "1233")
+        self.check("encode", plain, "-o", out, "--max-memory", "1")
+        lie = bytearray(bmp(65535, 65535, 8, [], bytes(1024)) + b"\0\1")
+        lie[30] = 1
+        self.refused(1, "more than --max-pixels 500000000", "encode", self.write("l.bmp", lie),
+                     "-o", out)
+        self.refused(1, "bytes of memory, more than --max-memory 2147483648", "encode",
+                     self.path("l.bmp"), "-o", out, "--max-pixels", "5G")
+        self.refused(64, "--max-pixels takes a number", "encode", grey, "-o", out, "--max-pixels",
+                     "x")
 
     def test_a_lie_costs_no_memory(self):
         lie = self.write("l.jpg", with_size(PHOTO, 65535, 65535))

@@ -84,6 +84,46 @@ class Rows(Tool):
         below = self.check("decode", broken, "-o", "-", "--rows", "16:131")
         self.assertEqual(below, self.check("decode", name, "-o", "-", "--rows", "16:131"))
 
+    def test_markers_that_are_missing_or_out_of_order_are_no_guide(self):
+        # Nine rows of MCUs, RST0 to RST7 between them. The rows are those of the whole picture,
+        # whatever the decoder makes of it, not those of another interval.
+        with open(self.encode("r.jpg", "--restart", "5"), "rb") as file:
+            data = file.read()
+        third = data.index(b"\xff\xd2", data.index(b"\xff\xda"))
+        last = data.index(b"\xff\xd7", third)
+        self.assertEqual(data[third + 2 :].count(b"\xff\xd3"), 1)
+        cases = {
+            "missing.jpg": data[:third] + data[third + 2 :],
+            "number.jpg": data[:third] + b"\xff\xd5" + data[third + 2 :],
+            "interval.jpg": data[:third] + data[data.index(b"\xff\xd3", third) :],
+            "more.jpg": data[:last] + b"\xff\xd7" + data[last:],
+        }
+        self.assertEqual(len(set(cases.values())), 4)
+        row = 3 * WIDTH
+        for name, broken in cases.items():
+            words = ["decode", self.write(name, broken), "--keep-going", "-o"]
+            status = run(*words, self.path("whole.ppm")).returncode
+            whole = parse_pnm(self.read("whole.ppm"))[4]
+            for first, end in ((47, 49), (64, 80), (112, 131)):
+                with self.subTest(name=name, rows=(first, end)):
+                    result = run(*words, self.path("band.ppm"), "--rows", f"{first}:{end}")
+                    self.assertLessEqual(result.returncode, status)
+                    self.assertEqual(parse_pnm(self.read("band.ppm"))[4],
+                                     whole[first * row : end * row])
+
+    def test_the_last_interval_may_end_with_a_marker_or_without(self):
+        with open(self.encode("r.jpg", "--restart", "5", size=(WIDTH, 48)), "rb") as file:
+            data = file.read()
+        self.assertEqual(data[-4:], b"\xff\xd2\xff\xd9")
+        scan = data.index(b"\xff\xda") + 14
+        for name, end in (("with.jpg", b"\xff\xd2\xff\xd9"), ("without.jpg", b"\xff\xd9")):
+            whole = data[:-4] + end
+            self.bands_match(self.write(name, whole), ((15, 17), (16, 48), (40, 48)))
+            # That the intervals above are passed over shows where one of them is damaged.
+            first = whole.index(b"\xff\xd0", scan)
+            broken = whole[:scan] + b"\xfe" * (first - scan) + whole[first:]
+            self.check("decode", self.write("b.jpg", broken), "-o", "-", "--rows", "16:48")
+
     def test_either_end_may_be_missing(self):
         whole = self.check("decode", SAMPLE, "-o", "-", "--rows", ":")
         self.assertEqual(whole, self.check("decode", SAMPLE, "-o", "-"))

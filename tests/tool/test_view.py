@@ -2,7 +2,6 @@
 """Tests of jpgtool view: test_view.py JPGTOOL SOURCE_DIR."""
 import fcntl
 import os
-import pty
 import re
 import struct
 import subprocess
@@ -66,7 +65,7 @@ class View(Tool):
     def test_a_terminal_is_filled_one_way_or_the_other(self):
         # lines are two pixels high, and the last is left for the prompt
         for columns, lines, shown_size in ((20, 40, (20, 15)), (70, 11, (27, 20)), (3, 1, (3, 2))):
-            ours, theirs = pty.openpty()
+            ours, theirs = self.terminal()
             fcntl.ioctl(theirs, termios.TIOCSWINSZ, struct.pack("HHHH", lines, columns, 0, 0))
             with subprocess.Popen([*TOOL, "view", SAMPLE], stdout=theirs) as process:
                 os.close(theirs)

@@ -2,8 +2,10 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cstdio>
+#include <cstring>
 #include <fstream>
 #include <set>
 #include <string>
@@ -116,6 +118,26 @@ TEST(Path, IsUtf16OfUtf8) {
     EXPECT_TRUE(path.valid());
     EXPECT_TRUE(path.c_str() == c.utf16) << c.utf8;
   }
+}
+
+TEST(Path, ComesBackAsUtf8) {
+  for (const char *name :
+       {"a.jpg", "B\u00E4ume.jpg", "\u5199\u771F.jpg", "\U0001F304 dawn", "\uFFFD"}) {
+    char utf8[3 * jpg::Path::kUnits];
+    jpg::Path(name).toUtf8(utf8);
+    EXPECT_STREQ(name, utf8);
+  }
+  const JpgWChar lone[][3] = {{0xD83C, 'a'}, {0xDF04, 'a'}, {'a', 0xD83C}, {0xD83C, 0xD83C}};
+  for (const auto &name : lone) {
+    char utf8[3 * jpg::Path::kUnits] = "x";
+    jpg::Path(name).toUtf8(utf8);
+    EXPECT_STREQ("", utf8);
+  }
+  JpgWChar longest[jpg::Path::kUnits] = {};
+  std::fill(longest, longest + jpg::Path::kUnits - 1, static_cast<JpgWChar>(0x5199));
+  char utf8[3 * jpg::Path::kUnits];
+  jpg::Path(longest).toUtf8(utf8);
+  EXPECT_EQ(std::strlen(utf8), 3U * (jpg::Path::kUnits - 1));
 }
 
 TEST(Path, RefusesWhatIsNotUtf8) {

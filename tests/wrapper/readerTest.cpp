@@ -247,15 +247,121 @@ TEST(Reader, KeepsWhatCameAheadOfDamage) {
   EXPECT_EQ(bytesOf(picture->samples()), Bytes(64, 28) + Bytes(192, 0));
 }
 
-TEST(Reader, AHeightThatComesLaterIsNotServedWhole) {
-  jpgtest::Picture picture = jpgtest::makePicture(16, 16, {0x11});
+// A stream whose frame header leaves the height open, and the same one with it.
+struct TwoStreams {
+  Bytes open, told;
+};
+
+TwoStreams sequentialOf(uint16_t height, uint16_t restartInterval) {
+  jpgtest::Picture picture = jpgtest::makePicture(37, height, {0x22, 0x11, 0x11});
+  picture.restartInterval = restartInterval;
+  TwoStreams streams;
+  streams.told = encode(picture);
   picture.heightByDnl = true;
-  jpg::Reader reader = open(encode(picture));
-  EXPECT_RESULT(JPG_E_UNSUPPORTED, reader.decode().code());
-  EXPECT_RESULT(JPG_E_UNSUPPORTED, reader.bands().code());
-  uint8_t memory[16 * 16];
-  const auto rect = jpg::rectOver(memory, jpg::Layout{16, 16, 1, 8});
-  EXPECT_RESULT(JPG_OK, reader.read(*rect, 16).code());
+  streams.open = encode(picture);
+  return streams;
+}
+
+Bytes losslessOf(int32_t height, int32_t rows, int32_t restartInterval) {
+  std::vector<uint16_t> samples(size_t{21} * 3 * static_cast<size_t>(rows));
+  jpgtest::Random random(7);
+  for (uint16_t &sample : samples) sample = static_cast<uint16_t>(random.between(0, 4095));
+  JpgRect rect = {21, height, 21 * 6, 48, 3, 12, samples.data(), 0, 0};
+  JPGHANDLE h = nullptr;
+  EXPECT_RESULT(JPG_OK, jpgWritePrologToMemory(0, &h));
+  EXPECT_RESULT(JPG_OK, jpgWriteSetSpatialPredictor(h, 6));
+  EXPECT_RESULT(JPG_OK, jpgWriteSetRestartInterval(h, restartInterval));
+  EXPECT_RESULT(JPG_OK, jpgWriteSpatialFromRect(h, &rect, static_cast<uint32_t>(rows)));
+  void *data = nullptr;
+  uint32_t size = 0;
+  EXPECT_RESULT(JPG_OK, jpgWriteEpilogToMemory(h, &data, &size));
+  const jpg::Bytes stream(data, size);
+  return {stream.data(), stream.data() + stream.size()};
+}
+
+Bytes bandsOf(jpg::Reader *reader, uint32_t rows) {
+  Bytes pixels;
+  auto bands = reader->bands(rows);
+  EXPECT_RESULT(JPG_OK, bands.code());
+  auto band = bands->next();
+  for (; band.ok(); band = bands->next()) pixels = pixels + bytesOf(band->pixels);
+  EXPECT_RESULT(JPG_NO_DATA, band.code());
+  return pixels;
+}
+
+void expectSamePicture(const TwoStreams &streams, uint32_t height) {
+  const auto whole = open(streams.told).decode();
+  ASSERT_TRUE(whole.ok());
+  ASSERT_EQ(whole->height(), height);
+  const Bytes expected = bytesOf(whole->samples());
+  const jpgtest::TempFile file(streams.open);
+  for (int from = 0; from < 2; from++) {
+    const auto reader = [&] {
+      return from == 0 ? open(streams.open) : std::move(*jpg::Reader::file(file.path().c_str()));
+    };
+    EXPECT_EQ(reader().info()->height, height);
+    const auto picture = reader().decode();
+    EXPECT_RESULT(JPG_OK, picture.code());
+    EXPECT_EQ(bytesOf(picture->samples()), expected);
+    jpg::Reader banded = reader();
+    EXPECT_EQ(bandsOf(&banded, 16), expected);
+  }
+}
+
+TEST(Reader, AHeightThatADnlSegmentTellsIsTheHeight) {
+  for (const uint16_t height : std::vector<uint16_t>{1, 16, 17, 70}) {
+    for (const uint16_t interval : std::vector<uint16_t>{0, 1, 3}) {
+      SCOPED_TRACE(std::to_string(height) + ", interval " + std::to_string(interval));
+      expectSamePicture(sequentialOf(height, interval), height);
+    }
+    for (const int32_t interval : {0, 21, 63}) {
+      SCOPED_TRACE("lossless " + std::to_string(height) + ", " + std::to_string(interval));
+      expectSamePicture({losslessOf(0, height, interval), losslessOf(height, height, interval)},
+                        height);
+    }
+  }
+}
+
+TEST(Reader, AFileThatBeginsInsideAnotherMayLeaveItsHeightOpenToo) {
+  const TwoStreams streams = sequentialOf(30, 0);
+  const jpgtest::TempFile file(Bytes(99, 0xFF) + streams.open);
+  const auto reader = jpg::Reader::file(file.path().c_str(), JPG_READ_COMPLETE, {99, 0});
+  ASSERT_TRUE(reader.ok());
+  EXPECT_EQ(reader->info()->height, 30U);
+}
+
+TEST(Reader, AHeightThatNothingTellsIsNotServed) {
+  const Bytes whole = sequentialOf(30, 3).open;
+  const Bytes bare = Bytes(whole.begin(), whole.end() - 8) + Bytes{0xFF, 0xD9};
+  const Bytes wrong =
+      Bytes(whole.begin(), whole.end() - 8) + Bytes{0xFF, 0xDC, 0, 5, 0, 30, 0} + Bytes{0xFF, 0xD9};
+  const Bytes zero = Bytes(whole.begin(), whole.end() - 3) + Bytes{0, 0xFF, 0xD9};
+  jpgtest::Picture picture = jpgtest::makePicture(16, 16, {0x11});
+  picture.sof = jpgtest::kSof2;
+  Bytes progressive = encodeProgressive(picture, jpgtest::spectralScript(1));
+  const uint8_t sof[] = {0xFF, 0xC2};
+  const auto frame = std::search(progressive.begin(), progressive.end(), sof, sof + 2);
+  frame[6] = 0;                                 // low byte of the height
+  const Bytes dnl = {0xFF, 0xDC, 0, 4, 0, 16};  // a progressive picture takes none
+  progressive.insert(progressive.end() - 2, dnl.begin(), dnl.end());
+  ASSERT_EQ(Bytes(whole.end() - 8, whole.end()), Bytes({0xFF, 0xDC, 0, 4, 0, 30, 0xFF, 0xD9}));
+  for (const Bytes &stream : {bare, wrong, zero, progressive}) {
+    jpg::Reader reader = open(stream);
+    EXPECT_EQ(reader.info()->height, 0U);
+    EXPECT_RESULT(JPG_E_UNSUPPORTED, reader.decode().code());
+    EXPECT_RESULT(JPG_E_UNSUPPORTED, reader.bands().code());
+    EXPECT_RESULT(JPG_E_UNSUPPORTED, reader.decodeScaled(jpg::Scale::kHalf).code());
+  }
+}
+
+TEST(Reader, AStreamCutAnywhereTellsAHeightOnlyWithItsSegment) {
+  const Bytes whole = sequentialOf(30, 3).open;
+  for (size_t size = 1; size < whole.size(); size++) {
+    const Bytes cut(whole.begin(), whole.begin() + static_cast<ptrdiff_t>(size));
+    const auto reader = jpg::Reader::memory(cut, JPG_READ_COMPLETE);
+    if (!reader) continue;
+    EXPECT_EQ(reader->info()->height, size < whole.size() - 2 ? 0U : 30U) << size;
+  }
 }
 
 TEST(Reader, WalksSegments) {

@@ -3,6 +3,7 @@
 from __future__ import annotations
 
 import os
+import re
 from ctypes import byref, c_uint32, c_void_p
 from types import TracebackType
 from typing import Any, Iterator, NamedTuple, Optional, Type, Union
@@ -28,7 +29,7 @@ class Info(NamedTuple):
 
     process: str  #: baseline, extended, progressive or lossless
     width: int  #: pixels
-    height: int  #: rows; 0: the stream tells it later
+    height: int  #: rows; what a DNL segment behind the scan tells where the header doesn't
     components: int  #: 1 to 4
     precision: int  #: bits a sample
 
@@ -40,6 +41,29 @@ class Band(NamedTuple):
     pixels: Pixels  #: the rows
 
 
+#: In coded data: a marker other than those between restart intervals.
+_BEHIND_SCAN = re.compile(rb"\xff[^\x00\xd0-\xd7]")
+
+
+def _lines_of_dnl(stream: Union[bytes, memoryview]) -> int:
+    """The lines that a DNL segment behind the first scan tells (T.81 B.2.5), 0 without one."""
+    at = 2
+    while bytes(stream[at:at + 1]) == b"\xff" and len(stream) >= at + 4:
+        code, length = stream[at + 1], int.from_bytes(stream[at + 2:at + 4], "big")
+        if 0xD0 <= code <= 0xD9:  # stands alone
+            at += 2
+            continue
+        if length < 2:
+            return 0
+        at += 2 + length
+        if code == 0xDA:
+            found = _BEHIND_SCAN.search(stream, at)
+            segment = bytes(stream[found.start():found.start() + 6]) if found else b""
+            told = len(segment) == 6 and segment[1:4] == b"\xdc\0\4"
+            return int.from_bytes(segment[4:], "big") if told else 0
+    return 0
+
+
 class _Reader:
     """A read handle; closes itself."""
 
@@ -48,6 +72,10 @@ class _Reader:
         self._open(source, _COMPLETE if complete else 0)
         try:
             self.info = self._info()
+            #: The library doesn't know the height ahead of the rows.
+            self.open_height = self.info.height == 0
+            if self.open_height and self.info.process != "progressive":
+                self.info = self.info._replace(height=self._told_height(source))
             if components:
                 check(lib.jpgReadSetNoColorConversion(self.handle))
         except BaseException:
@@ -69,6 +97,12 @@ class _Reader:
         if size == 0:
             raise ValueError("an empty stream")
         check(lib.jpgReadPrologFromMemory(self._data.ctypes.data, size, flags, byref(self.handle)))
+
+    def _told_height(self, source: Source) -> int:
+        if not isinstance(source, (str, os.PathLike)):
+            return _lines_of_dnl(self._data.data)
+        with open(source, "rb") as file:
+            return _lines_of_dnl(file.read())
 
     def _info(self) -> Info:
         values = [c_uint32() for _ in range(5)]
@@ -117,6 +151,8 @@ class _Reader:
         process = self.info.process
         if scale != 1:
             code = lib.jpgReadScaleOutputToRect(self.handle, byref(rect), rows, _SCALES[scale])
+        elif process == "lossless" and self.open_height:
+            return self._decode_row_by_row(rect, rows)
         elif process == "lossless":
             code = lib.jpgReadSpatialToRect(self.handle, byref(rect), rows)
         elif process == "progressive":
@@ -124,6 +160,15 @@ class _Reader:
         else:
             code = lib.jpgReadToRect(self.handle, byref(rect), rows)
         return int(code)
+
+    def _decode_row_by_row(self, rect: Rect, rows: int) -> int:
+        """While the library doesn't know the height, a call gives one row, and keeps it."""
+        for row in range(rows):
+            code = int(lib.jpgReadSpatialToRect(self.handle, byref(rect), 1))
+            if code != OK:
+                return code
+            rect.bits += rect.stride
+        return OK
 
     def shaped(self, pixels: Pixels) -> Pixels:
         """Red first, and grey without an axis for its one channel."""

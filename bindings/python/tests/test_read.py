@@ -147,6 +147,48 @@ def test_a_stream_without_an_end_is_read_when_told(cjpeg, picture):
     assert np.array_equal(jpg.read(stream[:-2], complete=True), jpg.read(stream))
 
 
+def with_open_height(stream):
+    """The stream with its height in a DNL segment behind the scan."""
+    at = next(i for i in range(len(stream))
+              if stream[i] == 0xFF and stream[i + 1] in (0xC0, 0xC1, 0xC2, 0xC3)) + 5
+    assert stream[-2:] == b"\xff\xd9"
+    return (stream[:at] + b"\0\0" + stream[at + 2:-2] + b"\xff\xdc\0\4" + stream[at:at + 2]
+            + b"\xff\xd9")
+
+
+@pytest.mark.parametrize("restart", [0, 1, 4])
+def test_a_height_told_behind_the_rows_is_the_height(tmp_path, picture, restart):
+    for stream in (jpg.write(None, picture, restart=restart),
+                   jpg.write_lossless(None, picture.astype(np.uint16) << 4, bits=12, predictor=6)):
+        told = with_open_height(stream)
+        path = tmp_path / "told.jpg"
+        path.write_bytes(told)
+        expected = jpg.read(stream)
+        for source in (told, path, str(path), np.frombuffer(told, np.uint8)):
+            assert jpg.info(source) == jpg.info(stream)
+            assert np.array_equal(jpg.read(source), expected)
+            bands = [band.pixels for band in jpg.read_bands(source, 16)]
+            assert np.array_equal(np.concatenate(bands), expected)
+
+
+def test_a_height_that_nothing_tells_is_refused(cjpeg, picture):
+    told = with_open_height(jpg.write(None, picture))
+    silent = told[:-8] + told[-2:]
+    wrong = told[:-8] + b"\xff\xdc\0\5\0\x4b\0" + told[-2:]
+    for stream in (silent, wrong, with_open_height(cjpeg(picture, "-progressive"))):
+        assert jpg.info(stream).height == 0
+        with pytest.raises(jpg.JpgError) as caught:
+            jpg.read(stream)
+        assert caught.value.code == 0x800000FE
+    with pytest.raises(jpg.JpgError):
+        jpg.read_scaled(told, 2)  # the library scales nothing of unknown height
+    for size in range(1, len(told)):
+        try:
+            assert jpg.info(told[:size], complete=True).height == (75 if size > len(told) - 3 else 0)
+        except jpg.JpgError:
+            pass
+
+
 def test_threads_do_not_disturb_each_other(sample):
     expected = jpg.read(sample)
     results = []
