@@ -213,7 +213,8 @@ AcEnd skipAc(BitWindow *w, WindowHead head, JpgStream *s, const JpgScanComponent
       k = *last;
     }
     if (!fillHead(w, &head)) break;
-    going = inside() && inside();
+    going = inside();
+    if (going) going = inside();
   }
   putBack(w, head);
   *last = k;

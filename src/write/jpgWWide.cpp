@@ -54,15 +54,15 @@ BitRun beginRun(JpgContext *c, uint8_t *apart) {
   return {s->bitBuffer, kBitBufferSize - s->bitCount, begin, begin};
 }
 
-Result endRun(JpgContext *c, const BitRun &given) {
+Result endRun(JpgContext *c, const BitRun &run) {
   JpgStream *s = &c->stream;
-  BitRun run = given;
+  BitRun rest = run;
   // No more than a narrow run would leave.
-  if (run.count >= kBitBufferSize) emitWord(&run);
-  s->bitBuffer = static_cast<uint32_t>(run.bits) & ((1U << run.count) - 1);
-  s->bitCount = kBitBufferSize - run.count;
-  const auto bytes = static_cast<uint32_t>(run.out - run.begin);
-  if (run.begin != s->inputBuffer + s->bufIndex) return writeBytes(c, run.begin, bytes);
+  if (rest.count >= kBitBufferSize) emitWord(&rest);
+  s->bitBuffer = static_cast<uint32_t>(rest.bits) & ((1U << rest.count) - 1);
+  s->bitCount = kBitBufferSize - rest.count;
+  const auto bytes = static_cast<uint32_t>(rest.out - rest.begin);
+  if (rest.begin != s->inputBuffer + s->bufIndex) return writeBytes(c, rest.begin, bytes);
   s->bufIndex += bytes;
   return JPG_OK;
 }
