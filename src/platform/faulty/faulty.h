@@ -45,6 +45,9 @@ void reset();
 // Arms `fault` for the n-th call of `operation` after reset(), from 1.
 void arm(Operation operation, Fault fault, uint32_t n);
 
+// From now on, until reset(), the processor has no features that could be asked for.
+void usePlainProcessor();
+
 uint32_t calls(Operation operation);  // since reset()
 bool faultHappened();                 // an armed fault was reached
 

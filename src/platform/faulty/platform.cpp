@@ -25,6 +25,7 @@ struct State {
   size_t openFiles = 0;
   size_t wrongFrees = 0;
   OpenArguments lastOpen = {};
+  bool plainProcessor = false;
 };
 
 State &state() {
@@ -77,6 +78,8 @@ void arm(Operation operation, Fault fault, uint32_t n) {
   state().fault[index(operation)] = fault;
   state().faultAt[index(operation)] = n;
 }
+
+void usePlainProcessor() { state().plainProcessor = true; }
 
 uint32_t calls(Operation operation) { return state().calls[index(operation)]; }
 bool faultHappened() { return state().happened; }
@@ -162,6 +165,10 @@ BOOL CloseHandle(HANDLE file) {
   const BOOL closed = posix::closeFile(file);
   if (closed != 0) faulty::state().openFiles--;
   return fault ? 0 : closed;
+}
+
+BOOL IsProcessorFeaturePresent(DWORD feature) {
+  return faulty::state().plainProcessor ? 0 : posix::hasProcessorFeature(feature);
 }
 
 }  // namespace jpg

@@ -1,6 +1,7 @@
 // The plain kernels and those of this processor: the same streams and the same pixels.
 #include <gtest/gtest.h>
 
+#include "faulty.h"
 #include "prog/progressiveStream.h"
 #include "share/jpgShare.h"
 #include "support/canvas.h"
@@ -81,6 +82,15 @@ TEST(Kernels, DecodeTheSamePixels) {
     const Bytes stream = encodeProgressive(p, refiningScript(layout.size()));
     EXPECT_EQ(read(stream, p, false), read(stream, p, true));
   }
+}
+
+TEST(Kernels, ArePlainOnAProcessorWithoutFeatures) {
+  const Bytes stream = encode(makePicture(8, 8, {0x11}));
+  jpg::faulty::reset();
+  EXPECT_EQ(Reader::ofMemory(stream).handle()->kernels, jpg::bestKernels());
+  jpg::faulty::usePlainProcessor();
+  EXPECT_EQ(Reader::ofMemory(stream).handle()->kernels, &jpg::jpgPlainKernels);
+  jpg::faulty::reset();
 }
 
 }  // namespace

@@ -51,6 +51,21 @@ TEST(Sink, MayComeUpShortAtEveryByte) {
   }
 }
 
+// Without restart intervals lines behind the first are predicted from the one above.
+TEST(Sink, MayComeUpShortInEveryLineOfALosslessPicture) {
+  Bytes samples;
+  const JpgRect rect = noise(samples);
+  for (uint32_t left = 1; left < kHeaders; left++) {
+    JPGHANDLE h = nullptr;
+    ASSERT_RESULT(JPG_OK, jpgWritePrologToFile(u"/dev/full", 0, &h));
+    const Bytes filler(kStage - kSegmentHead - left, 0x33);
+    const auto length = static_cast<uint32_t>(filler.size());
+    EXPECT_RESULT(JPG_OK, jpgWriteWriteMarkerSegment(h, 0xFFFE, filler.data(), length));
+    EXPECT_RESULT(JPG_E_WRITE_FAULT, jpgWriteSpatialFromRect(h, &rect, 16)) << left;
+    EXPECT_RESULT(JPG_E_WRITE_FAULT, jpgWriteEpilogToFile(h)) << left;
+  }
+}
+
 // No picture: DNL, of six bytes, and EOI come behind the segment.
 TEST(Sink, MayComeUpShortAtTheEnd) {
   for (uint32_t left = 1; left < 16; left++) {
@@ -107,6 +122,56 @@ TEST(Sink, PartialBitstreamsMayRunOutOfMemoryAtEveryAllocation) {
     EXPECT_EQ(0u, faulty::liveBlocks()) << n;
   }
   EXPECT_TRUE(untouched);
+  faulty::reset();
+}
+
+// SOI, a segment, DNL and EOI: when they fill the stage to the last byte, nothing is left to be
+// handed out at the end.
+TEST(Sink, MayTakeAStreamOfExactlyOneStage) {
+  constexpr uint32_t kDnlAndEoi = 6 + 2;
+  for (const uint32_t size : {kStage - 1, kStage, kStage + 1}) {
+    JPGHANDLE h = nullptr;
+    ASSERT_RESULT(JPG_OK, jpgWritePrologToMemory(0, &h));
+    const Bytes filler(size - kSegmentHead - kDnlAndEoi, 0x33);
+    const auto length = static_cast<uint32_t>(filler.size());
+    EXPECT_RESULT(JPG_OK, jpgWriteWriteMarkerSegment(h, 0xFFFE, filler.data(), length));
+    void *data = nullptr;
+    uint32_t written = 0;
+    ASSERT_RESULT(JPG_OK, jpgWriteEpilogToMemory(h, &data, &written));
+    ASSERT_EQ(size, written);
+    const auto *bytes = static_cast<const uint8_t *>(data);
+    EXPECT_EQ((Bytes{0xFF, 0xDC, 0, 4, 0, 0, 0xFF, 0xD9}),
+              Bytes(bytes + size - kDnlAndEoi, bytes + size));
+    EXPECT_RESULT(JPG_OK, jpgWriteFreeBitstream(data));
+  }
+}
+
+// The stage is handed to memory when it is full. Where the headers end just there, it is EOI that
+// finds no room; a segment before them that found none is told by the call itself.
+TEST(Sink, APartialBitstreamMayRunOutOfMemoryWhereverItsStageEnds) {
+  for (const bool early : {false, true}) {
+    for (uint32_t left = 1; left < kHeaders; left++) {
+      faulty::reset();
+      JPGHANDLE h = nullptr;
+      ASSERT_RESULT(JPG_OK, jpgWritePrologToMemory(JPG_WRITE_PARTIAL_BITSTREAM, &h));
+      const Bytes filler(early ? kStage : kStage - kSegmentHead - left, 0x33);
+      const auto length = static_cast<uint32_t>(filler.size());
+      faulty::arm(faulty::Operation::kAlloc, faulty::Fault::kFailAfter,
+                  faulty::calls(faulty::Operation::kAlloc) + 1);
+      EXPECT_RESULT(early ? JPG_E_WRITE_FAULT : JPG_OK,
+                    jpgWriteWriteMarkerSegment(h, 0xFFFE, filler.data(), length));
+      void *data = nullptr;
+      uint32_t size = 0;
+      const uint32_t r = jpgWriteGetPartialBitstream(h, &data, &size);
+      EXPECT_NE(JPG_OK, r) << left;
+      if (early) {
+        EXPECT_RESULT(JPG_E_FAIL, r);
+      }
+      EXPECT_EQ(nullptr, data);
+      EXPECT_RESULT(JPG_E_WRITE_FAULT, jpgWriteEpilogToFile(h)) << left;
+      EXPECT_EQ(0u, faulty::liveBlocks()) << left;
+    }
+  }
   faulty::reset();
 }
 
