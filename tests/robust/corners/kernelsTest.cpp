@@ -84,6 +84,12 @@ TEST(Kernels, DecodeTheSamePixels) {
   }
 }
 
+#if defined(__x86_64__) && defined(__GLIBC__)
+TEST(Kernels, AreThoseOfTheProcessor) {
+  EXPECT_EQ(jpg::bestKernels() != &jpg::jpgPlainKernels, __builtin_cpu_supports("avx2") != 0);
+}
+#endif
+
 TEST(Kernels, ArePlainOnAProcessorWithoutFeatures) {
   const Bytes stream = encode(makePicture(8, 8, {0x11}));
   jpg::faulty::reset();
