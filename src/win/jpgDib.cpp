@@ -89,7 +89,7 @@ Result makeDibRect(const BITMAPINFO &bmi, const ImageShape &shape, int32_t lines
 Result allocateDibBuffer(JpgRect *rect) {
   constexpr int64_t kSlack = 4;
   const int64_t size = int64_t{rect->stride} * rect->height + kSlack;
-  rect->bits = size > 0 ? heapAllocChecked(static_cast<uint64_t>(size)) : nullptr;
+  rect->bits = heapAllocChecked(static_cast<uint64_t>(size));  // refuses negative sizes, too
   if (rect->bits == nullptr) return JPG_E_OUT_OF_MEMORY;
   rect->size = static_cast<uint32_t>(size);
   memset(rect->bits, 0, rect->size);

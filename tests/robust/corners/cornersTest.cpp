@@ -4,6 +4,7 @@
 #include "exif/tiffBuilder.h"
 #include "faulty.h"
 #include "prog/progressiveStream.h"
+#include "share/jpgShare.h"
 #include "support/canvas.h"
 #include "support/picture.h"
 #include "support/reader.h"
@@ -170,7 +171,11 @@ TEST(Corners, LosslessLinesBehindTheHeightAreNotCoded) {
     rect.bits = samples.data() + 24;
     EXPECT_RESULT(JPG_OK, jpgWriteSpatialFromRect(h, &rect, 5));
     if (&stream != streams) {
+      const uint8_t *kept = reinterpret_cast<const uint8_t *>(h->losslessRowBuffer);
+      const Bytes before(kept, kept + 8);
+      rect.bits = samples.data();
       EXPECT_RESULT(JPG_OK, jpgWriteSpatialFromRect(h, &rect, 5));
+      EXPECT_EQ(before, Bytes(kept, kept + 8));
     }
     void *data = nullptr;
     uint32_t size = 0;

@@ -146,6 +146,17 @@ TEST(Sink, MayTakeAStreamOfExactlyOneStage) {
   }
 }
 
+TEST(Sink, IsNotCalledForNothing) {
+  faulty::reset();
+  JPGHANDLE h = nullptr;
+  ASSERT_RESULT(JPG_OK, jpgWritePrologToFile(u"/dev/null", 0, &h));
+  const Bytes filler(kStage - kSegmentHead - 6 - 2, 0x33);
+  const auto length = static_cast<uint32_t>(filler.size());
+  EXPECT_RESULT(JPG_OK, jpgWriteWriteMarkerSegment(h, 0xFFFE, filler.data(), length));
+  EXPECT_RESULT(JPG_OK, jpgWriteEpilogToFile(h));
+  EXPECT_EQ(1u, faulty::calls(faulty::Operation::kWrite));
+}
+
 // A segment ahead of the picture that found no room has said so itself.
 TEST(Sink, HasNoPartialBitstreamBehindASegmentThatFailed) {
   faulty::reset();
