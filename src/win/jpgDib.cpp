@@ -88,8 +88,9 @@ Result makeDibRect(const BITMAPINFO &bmi, const ImageShape &shape, int32_t lines
 
 Result allocateDibBuffer(JpgRect *rect) {
   constexpr int64_t kSlack = 4;
+  if (rect->stride == 0) rect->stride = rect->bitsPerPixel / 8 * rect->width;
   const int64_t size = int64_t{rect->stride} * rect->height + kSlack;
-  rect->bits = heapAllocChecked(static_cast<uint64_t>(size));  // refuses negative sizes, too
+  rect->bits = size > 0 ? heapAllocChecked(static_cast<uint64_t>(size)) : nullptr;
   if (rect->bits == nullptr) return JPG_E_OUT_OF_MEMORY;
   rect->size = static_cast<uint32_t>(size);
   memset(rect->bits, 0, rect->size);
@@ -97,6 +98,7 @@ Result allocateDibBuffer(JpgRect *rect) {
 }
 
 Result freeDibBuffer(JpgRect *rect) {
+  if (rect == nullptr || rect->bits == nullptr) return JPG_E_INVALID_PARAMETER;
   const Result r = heapFree(rect->bits);
   rect->bits = nullptr;
   return r;

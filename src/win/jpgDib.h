@@ -35,11 +35,12 @@ uint32_t dibRowBytes(int32_t width, uint32_t bitsPerPixel);
 Result makeDibRect(const BITMAPINFO &bmi, const ImageShape &shape, int32_t lines, void *bits,
                    JpgRect *rect);
 
-// Allocates the rectangle's bits, zeroed, from its stride and height.
-// JPG_E_OUT_OF_MEMORY when the heap has no room.
+// Allocates the rectangle's bits, zeroed, from its stride (0: rows without padding)
+// and height. JPG_E_OUT_OF_MEMORY when the heap has no room.
 Result allocateDibBuffer(JpgRect *rect);
 
-// Frees them. JPG_E_FAIL when the heap refuses them.
+// Frees them. JPG_E_INVALID_PARAMETER when there are none, JPG_E_FAIL when the heap
+// refuses them.
 Result freeDibBuffer(JpgRect *rect);
 
 // A way to fill a rectangle with rows.
