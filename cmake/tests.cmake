@@ -24,6 +24,11 @@ function(jpg_add_test name)
   target_compile_definitions(${name} PRIVATE JPG_CORPUS_DIR="${JPG_CORPUS_DIR}"
                                              JPG_SOURCE_DIR="${PROJECT_SOURCE_DIR}")
   jpg_set_warnings(${name})
-  gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST DISCOVERY_TIMEOUT 60
-                       PROPERTIES LABELS "${ARG_LABELS}")
+  gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST DISCOVERY_TIMEOUT 60)
+  # The discovery would keep only the first of several labels.
+  set(labels ${CMAKE_CURRENT_BINARY_DIR}/${name}_labels.cmake)
+  file(CONFIGURE OUTPUT ${labels} CONTENT "if(@name@_TESTS)
+  set_tests_properties(\${@name@_TESTS} PROPERTIES LABELS \"@ARG_LABELS@\")
+endif()\n" @ONLY)
+  set_property(DIRECTORY APPEND PROPERTY TEST_INCLUDE_FILES ${labels})
 endfunction()

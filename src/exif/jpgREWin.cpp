@@ -127,19 +127,14 @@ Result parseFirstIfd(JpgExifAttributes *a) {
 
 // Closes the nested handle, so that the thumbnail can be read once more.
 void forgetThumbnail(JpgExifAttributes *a) {
-  if (a->thumbnail == nullptr) return;
   jpgReadEpilog(a->thumbnail);
   a->thumbnail = nullptr;
   a->compression = 0;
 }
 
-Result measureThumbnail(const JpgExifAttributes &a, ImageShape *shape) {
-  if (a.compression != kCompressionJpeg) {
-    *shape = {a.imageWidth, a.imageLength, a.samplesPerPixel};
-    return JPG_OK;
-  }
-  const Result r = jpgReadGetImageSize(a.thumbnail, &shape->width, &shape->height);
-  return r != JPG_OK ? r : jpgReadGetNumberOfChannels(a.thumbnail, &shape->components);
+ImageShape measureThumbnail(const JpgExifAttributes &a) {
+  if (a.compression != kCompressionJpeg) return {a.imageWidth, a.imageLength, a.samplesPerPixel};
+  return {a.thumbnail->width, a.thumbnail->height, a.thumbnail->numComponents};
 }
 
 // Red, green, blue as blue, green, red.
@@ -194,8 +189,7 @@ uint32_t JPG_CALL jpgExifReadThumbnailToWinDIBits(JPGEXIFHANDLE attributes, void
   JpgExifAttributes *a = validAttributes(attributes);
   if (a == nullptr || bmi == nullptr) return JPG_E_INVALID_HANDLE;
   if (const Result r = parseFirstIfd(a); r != JPG_OK) return r;
-  ImageShape shape = {};
-  if (const Result r = measureThumbnail(*a, &shape); r != JPG_OK) return r;
+  const ImageShape shape = measureThumbnail(*a);
   constexpr uint32_t kMaxSide = 0xFFFF;  // a larger picture can't lie within a segment
   if (shape.width > kMaxSide || shape.height > kMaxSide) return JPG_E_NOT_FOUND;
   if (bits != nullptr) return decodeThumbnail(a, shape, bits, *bmi);

@@ -145,7 +145,7 @@ Result openMemory(JpgContext *c, const void *data, int32_t size, uint32_t flags)
   s->current = const_cast<uint8_t *>(s->base);
   s->size = static_cast<uint32_t>(size);
   s->position = 0;
-  if (const Result r = streamOpenRead(s); r != JPG_OK) return r;
+  streamOpenRead(s);  // of memory: can't fail
   if (!readSoi(s)) return JPG_E_NOT_JPEG;
   const bool noSearch = (flags & (JPG_READ_COMPLETE | JPG_READ_PARTIAL_BITSTREAM)) != 0;
   if (!noSearch && !memoryHasEoi(s)) return JPG_E_NOT_JPEG;

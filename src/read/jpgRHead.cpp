@@ -43,10 +43,12 @@ void readApp14(JpgContext *c) {
   c->adobeTransform = data[11];
 }
 
+static_assert(kMarkerFirst == kMarkerSof0, "no marker lies below the frame headers'");
+
 // True for the markers that end the header loop.
 bool endsHeaderLoop(uint32_t marker) {
   if (marker == kMarkerSos) return true;
-  if (marker >= kMarkerSof0 && marker <= kMarkerSof3) return true;
+  if (marker <= kMarkerSof3) return true;
   if (marker == kMarkerSof5 || marker == kMarkerSof6) return true;
   return marker >= kMarkerSof9 && marker <= kMarkerSof15;
 }

@@ -133,7 +133,7 @@ void streamReset(JpgStream *s) {
   if ((s->mode & kModeRead) != 0) {
     s->bufFill = 0;
     s->bitCount = 0;
-  } else if ((s->mode & kModeWrite) != 0) {
+  } else {
     s->bitCount = 32;
   }
 }
@@ -159,7 +159,7 @@ int32_t streamWrite(JpgStream *s, const void *data, uint32_t n) {
 }
 
 uint32_t streamClose(JpgStream *s) {
-  if (s->fileHandle == nullptr || s->endState == kEndNotOpened) return JPG_OK;
+  if (s->fileHandle == nullptr) return JPG_OK;
   const uint32_t r = CloseHandle(s->fileHandle) != 0 ? JPG_OK : JPG_E_FAIL;
   s->fileHandle = nullptr;
   return r;

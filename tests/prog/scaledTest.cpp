@@ -315,4 +315,22 @@ TEST(Scaled, BandsGiveThePicture) {
   }
 }
 
+// Of no size, small or large, and at no scale.
+TEST(Scaled, WithoutAnAcTableThereAreNoCodes) {
+  for (const uint16_t width : std::vector<uint16_t>{8, 512}) {
+    StreamBuilder stream;
+    stream.soi().dqt(0, flatQuant(1)).sof(kSof0, 8, 256, width, {{1, 0x11, 0}});
+    stream.dht(0x00, annexKLumaDc()).sos({{1, 0x00}}).raw(Bytes(5000, 0)).eoi();
+    for (const int32_t scale : {JPG_SCALE_EIGHTH, JPG_SCALE_QUARTER, JPG_SCALE_HALF}) {
+      const Reader reader = Reader::ofMemory(stream.bytes());
+      ASSERT_RESULT(JPG_OK, reader.result());
+      Canvas canvas(256, 128, 1);
+      const JpgRect rect = canvas.rect();
+      EXPECT_RESULT(JPG_E_BAD_AC_CODE,
+                    jpgReadScaleOutputToRect(reader.handle(), &rect, 128, scale));
+      EXPECT_TRUE(canvas.untouched());
+    }
+  }
+}
+
 }  // namespace

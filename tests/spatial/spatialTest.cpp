@@ -280,6 +280,12 @@ TEST(LosslessStreams, SelectionsThatAreNoneShowInTheSecondRow) {
     EXPECT_EQ(out[8], 128);  // the first pixel is there already
     EXPECT_EQ(out[9], 0xEE);
     EXPECT_EQ(readHandMade(stream, &out, 1), JPG_OK);
+    // A first pixel without a code, 16 one-bits, is told ahead of that.
+    const Bytes broken =
+        handMade(2, 2, 8, predictor, 0, {0x0F, 0xFF, 0x00, 0xFF, 0x00, 0xFF, 0x00});
+    EXPECT_EQ(readHandMade(broken, &out, 2), JPG_E_FAIL);
+    EXPECT_EQ(out[1], 128);
+    EXPECT_EQ(out[8], 0xEE);
   }
 }
 

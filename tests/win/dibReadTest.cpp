@@ -192,6 +192,42 @@ TEST(DibDecode, RefusalsComeInTheirOrder) {
   EXPECT_RESULT(JPG_E_FAIL, jpgReadToWinDIBits(color.h, 18, bits.data(), info.bmi()));
 }
 
+// Rows of less than whole bytes are none; colour is decoded ahead of that.
+TEST(DibDecode, DepthsBelowAByteAreRefused) {
+  for (const uint16_t depth : std::vector<uint16_t>{0, 1, 4}) {
+    Handle gray(encode(makePicture(8, 8, kGray)));
+    Handle color(encode(makePicture(8, 8, kColor)));
+    Info info;
+    info.header.biBitCount = depth;
+    info.header.biWidth = 8;
+    info.header.biHeight = 8;
+    Bytes bits(4 * 8 * 8, 0x5A);
+    EXPECT_RESULT(JPG_E_UNSUPPORTED, jpgReadToWinDIBits(gray.h, 8, bits.data(), info.bmi()));
+    EXPECT_RESULT(JPG_E_INVALID_PARAMETER, jpgReadToWinDIBits(color.h, 8, bits.data(), info.bmi()));
+    EXPECT_RESULT(JPG_E_FAIL, jpgReadToWinDIBits(color.h, 8, bits.data(), info.bmi()));
+    EXPECT_EQ(bits, Bytes(4 * 8 * 8, 0x5A));
+  }
+}
+
+// A reduced bitmap goes by way of a buffer, for which a negative count has no size; only a pixel
+// a row leaves a byte of it. Nothing is stored either way.
+TEST(DibDecode, CountsBelowZeroStoreNothing) {
+  for (const int32_t lines : {-1, -5, INT32_MIN}) {
+    for (const uint16_t width : std::vector<uint16_t>{1, 21}) {
+      Handle color(encode(makePicture(width, 18, kColor)));
+      Info info;
+      info.header.biBitCount = 8;
+      info.header.biWidth = width;
+      info.header.biHeight = -18;
+      Bytes bits(size_t{24} * 18, 0x5A);
+      const bool roomForNone = width == 1 && lines == -1;
+      EXPECT_RESULT(roomForNone ? JPG_OK : JPG_E_OUT_OF_MEMORY,
+                    jpgReadToWinDIBits(color.h, lines, bits.data(), info.bmi()));
+      EXPECT_EQ(bits, Bytes(size_t{24} * 18, 0x5A));
+    }
+  }
+}
+
 TEST(DibDecode, ColourIsReducedByErrorDiffusion) {
   for (const Fill fill : {Fill::kSmooth, Fill::kDense, Fill::kDcOnly}) {
     for (const uint16_t width : std::vector<uint16_t>{1, 2, 21}) {

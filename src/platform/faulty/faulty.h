@@ -52,6 +52,9 @@ void limitOutput(size_t bytes, bool once);
 // From the n-th read since reset() on, counted from 1, every file ends at `bytes`.
 void shrinkFiles(uint32_t n, size_t bytes);
 
+// From now on, until reset(), the processor has no features that could be asked for.
+void usePlainProcessor();
+
 uint32_t calls(Operation operation);  // since reset()
 bool faultHappened();                 // an armed fault was reached
 

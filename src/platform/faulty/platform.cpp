@@ -30,6 +30,7 @@ struct State {
   bool roomOnce = false;
   uint32_t shrinkAt = UINT32_MAX;  // read
   size_t shrunkSize = 0;           // bytes
+  bool plainProcessor = false;
 };
 
 State &state() {
@@ -123,6 +124,8 @@ void shrinkFiles(uint32_t n, size_t bytes) {
   state().shrunkSize = bytes;
 }
 
+void usePlainProcessor() { state().plainProcessor = true; }
+
 uint32_t calls(Operation operation) { return state().calls[index(operation)]; }
 bool faultHappened() { return state().happened; }
 size_t liveBlocks() { return state().blocks.size(); }
@@ -214,6 +217,10 @@ BOOL CloseHandle(HANDLE file) {
   const BOOL closed = posix::closeFile(file);
   if (closed != 0) faulty::state().openFiles--;
   return fault ? 0 : closed;
+}
+
+BOOL IsProcessorFeaturePresent(DWORD feature) {
+  return faulty::state().plainProcessor ? 0 : posix::hasProcessorFeature(feature);
 }
 
 }  // namespace jpg

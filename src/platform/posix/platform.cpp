@@ -44,4 +44,6 @@ DWORD GetFileSize(HANDLE file, DWORD *high) { return posix::fileSize(file, high)
 
 BOOL CloseHandle(HANDLE file) { return posix::closeFile(file); }
 
+BOOL IsProcessorFeaturePresent(DWORD feature) { return posix::hasProcessorFeature(feature); }
+
 }  // namespace jpg

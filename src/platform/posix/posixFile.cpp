@@ -56,9 +56,11 @@ int openDescriptor(const char *path, DWORD access, DWORD creation) {
   return fd;
 }
 
+// What can't be told isn't one.
 bool isDirectory(int fd) {
-  struct stat info;
-  return fstat(fd, &info) == 0 && S_ISDIR(info.st_mode);
+  struct stat info = {};
+  fstat(fd, &info);
+  return S_ISDIR(info.st_mode);
 }
 
 }  // namespace

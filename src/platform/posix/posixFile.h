@@ -21,6 +21,8 @@ DWORD seekFile(HANDLE file, LONG distance, DWORD origin);
 DWORD fileSize(HANDLE file, DWORD *high);
 BOOL closeFile(HANDLE file);
 
+BOOL hasProcessorFeature(DWORD feature);
+
 }  // namespace posix
 }  // namespace jpg
 

@@ -1,6 +1,6 @@
 // What the processor can do, found out once, when the program is loaded: asking it takes
 // microseconds on a virtual machine, and the library has no variables to keep the answer in.
-#include "platform.h"
+#include "posixFile.h"
 
 #if defined(__x86_64__) && defined(__GLIBC__)
 #include <cpuid.h>
@@ -51,13 +51,17 @@ static int32_t jpgHasFeature(uint32_t feature) __attribute__((ifunc("jpgResolveF
 }
 
 namespace jpg {
-BOOL IsProcessorFeaturePresent(DWORD feature) { return jpgHasFeature(feature); }
+namespace posix {
+BOOL hasProcessorFeature(DWORD feature) { return jpgHasFeature(feature); }
+}  // namespace posix
 }  // namespace jpg
 
 #else
 
 namespace jpg {
-BOOL IsProcessorFeaturePresent(DWORD /*feature*/) { return 0; }
+namespace posix {
+BOOL hasProcessorFeature(DWORD /*feature*/) { return 0; }
+}  // namespace posix
 }  // namespace jpg
 
 #endif

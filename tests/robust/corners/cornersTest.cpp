@@ -4,6 +4,7 @@
 #include "exif/tiffBuilder.h"
 #include "faulty.h"
 #include "prog/progressiveStream.h"
+#include "share/jpgShare.h"
 #include "support/canvas.h"
 #include "support/picture.h"
 #include "support/reader.h"
@@ -155,6 +156,74 @@ TEST(Corners, AnEncodeCallAfterAFailedOneSaysWhy) {
     EXPECT_RESULT(JPG_E_WRITE_FAULT, jpgWriteEpilogToFile(h));
     EXPECT_EQ(0u, faulty::liveBlocks());
   }
+}
+
+// The last line is kept for the next call; behind the height there is none.
+TEST(Corners, LosslessLinesBehindTheHeightAreNotCoded) {
+  Bytes samples(64);
+  for (size_t i = 0; i < samples.size(); i++) samples[i] = static_cast<uint8_t>(37 * i);
+  Bytes streams[2];
+  for (Bytes &stream : streams) {
+    JPGHANDLE h = nullptr;
+    JpgRect rect = {8, 8, 8, 8, 1, 8, samples.data(), 0, 0};
+    ASSERT_RESULT(JPG_OK, jpgWritePrologToMemory(0, &h));
+    EXPECT_RESULT(JPG_OK, jpgWriteSpatialFromRect(h, &rect, 3));
+    rect.bits = samples.data() + 24;
+    EXPECT_RESULT(JPG_OK, jpgWriteSpatialFromRect(h, &rect, 5));
+    if (&stream != streams) {
+      const uint8_t *kept = reinterpret_cast<const uint8_t *>(h->losslessRowBuffer);
+      const Bytes before(kept, kept + 8);
+      rect.bits = samples.data();
+      EXPECT_RESULT(JPG_OK, jpgWriteSpatialFromRect(h, &rect, 5));
+      EXPECT_EQ(before, Bytes(kept, kept + 8));
+    }
+    void *data = nullptr;
+    uint32_t size = 0;
+    ASSERT_RESULT(JPG_OK, jpgWriteEpilogToMemory(h, &data, &size));
+    const auto *bytes = static_cast<const uint8_t *>(data);
+    stream.assign(bytes, bytes + size);
+    EXPECT_RESULT(JPG_OK, jpgWriteFreeBitstream(data));
+  }
+  EXPECT_EQ(streams[0], streams[1]);
+  Bytes read(64, 0);
+  const JpgRect rect = {8, 8, 8, 8, 1, 8, read.data(), 0, 0};
+  const Reader reader = Reader::ofMemory(streams[0]);
+  EXPECT_RESULT(JPG_OK, jpgReadSpatialToRect(reader.handle(), &rect, 8));
+  EXPECT_EQ(samples, read);
+}
+
+TEST(Corners, ReturningToALosslessScanMayFail) {
+  Bytes samples(64, 7);
+  const JpgRect rect = {8, 8, 8, 8, 1, 8, samples.data(), 0, 0};
+  const TempFile file({});
+  JPGHANDLE h = nullptr;
+  ASSERT_RESULT(JPG_OK, jpgWritePrologToFile(widePath(file.path()).c_str(), 0, &h));
+  EXPECT_RESULT(JPG_OK, jpgWriteSpatialFromRect(h, &rect, 8));
+  EXPECT_RESULT(JPG_OK, jpgWriteEpilogToFile(h));
+  faulty::reset();
+  ASSERT_RESULT(JPG_OK, jpgReadPrologFromFile(widePath(file.path()).c_str(), 0, 0, 0, &h));
+  EXPECT_RESULT(JPG_E_UNSUPPORTED, jpgReadSeekMarkerData(h));  // marker access all the same
+  faulty::arm(faulty::Operation::kSeek, faulty::Fault::kFail,
+              faulty::calls(faulty::Operation::kSeek) + 1);
+  samples.assign(64, 0);
+  EXPECT_RESULT(JPG_E_SEEK, jpgReadSpatialToRect(h, &rect, 8));
+  EXPECT_EQ(Bytes(64, 0), samples);
+  EXPECT_RESULT(JPG_OK, jpgReadEpilog(h));
+  faulty::reset();
+}
+
+// A scan that begins between restart intervals may hold fewer components than the frame.
+TEST(Corners, AScanWithoutAllComponentsEndsASequentialImageInItsMiddle) {
+  Picture p = makePicture(24, 8, {0x11, 0x11, 0x11});
+  p.restartInterval = 1;
+  const std::vector<Bytes> parts = intervalsOf(p);
+  StreamBuilder stream = headersOf(p);
+  stream.raw(parts[0]).sos({{1, 0x00}}).raw(parts[1]).eoi();
+  const Reader reader = Reader::ofMemory(stream.bytes());
+  Canvas canvas(24, 8, 3);
+  const JpgRect rect = canvas.rect();
+  EXPECT_RESULT(JPG_E_UNSUPPORTED, jpgReadToRect(reader.handle(), &rect, 8));
+  EXPECT_TRUE(canvas.guardsIntact());
 }
 
 }  // namespace

@@ -1,6 +1,7 @@
 // The plain kernels and those of this processor: the same streams and the same pixels.
 #include <gtest/gtest.h>
 
+#include "faulty.h"
 #include "prog/progressiveStream.h"
 #include "share/jpgShare.h"
 #include "support/canvas.h"
@@ -94,6 +95,21 @@ TEST(Kernels, DecodeTheSamePixels) {
     const Bytes stream = encodeProgressive(p, refiningScript(layout.size()));
     EXPECT_EQ(read(stream, p, false), read(stream, p, true));
   }
+}
+
+#if defined(__x86_64__) && defined(__GLIBC__)
+TEST(Kernels, AreThoseOfTheProcessor) {
+  EXPECT_EQ(jpg::bestKernels() != &jpg::jpgPlainKernels, __builtin_cpu_supports("avx2") != 0);
+}
+#endif
+
+TEST(Kernels, ArePlainOnAProcessorWithoutFeatures) {
+  const Bytes stream = encode(makePicture(8, 8, {0x11}));
+  jpg::faulty::reset();
+  EXPECT_EQ(Reader::ofMemory(stream).handle()->kernels, jpg::bestKernels());
+  jpg::faulty::usePlainProcessor();
+  EXPECT_EQ(Reader::ofMemory(stream).handle()->kernels, &jpg::jpgPlainKernels);
+  jpg::faulty::reset();
 }
 
 }  // namespace

@@ -51,6 +51,21 @@ TEST(Sink, MayComeUpShortAtEveryByte) {
   }
 }
 
+// Without restart intervals lines behind the first are predicted from the one above.
+TEST(Sink, MayComeUpShortInEveryLineOfALosslessPicture) {
+  Bytes samples;
+  const JpgRect rect = noise(samples);
+  for (uint32_t left = 1; left < kHeaders; left++) {
+    JPGHANDLE h = nullptr;
+    ASSERT_RESULT(JPG_OK, jpgWritePrologToFile(u"/dev/full", 0, &h));
+    const Bytes filler(kStage - kSegmentHead - left, 0x33);
+    const auto length = static_cast<uint32_t>(filler.size());
+    EXPECT_RESULT(JPG_OK, jpgWriteWriteMarkerSegment(h, 0xFFFE, filler.data(), length));
+    EXPECT_RESULT(JPG_E_WRITE_FAULT, jpgWriteSpatialFromRect(h, &rect, 16)) << left;
+    EXPECT_RESULT(JPG_E_WRITE_FAULT, jpgWriteEpilogToFile(h)) << left;
+  }
+}
+
 // No picture: DNL, of six bytes, and EOI come behind the segment.
 TEST(Sink, MayComeUpShortAtTheEnd) {
   for (uint32_t left = 1; left < 16; left++) {
@@ -108,6 +123,99 @@ TEST(Sink, PartialBitstreamsMayRunOutOfMemoryAtEveryAllocation) {
   }
   EXPECT_TRUE(untouched);
   faulty::reset();
+}
+
+// SOI, a segment, DNL and EOI: when they fill the stage to the last byte, nothing is left to be
+// handed out at the end.
+TEST(Sink, MayTakeAStreamOfExactlyOneStage) {
+  constexpr uint32_t kDnlAndEoi = 6 + 2;
+  for (const uint32_t size : {kStage - 1, kStage, kStage + 1}) {
+    JPGHANDLE h = nullptr;
+    ASSERT_RESULT(JPG_OK, jpgWritePrologToMemory(0, &h));
+    const Bytes filler(size - kSegmentHead - kDnlAndEoi, 0x33);
+    const auto length = static_cast<uint32_t>(filler.size());
+    EXPECT_RESULT(JPG_OK, jpgWriteWriteMarkerSegment(h, 0xFFFE, filler.data(), length));
+    void *data = nullptr;
+    uint32_t written = 0;
+    ASSERT_RESULT(JPG_OK, jpgWriteEpilogToMemory(h, &data, &written));
+    ASSERT_EQ(size, written);
+    const auto *bytes = static_cast<const uint8_t *>(data);
+    EXPECT_EQ((Bytes{0xFF, 0xDC, 0, 4, 0, 0, 0xFF, 0xD9}),
+              Bytes(bytes + size - kDnlAndEoi, bytes + size));
+    EXPECT_RESULT(JPG_OK, jpgWriteFreeBitstream(data));
+  }
+}
+
+TEST(Sink, IsNotCalledForNothing) {
+  faulty::reset();
+  JPGHANDLE h = nullptr;
+  ASSERT_RESULT(JPG_OK, jpgWritePrologToFile(u"/dev/null", 0, &h));
+  const Bytes filler(kStage - kSegmentHead - 6 - 2, 0x33);
+  const auto length = static_cast<uint32_t>(filler.size());
+  EXPECT_RESULT(JPG_OK, jpgWriteWriteMarkerSegment(h, 0xFFFE, filler.data(), length));
+  EXPECT_RESULT(JPG_OK, jpgWriteEpilogToFile(h));
+  EXPECT_EQ(1u, faulty::calls(faulty::Operation::kWrite));
+}
+
+// A segment ahead of the picture that found no room has said so itself.
+TEST(Sink, HasNoPartialBitstreamBehindASegmentThatFailed) {
+  faulty::reset();
+  JPGHANDLE h = nullptr;
+  ASSERT_RESULT(JPG_OK, jpgWritePrologToMemory(JPG_WRITE_PARTIAL_BITSTREAM, &h));
+  const Bytes filler(kStage, 0x33);
+  faulty::arm(faulty::Operation::kAlloc, faulty::Fault::kFailAfter, 1);
+  EXPECT_RESULT(JPG_E_WRITE_FAULT, jpgWriteWriteMarkerSegment(h, 0xFFFE, filler.data(), kStage));
+  void *data = nullptr;
+  uint32_t size = 0;
+  EXPECT_RESULT(JPG_E_FAIL, jpgWriteGetPartialBitstream(h, &data, &size));
+  EXPECT_EQ(nullptr, data);
+  EXPECT_RESULT(JPG_E_WRITE_FAULT, jpgWriteEpilogToFile(h));
+  EXPECT_EQ(0u, faulty::liveBlocks());
+  faulty::reset();
+}
+
+// The result of a partial bitstream of headers alone, of whose allocations the n-th and all behind
+// it fail; behind a segment that leaves so many bytes of the stage.
+uint32_t partialWithout(uint32_t n, uint32_t left) {
+  faulty::reset();
+  JPGHANDLE h = nullptr;
+  EXPECT_RESULT(JPG_OK, jpgWritePrologToMemory(JPG_WRITE_PARTIAL_BITSTREAM, &h));
+  EXPECT_RESULT(JPG_OK, jpgWriteSetImageSize(h, 8, 8));
+  EXPECT_RESULT(JPG_OK, jpgWriteSetNumberOfComponents(h, 1));
+  const Bytes filler(kStage - kSegmentHead - left, 0x33);
+  const auto length = static_cast<uint32_t>(filler.size());
+  EXPECT_RESULT(JPG_OK, jpgWriteWriteMarkerSegment(h, 0xFFFE, filler.data(), length));
+  faulty::arm(faulty::Operation::kAlloc, faulty::Fault::kFailAfter,
+              faulty::calls(faulty::Operation::kAlloc) + n);
+  void *data = nullptr;
+  uint32_t size = 0;
+  const uint32_t r = jpgWriteGetPartialBitstream(h, &data, &size);
+  EXPECT_EQ(r == JPG_OK, data != nullptr);
+  EXPECT_EQ(r != JPG_OK, faulty::faultHappened());
+  if (data != nullptr) {
+    EXPECT_RESULT(JPG_OK, jpgWriteFreeBitstream(data));
+  }
+  jpgWriteEpilogToFile(h);
+  EXPECT_EQ(0u, faulty::liveBlocks());
+  faulty::reset();
+  return r;
+}
+
+// Tables are allocated, too, but memory for the stream comes last. Where the stage ends just behind
+// the headers, it is EOI that finds none.
+TEST(Sink, MayRunOutOfMemoryInAPartialBitstreamWhereverItsStageEnds) {
+  for (uint32_t left = 1; left < kHeaders; left++) {
+    uint32_t last = JPG_OK, r = JPG_OK;
+    uint32_t n = 1;
+    while ((r = partialWithout(n, left)) != JPG_OK) {
+      EXPECT_TRUE(r == JPG_E_OUT_OF_MEMORY || r == JPG_E_WRITE_FAULT) << nameOf(r);
+      last = r;
+      n++;
+      ASSERT_LT(n, 20u);
+    }
+    EXPECT_GT(n, 2u);
+    EXPECT_RESULT(JPG_E_WRITE_FAULT, last) << left;
+  }
 }
 
 // A byte 0 ends the check of the factors, so that those above it are told by the encoder.

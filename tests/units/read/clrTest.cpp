@@ -6,6 +6,8 @@
 #include <memory>
 #include <vector>
 
+#include "read/jpgRRect.h"
+
 namespace {
 
 using namespace jpg;
@@ -250,6 +252,45 @@ TEST(PixelWriters, AreChosenByComponentsAndConversion) {
       const bool fits = bits == static_cast<int32_t>(8 * n);
       EXPECT_EQ(choosePixelWriter(*mcu.c(), rect), fits ? kRaw[n - 1] : nullptr);
     }
+  }
+}
+
+// No frame has these counts; a record that says so gets no writer, whatever the rectangle says.
+TEST(PixelWriters, AreNoneForCountsThatNoFrameHas) {
+  Mcu mcu({0x11}, 1, 1);
+  for (const uint32_t n : {0U, 5U, 0x7FFFFFFFU}) {
+    mcu.c()->numComponents = n;
+    JpgRect rect = {};
+    rect.bitsPerPixel = static_cast<int32_t>(8 * (n & 0xFF));
+    EXPECT_EQ(chooseRawWriter(*mcu.c(), rect), nullptr) << n;
+  }
+}
+
+TEST(Expansion, TheSamplingWordBeginsWithTheFirstComponent) {
+  const std::vector<uint8_t> factors = {0x22, 0x21, 0x12, 0x11};
+  const uint32_t kWords[] = {0x22000000, 0x22210000, 0x22211200, 0x22211211};
+  for (uint32_t n = 1; n <= 4; n++) {
+    Mcu mcu({factors.begin(), factors.begin() + static_cast<std::ptrdiff_t>(n)}, 2, 2);
+    EXPECT_EQ(samplingWord(*mcu.c()), kWords[n - 1]);
+    mcu.c()->numComponents = 0;
+    EXPECT_EQ(samplingWord(*mcu.c()), 0U);
+  }
+}
+
+TEST(McuKernels, AreThoseOfTheLayoutAndNoneForLayoutsThatNoFrameHas) {
+  Mcu mcu({0x21, 0x11, 0x11}, 2, 1);
+  JpgContext *c = mcu.c();
+  c->kernels = bestKernels();
+  const McuKernel across = (*c->kernels->putYcc[kScaleFull])[1][0];
+  for (uint32_t i = 0; i < 3; i++) c->scanComponents[i].sampling = i == 0 ? 0x21 : 0x11;
+  EXPECT_EQ(chooseMcuKernel(*c, jpgPutYccToBgr, kScaleFull), across);
+  c->scanComponents[0].sampling = 0x11;  // luma smaller than the MCU
+  EXPECT_EQ(chooseMcuKernel(*c, jpgPutYccToBgr, kScaleFull), nullptr);
+  for (const uint8_t factors : std::vector<uint8_t>{0x31, 0x13, 0x33, 0xF1, 0x1F}) {
+    c->scanComponents[0].sampling = factors;
+    c->hMax = factors >> 4;
+    c->vMax = factors & 15U;
+    EXPECT_EQ(chooseMcuKernel(*c, jpgPutYccToBgr, kScaleFull), nullptr) << uint32_t{factors};
   }
 }
 

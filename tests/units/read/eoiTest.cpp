@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <fstream>
 #include <memory>
 #include <string>
 #include <vector>
@@ -155,6 +156,23 @@ TEST_F(EoiSearch, InMemoryBeginsBehindTheFirstByte) {
   EXPECT_FALSE(memoryHasEoi(&s));
   s.size = 1;
   EXPECT_FALSE(memoryHasEoi(&s));
+}
+
+// A seek reaches 31 bits. With this start, which counts twice in what is read, there are 511 pairs
+// up to the last place that it reaches; the file goes on for another 4096 bytes.
+TEST_F(EoiSearch, BeginsAtTheLastPlaceThatASeekReaches) {
+  constexpr uint32_t kStart = 0x3FFFFF00;
+  constexpr int64_t kLastPlace = 0x7FFFFFFF;
+  for (const int64_t place : {kLastPlace - 510, kLastPlace - 1, kLastPlace, kLastPlace + 1}) {
+    std::ofstream file(name_, std::ios::binary);
+    file.seekp(place);
+    file.write("\xFF\xD9", 2);
+    file.seekp(kLastPlace + 4096);
+    file.put('\0');
+    file.close();
+    if (!file) GTEST_SKIP() << "no files of 2 GB here";
+    EXPECT_EQ(search(kStart, 0), place <= kLastPlace) << place;
+  }
 }
 
 }  // namespace

@@ -155,6 +155,7 @@ TEST_F(TableSegments, LookupsThatCannotBeMadeAreTold) {
   ASSERT_EQ(readHuffmanTables(s.c()), JPG_OK);
   faulty::arm(faulty::Operation::kAlloc, faulty::Fault::kFailAfter, 1);
   EXPECT_EQ(buildPendingTables(s.c()), JPG_E_OUT_OF_MEMORY);
+  faulty::arm(faulty::Operation::kAlloc, faulty::Fault::kNone, 0);
 }
 
 // ---- Scan headers ---------------------------------------------------------

@@ -198,4 +198,89 @@ TEST(WideBlocks, OfProgressiveRefinementsAreThoseOfTheBlockDecoder) {
       }));
 }
 
+// A component with one code of a bit, for a whole shortcut, one of two for the end of a block, and
+// one of 16 for a symbol that the window's end is to cut.
+class LongComponent {
+ public:
+  explicit LongComponent(uint8_t symbol) {
+    uint8_t counts[16] = {1, 1};
+    counts[15] = 1;
+    const uint8_t dc[3] = {0, 1, 11}, ac[3] = {kShort, 0, symbol};
+    makeHuffCodes({counts, dc}, &dc_);
+    makeHuffCodes({counts, ac}, &ac_);
+    makeHuffLookup(&dc_, HuffUse::kDc);
+    makeHuffLookup(&ac_, HuffUse::kAc);
+    quant_.fill(1);
+    component_.quantTable = quant_.data();
+    component_.dcLookup = dc_.lookup;
+    component_.dcCodes = dc_.codes;
+    component_.dcMaxLength = dc_.maxLength;
+    component_.acLookup = ac_.lookup;
+    component_.acCodes = ac_.codes;
+    component_.acMaxLength = ac_.maxLength;
+  }
+  ~LongComponent() {
+    freeHuffTable(&dc_);
+    freeHuffTable(&ac_);
+  }
+  LongComponent(const LongComponent &) = delete;
+  LongComponent &operator=(const LongComponent &) = delete;
+
+  const JpgScanComponent &get() const { return component_; }
+
+  // Blocks of three short codes and a long one, with a difference ahead or without.
+  static std::vector<uint8_t> blocks(Random *r, uint32_t bits, bool withDc) {
+    jpgtest::BitSink sink;
+    for (uint32_t i = 0; i < 8; i++) {
+      if (withDc) sink.put(0, 1);
+      for (uint32_t k = 0; k < 3; k++) sink.put(r->below(1U << kShort), 1 + kShort);
+      sink.put(0xC000, 16);
+      sink.put(r->below(1U << bits), bits);
+      if (withDc) sink.put(2, 2);
+    }
+    return sink.bytes();
+  }
+
+ private:
+  static constexpr uint8_t kShort = kShortcutBits - 1;  // bits behind the short code
+  JpgHuffTable dc_ = {}, ac_ = {};
+  std::array<uint32_t, 64> quant_ = {};
+  JpgScanComponent component_ = {};
+};
+
+// Near the end of the data, or ahead of a marker, the window can't be filled up.
+Tally decodeCut(Step step, uint8_t symbol, uint32_t bits, BlockDecoder progressive) {
+  const LongComponent component(symbol);
+  Random r(9);
+  Tally tally;
+  for (uint32_t stream = 0; stream < 2000; stream++) {
+    std::vector<uint8_t> data = LongComponent::blocks(&r, bits, progressive == nullptr);
+    data.resize(data.size() - r.below(24));
+    if (stream % 2 != 0) data.insert(data.end(), {0xFF, 0xD9});
+    if (stream % 4 == 3) data.resize(data.size() + 40);
+    TwinStreams twins(&r, data);
+    for (JpgContext *c : {twins.wide(), twins.plain()}) {
+      c->Ss = 1;
+      c->Se = 63;
+      c->blockDecoder = progressive;
+    }
+    Pair pair = {&twins, component.get(), component.get()};
+    decodeStream(&r, &pair, step, &tally);
+    if (::testing::Test::HasFailure()) {
+      ADD_FAILURE() << "stream " << stream;
+      break;
+    }
+  }
+  return tally;
+}
+
+TEST(WideBlocks, GoOnByBitsWhereACoefficientBeginsInTheWindowAndEndsBehindIt) {
+  expectMixture(decodeCut(stepSequential, 15, 15, nullptr));
+  expectMixture(decodeCut(stepProgressive, 15, 15, decodeAcFirst));
+}
+
+TEST(WideBlocks, GoOnByBitsWhereAnEndOfBandRunEndsBehindTheWindow) {
+  expectMixture(decodeCut(stepProgressive, 0xE0, 14, decodeAcFirst));
+}
+
 }  // namespace

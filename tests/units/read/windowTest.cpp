@@ -149,4 +149,32 @@ TEST(BitWindow, ReadsWhatTheBitReaderReads) {
   EXPECT_GT(throughTheWindow, 50000U);
 }
 
+// It looks at a whole word and at the byte behind it.
+TEST(BitWindow, AFillBesideAnFFTakesWhatIsSurelyThere) {
+  constexpr uint32_t kWord = sizeof(WindowWord);
+  const std::vector<uint8_t> plain(kWord + 1, 0x55);
+  BitWindow w = {};
+  for (uint32_t size = 0; size <= kWord; size++) {
+    w.next = w.begin = plain.data();
+    w.end = plain.data() + size;
+    EXPECT_FALSE(fillBesideFF(&w)) << size;
+    EXPECT_EQ(w.next, plain.data()) << size;
+    EXPECT_EQ(w.count, 0U) << size;
+  }
+  w.end = plain.data() + kWord + 1;
+  EXPECT_TRUE(fillBesideFF(&w));
+  EXPECT_GE(w.count, kEnoughBits);
+  // Behind an FF and its zero there is a word, but nothing behind that.
+  std::vector<uint8_t> data(2 + kWord, 0x55);
+  data[0] = 0xFF;
+  data[1] = 0;
+  w = {};
+  w.next = w.begin = data.data();
+  w.end = data.data() + data.size();
+  EXPECT_FALSE(fillBesideFF(&w));
+  EXPECT_EQ(w.next, data.data() + 2);
+  EXPECT_EQ(w.count, 8U);
+  EXPECT_EQ(windowBits(w, 8), 0xFFU);
+}
+
 }  // namespace

@@ -290,4 +290,49 @@ TEST_F(Streams, ACloseThatFailsIsTold) {
   EXPECT_EQ(streamClose(s.get()), JPG_E_FAIL);
 }
 
+TEST_F(Streams, BehindAStartOffsetNothingIsSoughtFromTheCurrentPosition) {
+  makeFile(100);
+  StreamPointer s = newStream();
+  s->startOffset = 40;
+  ASSERT_EQ(streamOpenRead(s.get()), JPG_OK);
+  uint8_t byte = 0;
+  EXPECT_EQ(streamSeek(s.get(), 5, kSeekBegin), 5u);
+  EXPECT_EQ(streamSeek(s.get(), 5, kSeekCurrent), kSeekFailed);
+  EXPECT_EQ(streamRead(s.get(), &byte, 1), 1);
+  EXPECT_EQ(byte, 45);  // where it was
+  streamClose(s.get());
+}
+
+TEST_F(Streams, AMemorySinkFillsTheRoomThatItHasFirst) {
+  StreamPointer s = newStream();
+  s->mode = kModeMemory;
+  ASSERT_EQ(streamOpenWrite(s.get()), JPG_OK);
+  const std::vector<uint8_t> data(4096, 0x5A);
+  EXPECT_EQ(streamWrite(s.get(), data.data(), 0), 0);  // nothing needs no block
+  EXPECT_EQ(s->current, nullptr);
+  EXPECT_EQ(streamWrite(s.get(), data.data(), 1), 1);
+  const uint8_t *block = s->current;
+  EXPECT_EQ(streamWrite(s.get(), data.data(), 4095), 4095);
+  EXPECT_EQ(streamWrite(s.get(), data.data(), 0), 0);
+  EXPECT_EQ(s->current, block);
+  EXPECT_EQ(s->size, 4096u);
+  EXPECT_EQ(faulty::calls(faulty::Operation::kAlloc), 1u);
+  heapFree(s->current);
+}
+
+// Sizes have 31 bits.
+TEST_F(Streams, AMemorySinkGrowsNoFurtherThanBlocksMay) {
+  StreamPointer s = newStream();
+  s->mode = kModeMemory;
+  ASSERT_EQ(streamOpenWrite(s.get()), JPG_OK);
+  const std::vector<uint8_t> data(200, 0x5A);
+  for (const uint32_t position : {0x7FFFF000u, 0x7FFFFFFFu, 0xFFFFFFF0u}) {
+    s->position = position;
+    EXPECT_EQ(streamWrite(s.get(), data.data(), 200), -1) << position;
+    EXPECT_EQ(s->position, position);
+    EXPECT_EQ(s->current, nullptr);
+  }
+  EXPECT_EQ(faulty::calls(faulty::Operation::kAlloc), 0u);
+}
+
 }  // namespace
