@@ -15,17 +15,6 @@ BITMAPINFO bitmapOf(int32_t width, int32_t height, uint16_t depth) {
   return bmi;
 }
 
-TEST(DibRect, BeginsWithTheLastRowInMemoryWhenTheBitmapIsBottomUp) {
-  uint8_t bits[64];
-  JpgRect rect;
-  ASSERT_EQ(makeDibRect(bitmapOf(3, 4, 24), {3, 4, 3}, 4, bits, &rect), JPG_OK);
-  EXPECT_EQ(rect.bits, bits + 3 * 12);
-  EXPECT_EQ(rect.stride, -12);
-  ASSERT_EQ(makeDibRect(bitmapOf(3, -4, 24), {3, 4, 3}, 4, bits, &rect), JPG_OK);
-  EXPECT_EQ(rect.bits, bits);
-  EXPECT_EQ(rect.stride, 12);
-}
-
 // A row of 2^16 bytes, 2^15 of them and more: pointers of 32 bits don't reach the last.
 TEST(DibRect, EndsWherePointersDo) {
   uint8_t bits[4];
