@@ -75,10 +75,9 @@ inline const HuffShortcut *shortcutsOf(const uint8_t *lookup, uint32_t maxLength
 inline uint32_t endLengthOf(const HuffShortcut *shortcuts) {
   return shortcuts[1U << kShortcutBits];
 }
-// A shortcut without the end of the block that it may take along.
+// A coefficient's shortcut without the end of the block that it may take along.
 inline HuffShortcut withoutEnd(HuffShortcut s, uint32_t endLength) {
-  const uint32_t skip = shortcutSkip(s);
-  return skip > kSkipThenEnd && skip != kSkipNone ? s - (kSkipThenEnd << 8) - endLength : s;
+  return shortcutSkip(s) > kSkipThenEnd ? s - (kSkipThenEnd << 8) - endLength : s;
 }
 
 // Skips: how far the first kSkipBits bits of AC data lead, for reduced decoding, which drops most

@@ -281,6 +281,26 @@ TEST_P(Samples, DequantisedBlocksAreProductsTo16BitsAndEndWhereTheirLastOneIsOrL
   }
 }
 
+TEST_P(Samples, DequantisedBlocksMayLieAtAnyHalfword) {
+  alignas(4) int16_t in[65], out[65];
+  Random r(5);
+  for (const uint32_t from : {0U, 1U}) {
+    for (const uint32_t to : {0U, 1U}) {
+      Block block, steps, expected;
+      for (uint32_t i = 0; i < 64; i++) {
+        block[i] = static_cast<int16_t>(r.below(4) == 0 ? r.within(-9, 9) : 0);
+        steps[i] = static_cast<int16_t>(1 + r.below(99));
+        expected[i] = static_cast<int16_t>(block[i] * steps[i]);
+      }
+      std::copy(block.begin(), block.end(), in + from);
+      std::fill(std::begin(out), std::end(out), int16_t{77});
+      tested_->dequantise(in + from, steps.data(), out + to);
+      EXPECT_TRUE(std::equal(expected.begin(), expected.end(), out + to)) << from << ", " << to;
+      EXPECT_EQ(out[to == 0 ? 64 : 0], 77) << from << ", " << to;
+    }
+  }
+}
+
 // The definition itself.
 TEST(PresentCoefficients, OfThePlainKernelAreInZigZagOrder) {
   Block block = {};
