@@ -2,14 +2,19 @@
 # Measures the library beside independent codecs and prints one Markdown table:
 #   bench.sh                  speeds: medians of interleaved repetitions, and their ratio
 #   bench.sh --instructions   instructions per pixel of one call each, counted by valgrind
+#   bench.sh --heap           heap at the peak of one call each
 # Other words go to the benchmark program. Installs what is missing first.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
 scripts/setup.sh build bench
 cmake --preset bench >/dev/null
-cmake --build --preset bench --target jpg_bench >/dev/null
+cmake --build --preset bench --target jpg_bench jpg_heap >/dev/null
 program=build/bench/bench/jpg_bench
+
+if [ "${1:-}" = --heap ]; then
+  exec build/bench/bench/jpg_heap
+fi
 
 # count NAME SIZE SIDE: instructions of one call.
 count() {
