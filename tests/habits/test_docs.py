@@ -18,8 +18,12 @@ def read(name):
 
 
 def pages():
-    found = glob.glob(f"{SOURCE}/*.md") + glob.glob(f"{SOURCE}/[a-z]*/**/*.md", recursive=True)
-    return [os.path.relpath(name, SOURCE) for name in found if "/build/" not in name]
+    """The tree's own: builds may hold links out of it."""
+    found = []
+    for folder, below, names in os.walk(SOURCE):
+        below[:] = [name for name in below if name != "build" and not name.startswith(".")]
+        found += [os.path.join(folder, name) for name in names if name.endswith(".md")]
+    return [os.path.relpath(name, SOURCE) for name in found]
 
 
 class Pages(unittest.TestCase):
