@@ -170,8 +170,7 @@ template <uint32_t kComponents>
   const uint32_t reach = head->loaded - h->count + table.maxLength;
   // Of one component each symbol reaches farther than those before.
   if (kComponents == 1 || reach > head->reach) head->reach = reach;
-  h->bits <<= length;
-  h->count -= length;
+  dropHeadBits(h, length);
   *difference = value;
   return JPG_OK;
 }

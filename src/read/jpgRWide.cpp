@@ -38,11 +38,6 @@ int32_t windowExtend(BitWindow *w, JpgStream *s, uint32_t category) {
   return JPG_OK;
 }
 
-inline void dropHeadBits(WindowHead *head, uint32_t bits) {
-  head->bits <<= bits;
-  head->count -= bits;
-}
-
 // Adds a DC difference to the predictor. At least kSymbolBits bits must be there.
 inline Result updateDcWide(BitWindow *w, WindowHead *head, JpgStream *s,
                            JpgScanComponent *component) {
@@ -181,7 +176,7 @@ static_assert(!kHaveSkips || kLongestSkip + kSkipBits - 1 + kMaxCodeLength <= kE
               "a filled window has enough for two skips");
 static_assert(!kHaveSkips || kLongestSkip <= kFirstRoundBits, "and at first for one");
 
-// The AC coefficients behind coded position *k, which are dropped, as far as the window goes.
+// The AC coefficients behind coded position *last, which are dropped, as far as the window goes.
 AcEnd skipAc(BitWindow *w, WindowHead head, JpgStream *s, const JpgScanComponent &component,
              const HuffSkip *skips, int16_t *block, uint32_t *last, Result *result) {
   uint32_t k = *last;

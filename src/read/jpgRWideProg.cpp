@@ -36,10 +36,7 @@ inline uint32_t top(const Block &b, uint32_t n) {
   return static_cast<uint32_t>((b.head.bits >> 1) >> (kWindowBits - 1 - n));
 }
 
-inline void drop(Block *b, uint32_t n) {
-  b->head.bits <<= n;
-  b->head.count -= n;
-}
+inline void drop(Block *b, uint32_t n) { dropHeadBits(&b->head, n); }
 
 // Notes that the bit reader would have looked at the longest code, from `back` bits back.
 inline void notePeek(Block *b, uint32_t back) {

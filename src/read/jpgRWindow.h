@@ -119,7 +119,13 @@ inline void putBack(BitWindow *w, const WindowHead &head) {
   w->count = head.count;
 }
 
-// Appends a word of which the first `bytes` bytes, the stream's next ones, aren't 0.
+// Drops n bits, n < kWindowBits, which must be there.
+inline void dropHeadBits(WindowHead *head, uint32_t n) {
+  head->bits <<= n;
+  head->count -= n;
+}
+
+// Appends the stream's next `bytes` bytes: the first ones of `word`, with zeros behind them.
 inline void appendBytes(BitWindow *w, WindowHead *head, WindowWord word, uint32_t bytes) {
   head->bits |= word >> head->count;
   head->count += 8 * bytes;
@@ -150,7 +156,7 @@ inline bool fillWindow(BitWindow *w) {
   return filled;
 }
 
-// At least n bits, n <= kFilledBits. False when the window can't go on alone.
+// At least n bits, n <= kEnoughBits. False when the window can't go on alone.
 inline bool ensureBits(BitWindow *w, uint32_t n) { return w->count >= n || fillWindow(w); }
 
 // The next n bits, 0 <= n <= 16, which must be there.
