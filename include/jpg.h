@@ -490,7 +490,7 @@ JPG_API uint32_t JPG_CALL jpgReadSeekMarkerData(JPGHANDLE handle);
  *  @code
  *  static uint32_t decodeFrom(JPGHANDLE handle, int32_t interval, const JpgRect *rect) {
  *    uint32_t r = jpgReadSeekRestartMarker(handle, interval, JPG_RESTART_FROM_START);
- *    if (r == JPG_OK) r = jpgReadToRect(handle, rect, MCU_ROWS);
+ *    if (r == JPG_OK) r = jpgReadToRect(handle, rect, rect->height);
  *    return r;
  *  }
  *  @endcode
@@ -595,7 +595,8 @@ JPG_API uint32_t JPG_CALL jpgReadSetPartialBitstream(JPGHANDLE handle, const voi
  *    JPGHANDLE handle;
  *    uint32_t r = openFile(name, 0, &handle);
  *    if (r != JPG_OK) return r;
- *    r = jpgReadSpatialToRect(handle, rect, rect->height);
+ *    r = JPG_E_INVALID_PARAMETER;
+ *    if (fits(handle, rect)) r = jpgReadSpatialToRect(handle, rect, rect->height);
  *    jpgReadEpilog(handle);
  *    return r;
  *  }
