@@ -577,12 +577,16 @@ JPG_API uint32_t JPG_CALL jpgReadSetPartialBitstream(JPGHANDLE handle, const voi
  *  | progressive DCT        | n          | switched off      | n                                |
  *  | lossless               | n          | has none          | n; 2 n above 8 bits of precision |
  *
+ *  Scaled output is refused where conversion is switched off, and lossless samples are never
+ *  converted.
+ *
  *  For r rows the memory must have |`stride`| * (r - 1) + w * bytes a pixel bytes, counted from
- *  the first byte of the row that is lowest in memory; the last of them is the last byte written.
- *  w is the rectangle's `width` (jpgReadToRect(), jpgReadProgressiveToRect()), the whole scaled
- *  width (jpgReadScaleOutputToRect()) or the whole width of the image (jpgReadSpatialToRect()). r
- *  is what the call asks for, cut to what is left of the image where its height is known.
- *  jpgReadSpatialToRect() may also read one row behind those, and says when.
+ *  the first byte of the row that is lowest in memory; no byte behind them is written. w is the
+ *  rectangle's `width` (jpgReadToRect(), jpgReadProgressiveToRect()), the whole scaled width
+ *  (jpgReadScaleOutputToRect()) or the whole width of the image (jpgReadSpatialToRect()). A `width`
+ *  beyond the image's gets what the last MCU of a row holds there. r is what the call asks for, cut
+ *  to what is left of the image where its height is known. jpgReadSpatialToRect() may also read one
+ *  row behind those, and says when.
  *
  *  jpg.hpp and the Python module compare the memory with the file before they call.
  *

@@ -251,6 +251,46 @@ TEST(Room, BandsEndWhenTheReaderHoldsAnotherImage) {
   }
 }
 
+// The encoders read rows as the first call describes them: of what lies behind smaller ones, the
+// stream would tell.
+TEST(Room, LaterRowsOfAPictureAreLikeTheFirst) {
+  const jpg::Layout first = {kWidth, 16, 3, 8};
+  const jpg::Layout others[] = {{kWidth, 16, 1, 8}, {kWidth - 1, 16, 3, 8}, {kWidth, 16, 4, 8}};
+  for (const bool lossless : {false, true}) {
+    jpg::MemoryWriter writer = std::move(*jpg::MemoryWriter::create());
+    const auto encode = [&](const jpg::Layout &layout) {
+      const auto picture = jpg::Picture::make(layout);
+      const jpg::Status whole =
+          lossless ? writer.encodeLossless(*picture) : writer.encode(*picture);
+      if (whole.ok()) return whole;
+      const JpgRect rect = *picture->rect();
+      EXPECT_RESULT(whole.code(),
+                    (lossless ? writer.encodeLossless(rect, 16) : writer.encode(rect, 16)).code());
+      return whole;
+    };
+    EXPECT_RESULT(JPG_E_UNSUPPORTED, encode({kWidth, 16, 5, 8}).code());  // may be repeated
+    EXPECT_RESULT(JPG_OK, encode(first).code());
+    jpg::MemoryWriter moved = std::move(writer);
+    writer = std::move(moved);
+    for (const jpg::Layout &layout : others) {
+      EXPECT_RESULT(JPG_E_INVALID_PARAMETER, encode(layout).code());
+    }
+    EXPECT_RESULT(JPG_OK, encode(first).code());
+    EXPECT_RESULT(JPG_OK, writer.finish().code());
+    writer = std::move(*jpg::MemoryWriter::create());  // another picture
+    EXPECT_RESULT(JPG_OK, encode(others[0]).code());
+  }
+}
+
+TEST(Room, SamplesOfWordsFollowSamplesOfWords) {
+  const auto words = jpg::Picture::make({kWidth, 4, 1, 12}),
+             bytes = jpg::Picture::make({kWidth, 4, 1, 8});
+  jpg::MemoryWriter writer = std::move(*jpg::MemoryWriter::create());
+  EXPECT_RESULT(JPG_OK, writer.encodeLossless(*words).code());
+  EXPECT_RESULT(JPG_E_INVALID_PARAMETER, writer.encodeLossless(*bytes).code());
+  EXPECT_RESULT(JPG_OK, writer.encodeLossless(*words).code());
+}
+
 TEST(Room, SizesBeyondTheRectanglesNumbersAreRefused) {
   // Products that come to 4 and 8 modulo 2^32, and a height that int32_t doesn't hold.
   const jpg::Layout layouts[] = {
