@@ -52,6 +52,11 @@ void limitOutput(size_t bytes, bool once);
 // From the n-th read since reset() on, counted from 1, every file ends at `bytes`.
 void shrinkFiles(uint32_t n, size_t bytes);
 
+// From now on, reset() or not, heap blocks hold this byte wherever nothing has been stored to
+// them yet, and once they are released. (Before the first call it is A5, in the first 1 MB of a
+// block.)
+void fillWith(uint8_t byte);
+
 // From now on, until reset(), the processor has no features that could be asked for.
 void usePlainProcessor();
 
