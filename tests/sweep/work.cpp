@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "faulty.h"
+#include "support/stored.h"
 
 namespace sweep {
 namespace {
@@ -126,6 +127,7 @@ bool Work::note(const char *name, uint32_t code) {
 }
 
 void Work::fold(const void *data, size_t size) {
+  jpgtest::expectStored(data, size);
   const auto *bytes = static_cast<const uint8_t *>(data);
   for (size_t i = 0; i < size; i++) digest_ = (digest_ ^ bytes[i]) * 0x100000001B3U;
 }
