@@ -60,8 +60,9 @@ void fillWith(uint8_t byte);
 // From now on, until reset(), the processor has no features that could be asked for.
 void usePlainProcessor();
 
-uint32_t calls(Operation operation);  // since reset()
-bool faultHappened();                 // an armed fault was reached
+uint32_t calls(Operation operation);   // since reset()
+uint32_t faults(Operation operation);  // of these, those that an armed fault has struck
+bool faultHappened();                  // an armed fault was reached
 
 size_t liveBlocks();  // blocks allocated and not freed
 size_t liveBytes();

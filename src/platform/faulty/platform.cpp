@@ -20,6 +20,7 @@ struct State {
   Fault fault[kOperations] = {};
   uint32_t faultAt[kOperations] = {};
   uint32_t calls[kOperations] = {};
+  uint32_t struck[kOperations] = {};
   bool happened = false;
   std::unordered_map<void *, size_t> blocks;
   size_t liveBytes = 0;
@@ -50,6 +51,7 @@ Fault strike(Operation operation) {
       s.fault[i] == Fault::kFailAfter ? s.calls[i] >= s.faultAt[i] : s.calls[i] == s.faultAt[i];
   if (s.fault[i] == Fault::kNone || !hit) return Fault::kNone;
   s.happened = true;
+  s.struck[i]++;
   return s.fault[i] == Fault::kCutShort ? Fault::kCutShort : Fault::kFail;
 }
 
@@ -141,6 +143,7 @@ void fillWith(uint8_t byte) { filling() = {byte, SIZE_MAX}; }
 void usePlainProcessor() { state().plainProcessor = true; }
 
 uint32_t calls(Operation operation) { return state().calls[index(operation)]; }
+uint32_t faults(Operation operation) { return state().struck[index(operation)]; }
 bool faultHappened() { return state().happened; }
 size_t liveBlocks() { return state().blocks.size(); }
 size_t liveBytes() { return state().liveBytes; }
