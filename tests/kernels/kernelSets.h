@@ -1,6 +1,5 @@
-// What the tests of the kernels share: the sets of this processor, what defines
-// their results, and memory that ends at a page
-// which can't be touched.
+// What the tests of the kernels share: the sets of this processor, what defines their results,
+// words for what differs from them, and memory that ends at a page which can't be touched.
 #ifndef JPG_TESTS_KERNELS_KERNELSETS_H
 #define JPG_TESTS_KERNELS_KERNELSETS_H
 
@@ -91,8 +90,64 @@ inline std::vector<const jpg::Kernels *> kernelSets() {
   return sets;
 }
 
+inline std::string nameOf(const jpg::Kernels &set) {
+  return &set == &jpg::jpgPlainKernels ? "Plain" : "Best";
+}
 inline std::string nameOfSet(const ::testing::TestParamInfo<const jpg::Kernels *> &info) {
-  return info.param == &jpg::jpgPlainKernels ? "Plain" : "Best";
+  return nameOf(*info.param);
+}
+
+// ---- Words for a failure: the set, its routine, and the first value that is wrong ----
+
+// Sampling bytes, one for each component.
+inline std::string nameOfLayout(const std::vector<uint8_t> &sampling) {
+  std::string name = "layout";
+  for (const uint8_t s : sampling) {
+    name += " " + std::to_string(s >> 4) + "x" + std::to_string(s & 15);
+  }
+  return name;
+}
+
+// Cells of 1, 2, 4, 8 samples both ways have the codes 0 to 3.
+inline std::string nameOfScale(uint32_t code) {
+  return "scale " + (code < 3 ? "1/" + std::to_string(8 >> code) : "1");
+}
+
+// Where the value `i` of blocks stands that lie one behind another.
+inline std::string placeInBlocks(size_t i) {
+  return "block " + std::to_string(i / 64) + ", row " + std::to_string(i / 8 % 8) + ", column " +
+         std::to_string(i % 8);
+}
+
+// `place` gives the words for the i-th value, `what` those for the routine and what it was given.
+template <typename Value, typename Place>
+::testing::AssertionResult sameValues(const jpg::Kernels &set, const std::string &what,
+                                      const Value *expected, const Value *made, size_t count,
+                                      const Place &place) {
+  for (size_t i = 0; i < count; i++) {
+    if (made[i] == expected[i]) continue;
+    return ::testing::AssertionFailure() << nameOf(set) << " set, " << what << ": " << place(i)
+                                         << " is " << +made[i] << " instead of " << +expected[i];
+  }
+  return ::testing::AssertionSuccess();
+}
+
+inline ::testing::AssertionResult sameBlocks(const jpg::Kernels &set, const std::string &what,
+                                             const int16_t *expected, const int16_t *made,
+                                             size_t blocks = 1) {
+  return sameValues(set, what, expected, made, 64 * blocks, placeInBlocks);
+}
+
+// Masks of coefficients in the coded order.
+inline ::testing::AssertionResult sameMasks(const jpg::Kernels &set, const std::string &what,
+                                            uint64_t expected, uint64_t made) {
+  for (uint32_t k = 0; k < 64; k++) {
+    const uint64_t e = expected >> k & 1, m = made >> k & 1;
+    if (e == m) continue;
+    return ::testing::AssertionFailure() << nameOf(set) << " set, " << what << ": the bit of the "
+                                         << "coded position " << k << " is " << m;
+  }
+  return ::testing::AssertionSuccess();
 }
 
 // `size` bytes, filled with a pattern, that lie directly ahead of or directly behind a page

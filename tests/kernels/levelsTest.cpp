@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <string>
 #include <vector>
 
 #include "jpg.h"
@@ -87,13 +88,33 @@ struct Levels {
   }
 };
 
+// Where a level stands, or that it is none.
+std::string placeOfLevel(size_t i, uint32_t count) {
+  if (i < Levels::kGuard) return "what lies ahead";
+  if (i >= Levels::kGuard + 64 * count) return "what lies behind";
+  return "block " + std::to_string((i - Levels::kGuard) / 64) + ", coded position " +
+         std::to_string((i - Levels::kGuard) % 64);
+}
+
 class LevelKernels : public KernelTest {
  protected:
-  bool agree(const std::vector<int16_t> &samples, uint32_t count, const Steps &steps) const {
+  ::testing::AssertionResult agree(const std::vector<int16_t> &samples, uint32_t count,
+                                   const Steps &steps) const {
     Levels plain(samples, count), best(samples, count);
     plain.make(*defined_, count, steps);
     best.make(*tested_, count, steps);
-    return plain == best;
+    if (plain == best) return ::testing::AssertionSuccess();
+    const std::string what =
+        "makeLevels of " + std::to_string(count) + ", first step " + std::to_string(steps.step[0]);
+    ::testing::AssertionResult r = jpgtest::sameValues(
+        *tested_, what, plain.blocks.data(), best.blocks.data(), plain.blocks.size(),
+        [count](size_t i) { return placeOfLevel(i, count); });
+    // The masks have a guard on either side, too.
+    for (uint32_t i = 0; r && i < count + 2; i++) {
+      const std::string mask = what + ", mask of block " + std::to_string(static_cast<int>(i) - 1);
+      r = jpgtest::sameMasks(*tested_, mask, plain.present[i], best.present[i]);
+    }
+    return r;
   }
 };
 
@@ -241,9 +262,11 @@ TEST(DcLevels, AreTheNearestMultiplesForEverySumAndStep) {
         const int32_t other = std::min(sum + stride, kMostSum);
         flatWithSum(other, blocks + 64);
         kernels->makeLevels(blocks, 2, steps.get(), present);
-        ASSERT_EQ(blocks[0], nearest(sum, 8 * t)) << sum << " by " << 8 * t;
-        ASSERT_EQ(blocks[64], nearest(other, 8 * t)) << other << " by " << 8 * t;
-        ASSERT_EQ(present[0] & 1, blocks[0] != 0 ? 1U : 0U);
+        ASSERT_EQ(blocks[0], nearest(sum, 8 * t))
+            << jpgtest::nameOf(*kernels) << " set, block 0: " << sum << " by " << 8 * t;
+        ASSERT_EQ(blocks[64], nearest(other, 8 * t))
+            << jpgtest::nameOf(*kernels) << " set, block 1: " << other << " by " << 8 * t;
+        ASSERT_EQ(present[0] & 1, blocks[0] != 0 ? 1U : 0U) << jpgtest::nameOf(*kernels) << " set";
       }
     }
   }
