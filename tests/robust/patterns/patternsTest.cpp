@@ -10,6 +10,7 @@
 
 #include "faulty.h"
 #include "golden/goldenCases.h"
+#include "prog/progressiveStream.h"
 #include "robust/patterns/steps.h"
 #include "robust/sweep/smallStreams.h"
 #include "support/reader.h"
@@ -112,7 +113,17 @@ TEST_P(Patterns, DoNotShowInStreamsWithAnotherByte) {
 
 std::string nameOfParam(const testing::TestParamInfo<SmallStream> &info) { return info.param.name; }
 
-INSTANTIATE_TEST_SUITE_P(SmallStreams, Patterns, testing::ValuesIn(smallStreams()), nameOfParam);
+// Those of the sweeps, and a progressive one of which a restart seek finds intervals: a row of
+// MCUs each.
+std::vector<SmallStream> allStreams() {
+  std::vector<SmallStream> all = smallStreams();
+  Picture picture = makePicture(17, 17, {0x11}, Fill::kSparse, 5);
+  picture.restartInterval = 3;
+  all.push_back({"ProgressiveRowIntervals", encodeProgressive(picture, spectralScript(1))});
+  return all;
+}
+
+INSTANTIATE_TEST_SUITE_P(SmallStreams, Patterns, testing::ValuesIn(allStreams()), nameOfParam);
 
 TEST(WriterPatterns, DoNotShowWhateverCallsFollowEachOther) {
   uint32_t differences = 0;

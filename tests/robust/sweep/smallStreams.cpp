@@ -130,7 +130,6 @@ std::vector<SmallStream> makeAll() {
   add("ProgressiveGrey", progressive({0x11}, refiningScript));
   add("ProgressiveColour", progressive({0x22, 0x11, 0x11}, spectralScript));
   add("ProgressiveRestarts", progressive({0x11, 0x11, 0x11}, partedScript, 2));
-  add("ProgressiveRowIntervals", progressive({0x11}, spectralScript, 3));
   add("LosslessGrey", lossless(1, 8, 1));
   add("LosslessColour", lossless(3, 8, 4, 9));
   add("LosslessDeep", lossless(1, 16, 7));
