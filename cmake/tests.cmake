@@ -1,7 +1,7 @@
-# Tests: GoogleTest programs, discovered one by one. For another target the library is built
-# along, from Debian's sources.
+# Tests: GoogleTest programs, discovered one by one. For another target and for
+# MemorySanitizer, which must see every store, the library is built along, from Debian's sources.
 set(JPG_GTEST_SOURCES /usr/src/googletest/googletest CACHE PATH "Sources of GoogleTest")
-if(CMAKE_CROSSCOMPILING)
+if(CMAKE_CROSSCOMPILING OR JPG_MSAN)
   add_subdirectory(${JPG_GTEST_SOURCES} ${PROJECT_BINARY_DIR}/googletest EXCLUDE_FROM_ALL)
   foreach(library gtest gtest_main)
     if(NOT TARGET GTest::${library})

@@ -9,8 +9,11 @@
 #include <vector>
 
 #include "jpg.h"
+#include "support/stored.h"
 
 namespace {
+
+using jpgtest::expectStored;
 
 constexpr unsigned kSlots = 3;            // handles of each kind
 constexpr unsigned kMaxCalls = 64;        // of a program
@@ -199,6 +202,7 @@ void Machine::thumbnail() {
   if (width > kMaxPixels || height > kMaxPixels || width * height > kMaxPixels) return;
   row_.assign(static_cast<size_t>((width + 4) * 4 * height) + 4, 0);
   jpgExifReadThumbnailToWinDIBits(exif, row_.data(), bmi);
+  expectStored(row_.data(), row_.size());
 }
 
 void Machine::writeBitmap() {
@@ -223,6 +227,7 @@ void Machine::callReader(unsigned function) {
   uint32_t word = 0, second = 0;
   uint16_t marker = 0;
   uint8_t data[64];
+  jpgtest::markUnstored(data, sizeof(data));
   switch (function) {
     case 5:
       jpgReadGetCodingProcess(h, &word);
@@ -244,7 +249,10 @@ void Machine::callReader(unsigned function) {
       break;
     case 11: {
       const uint32_t size = in_.below(sizeof(data) + 1);
-      if (jpgReadReadMarkerData(h, data, size, &word) == JPG_OK) check(word >= 1 && word <= size);
+      if (jpgReadReadMarkerData(h, data, size, &word) == JPG_OK) {
+        check(word >= 1 && word <= size);
+        expectStored(data, word);
+      }
       break;
     }
     case 12:
@@ -288,6 +296,11 @@ void Machine::callReader(unsigned function) {
       readBitmap(h, function - 20);
       break;
   }
+  expectStored(word);
+  expectStored(second);
+  expectStored(marker);
+  // Nothing that was taken from the library's own memory may be undefined.
+  expectStored(row_.data(), row_.size());
 }
 
 void Machine::callSettings(unsigned function) {
@@ -350,7 +363,10 @@ void Machine::callWriter(unsigned function) {
       writeBitmap();
       break;
     case 36:
-      if (jpgWriteGetPartialBitstream(h, &data, &size) == JPG_OK) jpgWriteFreeBitstream(data);
+      if (jpgWriteGetPartialBitstream(h, &data, &size) == JPG_OK) {
+        expectStored(data, size);
+        jpgWriteFreeBitstream(data);
+      }
       break;
     case 37:
       if (jpgWriteEpilogToFile(h) != JPG_E_INVALID_HANDLE) closed(h);
@@ -358,6 +374,7 @@ void Machine::callWriter(unsigned function) {
     default:
       if (jpgWriteEpilogToMemory(h, &data, &size) == JPG_E_INVALID_HANDLE) break;
       closed(h);
+      expectStored(data, size);
       if (data != nullptr) check(jpgWriteFreeBitstream(data) == JPG_OK);
       break;
   }

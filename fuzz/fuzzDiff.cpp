@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "jpg.h"
+#include "kernels/jpgKernels.h"
 #include "share/jpgShare.h"
 
 namespace {

@@ -7,6 +7,8 @@
 #include <cstdint>
 #include <vector>
 
+#include "support/stored.h"
+
 namespace {
 
 constexpr size_t kMaxTiff = 65000;        // fits a segment
@@ -81,7 +83,9 @@ void readThumbnail(JPGEXIFHANDLE exif, uint8_t choice) {
   } bitmap = {};
   auto *bmi = reinterpret_cast<BITMAPINFO *>(&bitmap);
   bitmap.header.biBitCount = static_cast<uint16_t>(8 * (choice % 3 + 1));
+  jpgtest::markDescriptionUnstored(bmi);
   if (jpgExifReadThumbnailToWinDIBits(exif, nullptr, bmi) != JPG_OK) return;
+  jpgtest::expectDescriptionStored(*bmi, 0);
   check(bitmap.header.biWidth >= 0 && bitmap.header.biHeight >= 0);
   if ((choice & 8) != 0) bitmap.header.biBitCount = 32;
   const auto width = static_cast<uint64_t>(bitmap.header.biWidth);
@@ -90,7 +94,15 @@ void readThumbnail(JPGEXIFHANDLE exif, uint8_t choice) {
   if (size > kMaxBytes) return;
   if ((choice & 4) != 0) bitmap.header.biHeight = -bitmap.header.biHeight;
   std::vector<uint8_t> memory(static_cast<size_t>(size) + 2 * kGuardBytes, kGuard);
-  jpgExifReadThumbnailToWinDIBits(exif, memory.data() + kGuardBytes, bmi);
+  uint8_t *pixels = memory.data() + kGuardBytes;
+  jpgtest::markUnstored(pixels, static_cast<size_t>(size));
+  const uint32_t r = jpgExifReadThumbnailToWinDIBits(exif, pixels, bmi);
+  // Bytes of a row that are pixels in every case: two components are stored as the first of
+  // them though the depth is 16, four as three.
+  const size_t bytes = static_cast<size_t>(width) * (bitmap.header.biBitCount < 24 ? 1 : 3);
+  for (uint64_t y = 0; r == JPG_OK && y * row < size; y++) {
+    jpgtest::expectStored(pixels + y * row, bytes);
+  }
   for (size_t i = 0; i < kGuardBytes; i++) {
     check(memory[i] == kGuard && memory[memory.size() - 1 - i] == kGuard);
   }

@@ -6,8 +6,11 @@
 #include <vector>
 
 #include "jpg.h"
+#include "support/stored.h"
 
 namespace {
+
+using jpgtest::expectStored;
 
 constexpr uint64_t kMaxPixels = 1 << 18;  // keeps a run short
 constexpr size_t kChoices = 4;
@@ -35,7 +38,10 @@ void walkMarkers(JPGHANDLE h) {
   int32_t mode = JPG_SEGMENT_FIRST;
   for (int i = 0; i < 64; i++, mode = JPG_SEGMENT_NEXT) {
     if (jpgReadSeekMarkerSegment(h, mode, &marker, &length) != JPG_OK) break;
-    jpgReadReadMarkerData(h, data, sizeof(data), nullptr);
+    uint32_t count = 0;
+    jpgtest::markUnstored(data, sizeof(data));
+    jpgReadReadMarkerData(h, data, sizeof(data), &count);
+    expectStored(data, count);
   }
 }
 
@@ -43,6 +49,19 @@ struct Bitmap {
   BITMAPINFOHEADER header;
   RGBQUAD colors[256];
 };
+
+// Bytes of a row's pixels, those that fill it up left out.
+size_t pixelBytes(const Bitmap &bitmap) {
+  return static_cast<size_t>(bitmap.header.biWidth) * bitmap.header.biBitCount / 8;
+}
+
+// All pixels of a bitmap have been stored.
+void expectPixels(const Bitmap &bitmap, const uint8_t *pixels) {
+  const size_t row = (pixelBytes(bitmap) + 3) / 4 * 4;
+  for (int32_t y = 0; y < bitmap.header.biHeight; y++) {
+    expectStored(pixels + row * static_cast<size_t>(y), pixelBytes(bitmap));
+  }
+}
 
 void readThumbnail(JPGHANDLE h) {
   JPGEXIFHANDLE exif = nullptr;
@@ -52,12 +71,16 @@ void readThumbnail(JPGHANDLE h) {
   }
   Bitmap bitmap = {};
   auto *bmi = reinterpret_cast<BITMAPINFO *>(&bitmap);
+  jpgtest::markDescriptionUnstored(bmi);
   if (jpgExifReadThumbnailToWinDIBits(exif, nullptr, bmi) == JPG_OK) {
+    jpgtest::expectDescriptionStored(*bmi, 0);
     const uint64_t row = (static_cast<uint64_t>(bitmap.header.biWidth) + 3) / 4 * 4;
     const uint64_t rows = static_cast<uint64_t>(bitmap.header.biHeight);
     if (row * rows <= kMaxPixels) {
       std::vector<uint8_t> pixels(static_cast<size_t>(row * rows) + 4);
-      jpgExifReadThumbnailToWinDIBits(exif, pixels.data(), bmi);
+      jpgtest::markUnstored(pixels.data(), pixels.size());
+      const uint32_t r = jpgExifReadThumbnailToWinDIBits(exif, pixels.data(), bmi);
+      if (r == JPG_OK) expectPixels(bitmap, pixels.data());
     }
   }
   check(jpgReadExifReadAttributeEpilog(exif) == JPG_OK);
@@ -73,7 +96,52 @@ uint32_t readBand(JPGHANDLE h, const Choices &choices, uint32_t process, const J
   return jpgReadToRect(h, &rect, lines);
 }
 
-void decode(JPGHANDLE h, const Choices &choices) {
+// What rows of a picture hold, and how many of them a call that succeeds has stored.
+struct Expected {
+  uint32_t height;  // of the output; 0 while it is unknown
+  size_t rowBytes;
+  bool fromTop;  // no row was read or passed before
+
+  int32_t rows(uint32_t y, int32_t lines) const {
+    // Bands that end within an MCU row lose its other rows.
+    if (height == 0 || !fromTop || (lines % 16 != 0 && y != 0)) return 1;
+    const auto left = static_cast<int32_t>(height - y);
+    return lines < left ? lines : left;
+  }
+};
+
+Expected expect(JPGHANDLE h, const Choices &choices, uint32_t process, const JpgRect &rect) {
+  uint32_t width = 0, height = 0, channels = 0, precision = 0;
+  check(jpgReadGetImageSize(h, &width, &height) == JPG_OK);
+  check(jpgReadGetNumberOfChannels(h, &channels) == JPG_OK);
+  check(jpgReadGetSamplePrecision(h, &precision) == JPG_OK);
+  if (process == JPG_PROCESS_LOSSLESS) {
+    return {height, size_t{width} * channels * (precision > 8 ? 2 : 1), true};
+  }
+  const bool raw = (choices.calls & 4) != 0;
+  const size_t pixel = raw ? channels : channels < 3 ? 1 : 3;
+  if ((choices.calls & 8) != 0 && process != JPG_PROCESS_PROGRESSIVE) {
+    check(jpgReadScaleOutputGetImageSize(h, &width, &height, choices.band & 3) == JPG_OK);
+    return {height, width * pixel, true};
+  }
+  const auto stored = static_cast<uint32_t>(rect.width < 0 ? 0 : rect.width);
+  return {height, (stored < width ? stored : width) * pixel, true};
+}
+
+// The rows of a band and whether they are what the call says.
+uint32_t readChecked(JPGHANDLE h, const Choices &choices, uint32_t process, const JpgRect &rect,
+                     int32_t lines, const Expected &expected, uint32_t y) {
+  const int32_t rows = expected.rows(y, lines);
+  jpgtest::markRowsUnstored(rect, rows, expected.rowBytes);
+  const uint32_t r = readBand(h, choices, process, rect, lines);
+  // MCU layouts that aren't served succeed and store nothing.
+  if (r == JPG_OK && !jpgtest::holdOnly(rect.bits, expected.rowBytes, kGuard)) {
+    jpgtest::expectRowsStored(rect, rows, expected.rowBytes);
+  }
+  return r;
+}
+
+void decode(JPGHANDLE h, const Choices &choices, bool fromTop = false) {
   uint32_t width = 0, height = 0, channels = 0, precision = 0, process = 0;
   check(jpgReadGetImageSize(h, &width, &height) == JPG_OK);
   check(jpgReadGetNumberOfChannels(h, &channels) == JPG_OK);
@@ -93,10 +161,13 @@ void decode(JPGHANDLE h, const Choices &choices) {
   rect.stride = bottomUp ? -stride : stride;
   rect.bitsPerPixel = static_cast<int32_t>(8 * channels);
   const int32_t lines = choices.band % 40 + 1;
+  Expected expected = expect(h, choices, process, rect);
+  expected.fromTop = fromTop;
   for (uint32_t y = 0; y < height; y += static_cast<uint32_t>(lines)) {
     rect.bits = memory.data() + kGuardBytes + size_t{bottomUp ? height - y : y} * rowBytes;
     const auto left = static_cast<int32_t>(height - y);
-    const uint32_t r = readBand(h, choices, process, rect, lines < left ? lines : left);
+    const int32_t wanted = lines < left ? lines : left;
+    const uint32_t r = readChecked(h, choices, process, rect, wanted, expected, y);
     if (r != JPG_OK) break;
   }
   for (size_t i = 0; i < kGuardBytes; i++) {
@@ -108,12 +179,18 @@ void readBitmap(JPGHANDLE h, const Choices &choices) {
   Bitmap bitmap = {};
   bitmap.header.biBitCount = static_cast<uint16_t>(8 * (choices.narrow % 4 + 1));
   auto *bmi = reinterpret_cast<BITMAPINFO *>(&bitmap);
+  uint32_t channels = 0;
+  check(jpgReadGetNumberOfChannels(h, &channels) == JPG_OK);
+  jpgtest::markDescriptionUnstored(bmi);
   check(jpgReadToWinDIBits(h, 0, nullptr, bmi) == JPG_OK);
+  jpgtest::expectDescriptionStored(*bmi, channels);
   const uint64_t row = (static_cast<uint64_t>(bitmap.header.biWidth) * 3 + 3) / 4 * 4;
   const auto rows = static_cast<uint64_t>(bitmap.header.biHeight);
   if (row * rows > kMaxPixels || rows == 0) return;
   std::vector<uint8_t> pixels(static_cast<size_t>(row * rows) + 4);
-  jpgReadToWinDIBits(h, bitmap.header.biHeight, pixels.data(), bmi);
+  jpgtest::markUnstored(pixels.data(), pixels.size());
+  const uint32_t r = jpgReadToWinDIBits(h, bitmap.header.biHeight, pixels.data(), bmi);
+  if (r == JPG_OK && (choices.calls & 2) == 0) expectPixels(bitmap, pixels.data());
 }
 
 // Seeks of both modes with a band behind each.
@@ -153,7 +230,7 @@ void readStream(const Choices &choices, const uint8_t *data, size_t size) {
   if ((choices.calls & 64) != 0) {
     readBitmap(h, choices);
   } else {
-    decode(h, choices);
+    decode(h, choices, (choices.calls & 2) == 0);
   }
   if ((choices.calls & 2) != 0) seekIntervals(h, choices);
   if ((choices.flags & JPG_READ_PARTIAL_BITSTREAM) != 0 && size > 32) {

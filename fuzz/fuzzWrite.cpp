@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "jpg.h"
+#include "support/stored.h"
 
 namespace {
 
@@ -107,12 +108,16 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
   if (in.below(4) == 0) {
     void *piece = nullptr;
     uint32_t pieceSize = 0;
-    if (jpgWriteGetPartialBitstream(h, &piece, &pieceSize) == JPG_OK) jpgWriteFreeBitstream(piece);
+    if (jpgWriteGetPartialBitstream(h, &piece, &pieceSize) == JPG_OK) {
+      jpgtest::expectStored(piece, pieceSize);
+      jpgWriteFreeBitstream(piece);
+    }
   }
   const uint32_t r = kind < 2 ? writeRect(h, &in, kind == 1) : writeBitmap(h, &in);
   void *stream = nullptr;
   uint32_t streamSize = 0;
   const uint32_t closed = jpgWriteEpilogToMemory(h, &stream, &streamSize);
+  jpgtest::expectStored(stream, streamSize);
   // A complete stream begins with SOI; pieces after the first don't.
   const auto *bytes = static_cast<const uint8_t *>(stream);
   const bool complete = streamSize > 2 && bytes[0] == 0xFF && bytes[1] == 0xD8;

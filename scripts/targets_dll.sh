@@ -90,7 +90,7 @@ case $target in
     python3 tests/dll/check_windows.py "$folder/win64/bin/jpg.dll" . 0x8664
     export WINEPREFIX=$folder/wine
     check_zip "$folder/win64"
-    step "The golden table, files, heap and palette under Wine"
+    step "The golden table, faults, files, heap and palette under Wine"
     ctest --test-dir "$folder/win64" --output-on-failure --no-tests=error -j "$(nproc)"
     ;;
   *)

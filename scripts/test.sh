@@ -10,7 +10,10 @@ if [ "${1:-}" = --preset ]; then
   shift 2
 fi
 scripts/setup.sh build test docs
-case "$preset" in asan | tsan | clang) scripts/setup.sh clang ;; esac
+case "$preset" in
+  asan | tsan | clang) scripts/setup.sh clang ;;
+  msan) scripts/setup.sh msan ;;
+esac
 cmake --preset "$preset" >/dev/null
 # ThreadSanitizer is for the tests with threads alone.
 target=all

@@ -278,7 +278,7 @@ Result decodeWide(BitWindow *w, JpgStream *s, int16_t *block, JpgScanComponent *
   WindowHead head = {};
   if (!isReady(w, s, *component, &head)) {
     if (isOpen(*w)) closeWindow(w, s);
-    return decodeBlockCorner(s, block, component, kLastStored);
+    return decodeBlock(s, block, component, kLastStored);
   }
   if (const Result r = updateDcWide(w, &head, s, component); r != JPG_OK) return r;
   block[0] = dequantise(component->dcPredictor, component->quantTable[0]);

@@ -1,4 +1,4 @@
-// Blocks of a sequential scan out of a bit window: what decodeBlock and decodeBlockCorner of
+// Blocks of a sequential scan out of a bit window: what decodeBlock of
 // jpgRVLC.h give, results, coefficients and stream state alike, in fewer steps.
 #ifndef JPG_READ_RFASTBLOCK_H
 #define JPG_READ_RFASTBLOCK_H
@@ -8,7 +8,7 @@
 
 namespace jpg {
 
-// As decodeBlock, through `w`, which may be closed before and after, and into a block that the
+// As decodeBlock for all coefficients, through `w`, which may be closed before and after, and into a block that the
 // caller has cleared. `*last` receives a coded position behind which all coefficients are 0:
 // 0 for a block of a DC coefficient alone.
 Result decodeBlockFast(BitWindow *w, JpgStream *s, int16_t *block, JpgScanComponent *component,
@@ -18,7 +18,7 @@ Result decodeBlockFast(BitWindow *w, JpgStream *s, int16_t *block, JpgScanCompon
 constexpr uint32_t kCornerOf2 = 4;   // row 1, column 1
 constexpr uint32_t kCornerOf4 = 24;  // row 3, column 3
 
-// As decodeBlockCorner with a `lastStored` of 0, kCornerOf2 or kCornerOf4, into a block whose
+// As decodeBlock with a `lastStored` of 0, kCornerOf2 or kCornerOf4, into a block whose
 // corner the caller has cleared. It may also store outside of the corner.
 Result decodeCornerFast(BitWindow *w, JpgStream *s, int16_t *block, JpgScanComponent *component,
                         uint32_t lastStored);

@@ -117,7 +117,7 @@ McuKernel chooseMcuKernel(const JpgContext &c, PixelFormat format) {
   for (uint32_t i = 1; i < 3; i++) {
     if (c.scanComponents[i].sampling != 0x11) return nullptr;
   }
-  const bool served = luma == (c.hMax << 4 | c.vMax) && c.hMax <= 2 && c.vMax <= 2;
+  const bool served = luma == (c.hMax << 4 | c.vMax);
   return served ? (*c.kernels->putYcc[c.scanState])[c.hMax - 1][c.vMax - 1] : nullptr;
 }
 

@@ -247,6 +247,7 @@ const std::vector<FaultKind> &faultKinds() {
       {"size query", Operation::kGetSize, Fault::kFail, {JPG_E_NOT_JPEG}},
       // Only the record's own release counts.
       {"free", Operation::kFree, Fault::kFail, {JPG_OK, JPG_E_FAIL}},
+      // That of the probe of a file's size doesn't count; sweep() knows which one does.
       {"close", Operation::kClose, Fault::kFail, {JPG_OK, JPG_E_FAIL}},
   };
   return kinds;
@@ -257,10 +258,16 @@ using Work = std::function<uint32_t()>;
 // Fails one operation after the other; returns how many faults there were room for.
 uint32_t sweep(const FaultKind &kind, const Work &work) {
   constexpr uint32_t kEnough = 100000;
+  faulty::reset();
+  EXPECT_EQ(work(), JPG_OK);
+  const uint32_t closes = faulty::calls(Operation::kClose);
   for (uint32_t n = 1; n < kEnough; n++) {
     faulty::reset();
     faulty::arm(kind.operation, kind.fault, n);
     const uint32_t r = work();
+    if (kind.operation == Operation::kClose && n <= closes) {
+      EXPECT_EQ(r, n == closes ? JPG_E_FAIL : JPG_OK) << "close " << n << " of " << closes;
+    }
     EXPECT_EQ(faulty::liveBlocks(), 0u) << kind.name << " " << n;
     EXPECT_EQ(faulty::openFiles(), 0u) << kind.name << " " << n;
     EXPECT_EQ(faulty::wrongFrees(), 0u) << kind.name << " " << n;
@@ -274,6 +281,18 @@ uint32_t sweep(const FaultKind &kind, const Work &work) {
   }
   ADD_FAILURE() << "the sweep doesn't end";
   return 0;
+}
+
+// The epilogs of files whose close fails: all is freed, and the result is JPG_E_FAIL unless the
+// epilog has another one to tell.
+uint32_t closeBadly(JPGHANDLE h, uint32_t (*epilog)(JPGHANDLE)) {
+  faulty::arm(Operation::kClose, Fault::kFailAfter, 1);
+  const uint32_t r = epilog(h);
+  EXPECT_EQ(faulty::faults(Operation::kClose), 1u);
+  EXPECT_EQ(faulty::liveBlocks(), 0u);
+  EXPECT_EQ(faulty::openFiles(), 0u);
+  faulty::reset();
+  return r;
 }
 
 // Sweeps every kind of fault; the work must meet those named.
@@ -323,6 +342,40 @@ TEST_F(FaultSweep, WritingABaselineFile) {
 
 TEST_F(FaultSweep, WritingALosslessFile) {
   sweepAll([] { return writeFile(true, outputName()); }, kWritingFile);
+}
+
+TEST_F(FaultSweep, AReadEpilogTellsOfAFileThatCannotBeClosed) {
+  ASSERT_EQ(writeFile(false, inputName()), JPG_OK);
+  for (const uint32_t flags : {0U, JPG_READ_COMPLETE}) {
+    JPGHANDLE h = nullptr;
+    ASSERT_EQ(jpgReadPrologFromFile(wide(inputName()).c_str(), 0, 0, flags, &h), JPG_OK);
+    EXPECT_EQ(closeBadly(h, jpgReadEpilog), JPG_E_FAIL);
+  }
+}
+
+TEST_F(FaultSweep, AWriteEpilogTellsOfAFileThatCannotBeClosed) {
+  for (const bool lossless : {false, true}) {
+    JPGHANDLE h = nullptr;
+    ASSERT_EQ(jpgWritePrologToFile(wide(outputName()).c_str(), 0, &h), JPG_OK);
+    ASSERT_EQ(encode(h, lossless), JPG_OK);
+    EXPECT_EQ(closeBadly(h, jpgWriteEpilogToFile), JPG_E_FAIL);
+  }
+}
+
+TEST_F(FaultSweep, AWriteEpilogPrefersToTellOfBytesThatAreMissing) {
+  JPGHANDLE h = nullptr;
+  ASSERT_EQ(jpgWritePrologToFile(wide(outputName()).c_str(), 0, &h), JPG_OK);
+  ASSERT_EQ(encode(h, false), JPG_OK);
+  faulty::limitOutput(0, false);
+  EXPECT_EQ(closeBadly(h, jpgWriteEpilogToFile), JPG_E_WRITE_FAULT);
+}
+
+TEST_F(FaultSweep, AnEpilogWhoseFileAndRecordBothFailTellsOnce) {
+  ASSERT_EQ(writeFile(false, inputName()), JPG_OK);
+  JPGHANDLE h = nullptr;
+  ASSERT_EQ(jpgReadPrologFromFile(wide(inputName()).c_str(), 0, 0, 0, &h), JPG_OK);
+  faulty::arm(Operation::kFree, Fault::kFailAfter, 1);
+  EXPECT_EQ(closeBadly(h, jpgReadEpilog), JPG_E_FAIL);
 }
 
 TEST_F(FaultSweep, WritingToMemory) {

@@ -1,6 +1,5 @@
-// What the tests of the kernels share: the sets of this processor, what defines
-// their results, and memory that ends at a page
-// which can't be touched.
+// What the tests of the kernels share: the sets of this processor, what defines their results,
+// words for what differs from them, and memory that ends at a page which can't be touched.
 #ifndef JPG_TESTS_KERNELS_KERNELSETS_H
 #define JPG_TESTS_KERNELS_KERNELSETS_H
 
@@ -13,76 +12,18 @@
 #include <string>
 #include <vector>
 
+#include "kernels/definition.h"
 #include "kernels/jpgKernels.h"
-#include "read/jpgRIdct.h"
-#include "read/jpgRScal.h"
 #include "share/jpgTables.h"
 #include "support/random.h"
-#include "write/jpgWFdct.h"
 
 namespace jpgtest {
 
-// The routines that define the results, as a set; src/read and src/write have them.
-namespace definition {
-
-inline void inverseTransform(int16_t *block, uint32_t /*last*/) {
-  jpg::jpgIdct8x8(block);
-  jpg::limitBlock(block);
-}
-
-inline void inverseTransformHalf(int16_t *block, uint32_t /*last*/) {
-  jpg::jpgIdct4x4(block);
-  jpg::limitCorner(block, 4);
-}
-
-inline uint64_t present(const int16_t *block) {
-  uint64_t mask = 0;
-  for (uint32_t k = 0; k < 64; k++) {
-    if (block[jpg::kZigZag.natural[k]] != 0) mask |= uint64_t{1} << k;
-  }
-  return mask;
-}
-
-// Products to 16 bits.
-inline uint32_t dequantise(const int16_t *in, const int16_t *steps, int16_t *out) {
-  uint32_t last = 0;
-  for (uint32_t k = 0; k < 64; k++) {
-    const uint32_t n = jpg::kZigZag.natural[k];
-    out[n] = static_cast<int16_t>(static_cast<uint32_t>(in[n] * steps[n]) & 0xFFFF);
-    if (out[n] != 0) last = k;
-  }
-  return last;
-}
-
-// The transform, and of each coefficient the nearest multiple of the step, halves away from zero.
-inline void makeLevels(int16_t *blocks, uint32_t count, const jpg::QuantSteps &steps,
-                       uint64_t *present) {
-  for (uint32_t i = 0; i < count; i++, blocks += 64) {
-    int16_t levels[64];
-    jpg::jpgFdct8x8(blocks);
-    present[i] = 0;
-    for (uint32_t k = 0; k < 64; k++) {
-      const int32_t c = blocks[jpg::kZigZag.natural[k]];
-      const auto step = static_cast<int32_t>(steps.step[k]);
-      const int32_t magnitude = ((c < 0 ? -c : c) + step / 2) / step;
-      levels[k] = static_cast<int16_t>(c < 0 ? -magnitude : magnitude);
-      if (magnitude != 0) present[i] |= uint64_t{1} << k;
-    }
-    memcpy(blocks, levels, sizeof(levels));
-  }
-}
-
-// Pixels have the routines of src/read and src/write themselves.
-constexpr jpg::Kernels kSet = {inverseTransform, inverseTransformHalf, present, dequantise, nullptr,
-                               {},          makeLevels,      nullptr, nullptr};
-
-}  // namespace definition
-
-// Runs with each set of this processor. Where it has none of its own, the plain one is the best.
+// Runs with each set of this processor. Where it has none of its own, the portable one is the best.
 class KernelTest : public ::testing::TestWithParam<const jpg::Kernels *> {
  protected:
   const jpg::Kernels *tested_ = GetParam();
-  const jpg::Kernels *defined_ = &definition::kSet;
+  const jpg::Kernels *defined_ = &kDefinition;
 };
 
 inline std::vector<const jpg::Kernels *> kernelSets() {
@@ -91,8 +32,64 @@ inline std::vector<const jpg::Kernels *> kernelSets() {
   return sets;
 }
 
+inline std::string nameOf(const jpg::Kernels &set) {
+  return &set == &jpg::jpgPortableKernels ? "Portable" : "Best";
+}
 inline std::string nameOfSet(const ::testing::TestParamInfo<const jpg::Kernels *> &info) {
-  return info.param == &jpg::jpgPortableKernels ? "Plain" : "Best";
+  return nameOf(*info.param);
+}
+
+// ---- Words for a failure: the set, its routine, and the first value that is wrong ----
+
+// Sampling bytes, one for each component.
+inline std::string nameOfLayout(const std::vector<uint8_t> &sampling) {
+  std::string name = "layout";
+  for (const uint8_t s : sampling) {
+    name += " " + std::to_string(s >> 4) + "x" + std::to_string(s & 15);
+  }
+  return name;
+}
+
+// Cells of 1, 2, 4, 8 samples both ways have the codes 0 to 3.
+inline std::string nameOfScale(uint32_t code) {
+  return "scale " + (code < 3 ? "1/" + std::to_string(8 >> code) : "1");
+}
+
+// Where the value `i` of blocks stands that lie one behind another.
+inline std::string placeInBlocks(size_t i) {
+  return "block " + std::to_string(i / 64) + ", row " + std::to_string(i / 8 % 8) + ", column " +
+         std::to_string(i % 8);
+}
+
+// `place` gives the words for the i-th value, `what` those for the routine and what it was given.
+template <typename Value, typename Place>
+::testing::AssertionResult sameValues(const jpg::Kernels &set, const std::string &what,
+                                      const Value *expected, const Value *made, size_t count,
+                                      const Place &place) {
+  for (size_t i = 0; i < count; i++) {
+    if (made[i] == expected[i]) continue;
+    return ::testing::AssertionFailure() << nameOf(set) << " set, " << what << ": " << place(i)
+                                         << " is " << +made[i] << " instead of " << +expected[i];
+  }
+  return ::testing::AssertionSuccess();
+}
+
+inline ::testing::AssertionResult sameBlocks(const jpg::Kernels &set, const std::string &what,
+                                             const int16_t *expected, const int16_t *made,
+                                             size_t blocks = 1) {
+  return sameValues(set, what, expected, made, 64 * blocks, placeInBlocks);
+}
+
+// Masks of coefficients in the coded order.
+inline ::testing::AssertionResult sameMasks(const jpg::Kernels &set, const std::string &what,
+                                            uint64_t expected, uint64_t made) {
+  for (uint32_t k = 0; k < 64; k++) {
+    const uint64_t e = expected >> k & 1, m = made >> k & 1;
+    if (e == m) continue;
+    return ::testing::AssertionFailure() << nameOf(set) << " set, " << what << ": the bit of the "
+                                         << "coded position " << k << " is " << m;
+  }
+  return ::testing::AssertionSuccess();
 }
 
 // `size` bytes, filled with a pattern, that lie directly ahead of or directly behind a page

@@ -2,12 +2,13 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <string>
 #include <vector>
 
 #include "jpg.h"
 #include "kernelSets.h"
+#include "share/jpgQuant.h"
 #include "share/jpgShare.h"
-#include "write/jpgWHead.h"
 
 namespace {
 
@@ -71,29 +72,49 @@ const std::vector<Steps> &allSteps() {
 struct Levels {
   static constexpr size_t kGuard = 16;
   std::array<int16_t, kMostBlocks * 64 + 2 * kGuard> blocks;
-  std::array<uint64_t, kMostBlocks + 2> present;
+  std::array<uint64_t, kMostBlocks + 2> masks;
 
   Levels(const std::vector<int16_t> &samples, uint32_t count) {
     blocks.fill(0x5A5A);
-    present.fill(0xA5A5A5A5A5A5A5A5);
+    masks.fill(0xA5A5A5A5A5A5A5A5);
     std::copy(samples.begin(), samples.begin() + 64 * static_cast<ptrdiff_t>(count),
               blocks.begin() + kGuard);
   }
   void make(const jpg::Kernels &kernels, uint32_t count, const Steps &steps) {
-    kernels.makeLevels(blocks.data() + kGuard, count, steps.get(), present.data() + 1);
+    kernels.transformAndQuantise(blocks.data() + kGuard, count, steps.get(), masks.data() + 1);
   }
   bool operator==(const Levels &other) const {
-    return blocks == other.blocks && present == other.present;
+    return blocks == other.blocks && masks == other.masks;
   }
 };
 
+// Where a level stands, or that it is none.
+std::string placeOfLevel(size_t i, uint32_t count) {
+  if (i < Levels::kGuard) return "what lies ahead";
+  if (i >= Levels::kGuard + 64 * count) return "what lies behind";
+  return "block " + std::to_string((i - Levels::kGuard) / 64) + ", coded position " +
+         std::to_string((i - Levels::kGuard) % 64);
+}
+
 class LevelKernels : public KernelTest {
  protected:
-  bool agree(const std::vector<int16_t> &samples, uint32_t count, const Steps &steps) const {
+  ::testing::AssertionResult agree(const std::vector<int16_t> &samples, uint32_t count,
+                                   const Steps &steps) const {
     Levels plain(samples, count), best(samples, count);
     plain.make(*defined_, count, steps);
     best.make(*tested_, count, steps);
-    return plain == best;
+    if (plain == best) return ::testing::AssertionSuccess();
+    const std::string what = "transformAndQuantise of " + std::to_string(count) + ", first step " +
+                             std::to_string(steps.step[0]);
+    ::testing::AssertionResult r = jpgtest::sameValues(
+        *tested_, what, plain.blocks.data(), best.blocks.data(), plain.blocks.size(),
+        [count](size_t i) { return placeOfLevel(i, count); });
+    // The masks have a guard on either side, too.
+    for (uint32_t i = 0; r && i < count + 2; i++) {
+      const std::string mask = what + ", mask of block " + std::to_string(static_cast<int>(i) - 1);
+      r = jpgtest::sameMasks(*tested_, mask, plain.masks[i], best.masks[i]);
+    }
+    return r;
   }
 };
 
@@ -236,14 +257,16 @@ TEST(DcLevels, AreTheNearestMultiplesForEverySumAndStep) {
       const Steps steps(step);
       for (int32_t sum = -kMostSum; sum <= kMostSum; sum += 2 * stride) {
         int16_t blocks[128];
-        uint64_t present[2];
+        uint64_t masks[2];
         flatWithSum(sum, blocks);
         const int32_t other = std::min(sum + stride, kMostSum);
         flatWithSum(other, blocks + 64);
-        kernels->transformAndQuantise(blocks, 2, steps.get(), present);
-        ASSERT_EQ(blocks[0], nearest(sum, 8 * t)) << sum << " by " << 8 * t;
-        ASSERT_EQ(blocks[64], nearest(other, 8 * t)) << other << " by " << 8 * t;
-        ASSERT_EQ(present[0] & 1, blocks[0] != 0 ? 1U : 0U);
+        kernels->transformAndQuantise(blocks, 2, steps.get(), masks);
+        ASSERT_EQ(blocks[0], nearest(sum, 8 * t))
+            << jpgtest::nameOf(*kernels) << " set, block 0: " << sum << " by " << 8 * t;
+        ASSERT_EQ(blocks[64], nearest(other, 8 * t))
+            << jpgtest::nameOf(*kernels) << " set, block 1: " << other << " by " << 8 * t;
+        ASSERT_EQ(masks[0] & 1, blocks[0] != 0 ? 1U : 0U) << jpgtest::nameOf(*kernels) << " set";
       }
     }
   }

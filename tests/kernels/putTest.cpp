@@ -2,12 +2,13 @@
 #include <algorithm>
 #include <array>
 #include <memory>
+#include <string>
 #include <vector>
 
 #include "kernelSets.h"
-#include "read/jpgRCell.h"
 #include "read/jpgRClr.h"
 #include "read/jpgRRect.h"
+#include "share/jpgSamples.h"
 #include "share/jpgShare.h"
 
 namespace {
@@ -19,7 +20,8 @@ using jpgtest::Random;
 // A frame's MCU ahead of its output: sampling bytes of 0x11 to 0x22, one for each component.
 class Mcu {
  public:
-  explicit Mcu(const std::vector<uint8_t> &sampling) : context_(std::make_unique<JpgContext>()) {
+  explicit Mcu(const std::vector<uint8_t> &sampling)
+      : context_(std::make_unique<JpgContext>()), layout_(sampling) {
     JpgContext *c = context_.get();
     c->kernels = bestKernels();
     c->numComponents = static_cast<uint32_t>(sampling.size());
@@ -50,6 +52,7 @@ class Mcu {
   uint32_t width(uint32_t code) { return c()->hMax << code; }
   uint32_t height(uint32_t code) { return c()->vMax << code; }
   int16_t *blocks() { return blocks_.data(); }
+  std::string layout() const { return jpgtest::nameOfLayout(layout_); }
 
   // Samples of any value, or, at times, of the ends alone. Beside the cells lies anything.
   void scatter(Random *r, uint32_t code) {
@@ -62,21 +65,21 @@ class Mcu {
     }
   }
 
+  McuKernel kernel(PixelFormat format, uint32_t code) {
+    c()->scanState = code;
+    return makePipeline(*c(), format, 0).put;
+  }
+
   void putByGeneralRoutines(const JpgRect &rect, int32_t columns, uint32_t code) {
-    const uint32_t cell = 1U << code, sampling = samplingWord(*c());
-    if (c()->hvMax == 1) expandSingle(c());
-    if (c()->hvMax == 2) expandPair(c(), sampling, c()->hMax == 2, cell);
-    if (c()->hvMax == 4) expandQuad(c(), sampling, cell);
-    const auto n = static_cast<int32_t>(cell);
-    if (c()->numComponents == 1) {
-      putMcu<PutComponents<0>>(*c(), rect, 0, columns, n);
-    } else {
-      putMcu<PutYccToBgr>(*c(), rect, 0, columns, n);
-    }
+    c()->scanState = code;
+    chooseExpand (*c())(c(), samplingWord(*c()));
+    const auto put = c()->numComponents == 1 ? jpgPutGray : jpgPutYccToBgr;
+    put(c(), &rect, 0, columns);
   }
 
  private:
   std::unique_ptr<JpgContext> context_;
+  std::vector<uint8_t> layout_;
   std::vector<int16_t> blocks_, scratch_;
   std::vector<int16_t *> map_;
   std::vector<uint32_t> cells_;
@@ -108,23 +111,38 @@ struct Canvas {
   }
 };
 
-// Both ways of storing, into memory with the fence on either side.
-::testing::AssertionResult storesAlike(Mcu *mcu, McuKernel kernel, const Canvas &canvas,
-                                       uint32_t code) {
+// Where the i-th byte stands of rows that lie so.
+std::string placeInRows(const Canvas &canvas, size_t i) {
+  const auto byte = static_cast<uint32_t>(i) % canvas.pitch();
+  const auto line = static_cast<uint32_t>(i) / canvas.pitch();
+  const std::string row =
+      "row " + std::to_string(canvas.upsideDown ? canvas.rows - 1 - line : line);
+  if (byte >= canvas.pixelBytes * canvas.columns) return "the gap behind " + row;
+  return row + ", column " + std::to_string(byte / canvas.pixelBytes) + ", channel " +
+         std::to_string(byte % canvas.pixelBytes);
+}
+
+// Both ways of storing, into memory with the fence on either side; the kernel is one of the set.
+::testing::AssertionResult storesAlike(const Kernels &set, Mcu *mcu, McuKernel kernel,
+                                       const Canvas &canvas, uint32_t code) {
   for (const FencedBytes::Fence fence : {FencedBytes::kBehind, FencedBytes::kAhead}) {
     FencedBytes general(canvas.size(), fence), fast(canvas.size(), fence);
     const JpgRect rect = canvas.rect(&general);
     mcu->putByGeneralRoutines(rect, static_cast<int32_t>(canvas.columns), code);
     kernel(mcu->blocks(), canvas.top(&fast), canvas.stride(), canvas.rows, canvas.columns);
     if (general.equals(fast)) continue;
-    return ::testing::AssertionFailure()
-           << canvas.rows << " rows of " << canvas.columns << ", stride " << canvas.stride();
+    return jpgtest::sameValues(set, "put, " + mcu->layout() + ", " + jpgtest::nameOfScale(code),
+                               general.begin(), fast.begin(), canvas.size(),
+                               [&](size_t i) { return placeInRows(canvas, i); })
+           << ", " << canvas.rows << " rows of " << canvas.columns << ", stride "
+           << canvas.stride();
   }
   return ::testing::AssertionSuccess();
 }
 
 // All parts of an MCU, with and without gaps, both ways up.
-void compareAllParts(Mcu *mcu, McuKernel kernel, uint32_t pixelBytes, uint32_t code) {
+void compareAllParts(const Kernels &set, Mcu *mcu, McuKernel kernel, uint32_t pixelBytes,
+                     uint32_t code) {
   Random r(1);
   for (uint32_t rows = 1; rows <= mcu->height(code); rows++) {
     for (uint32_t columns = 1; columns <= mcu->width(code); columns++) {
@@ -132,7 +150,7 @@ void compareAllParts(Mcu *mcu, McuKernel kernel, uint32_t pixelBytes, uint32_t c
         for (const bool upsideDown : {false, true}) {
           const Canvas canvas = {rows, columns, pixelBytes, gap, upsideDown};
           mcu->scatter(&r, code);
-          ASSERT_TRUE(storesAlike(mcu, kernel, canvas, code));
+          ASSERT_TRUE(storesAlike(set, mcu, kernel, canvas, code));
         }
       }
     }
@@ -153,9 +171,8 @@ std::vector<const Kernels *> allSets() {
 TEST(PutKernels, StoreGrayAsTheGeneralRoutinesAtEveryScale) {
   for (const Kernels *set : allSets()) {
     for (uint32_t code = 0; code < kCodes; code++) {
-      SCOPED_TRACE(::testing::Message() << "code " << code);
       Mcu mcu({0x11});
-      compareAllParts(&mcu, set->putGray, 1, code);
+      compareAllParts(*set, &mcu, set->putGray, 1, code);
     }
   }
 }
@@ -164,9 +181,8 @@ TEST(PutKernels, StoreColourAsTheGeneralRoutinesInEveryLayoutAtEveryScale) {
   for (const Kernels *set : allSets()) {
     for (uint32_t i = 0; i < 4 * kCodes; i++) {
       const uint32_t code = i / 4, h = 1 + (i & 1), v = 1 + (i >> 1 & 1);
-      SCOPED_TRACE(::testing::Message() << h << "x" << v << ", code " << code);
       Mcu mcu({static_cast<uint8_t>(h << 4 | v), 0x11, 0x11});
-      compareAllParts(&mcu, (*set->putYcc[code])[h - 1][v - 1], 3, code);
+      compareAllParts(*set, &mcu, (*set->putYcc[code])[h - 1][v - 1], 3, code);
     }
   }
 }
@@ -182,28 +198,30 @@ TEST(PutKernels, AreChosenOnlyForWhatTheyStore) {
     mcu.c()->flags = kFlags[layout / 64 % 3];
     const Canvas canvas = {mcu.height(code), mcu.width(code), 3, 0, false};
     FencedBytes unused(canvas.size(), FencedBytes::kBehind);
-    const PixelWriter writer = choosePixelWriter(*mcu.c(), canvas.rect(&unused));
-    const McuKernel kernel = chooseMcuKernel(*mcu.c(), writer, code);
+    const bool raw = (mcu.c()->flags & kFlagNoColorConversion) != 0;
+    const PixelFormat format =
+        raw ? chooseRawFormat(*mcu.c(), canvas.rect(&unused)) : chooseFormat(*mcu.c());
+    const McuKernel kernel = mcu.kernel(format, code);
     if (kernel == nullptr) continue;
     chosen++;
     EXPECT_EQ(mcu.c()->flags, kFlagYcbcrToRgb);
     mcu.scatter(&r, code);
-    ASSERT_TRUE(storesAlike(&mcu, kernel, canvas, code)) << "layout " << layout;
+    ASSERT_TRUE(storesAlike(*mcu.c()->kernels, &mcu, kernel, canvas, code));
   }
   EXPECT_EQ(chosen, 4 * kCodes);
 }
 
-// Single components of every sampling, which are stored as bytes.
-TEST(PutKernels, OfGrayAreChosenOnlyForMcusOfOneBlock) {
+TEST(PutKernels, OfGrayAreChosenForSingleComponents) {
   Random r(3);
-  for (uint32_t i = 0; i < 4 * kCodes; i++) {
-    const uint32_t code = i / 4;
-    Mcu mcu({kSampling[i % 4]});
-    const McuKernel kernel = chooseMcuKernel(*mcu.c(), jpgPutGray, code);
-    EXPECT_EQ(kernel != nullptr, i % 4 == 0);
-    if (kernel == nullptr) continue;
+  for (uint32_t code = 0; code < kCodes; code++) {
+    Mcu mcu({0x11});
+    const McuKernel kernel = mcu.kernel(PixelFormat::kGray, code);
+    ASSERT_NE(kernel, nullptr);
     mcu.scatter(&r, code);
-    EXPECT_TRUE(storesAlike(&mcu, kernel, {mcu.height(code), mcu.width(code), 1, 0, false}, code));
+    EXPECT_TRUE(storesAlike(*mcu.c()->kernels, &mcu, kernel,
+                            {mcu.height(code), mcu.width(code), 1, 0, false}, code));
+    Mcu two({0x11, 0x11});
+    EXPECT_EQ(two.kernel(PixelFormat::kGray, code), nullptr);
   }
 }
 
@@ -225,7 +243,12 @@ void convertEveryColour(const Kernels &set, uint32_t code) {
       }
       mcu.putByGeneralRoutines(rect, n, code);
       kernel(mcu.blocks(), fast.data(), 24, static_cast<uint32_t>(n), static_cast<uint32_t>(n));
-      ASSERT_EQ(general, fast) << "Cb " << cb[0] << ", Cr " << cr[0] << ", Y from " << first;
+      if (general == fast) continue;
+      const Canvas canvas = {static_cast<uint32_t>(n), 8, 3, 0, false};
+      ASSERT_TRUE(jpgtest::sameValues(
+          set, "put, " + mcu.layout() + ", " + jpgtest::nameOfScale(code), general.data(),
+          fast.data(), general.size(), [&](size_t i) { return placeInRows(canvas, i); }))
+          << ", Cb " << cb[0] << ", Cr " << cr[0] << ", Y from " << first;
     }
   }
 }

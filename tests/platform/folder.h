@@ -9,6 +9,8 @@
 #include <iterator>
 #include <string>
 
+#include "support/stored.h"
+
 class Folder {
  public:
   Folder() {
@@ -17,6 +19,7 @@ class Folder {
   }
   ~Folder() {
     std::error_code ignored;
+    jpgtest::forgetStack();
     if (!path_.empty()) std::filesystem::remove_all(path_, ignored);
   }
   Folder(const Folder &) = delete;

@@ -11,6 +11,7 @@
 
 #include "decoded.h"
 #include "dicom.h"
+#include "support/stored.h"
 
 namespace {
 
@@ -23,6 +24,7 @@ bool haveTools() {
 }
 
 void store(const std::string &name, const Bytes &bytes) {
+  forgetStack();
   std::ofstream(name, std::ios::binary)
       .write(reinterpret_cast<const char *>(bytes.data()),
              static_cast<std::streamsize>(bytes.size()));

@@ -3,6 +3,7 @@
 
 #include "material.h"
 #include "scenarios.h"
+#include "support/stored.h"
 
 namespace sweep {
 namespace {
@@ -23,6 +24,24 @@ struct Info {
 // Room for any of the pictures at any depth.
 constexpr size_t kRoom = size_t{4} * 64 * 64;
 
+// A description is asked for and then the pixels; both must be stored, all of them, when both
+// calls succeed.
+template <typename Decode>
+bool readChecked(Info &info, Bytes &bits, Decode decode) {
+  jpgtest::markDescriptionUnstored(info.bmi());
+  if (!decode(nullptr, info.bmi())) return false;
+  jpgtest::expectDescriptionStored(*info.bmi(), 3);
+  const auto height = info.header.biHeight;
+  const size_t used = static_cast<size_t>(info.header.biWidth) * info.header.biBitCount / 8;
+  JpgRect rows = {};
+  rows.stride = static_cast<int32_t>((used + 3) / 4 * 4);
+  rows.bits = bits.data();
+  jpgtest::markRowsUnstored(rows, height, used);
+  if (!decode(bits.data(), info.bmi())) return false;
+  jpgtest::expectRowsStored(rows, height, used);
+  return true;
+}
+
 // Describes and decodes one picture at every depth, each with a handle of its own.
 template <typename Decode>
 void readAtDepths(Work &work, const Stream &stream, Decode decode) {
@@ -31,7 +50,8 @@ void readAtDepths(Work &work, const Stream &stream, Decode decode) {
     if (!SWEEP(jpgReadPrologFromFile, fileOf(stream).c_str(), 0, 0, 0, &h)) return;
     Info info(static_cast<uint16_t>(depth));
     Bytes bits(kRoom);
-    const bool good = decode(h, nullptr, info.bmi()) && decode(h, bits.data(), info.bmi());
+    const bool good =
+        readChecked(info, bits, [&](void *at, BITMAPINFO *bmi) { return decode(h, at, bmi); });
     if (good) work.fold(bits.data(), bits.size());
     SWEEP(jpgReadEpilog, h);
   }
@@ -70,8 +90,9 @@ void readThumbnail(Work &work) {
   for (const int depth : {8, 24}) {
     Info info(static_cast<uint16_t>(depth));
     Bytes bits(kRoom);
-    const bool good = SWEEP(jpgExifReadThumbnailToWinDIBits, exif, nullptr, info.bmi()) &&
-                      SWEEP(jpgExifReadThumbnailToWinDIBits, exif, bits.data(), info.bmi());
+    const bool good = readChecked(info, bits, [&](void *at, BITMAPINFO *bmi) {
+      return SWEEP(jpgExifReadThumbnailToWinDIBits, exif, at, bmi);
+    });
     if (good) work.fold(bits.data(), bits.size());
   }
   SWEEP(jpgReadExifReadAttributeEpilog, exif);

@@ -1,6 +1,9 @@
 // Scenarios that read into rectangles.
+#include <algorithm>
+
 #include "material.h"
 #include "scenarios.h"
+#include "support/stored.h"
 
 namespace sweep {
 namespace {
@@ -10,7 +13,15 @@ class Canvas {
  public:
   explicit Canvas(const Stream &stream) : Canvas(stream.width, stream.height) {}
   Canvas(int32_t width, int32_t height)
-      : width_(width), bytes_(static_cast<size_t>(3 * width) * static_cast<size_t>(height + 16)) {}
+      : width_(width), bytes_(static_cast<size_t>(3 * width) * static_cast<size_t>(height + 16)) {
+    expectRows(width, height);
+  }
+
+  // These rows are all that is going to be stored, and all of it is.
+  void expectRows(int32_t width, int32_t rows) {
+    std::fill(bytes_.begin(), bytes_.end(), uint8_t{0});
+    jpgtest::markRowsUnstored(rect(), rows, static_cast<size_t>(3 * width));
+  }
 
   JpgRect rect(int32_t row = 0) {
     JpgRect r = {};
@@ -80,6 +91,7 @@ void readComponents(Work &work) {
 // All data of the current segment.
 bool readSegment(Work &work, JPGHANDLE h, uint32_t length) {
   Bytes data(length + 1);
+  jpgtest::markUnstored(data.data(), length);
   for (uint32_t at = 0; at < length;) {
     constexpr uint32_t kMost = 1000;
     uint32_t count = 0;
@@ -117,6 +129,7 @@ void readIntervals(Work &work) {
   JPGHANDLE h = nullptr;
   if (!openFile(work, stream, &h)) return;
   Canvas canvas(stream);
+  canvas.expectRows(stream.width, 32);
   bool good = SWEEP(jpgReadSeekRestartMarker, h, 2, JPG_RESTART_FROM_START);
   JpgRect rect = canvas.rect();
   if (good) good = SWEEP(jpgReadToRect, h, &rect, 16);
@@ -152,6 +165,7 @@ void readScaled(Work &work) {
     const JpgRect rect = canvas.rect();
     const int32_t shift = JPG_SCALE_FULL - scale;
     const int32_t lines = (stream.height + (1 << shift) - 1) >> shift;
+    canvas.expectRows((stream.width + (1 << shift) - 1) >> shift, lines);
     fold(work, SWEEP(jpgReadScaleOutputToRect, h, &rect, lines, scale), canvas);
   }
   SWEEP(jpgReadEpilog, h);

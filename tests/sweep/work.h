@@ -47,6 +47,7 @@ class Work {
   uint64_t digest_ = 0xCBF29CE484222325U;  // FNV-1a
   uint32_t undocumented_ = 0;
   bool struck_ = false;
+  uint32_t closeFaults_ = 0;  // so far
   std::vector<const char *> called_;
 };
 

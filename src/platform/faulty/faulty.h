@@ -52,11 +52,17 @@ void limitOutput(size_t bytes, bool once);
 // From the n-th read since reset() on, counted from 1, every file ends at `bytes`.
 void shrinkFiles(uint32_t n, size_t bytes);
 
+// From now on, reset() or not, heap blocks hold this byte wherever nothing has been stored to
+// them yet, and once they are released. (Before the first call it is A5, in the first 1 MB of a
+// block.)
+void fillWith(uint8_t byte);
+
 // From now on, until reset(), the processor has no features that could be asked for.
 void usePlainProcessor();
 
-uint32_t calls(Operation operation);  // since reset()
-bool faultHappened();                 // an armed fault was reached
+uint32_t calls(Operation operation);   // since reset()
+uint32_t faults(Operation operation);  // of these, those that an armed fault has struck
+bool faultHappened();                  // an armed fault was reached
 
 size_t liveBlocks();  // blocks allocated and not freed
 size_t liveBytes();

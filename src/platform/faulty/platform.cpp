@@ -7,6 +7,7 @@
 
 #include "blocks.h"
 #include "faulty.h"
+#include "platform/undefined.h"
 #include "posixFile.h"
 
 namespace jpg {
@@ -19,6 +20,7 @@ struct State {
   Fault fault[kOperations] = {};
   uint32_t faultAt[kOperations] = {};
   uint32_t calls[kOperations] = {};
+  uint32_t struck[kOperations] = {};
   bool happened = false;
   std::unordered_map<void *, size_t> blocks;
   size_t liveBytes = 0;
@@ -49,6 +51,7 @@ Fault strike(Operation operation) {
       s.fault[i] == Fault::kFailAfter ? s.calls[i] >= s.faultAt[i] : s.calls[i] == s.faultAt[i];
   if (s.fault[i] == Fault::kNone || !hit) return Fault::kNone;
   s.happened = true;
+  s.struck[i]++;
   return s.fault[i] == Fault::kCutShort ? Fault::kCutShort : Fault::kFail;
 }
 
@@ -61,10 +64,21 @@ void addBlock(void *block, size_t bytes) {
   if (s.liveBytes > s.peakBytes) s.peakBytes = s.liveBytes;
 }
 
-// New blocks hold what nobody may count on.
-void spoil(void *block, size_t bytes) {
-  constexpr size_t kMost = 1 << 20;  // large ones only at their beginning, to save time
-  memset(block, 0xA5, bytes < kMost ? bytes : kMost);
+// What nobody may count on: bytes of a block ahead of the first store and after its release.
+struct Filling {
+  uint8_t byte = 0xA5;
+  size_t most = 1 << 20;  // large blocks only at their beginning, to save time
+};
+
+Filling &filling() {
+  static Filling f;
+  return f;
+}
+
+void fill(void *block, size_t bytes) {
+  const Filling &f = filling();
+  memset(block, f.byte, bytes < f.most ? bytes : f.most);
+  markUndefined(block, bytes);
 }
 
 // How many of these bytes there is room for.
@@ -124,9 +138,12 @@ void shrinkFiles(uint32_t n, size_t bytes) {
   state().shrunkSize = bytes;
 }
 
+void fillWith(uint8_t byte) { filling() = {byte, SIZE_MAX}; }
+
 void usePlainProcessor() { state().plainProcessor = true; }
 
 uint32_t calls(Operation operation) { return state().calls[index(operation)]; }
+uint32_t faults(Operation operation) { return state().struck[index(operation)]; }
 bool faultHappened() { return state().happened; }
 size_t liveBlocks() { return state().blocks.size(); }
 size_t liveBytes() { return state().liveBytes; }
@@ -147,7 +164,7 @@ void *HeapAlloc(HANDLE /*heap*/, DWORD flags, size_t bytes) {
   if (flags != 0 || faulty::fails(Operation::kAlloc)) return nullptr;
   void *block = faulty::takeBlock(bytes);
   if (block == nullptr) return nullptr;
-  faulty::spoil(block, bytes);
+  faulty::fill(block, bytes);
   faulty::addBlock(block, bytes);
   return block;
 }
@@ -163,8 +180,9 @@ void *HeapReAlloc(HANDLE /*heap*/, DWORD flags, void *block, size_t bytes) {
     return nullptr;
   }
   faulty::addBlock(moved, bytes);
-  faulty::spoil(moved, bytes);
+  faulty::fill(moved, bytes);
   memcpy(moved, block, before < bytes ? before : bytes);
+  faulty::fill(block, before);
   faulty::giveBlock(block, before);
   return moved;
 }
@@ -173,6 +191,7 @@ BOOL HeapFree(HANDLE /*heap*/, DWORD flags, void *block) {
   const bool fault = faulty::fails(Operation::kFree) || flags != 0;
   size_t bytes = 0;
   if (!faulty::removeBlock(block, &bytes)) return 0;
+  faulty::fill(block, bytes);
   faulty::giveBlock(block, bytes);
   return fault ? 0 : 1;
 }

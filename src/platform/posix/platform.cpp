@@ -2,6 +2,7 @@
 
 #include <stdlib.h>
 
+#include "platform/undefined.h"
 #include "posixFile.h"
 
 namespace jpg {
@@ -11,11 +12,16 @@ HANDLE GetProcessHeap() { return nullptr; }
 
 // A block of no bytes is a block, as on the system.
 void *HeapAlloc(HANDLE /*heap*/, DWORD /*flags*/, size_t bytes) {
-  return malloc(bytes != 0 ? bytes : 1);
+  void *block = malloc(bytes != 0 ? bytes : 1);
+  markUndefined(block, bytes);
+  return block;
 }
 
 void *HeapReAlloc(HANDLE /*heap*/, DWORD /*flags*/, void *block, size_t bytes) {
-  return realloc(block, bytes != 0 ? bytes : 1);
+  const size_t before = lengthOf(block);
+  auto *grown = static_cast<uint8_t *>(realloc(block, bytes != 0 ? bytes : 1));
+  if (grown != nullptr && bytes > before) markUndefined(grown + before, bytes - before);
+  return grown;
 }
 
 BOOL HeapFree(HANDLE /*heap*/, DWORD /*flags*/, void *block) {

@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include "faulty.h"
+#include "kernels/jpgKernels.h"
 #include "prog/progressiveStream.h"
 #include "share/jpgShare.h"
 #include "support/canvas.h"

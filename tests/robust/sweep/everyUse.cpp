@@ -6,6 +6,8 @@
 #include <cstring>
 #include <memory>
 
+#include "support/stored.h"
+
 namespace jpgtest {
 namespace {
 
@@ -14,7 +16,7 @@ constexpr uint8_t kGuard = 0xA5;
 constexpr int kMaxSegments = 40;    // of a walk
 constexpr size_t kMaxRowBytes = 8;  // bytes of a pixel in any kind of row
 
-// Memory of this size alone, uninitialised, with guards around it.
+// Memory of this size alone with guards around it; what the library stores there must be defined.
 class Buffer {
  public:
   explicit Buffer(size_t size) : size_(size), all_(new uint8_t[size + 2 * kGuardBytes]) {
@@ -23,6 +25,7 @@ class Buffer {
   }
   uint8_t *bits() { return all_.get() + kGuardBytes; }
   bool whole() {
+    expectStored(bits(), size_);
     const auto guard = [](uint8_t b) { return b == kGuard; };
     return std::all_of(all_.get(), bits(), guard) &&
            std::all_of(bits() + size_, bits() + size_ + kGuardBytes, guard);
@@ -91,6 +94,7 @@ void Use::walkSegments() {
     uint32_t length = 0, count = 0;
     if (jpgReadSeekMarkerSegment(handle_, mode, &marker, &length) != JPG_OK) break;
     jpgReadReadMarkerData(handle_, data, sizeof(data), &count);
+    expectStored(data, count);
     keep(count <= sizeof(data) && count <= length);
   }
 }

@@ -15,8 +15,8 @@
 #include <vector>
 
 #include "faulty.h"
-#include "read/jpgRVLC.h"
 #include "read/jpgRFastBlock.h"
+#include "read/jpgRVLC.h"
 #include "share/jpgHuff.h"
 #include "support/modelHuffman.h"
 
@@ -295,7 +295,8 @@ class Component {
     attach(&c->stream, data);
     JpgScanComponent k = get();
     Decoded d = {};
-    d.result = decodeBlock(&c->stream, d.block.data(), &k);
+    d.block.fill(0);
+    d.result = decodeBlock(&c->stream, d.block.data(), &k, kBlockSize - 1);
     d.predictor = k.dcPredictor;
     return d;
   }

@@ -9,6 +9,7 @@
 #include <utility>
 #include <vector>
 
+#include "kernels/jpgKernels.h"
 #include "read/jpgRBits.h"
 #include "read/jpgRFastBits.h"
 #include "share/jpgShare.h"

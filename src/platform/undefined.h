@@ -1,0 +1,40 @@
+// What MemorySanitizer has to be told of heap blocks. Without it, nothing happens.
+#ifndef JPG_PLATFORM_UNDEFINED_H
+#define JPG_PLATFORM_UNDEFINED_H
+
+#include <stddef.h>
+#include <stdint.h>
+
+#if defined(__has_feature)
+#if __has_feature(memory_sanitizer)
+#include <sanitizer/allocator_interface.h>
+#include <sanitizer/msan_interface.h>
+#define JPG_MEMORY_SANITIZER 1
+#endif
+#endif
+
+namespace jpg {
+
+// Nothing has been stored to these bytes yet. Null is none.
+inline void markUndefined(void *bytes, size_t count) {
+#ifdef JPG_MEMORY_SANITIZER
+  if (bytes != nullptr) __msan_allocated_memory(bytes, count);
+#else
+  (void)bytes;
+  (void)count;
+#endif
+}
+
+// How long the C library's block is, so that what a realloc adds can be marked.
+inline size_t lengthOf(void *block) {
+#ifdef JPG_MEMORY_SANITIZER
+  return __sanitizer_get_allocated_size(block);
+#else
+  (void)block;
+  return SIZE_MAX;
+#endif
+}
+
+}  // namespace jpg
+
+#endif
