@@ -81,8 +81,15 @@ void handleMarkers(JpgContext *c) {
   }
 }
 
-void handleRestartsOnly(JpgContext *c) {
-  while (isRestart(peekMarker(&c->stream))) restartDecoder(c);
+void endInterval(JpgContext *c, BitWindow *w, bool endsScan) {
+  if (isOpen(*w)) closeWindow(w, &c->stream);
+  if (c->mcusSinceRestart != c->restartInterval) {
+    c->lastMarker = peekMarker(&c->stream);
+  } else if (endsScan) {
+    while (isRestart(peekMarker(&c->stream))) restartDecoder(c);
+  } else {
+    handleMarkers(c);
+  }
 }
 
 }  // namespace jpg

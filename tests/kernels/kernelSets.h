@@ -25,12 +25,12 @@ namespace jpgtest {
 // The routines that define the results, as a set; src/read and src/write have them.
 namespace definition {
 
-inline void makeSamples(int16_t *block, uint32_t /*last*/) {
+inline void inverseTransform(int16_t *block, uint32_t /*last*/) {
   jpg::jpgIdct8x8(block);
   jpg::limitBlock(block);
 }
 
-inline void makeHalfSamples(int16_t *block, uint32_t /*last*/) {
+inline void inverseTransformHalf(int16_t *block, uint32_t /*last*/) {
   jpg::jpgIdct4x4(block);
   jpg::limitCorner(block, 4);
 }
@@ -73,7 +73,7 @@ inline void makeLevels(int16_t *blocks, uint32_t count, const jpg::QuantSteps &s
 }
 
 // Pixels have the routines of src/read and src/write themselves.
-constexpr jpg::Kernels kSet = {makeSamples, makeHalfSamples, present, dequantise, nullptr,
+constexpr jpg::Kernels kSet = {inverseTransform, inverseTransformHalf, present, dequantise, nullptr,
                                {},          makeLevels,      nullptr, nullptr};
 
 }  // namespace definition
@@ -86,13 +86,13 @@ class KernelTest : public ::testing::TestWithParam<const jpg::Kernels *> {
 };
 
 inline std::vector<const jpg::Kernels *> kernelSets() {
-  std::vector<const jpg::Kernels *> sets = {&jpg::jpgPlainKernels};
+  std::vector<const jpg::Kernels *> sets = {&jpg::jpgPortableKernels};
   if (jpg::bestKernels() != sets[0]) sets.push_back(jpg::bestKernels());
   return sets;
 }
 
 inline std::string nameOfSet(const ::testing::TestParamInfo<const jpg::Kernels *> &info) {
-  return info.param == &jpg::jpgPlainKernels ? "Plain" : "Best";
+  return info.param == &jpg::jpgPortableKernels ? "Plain" : "Best";
 }
 
 // `size` bytes, filled with a pattern, that lie directly ahead of or directly behind a page

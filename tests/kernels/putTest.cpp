@@ -145,8 +145,8 @@ constexpr uint32_t kCodes = 4;  // of scales; the last is full size
 // The plain kernels have the general routines to equal, too.
 std::vector<const Kernels *> allSets() {
   std::vector<const Kernels *> sets;
-  sets.push_back(&jpgPlainKernels);
-  if (bestKernels() != &jpgPlainKernels) sets.push_back(bestKernels());
+  sets.push_back(&jpgPortableKernels);
+  if (bestKernels() != &jpgPortableKernels) sets.push_back(bestKernels());
   return sets;
 }
 
@@ -235,7 +235,7 @@ TEST(PutKernels, ConvertEveryColourAsTheGeneralRoutines) {
 }
 
 TEST(PutKernels, ConvertEveryColourOfHalfSizeAsTheGeneralRoutines) {
-  if (bestKernels() == &jpgPlainKernels) GTEST_SKIP() << "this processor has the plain kernels";
+  if (bestKernels() == &jpgPortableKernels) GTEST_SKIP() << "this processor has the plain kernels";
   convertEveryColour(*bestKernels(), kScaleFull - 1);
 }
 

@@ -114,23 +114,23 @@ class Samples : public KernelTest {
   }
   bool agreeUpTo(const Block &block, uint32_t last) const {
     Block plain = block, best = block;
-    defined_->makeSamples(plain.data(), last);
-    tested_->makeSamples(best.data(), last);
+    defined_->inverseTransform(plain.data(), last);
+    tested_->inverseTransform(best.data(), last);
     return plain == best;
   }
   // Of a corner, what lies outside of it doesn't matter.
   bool halvesAgree(const Block &block) const {
     constexpr uint32_t kLastOfCorner = 24;  // row 3, column 3
     Block plain = block, best = block;
-    defined_->makeHalfSamples(plain.data(), kLastOfCorner);
-    tested_->makeHalfSamples(best.data(), kLastOfCorner);
+    defined_->inverseTransformHalf(plain.data(), kLastOfCorner);
+    tested_->inverseTransformHalf(best.data(), kLastOfCorner);
     for (size_t i = 0; i < 16; i++) {
       if (plain[8 * (i / 4) + i % 4] != best[8 * (i / 4) + i % 4]) return false;
     }
     return true;
   }
   bool presentAgrees(const Block &block) const {
-    return defined_->present(block.data()) == tested_->present(block.data());
+    return defined_->present(block.data()) == tested_->nonZeroMask(block.data());
   }
 };
 
@@ -226,8 +226,8 @@ TEST_P(Samples, NeedNoAlignment) {
     dense(&r, &block);
     room.fill(77);
     std::copy(block.begin(), block.end(), room.begin() + static_cast<ptrdiff_t>(shift));
-    tested_->makeSamples(room.data() + shift, 63);
-    defined_->makeSamples(block.data(), 63);
+    tested_->inverseTransform(room.data() + shift, 63);
+    defined_->inverseTransform(block.data(), 63);
     for (size_t i = 0; i < room.size(); i++) {
       const bool inside = i >= shift && i < shift + 64;
       ASSERT_EQ(room[i], inside ? block[i - shift] : 77) << i << " from " << shift;
@@ -252,7 +252,7 @@ TEST_P(Samples, APresentCoefficientOfAnyValueSetsItsBit) {
     for (int32_t v = kLeast; v <= kMost; v++) {
       Block block = {};
       block[jpg::kZigZag.natural[k]] = narrow(v);
-      ASSERT_EQ(tested_->present(block.data()), v != 0 ? uint64_t{1} << k : 0) << v << " at " << k;
+      ASSERT_EQ(tested_->nonZeroMask(block.data()), v != 0 ? uint64_t{1} << k : 0) << v << " at " << k;
     }
   }
 }
@@ -309,7 +309,7 @@ TEST(PresentCoefficients, OfThePlainKernelAreInZigZagOrder) {
   block[5 * 8 + 2] = -32768;  // row 5, column 2: position 33
   block[63] = 1;              // position 63
   const uint64_t expected = uint64_t{1} | uint64_t{1} << 2 | uint64_t{1} << 33 | uint64_t{1} << 63;
-  EXPECT_EQ(jpg::jpgPlainKernels.present(block.data()), expected);
+  EXPECT_EQ(jpg::jpgPortableKernels.present(block.data()), expected);
 }
 
 INSTANTIATE_TEST_SUITE_P(Sets, Samples, ::testing::ValuesIn(jpgtest::kernelSets()),

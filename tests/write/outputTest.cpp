@@ -9,7 +9,7 @@
 #include "share/jpgHeap.h"
 #include "write/jpgWHead.h"
 #include "write/jpgWVLC.h"
-#include "write/jpgWWide.h"
+#include "write/jpgWBits.h"
 
 namespace {
 

@@ -16,7 +16,7 @@
 
 #include "faulty.h"
 #include "read/jpgRVLC.h"
-#include "read/jpgRWide.h"
+#include "read/jpgRFastBlock.h"
 #include "share/jpgHuff.h"
 #include "support/modelHuffman.h"
 
@@ -307,7 +307,7 @@ class Component {
     BitWindow w;
     initWindow(&w);
     uint32_t last = 0;
-    d.result = decodeBlockWide(&w, &c->stream, d.block.data(), &k, &last);
+    d.result = decodeBlockFast(&w, &c->stream, d.block.data(), &k, &last);
     if (isOpen(w)) windows_++;
     if (isOpen(w)) closeWindow(&w, &c->stream);
     d.predictor = k.dcPredictor;

@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "read/jpgRBits.h"
-#include "read/jpgRWindow.h"
+#include "read/jpgRFastBits.h"
 #include "share/jpgShare.h"
 #include "support/random.h"
 

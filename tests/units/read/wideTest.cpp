@@ -1,12 +1,12 @@
 // Blocks through the bit window, against the block decoders: after every block the results, the
 // coefficients and the stream's record must be the same.
-#include "read/jpgRWide.h"
+#include "read/jpgRFastBlock.h"
 
 #include <gtest/gtest.h>
 
 #include "randomScan.h"
 #include "read/jpgRVLC.h"
-#include "read/jpgRWideProg.h"
+#include "read/jpgRFastProg.h"
 #include "twinStreams.h"
 
 namespace {
@@ -58,7 +58,7 @@ void decodeStream(Random *r, Pair *pair, Step step, Tally *tally) {
 bool stepSequential(Random * /*r*/, Pair *pair) {
   Block wide = {}, plain = {};
   uint32_t last = 99;
-  const Result a = decodeBlockWide(pair->twins->window(), &pair->twins->wide()->stream, wide.data(),
+  const Result a = decodeBlockFast(pair->twins->window(), &pair->twins->wide()->stream, wide.data(),
                                    &pair->wide, &last);
   const Result b = decodeBlock(&pair->twins->plain()->stream, plain.data(), &pair->plain);
   EXPECT_EQ(a, b);
@@ -88,7 +88,7 @@ bool stepCorner(Random *r, Pair *pair) {
   scatter(r, &wide);
   for (uint32_t i = 0; i < kCell * kCell; i++) wide[8 * (i / kCell) + i % kCell] = 0;
   plain = wide;
-  const Result a = decodeCornerWide(pair->twins->window(), &pair->twins->wide()->stream,
+  const Result a = decodeCornerFast(pair->twins->window(), &pair->twins->wide()->stream,
                                     wide.data(), &pair->wide, kLastStored);
   const Result b =
       decodeBlockCorner(&pair->twins->plain()->stream, plain.data(), &pair->plain, kLastStored);
@@ -105,7 +105,7 @@ bool stepProgressive(Random *r, Pair *pair) {
   scatter(r, &wide);
   plain = wide;
   const Result a =
-      decodeProgressiveWide(pair->twins->wide(), pair->twins->window(), wide.data(), &pair->wide);
+      decodeProgressiveFast(pair->twins->wide(), pair->twins->window(), wide.data(), &pair->wide);
   JpgContext *c = pair->twins->plain();
   const Result b = c->blockDecoder(c, plain.data(), &pair->plain);
   EXPECT_EQ(a, b);
