@@ -153,6 +153,7 @@ class Model {
   uint32_t mcusSinceRestart_ = 0;
   uint32_t rowPosition_ = 0;  // wraps below 0
   uint32_t eobRun_ = 0;
+  uint32_t setUps_ = 0;              // scan headers looked for
   uint32_t scanState_ = 0xFFFFFFFF;  // scale code of the picture under way
   bool positioned_ = true;           // at the start of a scan or an interval
 };

@@ -216,6 +216,7 @@ uint32_t Model::finishFrame() {
 // A marker that ends the segments but isn't SOS brings no scan header: the last one goes on, with
 // the tables that it had.
 uint32_t Model::setUpScan() {
+  ++setUps_;
   const Stop stop = headerLoop();
   if (stop.result != JPG_OK) return stop.result;
   if (stop.marker == 0xFFDA) {

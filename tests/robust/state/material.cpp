@@ -194,25 +194,38 @@ void lossless(Random &random, Material *m) {
   m->stream.insert(m->stream.begin() + 2, before.begin(), before.end());
 }
 
-// Other values for bytes of the coded data, none of which begins or ends a marker.
+// The places of coded data that aren't part of a marker or of stuffing, nor of what stands between
+// scans.
+std::vector<size_t> codedPlaces(const Bytes &stream) {
+  std::vector<size_t> places;
+  for (size_t i = dataOf(stream); i + 3 < stream.size(); i++) {
+    const uint8_t code = stream[i + 1];
+    if (stream[i] != 0xFF) {
+      places.push_back(i);
+    } else if (code == 0 || (code >= kRst0 && code <= kEoi)) {
+      i++;
+    } else {
+      i += 1U + stream[i + 2] * 256U + stream[i + 3];
+    }
+  }
+  return places;
+}
+
+// Other values for bytes of the coded data, none of which begins a marker; or an early end.
 void damage(Random &random, Material *m) {
-  const size_t first = dataOf(m->stream);
-  if (first >= m->stream.size()) return;
   if (random.oneIn(3)) {
-    m->what += ", cut short";
+    const size_t first = std::min(dataOf(m->stream), m->stream.size());
     const auto left = static_cast<int32_t>(m->stream.size() - first);
-    m->stream.resize(first + static_cast<size_t>(random.between(0, left - 1)));
+    m->what += ", cut short";
+    m->stream.resize(first + static_cast<size_t>(random.between(0, left)));
     return;
   }
+  const std::vector<size_t> places = codedPlaces(m->stream);
+  if (places.empty()) return;
   m->what += ", damaged";
   for (int32_t n = random.between(1, 4); n > 0; n--) {
-    const auto last = static_cast<int32_t>(m->stream.size()) - 3;
-    if (last < static_cast<int32_t>(first)) return;
-    const auto at = static_cast<size_t>(random.between(static_cast<int32_t>(first), last));
-    const bool marker = m->stream[at] == 0xFF || m->stream[at - 1] == 0xFF;
-    // Headers between scans stay.
-    if (marker || m->sof == 0xFFC2) continue;
-    m->stream[at] = static_cast<uint8_t>(random.between(0, 254));
+    const int32_t place = random.between(0, static_cast<int32_t>(places.size()) - 1);
+    m->stream[places[static_cast<size_t>(place)]] = static_cast<uint8_t>(random.between(0, 254));
   }
 }
 

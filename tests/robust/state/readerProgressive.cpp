@@ -92,6 +92,9 @@ void ReaderState::beginStore() {
   markerAccessUsed_ = false;
   reposition(scanOffset_, false);
   segLength_ = segConsumed_ = 0;
+  // To go back from another scan is to read the first one's header again.
+  if (elsewhere_ && setUps_ > 1)
+    segLength_ = segConsumed_ = static_cast<uint32_t>(4 + 2 * selected_.size());
 }
 
 uint32_t ReaderState::decodeScans(bool onlyOne) {
