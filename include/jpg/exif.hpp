@@ -213,12 +213,13 @@ class ExifEntry {
     const uint64_t field = at_ + detail::kEntryValueAt;
     return size() <= detail::kEntryValueSize ? field : tiff_.number32(field);
   }
-  /* The offset of a directory, which an entry has for its value; 0 when more stands there. Some
-     writers give it a type of its own, which TIFF 6.0 doesn't know. */
+  /* The offset of a directory, which an entry has for its value, or in the place where that of a
+     longer value stands: a damaged count does no harm. Some writers give it a type of its own,
+     which TIFF 6.0 doesn't know. */
   uint32_t link() const {
     const uint64_t field = at_ + detail::kEntryValueAt;
-    if (size() > detail::kEntryValueSize) return 0;
-    return type() == ExifType::kShort ? tiff_.number16(field) : tiff_.number32(field);
+    const bool narrow = type() == ExifType::kShort && size() <= detail::kEntryValueSize;
+    return narrow ? tiff_.number16(field) : tiff_.number32(field);
   }
   /* A number of the structure with its sign. */
   int64_t whole(uint64_t at, uint32_t size, bool isSigned) const {

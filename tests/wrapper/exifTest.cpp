@@ -236,8 +236,10 @@ TEST(ExifData, PointersMayBeShortOrOfTheTypeForDirectories) {
     const jpg::ExifData data = dataOf(tiff);
     EXPECT_EQ(tagsOf(data, Directory::kExif), (std::vector<uint16_t>{7}));
     EXPECT_EQ(tagsOf(data, Directory::kGps), (std::vector<uint16_t>{7}));
-    tiff.putZeroth({tiff.claim(kExifPointer, kLong, 2, exif)});  // leads to two numbers
-    EXPECT_FALSE(dataOf(tiff).has(Directory::kExif));
+    for (const uint32_t count : {0U, 2U, 0xFFFFFFFFU}) {  // damaged
+      tiff.putZeroth({tiff.claim(kExifPointer, kLong, count, exif)});
+      EXPECT_EQ(tagsOf(dataOf(tiff), Directory::kExif), (std::vector<uint16_t>{7})) << count;
+    }
   }
 }
 
