@@ -11,8 +11,11 @@
 namespace jpgtool {
 namespace {
 
-// Larger files take too long to be decoded a score of times.
+// Larger files aren't searched, and no search decodes more samples: some seconds' worth.
 constexpr uint64_t kMostFile = 64 << 20;
+constexpr uint64_t kMostSamples = uint64_t{2} << 30;
+
+constexpr size_t kSampleBytes = 4;  // coded, at most: a code of 16 bits and 15 bits behind it
 
 using Stream = std::vector<uint8_t>;
 
@@ -54,6 +57,7 @@ class Search {
     whole_ = decode(stream_, failed_.intervals, steps_);
     if (whole_.code != failed_.code) return false;
     size_t without = scanData_, with = stream_.size();
+    if (samples() * bitsOf(with - without) > kMostSamples) return false;
     *place = with;
     if (!failsAlike(with)) return true;
     while (with - without > 1) {
@@ -67,10 +71,19 @@ class Search {
  private:
   bool isLossless() const { return failed_.frame.process == JPG_PROCESS_LOSSLESS; }
 
+  // Samples up to where it fails.
+  uint64_t samples() const { return uint64_t{whole_.steps + 1} * (stepBytes_ / kSampleBytes); }
+
+  // As many trials as it takes to halve a number of bytes down to one.
+  static uint32_t bitsOf(size_t bytes) {
+    uint32_t bits = 0;
+    for (; bytes != 0; bytes /= 2) bits++;
+    return bits;
+  }
+
   // What a step is, and the coded bytes that it may take.
   bool measure() {
     constexpr uint32_t kSide = 8, kSamples = 64;
-    constexpr size_t kMostBytes = 4;  // of a sample: a code of 16 bits and 15 bits behind it
     JPGHANDLE handle = nullptr;
     Headers headers;
     if (open(stream_, &handle) == JPG_OK) readHeaders(handle, &headers);
@@ -88,8 +101,8 @@ class Search {
     const uint32_t rows = lossless_ ? 1 : kSide * v, columns = lossless_ ? 1 : kSide * h;
     const size_t units = (failed_.frame.width + columns - 1) / columns;
     steps_ = (failed_.frame.height + rows - 1) / rows;
-    rows_ = static_cast<int32_t>(rows);
-    stepBytes_ = units * blocks * (lossless_ ? 1 : kSamples) * kMostBytes;
+    lines_ = static_cast<int32_t>(lossless_ ? 1 : v);
+    stepBytes_ = units * blocks * (lossless_ ? 1 : kSamples) * kSampleBytes;
     return scanData_ < stream_.size();
   }
 
@@ -99,11 +112,11 @@ class Search {
   }
 
   uint32_t step(JPGHANDLE handle) {
-    JpgRect rect = {};  // no columns: nothing is stored, but for the two rows of lossless pictures
+    JpgRect rect = {};
     rect.stride = static_cast<int32_t>(rowBytes());
-    rect.bits = row_.data();
-    return lossless_ ? jpgReadSpatialToRect(handle, &rect, rows_)
-                     : jpgReadToRect(handle, &rect, rows_);
+    rect.bits = rows_.data();
+    return lossless_ ? jpgReadSpatialToRect(handle, &rect, lines_)
+                     : jpgReadScaleOutputToRect(handle, &rect, lines_, JPG_SCALE_EIGHTH);
   }
   size_t rowBytes() const {
     return size_t{failed_.frame.width} * failed_.frame.channels * sizeof(uint16_t);
@@ -112,7 +125,7 @@ class Search {
   Outcome decode(const Stream &stream, uint32_t intervals, uint32_t most) {
     Outcome outcome;
     JPGHANDLE handle = nullptr;
-    row_.assign(2 * rowBytes(), 0);
+    rows_.assign(2 * rowBytes(), 0);
     outcome.code = open(stream, &handle);
     if (outcome.code == JPG_OK && intervals != 0) {
       outcome.code =
@@ -150,12 +163,12 @@ class Search {
   const FailedDecode &failed_;
   const Stream stream_;
   const bool lossless_;
-  Stream row_;
   Outcome whole_;
   size_t scanData_ = 0;   // offset of the first coded byte
   size_t stepBytes_ = 0;  // coded bytes of a step, at most
   uint32_t steps_ = 0;    // of the whole picture
-  int32_t rows_ = 0;      // of a step
+  int32_t lines_ = 0;     // of a step, as decoded: at an eighth of the size, which is the fastest
+  Stream rows_;           // room for two rows at full size: one step, or a row and the one kept
 };
 
 // Scans of a progressive file that can be decoded.

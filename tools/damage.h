@@ -19,8 +19,8 @@ struct FailedDecode {
 
 // " near byte N" for sequential and lossless files, found out by decoding again: the shortest
 // start of the file that fails in the same way, whatever comes behind it. Of progressive files
-// the scan and where its header stands; of others where that isn't found out (damaged tables, more
-// than 64 MiB) where the header of the scan stands. Empty when there is none.
+// the scan and where its header stands; of others where that isn't found out (damaged tables, large
+// files) where the header of the scan stands. Empty when there is none.
 std::string placeOfDamage(const FailedDecode &failed);
 
 }  // namespace jpgtool
