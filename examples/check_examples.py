@@ -200,6 +200,23 @@ class Examples(unittest.TestCase):
         self.assertEqual(pnm(out)[2], pnm(self.decoded(source))[2][160:176])
         example("restart_rows", SAMPLE, 10, out, status=1)
 
+    def test_a_picture_of_few_rows_has_no_more_of_them(self):
+        # Fewer than a row of MCUs, and a height that stands behind the rows.
+        low, out = self.folder / "low.ppm", self.folder / "rows.ppm"
+        rows = pnm(self.picture)[2][:10]
+        low.write_bytes(b"P6\n640 10\n255\n" + b"".join(rows))
+        source = self.encoded(low, "low.jpg", "--restart", "40")
+        example("restart_rows", source, 0, out)
+        self.assertEqual(out.read_bytes(), self.decoded(source).read_bytes())
+        tall = self.encoded(self.picture, "restart.jpg", "--restart", "40")
+        stream = tall.read_bytes()
+        height = stream.index(b"\xff\xc0") + 5
+        late = self.folder / "late.jpg"
+        late.write_bytes(stream[:height] + b"\0\0" + stream[height + 2:-2] + b"\xff\xdc\0\4"
+                         + stream[height:height + 2] + stream[-2:])
+        example("restart_rows", late, 3, out)
+        self.assertEqual(pnm(out)[2], pnm(self.decoded(tall))[2][48:64])
+
     def test_a_bitmap_stands_on_its_head(self):
         out = self.folder / "out.dib"
         example("decode_to_dib", SAMPLE, out)

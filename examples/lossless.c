@@ -17,12 +17,24 @@ static uint32_t writeFile(const char *name, const JpgRect *rect) {
   return r == JPG_OK ? closed : r;
 }
 
-/* Rows as wide as the image: bytes up to 8 bits of precision, 16-bit words above. */
+/* What the library stores follows from the file: rows as wide as the image, of all its channels,
+   bytes up to 8 bits of precision, 16-bit words above. It doesn't compare that with the rectangle,
+   so the caller does. */
+static int fits(JPGHANDLE handle, const JpgRect *rect) {
+  uint32_t width = 0, height = 0, channels = 0, bits = 0;
+  jpgReadGetImageSize(handle, &width, &height);
+  jpgReadGetNumberOfChannels(handle, &channels);
+  jpgReadGetSamplePrecision(handle, &bits);
+  return width == (uint32_t)rect->width && height == (uint32_t)rect->height &&
+         channels == (uint32_t)rect->channels && bits == (uint32_t)rect->bitsPerSample;
+}
+
 static uint32_t readFile(const char *name, const JpgRect *rect) {
   JPGHANDLE handle;
   uint32_t r = openFile(name, 0, &handle);
   if (r != JPG_OK) return r;
-  r = jpgReadSpatialToRect(handle, rect, rect->height);
+  r = JPG_E_INVALID_PARAMETER;
+  if (fits(handle, rect)) r = jpgReadSpatialToRect(handle, rect, rect->height);
   jpgReadEpilog(handle);
   return r;
 }

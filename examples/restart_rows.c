@@ -8,10 +8,21 @@
 
 #define MCU_ROWS 16
 
-/* The library counts intervals here, so the caller limits the rows to those that it wants. */
+/* Room for a row of MCUs, or for the rows of a picture that has fewer. */
+static uint32_t makeRows(JPGHANDLE handle, JpgRect *rect) {
+  uint32_t width, height, components;
+  uint32_t r = jpgReadGetImageSize(handle, &width, &height);
+  if (r == JPG_OK) r = jpgReadGetNumberOfChannels(handle, &components);
+  if (r != JPG_OK) return r;
+  if (height == 0 || height > MCU_ROWS) height = MCU_ROWS; /* 0: told behind the rows */
+  return makeRect(width, height, components < 3 ? 1 : 3, rect);
+}
+
+/* The library counts intervals here, so the caller limits the rows to those that it has room
+   for. */
 static uint32_t decodeFrom(JPGHANDLE handle, int32_t interval, const JpgRect *rect) {
   uint32_t r = jpgReadSeekRestartMarker(handle, interval, JPG_RESTART_FROM_START);
-  if (r == JPG_OK) r = jpgReadToRect(handle, rect, MCU_ROWS);
+  if (r == JPG_OK) r = jpgReadToRect(handle, rect, rect->height);
   return r;
 }
 
@@ -24,8 +35,7 @@ int main(int argc, char **argv) {
     return 2;
   }
   r = openFile(argv[1], 0, &handle);
-  if (r == JPG_OK) r = makeRectFor(handle, &rect);
-  rect.height = MCU_ROWS;
+  if (r == JPG_OK) r = makeRows(handle, &rect);
   if (r == JPG_OK) r = decodeFrom(handle, (int32_t)strtol(argv[2], NULL, 10), &rect);
   if (r == JPG_OK) r = savePnm(argv[3], &rect);
   jpgReadEpilog(handle);

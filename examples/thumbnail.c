@@ -17,6 +17,7 @@ static uint32_t decode(JPGEXIFHANDLE exif, void **bits, JpgRect *rect) {
   Dib dib = {{{sizeof(BITMAPINFOHEADER), 0, 0, 1, 24, BI_RGB, 0, 0, 0, 0, 0}, {{0, 0, 0, 0}}}};
   uint32_t r = jpgExifReadThumbnailToWinDIBits(exif, NULL, &dib.info);
   if (r != JPG_OK) return r;
+  if (dib.info.bmiHeader.biWidth < 1 || dib.info.bmiHeader.biHeight < 1) return JPG_E_UNSUPPORTED;
   rect->width = dib.info.bmiHeader.biWidth;
   rect->height = dib.info.bmiHeader.biHeight;
   if ((uint64_t)rect->width * (uint64_t)rect->height > MAX_PIXELS) return JPG_E_OUT_OF_MEMORY;

@@ -29,8 +29,9 @@
  *   (#JPG_E_UNSUPPORTED and the like), unless the function says otherwise.
  * - **Handles.** A null handle, a pointer that is not 4-byte aligned, a closed
  *   handle or a pointer to something else gives #JPG_E_INVALID_HANDLE. So does a
- *   write handle given to a function that would read, decode or seek, and a read
- *   handle given to one that would write or encode.
+ *   write handle given to a function that would read, decode or seek, a read handle
+ *   given to one that would write or encode, and a handle of the other side given
+ *   to a setter or an epilog; none of these changes anything. Getters take both.
  * - **Memory.** The library owns everything behind a handle and frees it in the
  *   epilog. What a caller passes in (paths, data blocks, rectangles) stays the
  *   caller's; a data block must outlive the handle that reads it.
@@ -102,8 +103,11 @@ typedef JpgExifAttributes *JPGEXIFHANDLE;
  * The caller's description of a pixel buffer.
  *
  * The library trusts it: `bits` and `stride` must describe memory that holds
- * every row asked for. A function copies the descriptor on entry and never
- * changes the caller's.
+ * every row asked for, as wide as the *file* makes it. What a reader stores
+ * follows from the file's components; it doesn't compare them with `channels`,
+ * `bitsPerPixel` or `size` (the functions under "Decoding" say how many bytes
+ * it takes). A function copies the descriptor on entry and never changes the
+ * caller's.
  *
  * Pixels are 8-bit samples. Three-channel pixels are stored blue, green, red;
  * grey is one byte; without colour conversion the components are stored in
@@ -111,15 +115,17 @@ typedef JpgExifAttributes *JPGEXIFHANDLE;
  */
 typedef struct JpgRect {
   int32_t width;         /**< pixels to store per row; columns of the image beyond it are
-                              decoded but not stored; 0 or less stores nothing */
+                              decoded but not stored; 0 or less stores nothing. Scaled and
+                              lossless decoding don't look at it */
   int32_t height;        /**< rows in the buffer; the readers take the row count from
                               their own argument and do not look at it; the encoders'
                               first call takes the image height from it */
   int32_t stride;        /**< bytes from a row to the next; negative for a bottom-up
                               buffer, whose `bits` is the top image row (last in memory) */
-  int32_t bitsPerPixel;  /**< 8 times the bytes per pixel: 8, 16, 24 or 32 */
-  int32_t channels;      /**< number of channels; used by the encoders */
-  int32_t bitsPerSample; /**< 8 */
+  int32_t bitsPerPixel;  /**< 8 times the bytes per pixel: 8, 16, 24 or 32; the readers look at
+                              it only after jpgReadSetNoColorConversion() */
+  int32_t channels;      /**< number of channels; used by the encoders, not by the readers */
+  int32_t bitsPerSample; /**< 8; 2 to 16 for the lossless encoder; not used by the readers */
   void *bits;            /**< first byte of the top image row; not null */
   uint32_t size;         /**< buffer size in bytes; not read by the readers */
   uint32_t reserved;     /**< not read */
@@ -323,7 +329,8 @@ JPG_API uint32_t JPG_CALL jpgReadPrologFromMemory(const void *data, int32_t size
  *
  * @retval JPG_OK               closed
  * @retval JPG_E_INVALID_HANDLE not an open read handle; nothing was destroyed
- * @retval JPG_E_FAIL           the heap refused to take the record back
+ * @retval JPG_E_FAIL           the file couldn't be closed, or the heap refused to take the
+ *                              record back; everything else was freed
  */
 JPG_API uint32_t JPG_CALL jpgReadEpilog(JPGHANDLE handle);
 /** @} */
@@ -331,8 +338,9 @@ JPG_API uint32_t JPG_CALL jpgReadEpilog(JPGHANDLE handle);
 /* ------------------------------------------------------------------------- */
 /** @name What the frame header says
  *
- *  These look only at the record: they work at any time, change nothing and
- *  return #JPG_E_INVALID_HANDLE for an invalid handle or a null pointer.
+ *  The getters look only at the record: they work at any time, change nothing and
+ *  return #JPG_E_INVALID_HANDLE for an invalid handle or a null pointer. They tell
+ *  what a rectangle must have room for: see "Decoding".
  *
  *  Example (examples/support.c, makeRectFor):
  *  @code
@@ -363,7 +371,9 @@ JPG_API uint32_t JPG_CALL jpgReadGetCodingProcess(JPGHANDLE handle, uint32_t *pr
  * @param handle an open handle
  * @param width  receives X of the frame header, 0 to 65535
  * @param height receives Y of the frame header, 0 to 65535; 0 means that a DNL
- *               segment behind the first scan will supply it
+ *               segment behind the first scan tells it. The library learns it there
+ *               only while it decodes a sequential image with restart intervals, the
+ *               last of which ends with the image; in all other files it stays 0
  *
  * @retval JPG_OK               stored
  * @retval JPG_E_INVALID_HANDLE invalid handle or null pointer
@@ -396,13 +406,13 @@ JPG_API uint32_t JPG_CALL jpgReadGetSamplePrecision(JPGHANDLE handle, uint32_t *
 
 /**
  * Makes the decoders deliver the components as decoded, without colour
- * conversion: `bitsPerPixel / 8` bytes a pixel, one per component, in component
- * order. It can't be taken back.
+ * conversion: one byte per component, in component order. The rectangle's
+ * `bitsPerPixel` must then be 8 times the component count. It can't be taken back.
  *
- * @param handle an open handle
+ * @param handle read handle
  *
  * @retval JPG_OK               set
- * @retval JPG_E_INVALID_HANDLE invalid handle
+ * @retval JPG_E_INVALID_HANDLE invalid handle, or a write handle
  */
 JPG_API uint32_t JPG_CALL jpgReadSetNoColorConversion(JPGHANDLE handle);
 /** @} */
@@ -490,7 +500,7 @@ JPG_API uint32_t JPG_CALL jpgReadSeekMarkerData(JPGHANDLE handle);
  *  @code
  *  static uint32_t decodeFrom(JPGHANDLE handle, int32_t interval, const JpgRect *rect) {
  *    uint32_t r = jpgReadSeekRestartMarker(handle, interval, JPG_RESTART_FROM_START);
- *    if (r == JPG_OK) r = jpgReadToRect(handle, rect, MCU_ROWS);
+ *    if (r == JPG_OK) r = jpgReadToRect(handle, rect, rect->height);
  *    return r;
  *  }
  *  @endcode
@@ -526,8 +536,10 @@ JPG_API uint32_t JPG_CALL jpgReadSeekRestartMarker(JPGHANDLE handle, int32_t int
  * Hands over the next piece of the entropy-coded data.
  *
  * Decoding goes on in the new block where the coded data left off, with the DC
- * predictions cleared; the row count stays. What was unread of the old block is
- * dropped.
+ * predictions cleared; in a lossless image the next row is taken for the first of a
+ * restart interval. The row count stays. What was unread of the old block is
+ * dropped. An EOI that was met there ends no picture, and decoding begins in the new
+ * block although marker segments were read before.
  *
  * @param handle a handle from jpgReadPrologFromMemory() with
  *               #JPG_READ_PARTIAL_BITSTREAM
@@ -545,6 +557,38 @@ JPG_API uint32_t JPG_CALL jpgReadSetPartialBitstream(JPGHANDLE handle, const voi
 
 /* ------------------------------------------------------------------------- */
 /** @name Decoding
+ *
+ *  **How much a call stores follows from the file.** The readers take `bits` and `stride`
+ *  from the rectangle, jpgReadToRect() and jpgReadProgressiveToRect() also `width`. They don't look
+ *  at `channels`, `height`, `bitsPerSample` and `size`, and at `bitsPerPixel` only after
+ *  jpgReadSetNoColorConversion(). A colour file decoded into memory for a grey picture is
+ *  written beyond its end. So ask for the process, the components, the precision and the size of
+ *  the file first, and describe memory that fits them:
+ *
+ *  | coding process         | components | colour conversion | bytes a pixel                    |
+ *  |------------------------|------------|-------------------|----------------------------------|
+ *  | sequential DCT         | 1 or 2     | as opened         | 1                                |
+ *  | sequential DCT         | 3 or 4     | as opened         | 3                                |
+ *  | sequential DCT         | n          | switched off      | n                                |
+ *  | sequential DCT, scaled | 1 or 2     | as opened         | 1                                |
+ *  | sequential DCT, scaled | 3 or 4     | as opened         | 3                                |
+ *  | progressive DCT        | 1 or 2     | as opened         | 1                                |
+ *  | progressive DCT        | 3 or 4     | as opened         | 3                                |
+ *  | progressive DCT        | n          | switched off      | n                                |
+ *  | lossless               | n          | has none          | n; 2 n above 8 bits of precision |
+ *
+ *  Scaled output is refused where conversion is switched off, and lossless samples are never
+ *  converted.
+ *
+ *  For r rows the memory must have |`stride`| * (r - 1) + w * bytes a pixel bytes, counted from
+ *  the first byte of the row that is lowest in memory; no byte behind them is written. w is the
+ *  rectangle's `width` (jpgReadToRect(), jpgReadProgressiveToRect()), the whole scaled width
+ *  (jpgReadScaleOutputToRect()) or the whole width of the image (jpgReadSpatialToRect()). A `width`
+ *  beyond the image's gets what the last MCU of a row holds there. r is what the call asks for, cut
+ *  to what is left of the image where its height is known. jpgReadSpatialToRect() may also read one
+ *  row behind those, and says when.
+ *
+ *  jpg.hpp and the Python module compare the memory with the file before they call.
  *
  *  Example (examples/decode_bands.c, decodeBands):
  *  @code
@@ -595,7 +639,8 @@ JPG_API uint32_t JPG_CALL jpgReadSetPartialBitstream(JPGHANDLE handle, const voi
  *    JPGHANDLE handle;
  *    uint32_t r = openFile(name, 0, &handle);
  *    if (r != JPG_OK) return r;
- *    r = jpgReadSpatialToRect(handle, rect, rect->height);
+ *    r = JPG_E_INVALID_PARAMETER;
+ *    if (fits(handle, rect)) r = jpgReadSpatialToRect(handle, rect, rect->height);
  *    jpgReadEpilog(handle);
  *    return r;
  *  }
@@ -604,6 +649,11 @@ JPG_API uint32_t JPG_CALL jpgReadSetPartialBitstream(JPGHANDLE handle, const voi
 
 /**
  * Decodes the next rows of a sequential DCT image (baseline or extended).
+ *
+ * **Writes** |`stride`| * (rows - 1) + `width` * bytes a pixel bytes. Bytes a pixel are those of
+ * the *file*: 1 for 1 or 2 components, 3 for 3 or 4; after jpgReadSetNoColorConversion() 1 for each
+ * component. `channels`, `height` and `size` aren't looked at: a colour file overruns memory
+ * for a grey picture, whatever the rectangle says.
  *
  * Called once for the whole image or band by band. A call decodes whole MCU rows
  * (8 or 16 pixel rows, 8 times the largest vertical sampling factor); rows of
@@ -637,7 +687,8 @@ JPG_API uint32_t JPG_CALL jpgReadSetPartialBitstream(JPGHANDLE handle, const voi
  * @retval JPG_E_UNSUPPORTED    not a sequential DCT frame; `bitsPerPixel` doesn't
  *                              fit the components; or the scan doesn't hold all
  *                              components of the frame
- * @retval JPG_E_FAIL           all rows were already delivered
+ * @retval JPG_E_FAIL           all rows were already delivered, also where a DNL segment has
+ *                              told how many they are
  * @retval JPG_E_END_OF_IMAGE   EOI came before the rows asked for
  * @retval JPG_E_SEEK           going back to the scan after marker access failed
  * @retval JPG_E_BAD_DC_CODE, JPG_E_BAD_AC_CODE, JPG_E_COEF_OVERFLOW
@@ -649,6 +700,9 @@ JPG_API uint32_t JPG_CALL jpgReadToRect(JPGHANDLE handle, const JpgRect *rect, i
 /**
  * Decodes rows of a progressive image.
  *
+ * **Writes** |`stride`| * (rows - 1) + `width` * bytes a pixel bytes, bytes a pixel by the *file's*
+ * components as for jpgReadToRect(); `channels`, `height` and `size` aren't looked at.
+ *
  * The first call decodes all scans into memory (width x height x components x 2
  * bytes, less for subsampled components, allocated by the prolog) and delivers the
  * first rows; further calls deliver the next ones. Rows wanted count in whole MCU rows
@@ -658,6 +712,11 @@ JPG_API uint32_t JPG_CALL jpgReadToRect(JPGHANDLE handle, const JpgRect *rect, i
  * decodes one more scan and delivers the image from the top, so that it can be shown
  * growing; calls in between deliver the next rows of that state. Ask for the whole
  * height in each call until #JPG_NO_DATA tells that no scan is left.
+ *
+ * Only scans that were decoded are delivered: the first call after the prolog empties the store
+ * and begins at the first scan, also when jpgReadSeekRestartMarker() came in between. Once scans
+ * are in the store a seek leaves it as it is. Rows count as delivered when a call succeeds; one
+ * that fails leaves their count as it was.
  *
  * Pixels are stored as jpgReadToRect() does, except that three components are always
  * taken for YCbCr.
@@ -699,9 +758,15 @@ JPG_API uint32_t JPG_CALL jpgReadScaleOutputGetImageSize(JPGHANDLE handle, uint3
 
 /**
  * Decodes the next rows of a sequential DCT image at a reduced size, from the low
- * frequencies alone. Band by band as jpgReadToRect(), in multiples of 16 times the
- * scale. A call with another scale than the one before starts the picture again from
- * row 0. The whole scaled width is stored, whatever the rectangle's says.
+ * frequencies alone.
+ *
+ * **Writes** |`stride`| * (rows - 1) + scaled width * bytes a pixel bytes: the whole scaled width
+ * of jpgReadScaleOutputGetImageSize() is stored, whatever `width` says, and bytes a pixel are 1
+ * for *files* of 1 or 2 components, 3 for 3 or 4. `width`, `channels`, `height`, `bitsPerPixel` and
+ * `size` aren't looked at. Full size writes what jpgReadToRect() says.
+ *
+ * Band by band as jpgReadToRect(), in multiples of 16 times the scale. A call with
+ * another scale than the one before starts the picture again from row 0.
  *
  * @param handle read handle
  * @param rect   where the rows go; `stride` and `bits` are used
@@ -725,9 +790,14 @@ JPG_API uint32_t JPG_CALL jpgReadScaleOutputToRect(JPGHANDLE handle, const JpgRe
  * Decodes the next rows of a lossless image: the samples as they were coded, without
  * scaling or colour conversion.
  *
- * A row is the image's width in pixels, whatever the rectangle's, of interleaved
- * samples in component order: bytes up to 8 bits of precision, 16-bit words (in the
- * machine's byte order, unsigned) above. While the height is unknown every call yields
+ * **Writes** |`stride`| * (rows - 1) + image width * bytes a pixel bytes: whole rows of the image,
+ * whatever `width` says, 1 byte for each component of the *file* up to 8 bits of precision, 2
+ * above. A call that doesn't reach the last row of the image also **reads** one row more, behind
+ * the last one written. `width`, `channels`, `height`, `bitsPerPixel`, `bitsPerSample` and `size`
+ * aren't looked at.
+ *
+ * Samples are interleaved in component order: bytes, or unsigned 16-bit words in the
+ * machine's byte order, at any address. While the height is unknown every call yields
  * one row.
  *
  * Between calls the decoder keeps the row that it predicts the next one from. When the
@@ -827,7 +897,8 @@ JPG_API uint32_t JPG_CALL jpgWritePrologToMemory(uint32_t flags, JPGHANDLE *hand
  * @retval JPG_E_WRITE_FAULT       the output has come up short, now or earlier
  * @retval JPG_E_INVALID_PARAMETER the height was never told, and more than 65535 lines
  *                                 were encoded
- * @retval JPG_E_FAIL              the heap refused to take the record back
+ * @retval JPG_E_FAIL              the file couldn't be closed, or the heap refused to take the
+ *                                 record back; everything else was freed
  */
 JPG_API uint32_t JPG_CALL jpgWriteEpilogToFile(JPGHANDLE handle);
 
@@ -863,9 +934,11 @@ JPG_API uint32_t JPG_CALL jpgWriteFreeBitstream(void *data);
  * Takes the output written so far, between two encode calls.
  *
  * Each piece ends with EOI; the pieces after the first have no SOI and no headers,
- * and begin with cleared DC predictions. Before the first encode call the headers
- * are written early, by the settings; the rectangle of that call must then agree
- * with jpgWriteSetImageSize() in width and with jpgWriteSetNumberOfComponents().
+ * and begin with cleared DC predictions; in a lossless image the next line is coded
+ * as the first of a restart interval, and jpgReadSetPartialBitstream() makes a reader
+ * take it so. Before the first encode call the headers are written early, by the
+ * settings; the rectangle of that call must then agree with jpgWriteSetImageSize() in
+ * width and with jpgWriteSetNumberOfComponents().
  *
  * @param handle a handle from jpgWritePrologToMemory() with
  *               #JPG_WRITE_PARTIAL_BITSTREAM
@@ -888,8 +961,10 @@ JPG_API uint32_t JPG_CALL jpgWriteGetPartialBitstream(JPGHANDLE handle, void **d
 /* ------------------------------------------------------------------------- */
 /** @name Settings of a write handle
  *
- *  They change the record only and are taken up when the headers are written, by
- *  the first encode call; later changes affect nothing already written.
+ *  They change the record only and count as they are when the headers are written, by
+ *  the first encode call or by a jpgWriteGetPartialBitstream() ahead of it. What is set
+ *  later is stored and has no effect on the picture under way. A read handle is refused
+ *  with #JPG_E_INVALID_HANDLE.
  *
  *  Example (examples/write_jfif.c, encode):
  *  @code
@@ -1076,6 +1151,13 @@ JPG_API uint32_t JPG_CALL jpgWriteWriteMarkerSegment(JPGHANDLE handle, uint32_t 
 /* ------------------------------------------------------------------------- */
 /** @name Encoding
  *
+ *  A first call that gives #JPG_E_INVALID_PARAMETER, #JPG_E_UNSUPPORTED or
+ *  #JPG_E_OUT_OF_MEMORY has written nothing, and may be repeated with other settings or another
+ *  rectangle.
+ *
+ *  The encoders read whole rows of the picture that the first call describes: later calls don't
+ *  compare `width` and `channels` with it.
+ *
  *  Example (examples/pieces.c, sendBands):
  *  @code
  *  static uint32_t sendBands(JPGHANDLE handle, const JpgRect *rect, Receiver *to) {
@@ -1126,8 +1208,8 @@ JPG_API uint32_t JPG_CALL jpgWriteWriteMarkerSegment(JPGHANDLE handle, uint32_t 
  * lower edge otherwise than one call for the whole picture.
  *
  * @param handle write handle
- * @param rect   the pixels: `width`, `stride`, `channels` and `bits` are used, and in
- *               the first call `height` and `bitsPerSample`, which must be 8
+ * @param rect   the pixels: `stride` and `bits` are used, and in the first call `width`,
+ *               `channels`, `height` and `bitsPerSample`, which must be 8
  * @param lines  lines to encode from `bits` on, not 0
  *
  * @retval JPG_OK                  encoded
@@ -1182,7 +1264,12 @@ JPG_API uint32_t JPG_CALL jpgWriteSpatialFromRect(JPGHANDLE handle, const JpgRec
  *  with the resolution of a JFIF segment, and behind it the colour table (8 bits: a grey
  *  ramp or the reduction palette, 256 entries) or the masks (16 bits: 5-6-5). The caller's
  *  block must have room for these. With `bits` they decode into the bitmap that `bmi`
- *  describes, which may be wider than the image, and top-down.
+ *  describes, which may be wider than the image, and top-down. `bits` must hold the rows asked
+ *  for, `biWidth` pixels of `biBitCount` bits each, padded to 4 bytes; no more is written, whatever
+ *  the file holds. `biHeight` tells the direction alone: how many rows there are is the caller's
+ *  word.
+ *
+ *  A header and its colour table or masks may lie at any address, and so may the pixels.
  *
  *  A grey image goes into 8 bits, a colour image into 24; a colour image is reduced to 8
  *  bits (a palette of 216 colours) or 16 by error diffusion, through a 24-bit buffer.
@@ -1265,6 +1352,8 @@ JPG_API uint32_t JPG_CALL jpgReadScaleOutputToWinDIBits(JPGHANDLE handle, int32_
  * other goes through a buffer and is taken as bottom-up, so a top-down one comes out
  * upside down. Grey is taken from the green channel (or the palette's green bytes).
  * 16-bit pixels are 5-5-5, or 5-6-5 when masks are given and the first one has bit 15.
+ * Where `biClrUsed` isn't 0, no entry of the colour table beyond it is read, and an index
+ * beyond it is black.
  *
  * @param handle write handle
  * @param lines  rows to encode, from the first in memory on for a converted bitmap; 1 to
@@ -1336,7 +1425,11 @@ JPG_API uint32_t JPG_CALL jpgReadExifReadAttributeEpilog(JPGEXIFHANDLE attribute
 /**
  * Describes a bitmap for, or decodes into one, the thumbnail of the Exif attributes: a
  * sequential JPEG image, or uncompressed RGB in any number of strips. Both modes as for
- * jpgReadToWinDIBits(), without a resolution; the bitmap has room for the whole thumbnail.
+ * jpgReadToWinDIBits(), without a resolution. All rows of the thumbnail are decoded, whatever
+ * `biHeight` says: describe first, then make room for the whole thumbnail.
+ *
+ * An uncompressed thumbnail whose planes lie apart can be described, also when nothing tells
+ * where they lie, but not decoded.
  *
  * @param attributes attribute handle
  * @param bits       the bitmap's pixels; null to describe
@@ -1344,7 +1437,8 @@ JPG_API uint32_t JPG_CALL jpgReadExifReadAttributeEpilog(JPGEXIFHANDLE attribute
  *
  * @retval JPG_OK                  described, or decoded
  * @retval JPG_E_INVALID_HANDLE    invalid handle or null `bmi`
- * @retval JPG_E_NOT_FOUND         there is no thumbnail, or part of it lies outside
+ * @retval JPG_E_NOT_FOUND         there is no thumbnail, its length is told as 0, or part of it
+ *                                 lies outside of the segment
  * @retval JPG_E_UNSUPPORTED       uncompressed but not interleaved RGB, or components that
  *                                 don't fit the bitmap's depth
  * @retval JPG_E_INVALID_PARAMETER the thumbnail is wider than the bitmap, or (after

@@ -33,6 +33,16 @@ struct Layout {
   constexpr uint32_t rowBytes() const { return width * channels * sampleBytes(); }
   /** @return bytes of the whole picture */
   constexpr uint64_t bytes() const { return uint64_t{rowBytes()} * height; }
+  /** @return whether a JpgRect can describe it: rows of less than 2^31 bytes, and as many rows */
+  constexpr bool valid() const {
+    constexpr uint32_t kMost = 0x7FFFFFFF;
+    return height <= kMost && uint64_t{width} * channels <= kMost / sampleBytes();
+  }
+  /** @param other another layout  @return whether both take the same memory, sample by sample */
+  constexpr bool matches(const Layout &other) const {
+    return width == other.width && height == other.height && channels == other.channels &&
+           sampleBytes() == other.sampleBytes();
+  }
 };
 
 /**
@@ -42,9 +52,11 @@ struct Layout {
  *               instead of the row's bytes where one is given
  * @param layout how the pixels lie
  * @param stride bytes from a row to the next, 0 = rows without padding
- * @return the description; #JPG_E_INVALID_PARAMETER when the memory is too small
+ * @return the description, whose `size` is the bytes of the rows (2^32 - 1 where they are more);
+ *         #JPG_E_INVALID_PARAMETER when the memory is too small or the layout isn't valid()
  */
 inline Result<JpgRect> rectOver(Span<uint8_t> memory, const Layout &layout, uint32_t stride = 0) {
+  if (!layout.valid()) return Status(JPG_E_INVALID_PARAMETER);
   const uint64_t row = layout.rowBytes();
   const uint64_t step = stride == 0 ? row : stride;
   const uint64_t last = layout.height == 0 ? 0 : step * (layout.height - 1) + row;
@@ -59,15 +71,17 @@ inline Result<JpgRect> rectOver(Span<uint8_t> memory, const Layout &layout, uint
   rect.channels = static_cast<int32_t>(layout.channels);
   rect.bitsPerSample = static_cast<int32_t>(layout.bitsPerSample);
   rect.bits = memory.data();
-  rect.size = static_cast<uint32_t>(last);
+  rect.size = static_cast<uint32_t>(last < 0xFFFFFFFF ? last : 0xFFFFFFFF);
   return rect;
 }
 
 /** Pixels in memory of their own, rows from top to bottom without padding. */
 class Picture {
  public:
-  /** @param layout size and kind  @return a black picture, or #JPG_E_OUT_OF_MEMORY */
+  /** @param layout size and kind  @return a black picture; #JPG_E_OUT_OF_MEMORY, or
+   *  #JPG_E_INVALID_PARAMETER for a layout that isn't valid() */
   static Result<Picture> make(const Layout &layout) {
+    if (!layout.valid()) return Status(JPG_E_INVALID_PARAMETER);
     Result<Buffer> pixels = Buffer::make(layout.bytes());
     if (!pixels) return pixels.status();
     Picture picture;

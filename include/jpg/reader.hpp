@@ -191,27 +191,32 @@ class Reader {
    * decoded before is in it.
    *
    * @param picture receives the rows
-   * @return as decode() says
+   * @return as decode() says; #JPG_E_INVALID_PARAMETER for a picture of another size or kind
+   *         than layout(), into which nothing is written
    */
   Status decode(Picture &picture) {
-    const Result<JpgRect> rect = picture.rect();
+    const Result<JpgRect> rect = rectFor(picture);
     if (!rect) return rect.status();
-    return read(*rect, rect->height);
+    return readRows(*rect, rect->height);
   }
   /**
-   * Decodes the next rows into memory of the caller's.
+   * Decodes the next rows into memory of the caller's, of which `rect` must tell the truth:
+   * rectOver() does. The library itself doesn't look at `channels` and `size`; here they must be
+   * the image's and enough, and nothing is written where they aren't.
    *
-   * @param rect  where the rows go
+   * A lossless image is stored as wide as it is, and a call that asks for fewer rows than it has
+   * also reads the row behind them: there `size` must have room for one row more than `lines`.
+   *
+   * @param rect  where the rows go: `channels`, `bitsPerPixel` as layout() has them, `size` bytes
+   *              for the rows, the padding between them included
    * @param lines rows wanted
    * @return as jpgReadToRect(), jpgReadProgressiveToRect() (all scans) or
-   *         jpgReadSpatialToRect() says
+   *         jpgReadSpatialToRect() says; #JPG_E_INVALID_PARAMETER when `rect` doesn't fit
    */
   Status read(const JpgRect &rect, int32_t lines) {
-    const Result<Info> frame = info();
-    if (!frame) return frame.status();
-    if (frame->lossless()) return readLossless(rect, lines);
-    if (!frame->progressive()) return Status(jpgReadToRect(handle(), &rect, lines));
-    return Status(jpgReadProgressiveToRect(handle(), &rect, lines, JPG_PROGRESSIVE_ALL_SCANS));
+    const Status fit = checkRoom(rect, lines);
+    if (!fit) return fit;
+    return readRows(rect, lines);
   }
   /**
    * Decodes the whole image at a reduced size; sequential DCT images only.
@@ -234,10 +239,10 @@ class Reader {
    *
    * @param picture a picture of blank()
    * @return success; #JPG_NO_DATA when no scan is left and the picture is complete; errors as
-   *         jpgReadProgressiveToRect() says
+   *         jpgReadProgressiveToRect() says; #JPG_E_INVALID_PARAMETER as decode(Picture &) says
    */
   Status nextScan(Picture &picture) {
-    const Result<JpgRect> rect = picture.rect();
+    const Result<JpgRect> rect = rectFor(picture);
     if (!rect) return rect.status();
     return Status(
         jpgReadProgressiveToRect(handle(), &*rect, rect->height, JPG_PROGRESSIVE_NEXT_SCAN));
@@ -321,6 +326,49 @@ class Reader {
  private:
   friend class Bands;
 
+  /* The description of a picture that this image fits. */
+  Result<JpgRect> rectFor(const Picture &picture) const {
+    const Result<Layout> image = layout();
+    if (!image) return image.status();
+    if (!image->matches(picture.layout())) return Status(JPG_E_INVALID_PARAMETER);
+    return picture.rect();
+  }
+  /* How many rows a call reads or writes; the library cuts at the height that it knows. */
+  Result<uint32_t> rowsTouched(bool lossless, int32_t lines) const {
+    uint32_t width = 0, height = 0;
+    const Status status(jpgReadGetImageSize(handle(), &width, &height));
+    if (!status) return status;
+    uint32_t rows = lines < 0 ? 0 : static_cast<uint32_t>(lines);
+    if (lossless && rows == 0) return 1U; /* kept for the next call */
+    if (height == 0) return rows;
+    if (rows >= height) return height;
+    return lossless ? rows + 1 : rows;
+  }
+  /* The library trusts a rectangle. This sees that it may. */
+  Status checkRoom(const JpgRect &rect, int32_t lines) const {
+    const Result<Info> frame = info();
+    const Result<Layout> image = layout();
+    if (!frame || !image) return image.status();
+    const Result<uint32_t> rows = rowsTouched(frame->lossless(), lines);
+    if (!rows) return rows.status();
+    const int64_t pixel = int64_t{image->channels} * image->sampleBytes();
+    const int64_t width = frame->lossless() ? int64_t{image->width} : rect.width;
+    const int64_t row = width > 0 ? width * pixel : 0;
+    const int64_t step = rect.stride < 0 ? -int64_t{rect.stride} : rect.stride;
+    const bool alike = rect.channels == static_cast<int32_t>(image->channels) &&
+                       rect.bitsPerPixel == static_cast<int32_t>(8 * pixel);
+    const int64_t bytes = *rows == 0 ? 0 : step * (int64_t{*rows} - 1) + row;
+    const bool apart = *rows < 2 || step >= row;
+    return Status(alike && apart && bytes <= rect.size ? JPG_OK : JPG_E_INVALID_PARAMETER);
+  }
+  /* The next rows into a rectangle that is known to fit. */
+  Status readRows(const JpgRect &rect, int32_t lines) {
+    const Result<Info> frame = info();
+    if (!frame) return frame.status();
+    if (frame->lossless()) return readLossless(rect, lines);
+    if (!frame->progressive()) return Status(jpgReadToRect(handle(), &rect, lines));
+    return Status(jpgReadProgressiveToRect(handle(), &rect, lines, JPG_PROGRESSIVE_ALL_SCANS));
+  }
   /* Whether the frame header of an image that can be decoded so leaves the height open. */
   bool leavesHeight() const {
     const Result<Info> frame = info();
@@ -353,6 +401,9 @@ class Reader {
       rect.bits = static_cast<uint8_t *>(rect.bits) + rect.stride;
     }
     return status;
+  }
+  Result<Layout> layoutAt(Scale scale) const {
+    return scale == Scale::kFull ? layout() : layout(scale);
   }
   static Result<Picture> blankOf(const Result<Layout> &layout) {
     if (!layout) return layout.status();
@@ -401,11 +452,15 @@ class Bands {
   /**
    * Decodes the next band.
    *
-   * @return the band; #JPG_NO_DATA behind the last one; errors as Reader::read() says
+   * @return the band; #JPG_NO_DATA behind the last one; #JPG_E_INVALID_PARAMETER when the
+   *         reader has come to hold another image; errors as Reader::read() says
    */
   Result<Band> next() {
     if (reader_ == nullptr) return Status(JPG_E_INVALID_HANDLE);
     if (top_ >= layout_.height) return Status(JPG_NO_DATA);
+    const Result<Layout> image = reader_->layoutAt(scale_);
+    if (!image) return image.status();
+    if (!image->matches(layout_)) return Status(JPG_E_INVALID_PARAMETER);
     Band band;
     band.top = top_;
     band.rows = layout_.height - top_ < rows_ ? layout_.height - top_ : rows_;
@@ -428,12 +483,12 @@ class Bands {
       return Status(
           jpgReadScaleOutputToRect(reader_->handle(), &rect, rows, static_cast<int32_t>(scale_)));
     }
-    const Status status = reader_->read(rect, rows);
+    const Status status = reader_->readRows(rect, rows);
     const bool last = top_ + static_cast<uint32_t>(rows) >= layout_.height;
     if (!status || !lossless_ || last) return status;
     /* The lossless decoder predicts from the row that a call without rows points it to. */
     rect.bits = static_cast<uint8_t *>(rect.bits) + int64_t{rect.stride} * (rows - 1);
-    return reader_->read(rect, 0);
+    return reader_->readRows(rect, 0);
   }
 
   Reader *reader_ = nullptr;
@@ -447,7 +502,7 @@ class Bands {
 inline Result<Bands> Reader::bands(uint32_t rows, Scale scale) {
   const Result<Info> frame = info();
   if (!frame) return frame.status();
-  const Result<Layout> whole = scale == Scale::kFull ? layout() : layout(scale);
+  const Result<Layout> whole = layoutAt(scale);
   if (!whole) return whole.status();
   if (whole->height == 0) return Status(JPG_E_UNSUPPORTED);
   Bands bands;
@@ -456,7 +511,7 @@ inline Result<Bands> Reader::bands(uint32_t rows, Scale scale) {
   bands.rows_ = rows == 0 ? 16 : rows > 65536 ? 65536 : (rows + 15) / 16 * 16;
   bands.scale_ = scale;
   bands.lossless_ = frame->lossless();
-  /* One row more: the lossless decoder writes the row behind its last one. */
+  /* One row more: the lossless decoder reads the row behind its last one. */
   Result<Buffer> memory = Buffer::make(uint64_t{whole->rowBytes()} * (bands.rows_ + 1));
   if (!memory) return memory.status();
   bands.memory_ = std::move(*memory);

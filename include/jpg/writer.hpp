@@ -94,21 +94,20 @@ class Writer {
     return x == 0 || y == 0 ? Status(JPG_E_INVALID_PARAMETER) : segment(kApp0, data);
   }
 
-  /** @param picture 8-bit samples, 1, 3 or 4 channels
-   *  @return as jpgWriteFromRect() says */
+  /** @param picture 8-bit samples, 1, 3 or 4 channels; as wide as the first one and of its kind
+   *  @return as jpgWriteFromRect() says; #JPG_E_INVALID_PARAMETER for a picture that isn't so */
   Status encode(const Picture &picture) { return whole(picture, jpgWriteFromRect); }
-  /** @param rect pixels  @param lines how many, a multiple of 16 but for the last call
-   *  @return as jpgWriteFromRect() says */
-  Status encode(const JpgRect &rect, uint32_t lines) {
-    return Status(jpgWriteFromRect(handle_, &rect, lines));
-  }
-  /** @param picture samples of 2 to 16 bits, 1 to 4 channels
-   *  @return as jpgWriteSpatialFromRect() says */
+  /** @param rect pixels, as wide as the first ones and of their kind
+   *  @param lines how many, a multiple of 16 but for the last call
+   *  @return as encode(const Picture &) says */
+  Status encode(const JpgRect &rect, uint32_t lines) { return next(rect, lines, jpgWriteFromRect); }
+  /** @param picture samples of 2 to 16 bits, 1 to 4 channels; as encode(const Picture &) says
+   *  @return as jpgWriteSpatialFromRect() and encode(const Picture &) say */
   Status encodeLossless(const Picture &picture) { return whole(picture, jpgWriteSpatialFromRect); }
   /** @param rect samples  @param lines how many
-   *  @return as jpgWriteSpatialFromRect() says */
+   *  @return as encodeLossless(const Picture &) says */
   Status encodeLossless(const JpgRect &rect, uint32_t lines) {
-    return Status(jpgWriteSpatialFromRect(handle_, &rect, lines));
+    return next(rect, lines, jpgWriteSpatialFromRect);
   }
   /** @param info the bitmap's description, with its colour table  @param bits its pixels
    *  @param lines rows to encode  @return as jpgWriteFromWinDIBits() says */
@@ -122,21 +121,36 @@ class Writer {
   /** @param handle write handle, taken over */
   explicit Writer(JPGHANDLE handle) : handle_(handle) {}
   /** @param other holds no handle afterwards */
-  Writer(Writer &&other) noexcept : handle_(other.release()) {}
+  Writer(Writer &&other) noexcept : handle_(other.release()), frame_(other.frame_) {}
   /** @param other holds this one's handle afterwards */
-  void swap(Writer &other) noexcept { std::swap(handle_, other.handle_); }
+  void swap(Writer &other) noexcept {
+    std::swap(handle_, other.handle_);
+    std::swap(frame_, other.frame_);
+  }
   /** @return the handle, which no longer is this object's */
   JPGHANDLE release() noexcept { return std::exchange(handle_, nullptr); }
 
  private:
-  Status whole(const Picture &picture,
-               uint32_t(JPG_CALL *write)(JPGHANDLE, const JpgRect *, uint32_t)) {
+  using Write = uint32_t(JPG_CALL *)(JPGHANDLE, const JpgRect *, uint32_t);
+
+  Status whole(const Picture &picture, Write write) {
     const Result<JpgRect> rect = picture.rect();
     if (!rect) return rect.status();
-    return Status(write(handle_, &*rect, picture.height()));
+    return next(*rect, picture.height(), write);
   }
+  /* The library reads rows as the first call describes them, and doesn't compare later ones. */
+  Status next(const JpgRect &rect, uint32_t lines, Write write) {
+    const bool alike = rect.width == frame_.width && rect.channels == frame_.channels &&
+                       (rect.bitsPerSample > 8) == (frame_.bitsPerSample > 8);
+    if (begun() && !alike) return Status(JPG_E_INVALID_PARAMETER);
+    const Status status(write(handle_, &rect, lines));
+    if (status && !begun()) frame_ = rect;
+    return status;
+  }
+  bool begun() const { return frame_.width != 0; }
 
   JPGHANDLE handle_ = nullptr;
+  JpgRect frame_ = {}; /* of the first call; all 0 ahead of it */
 };
 
 /** Writes a file; finish() completes it, and so does the destructor, without telling how. */

@@ -91,19 +91,20 @@ Result readStrips(JpgExifAttributes *a, JpgIfdCursor *cursor, uint32_t strips) {
   return readStripColumn(cursor, kTagStripByteCounts, strips, &a->strips[0].bytes);
 }
 
-// The strip table of an uncompressed thumbnail. Without rows per strip there is one.
+// The strip table of an uncompressed thumbnail. Without rows per strip there is one. Planes
+// apart aren't decoded and need none.
 Result makeStrips(JpgExifAttributes *a, JpgIfdCursor *cursor) {
   if (a->imageLength == 0) return JPG_E_NOT_FOUND;
+  if (a->planarConfiguration != kPlanarChunky) return JPG_OK;
   if (a->rowsPerStrip == 0) a->rowsPerStrip = a->imageLength;
   a->stripsPerPlane = a->imageLength / a->rowsPerStrip;
   if (a->imageLength % a->rowsPerStrip != 0) a->stripsPerPlane++;
-  const bool chunky = a->planarConfiguration == kPlanarChunky;
-  const uint64_t strips = uint64_t{a->stripsPerPlane} * (chunky ? 1 : a->samplesPerPixel);
+  const uint32_t strips = a->stripsPerPlane;
   if (strips > a->tiffLength) return JPG_E_NOT_FOUND;  // every strip has an offset in there
   heapRelease(a->strips);
-  a->strips = static_cast<ExifStrip *>(heapAlloc(static_cast<size_t>(strips) * sizeof(ExifStrip)));
+  a->strips = static_cast<ExifStrip *>(heapAlloc(strips * sizeof(ExifStrip)));
   if (a->strips == nullptr) return JPG_E_OUT_OF_MEMORY;
-  return readStrips(a, cursor, static_cast<uint32_t>(strips));
+  return readStrips(a, cursor, strips);
 }
 
 // Reads the 1st directory, on first need. A failure leaves it unread.
@@ -163,14 +164,14 @@ Result readThumbnail(void *source, const JpgRect *rect, int32_t lines) {
 }
 
 Result decodeThumbnail(JpgExifAttributes *a, const ImageShape &shape, void *bits,
-                       const BITMAPINFO &bmi) {
+                       const BITMAPINFOHEADER &header) {
   const auto lines = static_cast<int32_t>(shape.height);
   JpgRect rect;
-  const Result r = makeDibRect(bmi, shape, lines, bits, &rect);
+  const Result r = makeDibRect(header, shape, lines, bits, &rect);
   if (r != JPG_OK) return r;
-  if (shape.components == bmi.bmiHeader.biBitCount / 8U) return readThumbnail(a, &rect, lines);
+  if (shape.components == header.biBitCount / 8U) return readThumbnail(a, &rect, lines);
   if (shape.components != 3) return JPG_E_UNSUPPORTED;
-  return readReduced(bmi, rect, {readThumbnail, a}, lines);
+  return readReduced(header, rect, {readThumbnail, a}, lines);
 }
 
 }  // namespace
@@ -185,7 +186,7 @@ uint32_t JPG_CALL jpgExifReadThumbnailToWinDIBits(JPGEXIFHANDLE attributes, void
   if (const Result r = parseFirstIfd(a); r != JPG_OK) return r;
   const ImageShape shape = measureThumbnail(*a);
   if (shape.width > kMaxSide || shape.height > kMaxSide) return JPG_E_NOT_FOUND;
-  if (bits != nullptr) return decodeThumbnail(a, shape, bits, *bmi);
+  if (bits != nullptr) return decodeThumbnail(a, shape, bits, loadDibHeader(bmi));
   fillDibHeader(bmi, shape);
   return JPG_OK;
 }

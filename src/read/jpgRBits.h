@@ -101,7 +101,7 @@ inline void skipMarker(JpgStream *s) { dropBits(s, s->bitCount % 8 + 16); }
 
 // Stream offset of the next unread byte, SOI included.
 inline uint32_t tellOffset(const JpgStream *s) {
-  constexpr uint32_t kSoiLength = 2;  // read before the bit reader starts
+  // SOI is read before the bit reader starts.
   return s->bytesFetched - s->bufFill + s->bufIndex + kSoiLength;
 }
 

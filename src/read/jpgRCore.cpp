@@ -10,7 +10,6 @@
 namespace jpg {
 namespace {
 
-constexpr uint32_t kSoiLength = 2;
 constexpr uint64_t kBlockBytes = kBlockSize * sizeof(int16_t);
 
 // Frees what a read handle owns, then the record.
@@ -88,7 +87,6 @@ Result allocateLosslessRow(JpgContext *c) {
   c->losslessRowBuffer = static_cast<uint16_t *>(heapAllocChecked(bytes));
   if (c->losslessRowBuffer == nullptr) return JPG_E_OUT_OF_MEMORY;
   memset(c->losslessRowBuffer, 0, static_cast<size_t>(bytes));
-  c->read.losslessRowBytes = static_cast<uint32_t>(bytes);
   return JPG_OK;
 }
 
@@ -227,7 +225,7 @@ uint32_t JPG_CALL jpgReadGetSamplePrecision(JPGHANDLE handle, uint32_t *precisio
 }
 
 uint32_t JPG_CALL jpgReadSetNoColorConversion(JPGHANDLE handle) {
-  JpgContext *c = validContext(handle);
+  JpgContext *c = validReader(handle);
   if (c == nullptr) return JPG_E_INVALID_HANDLE;
   c->flags |= kFlagNoColorConversion;
   return JPG_OK;

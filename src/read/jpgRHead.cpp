@@ -182,6 +182,7 @@ Result readFrameHeader(JpgContext *c) {
 }
 
 Result setUpScan(JpgContext *c) {
+  c->read.scanSetUps++;
   uint32_t marker = 0;
   if (const Result r = runHeaderLoop(c, &marker); r != JPG_OK) return r;
   if (const Result r = buildPendingTables(c); r != JPG_OK) return r;

@@ -8,8 +8,6 @@
 namespace jpg {
 namespace {
 
-constexpr uint32_t kFirstSegmentOffset = 2;  // just behind SOI
-
 void restartDecoder(JpgContext *c) {
   skipMarker(&c->stream);
   c->eobRun = 0;
@@ -31,7 +29,7 @@ Result loadDnl(JpgContext *c) {
 Result seekSegment(JpgContext *c, int32_t mode, Segment *segment) {
   if (mode == JPG_SEGMENT_NEXT) return nextSegment(c, segment);
   *segment = {0, 0};
-  const Result r = reposition(c, kFirstSegmentOffset, Reposition::kStreamOnly);
+  const Result r = reposition(c, kSoiLength, Reposition::kStreamOnly);
   return r != JPG_OK ? r : openSegment(c, segment);
 }
 
@@ -133,6 +131,7 @@ uint32_t JPG_CALL jpgReadSeekRestartMarker(JPGHANDLE handle, int32_t intervals, 
   if (mode != JPG_RESTART_FROM_START && mode != JPG_RESTART_FROM_CURRENT) {
     return JPG_E_INVALID_PARAMETER;
   }
+  c->read.restartSought = 1;
   if (const Result r = goToIntervalOrigin(c, mode, rows); r != JPG_OK) return r;
   for (int32_t i = 0; i < intervals; i++) {
     c->rowPosition += rows;
@@ -152,6 +151,10 @@ uint32_t JPG_CALL jpgReadSetPartialBitstream(JPGHANDLE handle, const void *data,
   if ((c->flags & kNeeded) != kNeeded) return JPG_NO_DATA;
   for (JpgScanComponent &component : c->scanComponents) component.dcPredictor = 0;
   c->flags |= kFlagPositioned;
+  // The EOI that ends a piece ends no picture, and decoding begins in the new block.
+  c->lastMarker = 0;
+  c->flags &= ~kFlagMarkerAccessUsed;
+  c->read.restartSought = 0;
   JpgStream *s = &c->stream;
   s->base = static_cast<const uint8_t *>(data);
   s->current = const_cast<uint8_t *>(s->base);

@@ -52,19 +52,19 @@ bool scanFitsMcu(const JpgContext &c) {
 }
 
 // The store is too big for the caches: blocks are asked for a while before they are needed.
-inline void fetchAhead(const int16_t *block) {
-  constexpr uint32_t kAhead = 16 * kBlockSize;
-  __builtin_prefetch(block + kAhead, 1);
-  __builtin_prefetch(block + kAhead + kBlockSize / 2, 1);
+inline void fetchBlock(const int16_t *block) {
+  __builtin_prefetch(block, 1);
+  __builtin_prefetch(block + kBlockSize / 2, 1);
 }
 
 Result decodeInterleavedMcu(JpgContext *c, BitWindow *w, uint32_t mcu) {
   if (!scanFitsMcu(*c)) return JPG_E_UNSUPPORTED;
   int16_t *block = storedMcu(*c, mcu) + c->scanBlockOffset * kBlockSize;
+  constexpr uint32_t kAhead = 16 * kBlockSize;  // most of an interleaved scan lies together
   for (uint32_t k = 0; k < c->scanNs; k++) {
     JpgScanComponent *component = &c->scanComponents[k];
     for (uint32_t i = 0; i < component->blocksPerMcu; i++, block += kBlockSize) {
-      fetchAhead(block);
+      fetchBlock(block + kAhead);
       const Result r = decodeProgressiveWide(c, w, block, component);
       if (r != JPG_OK) return r;
     }
@@ -109,29 +109,33 @@ BlockGrid gridOfScan(const JpgContext &c) {
 struct BlockRow {
   int16_t *block;
   uint32_t columns;
-  uint32_t h;         // blocks side by side in an MCU
-  ptrdiff_t mcuStep;  // from an MCU's last of these to the next MCU's first
+  uint32_t h;           // blocks side by side in an MCU
+  ptrdiff_t mcuBlocks;  // of all components
 };
 
 BlockRow rowOf(const JpgContext &c, const BlockGrid &grid, uint32_t row) {
   const uint32_t inMcu = grid.offset + row % grid.v * grid.h;
   int16_t *first = storedMcu(c, row / grid.v * c.mcusPerRow) + inMcu * kBlockSize;
-  const auto mcuBlocks = static_cast<ptrdiff_t>(c.blocksPerMcu);
-  return {first, grid.columns, grid.h,
-          (mcuBlocks - static_cast<ptrdiff_t>(grid.h) + 1) * ptrdiff_t{kBlockSize}};
+  return {first, grid.columns, grid.h, static_cast<ptrdiff_t>(c.blocksPerMcu)};
 }
 
+constexpr ptrdiff_t kMcusAhead = 4;  // of a scan of one component, asked for ahead
+
 Result decodeBlockRow(JpgContext *c, BitWindow *w, const BlockRow &row, bool last) {
+  // Whole MCUs on, where blocks of this component lie again.
+  const ptrdiff_t ahead = kMcusAhead * row.mcuBlocks * ptrdiff_t{kBlockSize};
   int16_t *block = row.block;
   uint32_t inMcu = 0;
   for (uint32_t column = 1; column <= row.columns; column++) {
-    fetchAhead(block);
+    fetchBlock(block + ahead);
     const Result r = decodeProgressiveWide(c, w, block, &c->scanComponents[0]);
     if (r != JPG_OK) return r;
     countScanMcu(c, w, last && column == row.columns);
     inMcu++;
-    block += inMcu == row.h ? row.mcuStep : ptrdiff_t{kBlockSize};
-    if (inMcu == row.h) inMcu = 0;
+    block += kBlockSize;
+    if (inMcu < row.h) continue;
+    block += (row.mcuBlocks - static_cast<ptrdiff_t>(row.h)) * ptrdiff_t{kBlockSize};
+    inMcu = 0;
   }
   return JPG_OK;
 }
@@ -172,27 +176,49 @@ Result decodeScans(JpgContext *c, bool incremental) {
 
 // ---- Rows -----------------------------------------------------------------
 
-// Rows that the call delivers, by what the calls before it have. A pass over the
-// rows begins at row 0, and in incremental mode again after the last.
-Result beginRows(JpgContext *c, bool incremental, int32_t *rows) {
+// The rows of a call.
+struct RowSpan {
+  uint32_t first;  // rows done before it
+  int32_t count;   // rows that it delivers
+};
+
+// Limits a call's rows by what the calls before it have delivered. A pass over the rows begins
+// at row 0, and in incremental mode again after the last.
+Result beginRows(JpgContext *c, bool incremental, RowSpan *rows) {
   if (c->height == 0) return JPG_OK;
-  if (c->rowPosition >= c->height) {
+  if (rows->first >= c->height) {
     if ((c->flags & kFlagIncrementalActive) == 0) return JPG_E_FAIL;
     if (!incremental) c->flags &= ~kFlagIncrementalActive;
-    c->rowPosition = 0;
-  } else if (c->rowPosition == 0 && incremental) {
+    rows->first = 0;
+  } else if (rows->first == 0 && incremental) {
     c->flags |= kFlagIncrementalActive;
   }
-  const auto left = static_cast<int32_t>(c->height - c->rowPosition);
-  if (*rows > left) *rows = left;
+  const auto left = static_cast<int32_t>(c->height - rows->first);
+  if (rows->count > left) rows->count = left;
   return JPG_OK;
 }
 
-// Ahead of the very first scan: back to its data if marker access has moved the
-// stream, and an empty store.
+// Back to the first scan's data, from wherever marker access or a restart seek has led. A seek
+// may have set other scans up: then the headers are read once more.
+Result returnToFirstScan(JpgContext *c) {
+  if (c->read.restartSought == 0) return returnToScanData(c);
+  c->read.restartSought = 0;
+  c->flags &= ~kFlagMarkerAccessUsed;
+  c->segLength = 0;
+  c->segConsumed = 0;
+  if (c->read.scanSetUps == 1) return reposition(c, c->scanDataOffset, Reposition::kFull);
+  if (const Result r = reposition(c, kSoiLength, Reposition::kFull); r != JPG_OK) return r;
+  c->restartInterval = 0;
+  c->pendingHuffCount = 0;
+  uint32_t marker = 0;  // the frame header's, which is skipped: it has been read
+  if (const Result r = runHeaderLoop(c, &marker); r != JPG_OK) return r;
+  return setUpScan(c);
+}
+
+// Ahead of the very first scan: back to its data, and an empty store.
 Result beginStore(JpgContext *c) {
   if (c->scanState != kScanStateNone) return JPG_OK;
-  if (const Result r = returnToScanData(c); r != JPG_OK) return r;
+  if (const Result r = returnToFirstScan(c); r != JPG_OK) return r;
   c->scanState = kScaleFull;
   const size_t blocks = static_cast<size_t>(c->mcuCount) * c->blocksPerMcu;
   memset(c->coefStore, 0, blocks * kBlockSize * sizeof(int16_t));
@@ -243,13 +269,15 @@ void putMcuRow(JpgContext *c, const McuPipeline &output, const NaturalTables &ta
   }
 }
 
-// Delivers `rows` rows, more than 0. The row count moves by whole bands; rows that
+// Delivers rows, more than 0 of them. The row count moves by whole bands; rows that
 // the caller didn't ask for aren't stored.
-void putRows(JpgContext *c, const McuPipeline &output, const JpgRect &target, int32_t rows) {
+void putRows(JpgContext *c, const McuPipeline &output, const JpgRect &target, RowSpan span) {
   const auto mcuHeight = static_cast<int32_t>(c->mcuHeight);
   JpgRect rect = target;
+  int32_t rows = span.count;
   int32_t band = rows < mcuHeight ? rows : mcuHeight;
-  uint32_t mcuRow = c->rowPosition / c->mcuHeight;
+  uint32_t mcuRow = span.first / c->mcuHeight;
+  c->rowPosition = span.first;
   c->coefCurrent = storedMcu(*c, mcuRow * c->mcusPerRow);
   NaturalTables tables = {};
   makeNaturalTables(*c, &tables);
@@ -282,8 +310,10 @@ uint32_t JPG_CALL jpgReadProgressiveToRect(JPGHANDLE handle, const JpgRect *rect
   if (c == nullptr || rect == nullptr || rect->bits == nullptr) return JPG_E_INVALID_HANDLE;
   if (c->sofMarker != kMarkerSof2) return JPG_E_UNSUPPORTED;
   const bool incremental = (mode & kModeIncremental) != 0;
-  if (const Result r = beginRows(c, incremental, &rows); r != JPG_OK) return r;
-  if (c->rowPosition == 0) {
+  if (c->scanState == kScanStateNone) c->rowPosition = 0;  // whatever a seek has made of it
+  RowSpan span = {c->rowPosition, rows};
+  if (const Result r = beginRows(c, incremental, &span); r != JPG_OK) return r;
+  if (span.first == 0) {
     if (const Result r = beginStore(c); r != JPG_OK) return r;
     if (const Result r = decodeScans(c, incremental); r != JPG_OK) return r;
   }
@@ -298,6 +328,6 @@ uint32_t JPG_CALL jpgReadProgressiveToRect(JPGHANDLE handle, const JpgRect *rect
                               rect->width};
   if (output.expand == nullptr) return JPG_OK;
   if (output.write == nullptr) return JPG_E_UNSUPPORTED;
-  if (rows > 0) putRows(c, output, *rect, rows);
+  if (span.count > 0) putRows(c, output, *rect, span);
   return JPG_OK;
 }

@@ -375,12 +375,6 @@ Result decodeSpatialRows(JpgContext *c, const JpgRect &rect, int32_t lines) {
   return JPG_OK;
 }
 
-// True when the saved row has room for the image's rows.
-bool rowFits(const JpgContext &c) {
-  const uint64_t samples = uint64_t{c.width} * c.numComponents;
-  return samples * sizeof(uint16_t) <= c.read.losslessRowBytes;
-}
-
 }  // namespace
 }  // namespace jpg
 
@@ -398,7 +392,7 @@ uint32_t JPG_CALL jpgReadSpatialToRect(JPGHANDLE handle, const JpgRect *rect, in
   if (c->precision < kMinLosslessPrecision || c->precision > kMaxLosslessPrecision) {
     return JPG_E_NOT_JPEG;
   }
-  if (c->read.scanHoldsFrame == 0 || !rowFits(*c)) return JPG_E_UNSUPPORTED;
+  if (c->read.scanHoldsFrame == 0) return JPG_E_UNSUPPORTED;
   if (const Result r = returnToScanData(c); r != JPG_OK) return r;
   return decodeSpatialRows(c, *rect, lines);
 }

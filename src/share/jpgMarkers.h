@@ -27,6 +27,8 @@ constexpr uint32_t kMarkerApp0 = 0xFFE0;   // JFIF
 constexpr uint32_t kMarkerApp1 = 0xFFE1;   // Exif
 constexpr uint32_t kMarkerApp14 = 0xFFEE;  // Adobe
 
+constexpr uint32_t kSoiLength = 2;  // bytes of SOI, behind which the segments begin
+
 constexpr uint32_t kMarkerFirst = 0xFFC0;  // lowest code taken for a marker
 constexpr uint32_t kMarkerLast = 0xFFFE;   // highest; FF FF is fill or the end of the data
 

@@ -77,11 +77,12 @@ Result destroyContext(JpgContext *c) {
     freeHuffTable(&c->acTables[i]);
   }
   for (JpgHuffTable &table : c->read.retired) freeHuffTable(&table);
-  streamClose(&c->stream);
+  const Result closed = streamClose(&c->stream);
   // A stale handle is refused as long as the memory isn't reused; volatile keeps the
   // store although the block is freed right after.
   *static_cast<volatile uint32_t *>(&c->signature) = 0;
-  return heapFree(c);
+  const Result freed = heapFree(c);
+  return closed != JPG_OK ? closed : freed;
 }
 
 JpgContext *validContext(JPGHANDLE handle) {

@@ -78,16 +78,22 @@ struct ReadState {
   // Tables replaced by a DHT segment while the current scan still uses them;
   // freed once a scan set-up has succeeded. DC tables first, then AC.
   JpgHuffTable retired[2 * kMaxTables];
-  uint32_t scanHoldsFrame;    // 1: the scan holds all components of the frame
-  uint32_t losslessRowBytes;  // room at losslessRowBuffer
+  uint32_t scanHoldsFrame;  // 1: the scan holds all components of the frame
+  uint32_t scanSetUps;      // scan set-ups begun, the prolog's included
+  uint32_t restartSought;   // 1: a restart seek has moved the stream
 };
 
 // State of the writer that has no place of its own elsewhere in the record.
 struct WriteState {
-  uint32_t outputFailed;     // 0, or 2 once the sink has come up short
-  uint32_t predictor;        // lossless predictor, 1 to 7
-  uint32_t frameWidth;       // pixels, as the headers say
-  uint32_t frameComponents;  // as the headers say
+  uint32_t outputFailed;  // 0, or 2 once the sink has come up short
+  uint32_t predictor;     // lossless predictor, 1 to 7
+  // The picture under way, as its headers say; what setters store later has no effect on it.
+  uint32_t frameOut;         // 1 once the headers have gone out
+  uint32_t frameWidth;       // pixels
+  uint32_t frameHeight;      // pixels, 0 = told by DNL
+  uint32_t frameComponents;  // 1 to 4
+  uint32_t frameRestart;     // MCUs (lossless: pixels) between restart markers, 0 = none
+  uint32_t frameRaw;         // 1: no colour conversion
   QuantReciprocals reciprocals[2];
 };
 
@@ -173,7 +179,8 @@ JpgContext *createContext(const JpgWChar *fileName);
 bool fileNameFits(const JpgWChar *fileName);
 
 // Frees the Huffman tables, closes the stream, wipes the signature and frees the
-// record. The result of the last heap free.
+// record. 0, or JPG_E_FAIL when the stream can't be closed or the record can't be freed: what
+// was written may then not have reached the file.
 Result destroyContext(JpgContext *c);
 
 // The record behind a handle, or null for anything that isn't one.

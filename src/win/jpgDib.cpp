@@ -13,18 +13,18 @@ constexpr uint16_t kDefaultBits = 8;
 constexpr uint8_t kUnitsInch = 1;  // jfifUnits
 constexpr uint8_t kUnitsCentimetre = 2;
 
-// 5-6-5 masks: red, green, blue.
-void fillMasks(BITMAPINFO *bmi) {
+static_assert(alignof(RGBQUAD) == 1, "a colour table may lie at any address");
+
+// Masks of 5-6-5 pixels: red, green, blue.
+void fillMasks(RGBQUAD *table) {
   constexpr uint32_t kMasks[3] = {0xF800, 0x07E0, 0x001F};
-  bmi->bmiHeader.biCompression = BI_BITFIELDS;
-  memcpy(colorTable(bmi), kMasks, sizeof(kMasks));
+  memcpy(static_cast<void *>(table), kMasks, sizeof(kMasks));
 }
 
-void fillColors(BITMAPINFO *bmi, uint32_t components) {
-  const uint16_t bits = bmi->bmiHeader.biBitCount;
-  if (bits == 16) fillMasks(bmi);
-  if (bits == 8 && components == 1) fillGrayRamp(colorTable(bmi));
-  if (bits == 8 && components == 3) fillReductionPalette(colorTable(bmi));
+void fillColors(RGBQUAD *table, uint16_t bits, uint32_t components) {
+  if (bits == 16) fillMasks(table);
+  if (bits == 8 && components == 1) fillGrayRamp(table);
+  if (bits == 8 && components == 3) fillReductionPalette(table);
 }
 
 // Dots per inch to pixels per metre, to the nearest.
@@ -32,26 +32,48 @@ int32_t perMetre(uint16_t dotsPerInch) { return (dotsPerInch * 10000 + 127) / 25
 
 }  // namespace
 
-void fillDibHeader(BITMAPINFO *bmi, const ImageShape &shape) {
-  BITMAPINFOHEADER *header = &bmi->bmiHeader;
-  const uint16_t asked = header->biBitCount;
-  memset(header, 0, sizeof(*header));
-  header->biSize = sizeof(*header);
-  header->biWidth = static_cast<int32_t>(shape.width);
-  header->biHeight = static_cast<int32_t>(shape.height);
-  header->biPlanes = 1;
-  header->biBitCount = asked == 8 || asked == 16 || asked == 24 ? asked : kDefaultBits;
-  fillColors(bmi, shape.components);
+BITMAPINFOHEADER loadDibHeader(const void *bmi) {
+  BITMAPINFOHEADER header;
+  memcpy(&header, bmi, sizeof(header));
+  return header;
 }
 
-void setDibResolution(const JpgContext &c, BITMAPINFO *bmi) {
+void storeDibHeader(void *bmi, const BITMAPINFOHEADER &header) {
+  memcpy(bmi, &header, sizeof(header));
+}
+
+RGBQUAD *colorTable(void *bmi) {
+  return reinterpret_cast<RGBQUAD *>(static_cast<uint8_t *>(bmi) + sizeof(BITMAPINFOHEADER));
+}
+
+const RGBQUAD *colorTable(const void *bmi) {
+  const auto *bytes = static_cast<const uint8_t *>(bmi);
+  return reinterpret_cast<const RGBQUAD *>(bytes + sizeof(BITMAPINFOHEADER));
+}
+
+void fillDibHeader(void *bmi, const ImageShape &shape) {
+  const uint16_t asked = loadDibHeader(bmi).biBitCount;
+  BITMAPINFOHEADER header = {};
+  header.biSize = sizeof(header);
+  header.biWidth = static_cast<int32_t>(shape.width);
+  header.biHeight = static_cast<int32_t>(shape.height);
+  header.biPlanes = 1;
+  header.biBitCount = asked == 8 || asked == 16 || asked == 24 ? asked : kDefaultBits;
+  if (header.biBitCount == 16) header.biCompression = BI_BITFIELDS;
+  storeDibHeader(bmi, header);
+  fillColors(colorTable(bmi), header.biBitCount, shape.components);
+}
+
+void setDibResolution(const JpgContext &c, void *bmi) {
+  BITMAPINFOHEADER header = loadDibHeader(bmi);
   if (c.jfifUnits == kUnitsInch) {
-    bmi->bmiHeader.biXPelsPerMeter = perMetre(c.jfifXDensity);
-    bmi->bmiHeader.biYPelsPerMeter = perMetre(c.jfifYDensity);
+    header.biXPelsPerMeter = perMetre(c.jfifXDensity);
+    header.biYPelsPerMeter = perMetre(c.jfifYDensity);
   } else if (c.jfifUnits == kUnitsCentimetre) {
-    bmi->bmiHeader.biXPelsPerMeter = c.jfifXDensity * 100;
-    bmi->bmiHeader.biYPelsPerMeter = c.jfifYDensity * 100;
+    header.biXPelsPerMeter = c.jfifXDensity * 100;
+    header.biYPelsPerMeter = c.jfifYDensity * 100;
   }
+  storeDibHeader(bmi, header);
 }
 
 uint32_t dibRowBytes(int32_t width, uint32_t bitsPerPixel) {
@@ -60,9 +82,8 @@ uint32_t dibRowBytes(int32_t width, uint32_t bitsPerPixel) {
   return bytes <= kMaxHeapBlock ? static_cast<uint32_t>(bytes) : 0;
 }
 
-Result makeDibRect(const BITMAPINFO &bmi, const ImageShape &shape, int32_t lines, void *bits,
-                   JpgRect *rect) {
-  const BITMAPINFOHEADER &header = bmi.bmiHeader;
+Result makeDibRect(const BITMAPINFOHEADER &header, const ImageShape &shape, int32_t lines,
+                   void *bits, JpgRect *rect) {
   // Whole bytes a pixel: rows are right for 8, 16, 24 and 32 bits only.
   const uint32_t bytesPerPixel = header.biBitCount / 8U;
   const uint32_t rowBytes = dibRowBytes(header.biWidth, 8 * bytesPerPixel);
@@ -104,7 +125,7 @@ Result freeDibBuffer(JpgRect *rect) {
   return r;
 }
 
-Result readReduced(const BITMAPINFO &bmi, const JpgRect &dib, const RectSource &source,
+Result readReduced(const BITMAPINFOHEADER &header, const JpgRect &dib, const RectSource &source,
                    int32_t lines) {
   JpgRect buffer = dib;
   buffer.bitsPerPixel = 24;
@@ -112,7 +133,7 @@ Result readReduced(const BITMAPINFO &bmi, const JpgRect &dib, const RectSource &
   buffer.stride = 3 * buffer.width;
   if (const Result r = allocateDibBuffer(&buffer); r != JPG_OK) return r;
   Result r = source.read(source.source, &buffer, lines);
-  if (r == JPG_OK) r = reduceColors(bmi.bmiHeader.biBitCount, buffer, dib);
+  if (r == JPG_OK) r = reduceColors(header.biBitCount, buffer, dib);
   const Result freed = freeDibBuffer(&buffer);
   return r != JPG_OK ? r : freed;
 }

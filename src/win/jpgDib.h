@@ -18,13 +18,22 @@ struct ImageShape {
   uint32_t components;
 };
 
+// A bitmap's description may lie at any address, as it does in a file's bytes, where a file
+// header of 14 bytes is ahead of it. It is therefore copied, never looked at in place.
+BITMAPINFOHEADER loadDibHeader(const void *bmi);
+void storeDibHeader(void *bmi, const BITMAPINFOHEADER &header);
+
+// The colour table, or the masks, behind a description's header. Entries are bytes.
+RGBQUAD *colorTable(void *bmi);
+const RGBQUAD *colorTable(const void *bmi);
+
 // Fills the header, and the colour table or masks behind it, for an image; biBitCount
 // other than 8, 16, 24 becomes 8. The caller's block has room for 256 entries (8 bits)
 // or three masks (16 bits).
-void fillDibHeader(BITMAPINFO *bmi, const ImageShape &shape);
+void fillDibHeader(void *bmi, const ImageShape &shape);
 
 // Takes the JFIF density for the header's resolution, in pixels per metre.
-void setDibResolution(const JpgContext &c, BITMAPINFO *bmi);
+void setDibResolution(const JpgContext &c, void *bmi);
 
 // Bytes of a bitmap row of `width` pixels, padded to 4; 0 when `width` isn't positive
 // or the row doesn't fit 31 bits.
@@ -32,8 +41,8 @@ uint32_t dibRowBytes(int32_t width, uint32_t bitsPerPixel);
 
 // Describes `lines` rows of the bitmap's bits for an image of that width; image row 0
 // is the last in memory when biHeight is positive. 0 or JPG_E_INVALID_PARAMETER.
-Result makeDibRect(const BITMAPINFO &bmi, const ImageShape &shape, int32_t lines, void *bits,
-                   JpgRect *rect);
+Result makeDibRect(const BITMAPINFOHEADER &header, const ImageShape &shape, int32_t lines,
+                   void *bits, JpgRect *rect);
 
 // Allocates the rectangle's bits, zeroed, from its stride (0: rows without padding)
 // and height. JPG_E_OUT_OF_MEMORY when the heap has no room.
@@ -52,7 +61,7 @@ struct RectSource {
 // Fills the bitmap from a source of three-component rows by way of a 24-bit buffer,
 // whose colours are then reduced. 0, JPG_E_OUT_OF_MEMORY, JPG_E_INVALID_PARAMETER for a
 // bitmap of neither 8 nor 16 bits (after reading), or the source's code.
-Result readReduced(const BITMAPINFO &bmi, const JpgRect &dib, const RectSource &source,
+Result readReduced(const BITMAPINFOHEADER &header, const JpgRect &dib, const RectSource &source,
                    int32_t lines);
 
 }  // namespace jpg

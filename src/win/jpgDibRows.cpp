@@ -3,7 +3,6 @@
 #include <string.h>
 
 #include "win/jpgDib.h"
-#include "win/jpgPalette.h"
 
 namespace jpg {
 namespace {
@@ -69,7 +68,7 @@ RGBQUAD read32(const PixelSource & /*source*/, const uint8_t *row, uint32_t x) {
 bool is565(const PlainDib &dib) {
   if (dib.compression == BI_RGB) return false;
   uint32_t redMask = 0;
-  memcpy(&redMask, colorTable(dib.bmi), sizeof(redMask));
+  memcpy(&redMask, dib.colors, sizeof(redMask));
   return (redMask & 0x8000) != 0;
 }
 
@@ -94,8 +93,8 @@ PixelReader chooseReader(const PlainDib &dib) {
 
 PixelSource pixelSource(const PlainDib &dib) {
   const uint32_t all = dib.bitsPerPixel <= 8 ? 1U << dib.bitsPerPixel : 0;
-  const uint32_t used = dib.bmi->bmiHeader.biClrUsed;
-  return {colorTable(dib.bmi), used != 0 && used < all ? used : all};
+  const uint32_t used = dib.header.biClrUsed;
+  return {dib.colors, used != 0 && used < all ? used : all};
 }
 
 // Grey is the green byte alone, not a weighted luminance.
@@ -118,7 +117,7 @@ Result convertDibRows(const PlainDib &dib, const JpgRect &target) {
   const bool indexed = dib.bitsPerPixel == 4 || dib.bitsPerPixel == 8;
   if (indexed && dib.compression != BI_RGB) return JPG_E_INVALID_PARAMETER;
   const PixelSource source = pixelSource(dib);
-  const uint32_t rowBytes = dibRowBytes(dib.bmi->bmiHeader.biWidth, dib.bitsPerPixel);
+  const uint32_t rowBytes = dibRowBytes(dib.header.biWidth, dib.bitsPerPixel);
   const uint8_t *in = dib.bits;
   for (int32_t y = target.height - 1; y >= 0; y--, in += rowBytes) {
     auto *out = static_cast<uint8_t *>(target.bits) + static_cast<ptrdiff_t>(y) * target.stride;

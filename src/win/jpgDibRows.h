@@ -10,7 +10,8 @@ namespace jpg {
 
 // A plain (not run-length coded) bitmap: rows in memory order, each padded to 4 bytes.
 struct PlainDib {
-  const BITMAPINFO *bmi;  // width, colour table or masks
+  BITMAPINFOHEADER header;  // its width and colours; the depth is below
+  const RGBQUAD *colors;    // colour table or masks
   const uint8_t *bits;
   uint32_t bitsPerPixel;
   uint32_t compression;  // BI_RGB for rows expanded from run-length codes

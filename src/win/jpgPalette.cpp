@@ -22,9 +22,6 @@ uint8_t valueOf(int32_t level) { return static_cast<uint8_t>(kLevelStep * level)
 
 }  // namespace
 
-RGBQUAD *colorTable(BITMAPINFO *bmi) { return bmi->bmiColors; }
-const RGBQUAD *colorTable(const BITMAPINFO *bmi) { return bmi->bmiColors; }
-
 void fillGrayRamp(RGBQUAD *table) {
   for (uint32_t i = 0; i < 256; i++) {
     const auto v = static_cast<uint8_t>(i);

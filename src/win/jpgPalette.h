@@ -20,10 +20,6 @@ constexpr int32_t cubeIndex(int32_t red, int32_t green, int32_t blue) {
   return kCubeFirst + 36 * red + 6 * green + blue;
 }
 
-// The colour table, or the masks, behind a bitmap's header.
-RGBQUAD *colorTable(BITMAPINFO *bmi);
-const RGBQUAD *colorTable(const BITMAPINFO *bmi);
-
 // 256 entries each.
 void fillGrayRamp(RGBQUAD *table);
 void fillReductionPalette(RGBQUAD *table);

@@ -27,23 +27,24 @@ Result readScaled(void *source, const JpgRect *rect, int32_t lines) {
 
 // The caller's bitmap: its description, and its pixels, null to ask for the former.
 struct Dib {
-  BITMAPINFO *bmi;
+  void *bmi;
   void *bits;
   int32_t lines;
 };
 
 Result decodeToDib(const Dib &dib, const ImageShape &shape, const RectSource &source) {
   if (dib.lines == 0) return JPG_E_INVALID_PARAMETER;
+  const BITMAPINFOHEADER header = loadDibHeader(dib.bmi);
   JpgRect rect;
-  const Result r = makeDibRect(*dib.bmi, shape, dib.lines, dib.bits, &rect);
+  const Result r = makeDibRect(header, shape, dib.lines, dib.bits, &rect);
   if (r != JPG_OK) return r;
   const bool odd = shape.components % 2 != 0;
-  if (odd && shape.components == dib.bmi->bmiHeader.biBitCount / 8U) {
+  if (odd && shape.components == header.biBitCount / 8U) {
     return source.read(source.source, &rect, dib.lines);
   }
   if (shape.components != 3) return JPG_E_UNSUPPORTED;
   rect.channels = 1;
-  return readReduced(*dib.bmi, rect, source, dib.lines);
+  return readReduced(header, rect, source, dib.lines);
 }
 
 Result readToDib(const JpgContext &c, const Dib &dib, const ImageShape &shape,

@@ -11,7 +11,8 @@ namespace {
 
 // The caller's bitmap and how many of its rows to encode.
 struct DibLines {
-  const BITMAPINFO *bmi;
+  BITMAPINFOHEADER header;
+  const RGBQUAD *colors;
   const uint8_t *bits;
   int32_t lines;
 };
@@ -24,7 +25,7 @@ int64_t rowsOf(const BITMAPINFOHEADER &header) {
 // Before the first line: the size of a bitmap that comes in pieces, and the
 // components that its depth suggests.
 void suggestFrame(JpgContext *c, const DibLines &dib) {
-  const BITMAPINFOHEADER &header = dib.bmi->bmiHeader;
+  const BITMAPINFOHEADER &header = dib.header;
   if (dib.lines != header.biHeight) {
     c->width = static_cast<uint32_t>(header.biWidth);
     c->height = static_cast<uint32_t>(rowsOf(header));
@@ -34,7 +35,8 @@ void suggestFrame(JpgContext *c, const DibLines &dib) {
 
 // Components and width that the rows must have: those of the frame, once it is begun.
 uint32_t componentsOf(const JpgContext &c) {
-  return c.rowPosition == 0 ? c.numComponents : c.write.frameComponents;
+  const bool framed = c.write.frameOut != 0 && c.write.frameComponents != 0;
+  return framed ? c.write.frameComponents : c.numComponents;
 }
 
 bool continuesFrame(const JpgContext &c, const BITMAPINFOHEADER &header) {
@@ -44,7 +46,7 @@ bool continuesFrame(const JpgContext &c, const BITMAPINFOHEADER &header) {
 // The rectangle's shape; its bits are still to come.
 JpgRect describeLines(const JpgContext &c, const DibLines &dib) {
   JpgRect rect = {};
-  rect.width = dib.bmi->bmiHeader.biWidth;
+  rect.width = dib.header.biWidth;
   rect.height = dib.lines;
   rect.channels = static_cast<int32_t>(componentsOf(c));
   rect.bitsPerSample = 8;
@@ -56,7 +58,7 @@ JpgRect describeLines(const JpgContext &c, const DibLines &dib) {
 // 24-bit colour goes as it lies. A height of 0 counts as bottom-up here.
 Result encodeInPlace(JpgContext *c, const DibLines &dib, JpgRect rect) {
   rect.bits = const_cast<uint8_t *>(dib.bits);
-  if (dib.bmi->bmiHeader.biHeight >= 0) {
+  if (dib.header.biHeight >= 0) {
     rect.bits =
         static_cast<uint8_t *>(rect.bits) + (static_cast<ptrdiff_t>(dib.lines) - 1) * rect.stride;
     rect.stride = -rect.stride;
@@ -66,7 +68,7 @@ Result encodeInPlace(JpgContext *c, const DibLines &dib, JpgRect rect) {
 
 // Expands run-length coded rows and converts what they give.
 Result convertRle(const DibLines &dib, const JpgRect &target) {
-  const BITMAPINFOHEADER &header = dib.bmi->bmiHeader;
+  const BITMAPINFOHEADER &header = dib.header;
   if (header.biHeight < 1) return JPG_E_FAIL;  // coded bitmaps are bottom-up
   const uint32_t bits = header.biBitCount == 4 ? 4 : 8;
   RlePlane plane = {nullptr, dibRowBytes(header.biWidth, bits),
@@ -76,16 +78,16 @@ Result convertRle(const DibLines &dib, const JpgRect &target) {
   if (plane.bits == nullptr) return JPG_E_OUT_OF_MEMORY;
   memset(plane.bits, 0, static_cast<size_t>(planeBytes));
   Result r = expandRle(dib.bits, header.biSizeImage, plane);
-  if (r == JPG_OK) r = convertDibRows({dib.bmi, plane.bits, bits, BI_RGB}, target);
+  if (r == JPG_OK) r = convertDibRows({header, dib.colors, plane.bits, bits, BI_RGB}, target);
   const Result freed = heapFree(plane.bits);
   return r != JPG_OK ? r : freed;
 }
 
 Result convertLines(const DibLines &dib, const JpgRect &target) {
-  const BITMAPINFOHEADER &header = dib.bmi->bmiHeader;
+  const BITMAPINFOHEADER &header = dib.header;
   const uint32_t compression = header.biCompression;
   if (compression == BI_RLE8 || compression == BI_RLE4) return convertRle(dib, target);
-  return convertDibRows({dib.bmi, dib.bits, header.biBitCount, compression}, target);
+  return convertDibRows({header, dib.colors, dib.bits, header.biBitCount, compression}, target);
 }
 
 // Everything else goes by way of a top-down buffer.
@@ -106,12 +108,12 @@ uint32_t JPG_CALL jpgWriteFromWinDIBits(JPGHANDLE handle, int32_t lines, const v
                                         const BITMAPINFO *bmi) {
   JpgContext *c = validWriter(handle);
   if (c == nullptr || bits == nullptr || bmi == nullptr) return JPG_E_INVALID_HANDLE;
-  const BITMAPINFOHEADER &header = bmi->bmiHeader;
+  const BITMAPINFOHEADER header = loadDibHeader(bmi);
   if (lines < 1 || lines > rowsOf(header)) return JPG_E_INVALID_PARAMETER;
   constexpr uint32_t kWidestPixel = 32;  // bits
   if (dibRowBytes(header.biWidth, kWidestPixel) == 0) return JPG_E_INVALID_PARAMETER;
   if (!continuesFrame(*c, header)) return JPG_E_INVALID_PARAMETER;
-  const DibLines dib = {bmi, static_cast<const uint8_t *>(bits), lines};
+  const DibLines dib = {header, colorTable(bmi), static_cast<const uint8_t *>(bits), lines};
   if (c->rowPosition == 0) suggestFrame(c, dib);
   const uint32_t components = componentsOf(*c);
   if (components != 1 && components != 3) return JPG_E_INVALID_FUNCTION;

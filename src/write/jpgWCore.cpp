@@ -37,7 +37,8 @@ Result initWriter(JpgContext *c) {
 // Completes the stream: DNL where the height was never told, then EOI.
 Result finishStream(JpgContext *c) {
   if (c->write.outputFailed != kOutputFine) return JPG_E_WRITE_FAULT;
-  if (c->height == 0) {
+  const uint32_t height = c->write.frameOut != 0 ? c->write.frameHeight : c->height;
+  if (height == 0) {
     if (const Result r = writeDnl(c); r != JPG_OK) return r;
   }
   if (const Result r = writeMarker(c, kMarkerEoi); r != JPG_OK) return r;
@@ -81,6 +82,9 @@ Result writeHeadersEarly(JpgContext *c) {
   if (c->write.outputFailed != kOutputFine) return JPG_OK;  // told by the caller's own check
   // Sizes that were never told stand as 0; others must fit their fields.
   if (c->width > kMaxDimension || c->height > kMaxDimension) return JPG_E_INVALID_PARAMETER;
+  planFrame(c, settingsOf(*c));
+  layOutFrame(c);
+  if (const Result r = makeEncodingTables(c); r != JPG_OK) return r;
   const Result r = writeFrameHeaders(c);
   if (r == JPG_OK) c->flags |= kFlagHeadersWritten;
   return r;
@@ -146,11 +150,13 @@ uint32_t JPG_CALL jpgWriteGetPartialBitstream(JPGHANDLE handle, void **data, uin
   if (const Result r = flushStage(c); r != JPG_OK) return r;
   handOver(&c->stream, data, size);
   for (JpgScanComponent &component : c->scanComponents) component.dcPredictor = 0;
+  // A lossless picture's next line has none above it in its piece.
+  if (c->sofMarker == kMarkerSof3) c->flags |= kFlagPositioned;
   return JPG_OK;
 }
 
 uint32_t JPG_CALL jpgWriteSetImageSize(JPGHANDLE handle, uint32_t width, uint32_t height) {
-  JpgContext *c = validContext(handle);
+  JpgContext *c = validWriter(handle);
   if (c == nullptr) return JPG_E_INVALID_HANDLE;
   if (width == 0 || height == 0) return JPG_E_INVALID_PARAMETER;
   c->width = width;
@@ -159,14 +165,14 @@ uint32_t JPG_CALL jpgWriteSetImageSize(JPGHANDLE handle, uint32_t width, uint32_
 }
 
 uint32_t JPG_CALL jpgWriteSetNoColorConversion(JPGHANDLE handle) {
-  JpgContext *c = validContext(handle);
+  JpgContext *c = validWriter(handle);
   if (c == nullptr) return JPG_E_INVALID_HANDLE;
   c->flags |= kFlagNoColorConversion;
   return JPG_OK;
 }
 
 uint32_t JPG_CALL jpgWriteSetSubsamplingFactor(JPGHANDLE handle, uint32_t packed) {
-  JpgContext *c = validContext(handle);
+  JpgContext *c = validWriter(handle);
   if (c == nullptr) return JPG_E_INVALID_HANDLE;
   if (!samplingIsValid(packed)) return JPG_E_INVALID_PARAMETER;
   c->samplingPacked = packed;
@@ -174,7 +180,7 @@ uint32_t JPG_CALL jpgWriteSetSubsamplingFactor(JPGHANDLE handle, uint32_t packed
 }
 
 uint32_t JPG_CALL jpgWriteSetNumberOfComponents(JPGHANDLE handle, int32_t count) {
-  JpgContext *c = validContext(handle);
+  JpgContext *c = validWriter(handle);
   if (c == nullptr) return JPG_E_INVALID_HANDLE;
   if (count < 1 || count > static_cast<int32_t>(kMaxComponents)) return JPG_E_INVALID_PARAMETER;
   c->numComponents = static_cast<uint32_t>(count);
@@ -182,7 +188,7 @@ uint32_t JPG_CALL jpgWriteSetNumberOfComponents(JPGHANDLE handle, int32_t count)
 }
 
 uint32_t JPG_CALL jpgWriteSetQuantizationFactor(JPGHANDLE handle, int32_t quality) {
-  JpgContext *c = validContext(handle);
+  JpgContext *c = validWriter(handle);
   if (c == nullptr) return JPG_E_INVALID_HANDLE;
   if (quality < 1 || quality > kMaxQuality) return JPG_E_INVALID_PARAMETER;
   c->quality = static_cast<uint32_t>(quality);
@@ -190,14 +196,14 @@ uint32_t JPG_CALL jpgWriteSetQuantizationFactor(JPGHANDLE handle, int32_t qualit
 }
 
 uint32_t JPG_CALL jpgWriteSetRestartInterval(JPGHANDLE handle, int32_t mcus) {
-  JpgContext *c = validContext(handle);
+  JpgContext *c = validWriter(handle);
   if (c == nullptr) return JPG_E_INVALID_HANDLE;
   c->restartInterval = static_cast<uint32_t>(mcus) & kMaxRestartInterval;
   return JPG_OK;
 }
 
 uint32_t JPG_CALL jpgWriteSetSpatialPredictor(JPGHANDLE handle, int32_t predictor) {
-  JpgContext *c = validContext(handle);
+  JpgContext *c = validWriter(handle);
   if (c == nullptr) return JPG_E_INVALID_HANDLE;
   if (predictor < 1 || predictor > kMaxPredictor) return JPG_E_INVALID_PARAMETER;
   c->write.predictor = static_cast<uint32_t>(predictor);

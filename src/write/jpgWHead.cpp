@@ -15,6 +15,7 @@ constexpr uint32_t kQuantTables = 2;   // luminance, chrominance
 constexpr uint32_t kForwardScale = 8;  // of the forward DCT's output
 constexpr uint8_t kClassDc = 0x00;     // Tc of a table byte
 constexpr uint8_t kClassAc = 0x10;
+constexpr uint32_t kSingleSampling = 0x11;  // of one component, whatever was set
 
 constexpr StandardTable kDcTables[] = {{kDcLuminanceCounts, kDcValues, sizeof(kDcValues)},
                                        {kDcChrominanceCounts, kDcValues, sizeof(kDcValues)}};
@@ -54,18 +55,7 @@ Result writeQuantTables(JpgContext *c) {
   return writeSegment(c, kMarkerDqt, data, sizeof(data));
 }
 
-Result makeEncodingTables(JpgContext *c) {
-  for (uint32_t i = 0; i < 2; i++) {
-    if (const Result r = makeEncodingTable(kDcTables[i], &c->dcTables[i]); r != JPG_OK) return r;
-  }
-  for (uint32_t i = 0; i < 2; i++) {
-    if (const Result r = makeEncodingTable(kAcTables[i], &c->acTables[i]); r != JPG_OK) return r;
-  }
-  return JPG_OK;
-}
-
 Result writeHuffmanTables(JpgContext *c) {
-  if (const Result r = makeEncodingTables(c); r != JPG_OK) return r;
   for (uint32_t i = 0; i < 2; i++) {
     if (const Result r = writeHuffmanTable(c, kDcTables[i], kClassDc | i); r != JPG_OK) return r;
   }
@@ -80,11 +70,13 @@ uint32_t ceilDiv(uint32_t n, uint32_t d) { return d == 0 ? 0 : n / d + (n % d !=
 // Sampling, blocks and selectors of the components; the first uses the luminance
 // tables, the others the chrominance ones.
 void layOutComponents(JpgContext *c) {
+  const uint32_t components = c->write.frameComponents;
+  const uint32_t packed = components == 1 ? kSingleSampling : c->samplingPacked;
   c->hMax = 0;
   c->vMax = 0;
-  for (uint32_t i = 0; i < c->numComponents; i++) {
+  for (uint32_t i = 0; i < components; i++) {
     JpgScanComponent *k = &c->scanComponents[i];
-    k->sampling = static_cast<uint8_t>(c->samplingPacked >> (8 * (c->numComponents - 1 - i)));
+    k->sampling = static_cast<uint8_t>(packed >> (8 * (components - 1 - i)));
     k->tq = i == 0 ? 0 : 1;
     const uint32_t h = k->sampling >> 4;
     const uint32_t v = k->sampling & 15;
@@ -94,20 +86,11 @@ void layOutComponents(JpgContext *c) {
   }
 }
 
-void layOutFrame(JpgContext *c) {
-  if (c->numComponents == 1) c->samplingPacked = 0x11;
-  layOutComponents(c);
-  c->mcuWidth = 8 * c->hMax;
-  c->mcuHeight = 8 * c->vMax;
-  c->mcusPerRow = ceilDiv(c->width, c->mcuWidth);
-  c->mcuRows = ceilDiv(c->height, c->mcuHeight);
-  fixFrame(c);
-}
-
 Result writeSos(JpgContext *c) {
-  uint8_t data[1 + 2 * kMaxComponents + 3] = {static_cast<uint8_t>(c->numComponents)};
+  const uint32_t components = c->write.frameComponents;
+  uint8_t data[1 + 2 * kMaxComponents + 3] = {static_cast<uint8_t>(components)};
   uint8_t *out = data + 1;
-  for (uint32_t i = 0; i < c->numComponents; i++) {
+  for (uint32_t i = 0; i < components; i++) {
     const JpgScanComponent &k = c->scanComponents[i];
     *out++ = k.id;
     *out++ = static_cast<uint8_t>(k.tq << 4 | k.tq);  // its DC and AC tables
@@ -119,7 +102,7 @@ Result writeSos(JpgContext *c) {
 }
 
 void useTables(JpgContext *c) {
-  for (uint32_t i = 0; i < c->numComponents; i++) {
+  for (uint32_t i = 0; i < c->write.frameComponents; i++) {
     JpgScanComponent *k = &c->scanComponents[i];
     k->quantTable = c->quantTables[k->tq];
     k->dcCodes = c->dcTables[k->tq].codes;
@@ -183,31 +166,66 @@ Result checkComponentSlots(const JpgRect &rect) {
   return fits ? JPG_OK : JPG_E_UNSUPPORTED;
 }
 
-void takeFrame(JpgContext *c, const JpgRect &rect, uint32_t height) {
+FrameSettings settingsOf(const JpgContext &c) { return {c.width, c.height, c.numComponents}; }
+
+FrameSettings settingsOf(const JpgContext &c, const JpgRect &rect) {
+  return {static_cast<uint32_t>(rect.width), frameHeight(c, rect),
+          static_cast<uint32_t>(rect.channels)};
+}
+
+uint32_t frameHeight(const JpgContext &c, const JpgRect &rect) {
+  return c.height != 0 ? c.height : static_cast<uint32_t>(rect.height);
+}
+
+void planFrame(JpgContext *c, const FrameSettings &settings) {
+  c->write.frameWidth = settings.width;
+  c->write.frameHeight = settings.height;
+  c->write.frameComponents = settings.components;
+  c->write.frameRestart = c->restartInterval;
+  c->write.frameRaw = (c->flags & kFlagNoColorConversion) != 0 ? 1U : 0U;
+}
+
+void layOutFrame(JpgContext *c) {
+  layOutComponents(c);
+  c->mcuWidth = 8 * c->hMax;
+  c->mcuHeight = 8 * c->vMax;
+  c->mcusPerRow = ceilDiv(c->write.frameWidth, c->mcuWidth);
+  c->mcuRows = ceilDiv(c->write.frameHeight, c->mcuHeight);
+}
+
+void settleFrame(JpgContext *c, uint32_t marker, uint32_t precision) {
+  c->sofMarker = marker;
+  c->precision = precision;
+  c->width = c->write.frameWidth;
+  c->height = c->write.frameHeight;
+  c->numComponents = c->write.frameComponents;
+}
+
+void nameComponents(JpgContext *c) {
   constexpr uint8_t kRgb[3] = {'R', 'G', 'B'};
-  c->height = height;
-  c->width = static_cast<uint32_t>(rect.width);
-  c->numComponents = static_cast<uint32_t>(rect.channels);
-  if ((c->flags & kFlagHeadersWritten) != 0) return;  // the components have their names
-  const bool rgb = c->numComponents == 3 && (c->flags & kFlagNoColorConversion) != 0;
-  for (uint32_t i = 0; i < c->numComponents; i++) {
+  const bool rgb = c->write.frameComponents == 3 && c->write.frameRaw != 0;
+  for (uint32_t i = 0; i < c->write.frameComponents; i++) {
     c->scanComponents[i].id = rgb ? kRgb[i] : static_cast<uint8_t>(i + 1);
   }
 }
 
-void fixFrame(JpgContext *c) {
-  c->write.frameWidth = c->width;
-  c->write.frameComponents = c->numComponents;
+Result makeEncodingTables(JpgContext *c) {
+  for (uint32_t i = 0; i < 2; i++) {
+    if (const Result r = makeEncodingTable(kDcTables[i], &c->dcTables[i]); r != JPG_OK) return r;
+    if (const Result r = makeEncodingTable(kAcTables[i], &c->acTables[i]); r != JPG_OK) return r;
+  }
+  return JPG_OK;
 }
 
 Result writeFrameHeader(JpgContext *c, uint32_t marker) {
   constexpr uint32_t kFixed = 6;
+  const WriteState &w = c->write;
   uint8_t data[kFixed + 3 * kMaxComponents] = {
-      static_cast<uint8_t>(c->precision), static_cast<uint8_t>(c->height >> 8),
-      static_cast<uint8_t>(c->height),    static_cast<uint8_t>(c->width >> 8),
-      static_cast<uint8_t>(c->width),     static_cast<uint8_t>(c->numComponents)};
+      static_cast<uint8_t>(c->precision),  static_cast<uint8_t>(w.frameHeight >> 8),
+      static_cast<uint8_t>(w.frameHeight), static_cast<uint8_t>(w.frameWidth >> 8),
+      static_cast<uint8_t>(w.frameWidth),  static_cast<uint8_t>(w.frameComponents)};
   uint8_t *out = data + kFixed;
-  for (uint32_t i = 0; i < c->numComponents; i++) {
+  for (uint32_t i = 0; i < w.frameComponents; i++) {
     const JpgScanComponent &k = c->scanComponents[i];
     *out++ = k.id;
     *out++ = k.sampling;
@@ -217,16 +235,17 @@ Result writeFrameHeader(JpgContext *c, uint32_t marker) {
 }
 
 Result writeRestartInterval(JpgContext *c) {
-  if (c->restartInterval == 0) return JPG_OK;
-  const uint8_t data[2] = {static_cast<uint8_t>(c->restartInterval >> 8),
-                           static_cast<uint8_t>(c->restartInterval)};
+  const uint32_t interval = c->write.frameRestart;
+  if (interval == 0) return JPG_OK;
+  const uint8_t data[2] = {static_cast<uint8_t>(interval >> 8), static_cast<uint8_t>(interval)};
   return writeSegment(c, kMarkerDri, data, sizeof(data));
 }
 
 Result writeFrameHeaders(JpgContext *c) {
+  c->write.frameOut = 1;
+  if (c->write.frameComponents == 1) c->samplingPacked = kSingleSampling;
   if (const Result r = writeQuantTables(c); r != JPG_OK) return r;
   if (const Result r = writeHuffmanTables(c); r != JPG_OK) return r;
-  layOutFrame(c);
   if (const Result r = writeFrameHeader(c, kMarkerSof0); r != JPG_OK) return r;
   if (const Result r = writeRestartInterval(c); r != JPG_OK) return r;
   if (const Result r = writeSos(c); r != JPG_OK) return r;

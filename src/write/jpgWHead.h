@@ -20,8 +20,8 @@ struct StandardTable {
   uint32_t symbols;
 };
 
-// Writes DHT for a table, and makes its encoding table in `table`, replacing what was
-// there. tcTh is the table byte. 0, JPG_E_OUT_OF_MEMORY or JPG_E_WRITE_FAULT.
+// Makes a table's encoding table in `table`, replacing what was there; and writes DHT for it,
+// tcTh being the table byte. 0, JPG_E_OUT_OF_MEMORY or JPG_E_WRITE_FAULT.
 Result makeEncodingTable(const StandardTable &source, JpgHuffTable *table);
 Result writeHuffmanTable(JpgContext *c, const StandardTable &source, uint32_t tcTh);
 
@@ -32,11 +32,37 @@ Result checkFrameSize(const JpgRect &rect, uint32_t height);
 // JPG_E_UNSUPPORTED when the record has no slots for the rectangle's channels.
 Result checkComponentSlots(const JpgRect &rect);
 
-// Takes width, components and `height` for the frame and names the components.
-void takeFrame(JpgContext *c, const JpgRect &rect, uint32_t height);
+// A frame begins in steps. The first ones only plan it: they can fail and be repeated with other
+// settings, and nothing has been written by then. From writeFrameHeaders on, encode calls go by
+// the frame that went out, whatever setters store.
 
-// From here on encode calls go by the frame as it now is, whatever setters say.
-void fixFrame(JpgContext *c);
+// What a frame is made by, beside restart interval, colour conversion and sampling factors.
+struct FrameSettings {
+  uint32_t width;   // pixels
+  uint32_t height;  // pixels, 0 = unknown
+  uint32_t components;
+};
+
+// By the setters alone; and of a picture that begins with this rectangle, whose height counts
+// where none was set.
+FrameSettings settingsOf(const JpgContext &c);
+FrameSettings settingsOf(const JpgContext &c, const JpgRect &rect);
+uint32_t frameHeight(const JpgContext &c, const JpgRect &rect);
+
+// Takes the settings as they are now for the frame.
+void planFrame(JpgContext *c, const FrameSettings &settings);
+
+// Sampling and geometry of the planned DCT frame.
+void layOutFrame(JpgContext *c);
+
+// Makes the encoding tables of a DCT frame. 0 or JPG_E_OUT_OF_MEMORY.
+Result makeEncodingTables(JpgContext *c);
+
+// The planned frame becomes the record's, which getters tell of.
+void settleFrame(JpgContext *c, uint32_t marker, uint32_t precision);
+
+// Gives the planned frame's components their identifiers.
+void nameComponents(JpgContext *c);
 
 // Writes the frame header with the components' sampling bytes and tables.
 Result writeFrameHeader(JpgContext *c, uint32_t marker);
@@ -47,9 +73,8 @@ Result writeRestartInterval(JpgContext *c);
 // The reciprocals of 64 steps in zig-zag order, 8 times 1 to 255 each.
 void makeReciprocals(const uint32_t *steps, QuantReciprocals *q);
 
-// Writes the headers of a baseline image and sets the components up for encoding,
-// by quality, samplingPacked, width, height, precision, numComponents and the
-// components' identifiers. A failure leaves the headers incomplete.
+// Writes the headers of the planned baseline image, by quality and precision too, and sets the
+// components up for encoding. Only a sink that comes up short makes it fail.
 Result writeFrameHeaders(JpgContext *c);
 
 }  // namespace jpg

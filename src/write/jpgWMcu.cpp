@@ -98,7 +98,7 @@ Result chooseThree(const JpgContext &c, McuSource *source) {
     if (!isFactor(h) || !isFactor(v)) return JPG_E_UNSUPPORTED;
     source->gather[i] = table[h - 1][v - 1];
   }
-  const bool raw = (c.flags & kFlagNoColorConversion) != 0;
+  const bool raw = c.write.frameRaw != 0;
   source->convert = raw ? convertBgrToRgb : convertBgrToYcc;
   source->load = raw ? nullptr : chooseLoad(c);
   return JPG_OK;

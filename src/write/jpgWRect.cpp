@@ -86,23 +86,31 @@ bool agreesWithHeaders(const JpgContext &c, const JpgRect &rect) {
          static_cast<uint32_t>(rect.channels) == c.write.frameComponents;
 }
 
-// The first call fixes the frame and writes the headers, unless the first partial
-// bitstream has taken them along: then the rectangle must agree with them.
-Result beginFrame(JpgContext *c, const JpgRect &rect) {
-  const uint32_t height = c->height != 0 ? c->height : static_cast<uint32_t>(rect.height);
-  if (const Result r = checkFrameSize(rect, height); r != JPG_OK) return r;
+// The first call plans the frame, unless the first partial bitstream has taken the headers
+// along: then the rectangle must agree with them.
+Result planFirstCall(JpgContext *c, const JpgRect &rect) {
+  if (const Result r = checkFrameSize(rect, frameHeight(*c, rect)); r != JPG_OK) return r;
   if (rect.bitsPerSample != kPrecision) return JPG_E_INVALID_PARAMETER;
   if (const Result r = checkComponentSlots(rect); r != JPG_OK) return r;
-  const bool headersOut = (c->flags & kFlagHeadersWritten) != 0;
-  if (headersOut && !agreesWithHeaders(*c, rect)) return JPG_E_INVALID_PARAMETER;
-  c->sofMarker = kMarkerSof0;
-  c->precision = kPrecision;
-  takeFrame(c, rect, height);
-  return headersOut ? JPG_OK : writeFrameHeaders(c);
+  if (c->write.frameOut != 0) return agreesWithHeaders(*c, rect) ? JPG_OK : JPG_E_INVALID_PARAMETER;
+  planFrame(c, settingsOf(*c, rect));
+  layOutFrame(c);
+  return JPG_OK;
+}
+
+// The headers of a frame whose source is served. The tables' memory is the last that can fail
+// to be had, but for the sink's.
+Result beginFrame(JpgContext *c) {
+  if (const Result r = makeEncodingTables(c); r != JPG_OK) return r;
+  settleFrame(c, kMarkerSof0, kPrecision);
+  nameComponents(c);
+  return writeFrameHeaders(c);
 }
 
 Result encodeBand(JpgContext *c, BandSource *band, uint32_t lines) {
-  if (const Result r = chooseMcuSource(*c, &band->routines); r != JPG_OK) return r;
+  if (c->write.frameOut == 0) {
+    if (const Result r = beginFrame(c); r != JPG_OK) return r;
+  }
   band->lastColumnPixels = c->write.frameWidth - (c->mcusPerRow - 1) * c->mcuWidth;
   return encodeLines(c, band, lines);
 }
@@ -118,11 +126,14 @@ uint32_t JPG_CALL jpgWriteFromRect(JPGHANDLE handle, const JpgRect *rect, uint32
   if (lines == 0) return JPG_E_INVALID_PARAMETER;
   if (c->write.outputFailed != kOutputFine) return JPG_E_WRITE_FAULT;
   if (c->rowPosition == 0) {
-    if (const Result r = beginFrame(c, *rect); r != JPG_OK) return r;
+    if (const Result r = planFirstCall(c, *rect); r != JPG_OK) return r;
+  } else if (c->sofMarker != kMarkerSof0) {
+    return JPG_E_UNSUPPORTED;  // a lossless image is under way
   }
-  if (c->sofMarker != kMarkerSof0) return JPG_E_UNSUPPORTED;  // a lossless image is under way
+  McuSource routines = {};
+  if (const Result r = chooseMcuSource(*c, &routines); r != JPG_OK) return r;
   const size_t areaBytes = c->write.frameComponents * kAreaSize * kAreaSize * sizeof(int16_t);
-  BandSource band = {rect, static_cast<int16_t *>(heapAlloc(areaBytes)), {}, 0, nullptr};
+  BandSource band = {rect, static_cast<int16_t *>(heapAlloc(areaBytes)), routines, 0, nullptr};
   if (band.area == nullptr) return JPG_E_OUT_OF_MEMORY;
   memset(band.area, 0, areaBytes);
   const Result r = encodeBand(c, &band, lines);

@@ -24,9 +24,10 @@ constexpr StandardTable kWideTable = {kWideCounts, kWideValues, sizeof(kWideValu
 constexpr uint32_t kTableByte = 0x00;  // class DC, identifier 0
 
 Result writeSpatialSos(JpgContext *c) {
-  uint8_t data[1 + 2 * kMaxComponents + 3] = {static_cast<uint8_t>(c->numComponents)};
+  const uint32_t components = c->write.frameComponents;
+  uint8_t data[1 + 2 * kMaxComponents + 3] = {static_cast<uint8_t>(components)};
   uint8_t *out = data + 1;
-  for (uint32_t i = 0; i < c->numComponents; i++) {
+  for (uint32_t i = 0; i < components; i++) {
     *out++ = c->scanComponents[i].id;
     *out++ = 0;  // table 0
   }
@@ -36,16 +37,20 @@ Result writeSpatialSos(JpgContext *c) {
   return writeSegment(c, kMarkerSos, data, static_cast<uint32_t>(out - data));
 }
 
+const StandardTable &tableFor(uint32_t precision) {
+  return precision <= kMaxBytePrecision ? kByteTable : kWideTable;
+}
+
 Result writeSpatialHeaders(JpgContext *c) {
-  const StandardTable &source = c->precision <= kMaxBytePrecision ? kByteTable : kWideTable;
-  if (const Result r = makeEncodingTable(source, &c->dcTables[0]); r != JPG_OK) return r;
-  if (const Result r = writeHuffmanTable(c, source, kTableByte); r != JPG_OK) return r;
-  for (uint32_t i = 0; i < c->numComponents; i++) {
+  c->write.frameOut = 1;
+  if (const Result r = writeHuffmanTable(c, tableFor(c->precision), kTableByte); r != JPG_OK) {
+    return r;
+  }
+  for (uint32_t i = 0; i < c->write.frameComponents; i++) {
     c->scanComponents[i].sampling = 0x11;
     c->scanComponents[i].tq = 0;
   }
   c->Ss = static_cast<uint8_t>(c->write.predictor);
-  fixFrame(c);
   if (const Result r = writeFrameHeader(c, kMarkerSof3); r != JPG_OK) return r;
   if (const Result r = writeRestartInterval(c); r != JPG_OK) return r;
   return writeSpatialSos(c);
@@ -136,7 +141,7 @@ Result encodeAnyLine(const LineRoutines &routines, const SpatialLine &line) {
   c->flags &= ~kFlagPositioned;
   if (const Result r = first ? routines.first(line) : routines.other(line); r != JPG_OK) return r;
   c->mcusSinceRestart += c->write.frameWidth;
-  if (c->mcusSinceRestart != c->restartInterval) return JPG_OK;
+  if (c->mcusSinceRestart != c->write.frameRestart) return JPG_OK;
   c->flags |= kFlagPositioned;
   return writeRestart(c);
 }
@@ -161,30 +166,35 @@ Result encodeSpatialLines(JpgContext *c, const JpgRect &rect, uint32_t lines) {
 
 // ---- Driver ---------------------------------------------------------------
 
-Result beginSpatialFrame(JpgContext *c, const JpgRect &rect) {
+// Room for the last line, unless this call completes the image.
+Result reserveSavedLine(JpgContext *c, uint32_t lines) {
+  const uint32_t height = c->write.frameHeight;
+  const bool completes = height != 0 && lines >= height - c->rowPosition;
+  if (completes || c->losslessRowBuffer != nullptr) return JPG_OK;
+  const uint32_t samples = c->write.frameWidth * c->write.frameComponents;
+  c->losslessRowBuffer = static_cast<uint16_t *>(heapAlloc(samples * sizeof(uint16_t)));
+  return c->losslessRowBuffer != nullptr ? JPG_OK : JPG_E_OUT_OF_MEMORY;
+}
+
+// All that can be refused or can fail to be allocated comes before the first header byte.
+Result beginSpatialFrame(JpgContext *c, const JpgRect &rect, uint32_t lines) {
   // Headers that went out with a partial bitstream are those of a baseline image.
   if ((c->flags & kFlagHeadersWritten) != 0) return JPG_E_UNSUPPORTED;
-  const uint32_t height = c->height != 0 ? c->height : static_cast<uint32_t>(rect.height);
-  if (const Result r = checkFrameSize(rect, height); r != JPG_OK) return r;
+  if (const Result r = checkFrameSize(rect, frameHeight(*c, rect)); r != JPG_OK) return r;
   const auto precision = static_cast<uint32_t>(rect.bitsPerSample);
   if (precision < kMinLosslessPrecision || precision > kMaxLosslessPrecision) {
     return JPG_E_INVALID_PARAMETER;
   }
   if (const Result r = checkComponentSlots(rect); r != JPG_OK) return r;
-  c->sofMarker = kMarkerSof3;
-  c->precision = precision;
-  takeFrame(c, rect, height);
+  planFrame(c, settingsOf(*c, rect));
+  if (const Result r = makeEncodingTable(tableFor(precision), &c->dcTables[0]); r != JPG_OK) {
+    return r;
+  }
+  if (const Result r = reserveSavedLine(c, lines); r != JPG_OK) return r;
+  settleFrame(c, kMarkerSof3, precision);
+  nameComponents(c);
   c->flags |= kFlagPositioned;
   return writeSpatialHeaders(c);
-}
-
-// Room for the last line, unless this call completes the image.
-Result reserveSavedLine(JpgContext *c, uint32_t lines) {
-  const bool completes = c->height != 0 && lines >= c->height - c->rowPosition;
-  if (completes || c->losslessRowBuffer != nullptr) return JPG_OK;
-  const uint32_t samples = c->write.frameWidth * c->write.frameComponents;
-  c->losslessRowBuffer = static_cast<uint16_t *>(heapAlloc(samples * sizeof(uint16_t)));
-  return c->losslessRowBuffer != nullptr ? JPG_OK : JPG_E_OUT_OF_MEMORY;
 }
 
 }  // namespace
@@ -198,11 +208,12 @@ uint32_t JPG_CALL jpgWriteSpatialFromRect(JPGHANDLE handle, const JpgRect *rect,
   if (lines == 0) return JPG_E_INVALID_PARAMETER;
   if (c->write.outputFailed != kOutputFine) return JPG_E_WRITE_FAULT;
   if (c->rowPosition == 0) {
-    if (const Result r = beginSpatialFrame(c, *rect); r != JPG_OK) return r;
+    if (const Result r = beginSpatialFrame(c, *rect, lines); r != JPG_OK) return r;
   }
   if (c->sofMarker != kMarkerSof3) return JPG_E_UNSUPPORTED;
-  if (c->height != 0) {
-    const uint32_t left = c->rowPosition < c->height ? c->height - c->rowPosition : 0;
+  const uint32_t height = c->write.frameHeight;
+  if (height != 0) {
+    const uint32_t left = c->rowPosition < height ? height - c->rowPosition : 0;
     if (lines > left) lines = left;
   }
   if (const Result r = reserveSavedLine(c, lines); r != JPG_OK) return r;

@@ -109,7 +109,7 @@ Result encodeMcu(JpgContext *c, int16_t *blocks) {
     }
   }
   c->mcusSinceRestart++;
-  return c->mcusSinceRestart == c->restartInterval ? writeRestart(c) : JPG_OK;
+  return c->mcusSinceRestart == c->write.frameRestart ? writeRestart(c) : JPG_OK;
 }
 
 }  // namespace jpg

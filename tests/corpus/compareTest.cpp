@@ -6,6 +6,7 @@
 // explains the rest. Colours are compared within 4: a level of luminance, a level of chroma
 // times at most 1.772, and the rounding of the conversion's two terms.
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cmath>
@@ -209,6 +210,45 @@ TEST(BesideAnIndependentDecoder, BlocksThatAvoidTheDepartureAgreeWithinALevel) {
     EXPECT_LE(compare(decodeWithLibrary(data, theirs).pixels, theirs.pixels).worst, 1) << seed;
   }
   std::remove(name.c_str());
+}
+
+// A block whose upper half is one level and whose lower half another.
+Bytes edgeOf(uint8_t above, uint8_t below) {
+  Bytes pixels(64, above);
+  std::fill(pixels.begin() + 32, pixels.end(), below);
+  JpgRect rect = {8, 8, 8, 8, 1, 8, pixels.data(), 64, 0};
+  JPGHANDLE h = nullptr;
+  void *data = nullptr;
+  uint32_t size = 0;
+  EXPECT_EQ(jpgWritePrologToMemory(0, &h), JPG_OK);
+  EXPECT_EQ(jpgWriteSetQuantizationFactor(h, 100), JPG_OK);
+  EXPECT_EQ(jpgWriteFromRect(h, &rect, 8), JPG_OK);
+  EXPECT_EQ(jpgWriteEpilogToMemory(h, &data, &size), JPG_OK);
+  const auto *bytes = static_cast<const uint8_t *>(data);
+  const Bytes stream(bytes, bytes + size);
+  jpgWriteFreeBitstream(data);
+  return stream;
+}
+
+int worstOfEdge(uint8_t above, uint8_t below) {
+  const Bytes data = edgeOf(above, below);
+  const std::string name = testing::TempDir() + "jpg_edge_" + std::to_string(getpid()) + ".jpg";
+  std::FILE *file = std::fopen(name.c_str(), "wb");
+  EXPECT_EQ(std::fwrite(data.data(), 1, data.size(), file), data.size());
+  std::fclose(file);
+  const Picture theirs = pictureOf("djpeg -dct int -nosmooth '" + name + "' 2>/dev/null");
+  std::remove(name.c_str());
+  EXPECT_EQ(theirs.pixels.size(), 64U);
+  return compare(decodeWithLibrary(data, theirs).pixels, theirs.pixels).worst;
+}
+
+// What docs/quality.md says of edges: dark above light is tens of levels off, more so the steeper
+// the edge is; light above dark is right.
+TEST(BesideAnIndependentDecoder, AnEdgeThatIsDarkAboveLightDepartsByTensOfLevels) {
+  if (!hasDjpeg()) GTEST_SKIP() << "djpeg isn't installed";
+  EXPECT_GT(worstOfEdge(20, 230), 40);
+  EXPECT_GT(worstOfEdge(0, 255), worstOfEdge(20, 230));
+  EXPECT_LE(worstOfEdge(230, 20), 2);
 }
 
 TEST(BesideAnIndependentDecoder, TheDepartureOfTheFirstPassAloneExplainsTheDifference) {

@@ -155,8 +155,6 @@ TEST(RgbThumbnail, OnlyInterleavedRgbIsServed) {
   const Bitmap planes = readThumbnail(Attributes(tiff), 24);
   EXPECT_RESULT(JPG_OK, planes.described);
   EXPECT_RESULT(JPG_E_UNSUPPORTED, planes.read);
-  EXPECT_RESULT(JPG_E_NOT_FOUND,
-                readThumbnail(Attributes(oneStrip({big.shortOf(284, 2)})), 24).described);
 }
 
 TEST(RgbThumbnail, UncompressedColourIsReduced) {
@@ -238,6 +236,18 @@ TEST(RgbThumbnail, AStripTableThatLiesIsNotThere) {
   EXPECT_RESULT(JPG_OK, with({width, base.longOf(257, 65535), rgb, offsets, sizes}));
   EXPECT_RESULT(JPG_E_NOT_FOUND, with({base.longOf(256, 65536), height, rgb, offsets, sizes}));
   EXPECT_RESULT(JPG_E_NOT_FOUND, with({width, base.longOf(257, 65536), rgb, offsets, sizes}));
+}
+
+// Planes apart aren't decoded, so their strips aren't looked for.
+TEST(RgbThumbnail, OfPlanesApartIsDescribedWithoutStripsAndRefused) {
+  TiffBuilder tiff(ByteOrder::kLittle);
+  tiff.putZeroth(
+      {}, tiff.putIfd({tiff.longOf(256, kWidth), tiff.longOf(257, kHeight), tiff.shortOf(262, 2),
+                       tiff.longOf(273, 8), tiff.shortOf(284, 2)}));
+  const Bitmap bitmap = readThumbnail(Attributes(tiff), 24);
+  EXPECT_RESULT(JPG_OK, bitmap.described);
+  EXPECT_EQ(bitmap.info.header.biWidth, kWidth);
+  EXPECT_RESULT(JPG_E_UNSUPPORTED, bitmap.read);
 }
 
 TEST(RgbThumbnail, NeedsThe1stDirectory) {

@@ -202,11 +202,31 @@ TEST_F(PrologFaults, TheEpilogTellsOnlyOfTheRecordsOwnRelease) {
   }
 }
 
-TEST_F(PrologFaults, ACloseThatFailsDoesNotStopTheEpilog) {
+// The file may not have reached the disk then.
+TEST_F(PrologFaults, ACloseThatFailsIsToldByTheEpilogThatFreesEverything) {
   JPGHANDLE h = nullptr;
   ASSERT_EQ(open(0, &h), JPG_OK);
   faulty::arm(Operation::kClose, Fault::kFail, faulty::calls(Operation::kClose) + 1);
-  EXPECT_EQ(jpgReadEpilog(h), JPG_OK);
+  EXPECT_EQ(jpgReadEpilog(h), JPG_E_FAIL);
+  EXPECT_TRUE(faulty::faultHappened());
+  expectNothingAlive();
+  const std::u16string wide(name_.begin(), name_.end());
+  faulty::reset();
+  ASSERT_EQ(jpgWritePrologToFile(wide.c_str(), 0, &h), JPG_OK);
+  faulty::arm(Operation::kClose, Fault::kFail, 1);
+  EXPECT_EQ(jpgWriteEpilogToFile(h), JPG_E_FAIL);
+  EXPECT_TRUE(faulty::faultHappened());
+  expectNothingAlive();
+}
+
+TEST_F(PrologFaults, ACloseThatFailsBehindAnotherErrorLeavesThatOne) {
+  JPGHANDLE h = nullptr;
+  const std::u16string wide(name_.begin(), name_.end());
+  ASSERT_EQ(jpgWritePrologToFile(wide.c_str(), 0, &h), JPG_OK);
+  ASSERT_EQ(jpgWriteSetImageSize(h, 1, 1), JPG_OK);
+  faulty::limitOutput(1, false);
+  faulty::arm(Operation::kClose, Fault::kFail, 1);
+  EXPECT_EQ(jpgWriteEpilogToFile(h), JPG_E_WRITE_FAULT);
   EXPECT_TRUE(faulty::faultHappened());
   expectNothingAlive();
 }

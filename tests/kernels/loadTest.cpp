@@ -108,7 +108,7 @@ TEST_P(LoadKernels, AreChosenOnlyForWhatTheyLoad) {
   for (uint32_t layout = 0; layout < 4 * 4 * 4 * 2; layout++) {
     Frame frame(*tested_,
                 {kSampling[layout & 3], kSampling[layout >> 2 & 3], kSampling[layout >> 4 & 3]});
-    if (layout >> 6 != 0) frame.c()->flags = kFlagNoColorConversion;
+    frame.c()->write.frameRaw = layout >> 6;
     McuSource source = {};
     ASSERT_EQ(frame.choose(&source), uint32_t{JPG_OK});
     if (source.load == nullptr) continue;

@@ -69,7 +69,7 @@ class ProgressiveModel {
 
   // Pixels.
   bool bookRows(int32_t &lines, bool incremental, bool &newPass);
-  uint32_t reconstruct(const JpgRect &rect, int32_t lines);
+  uint32_t reconstruct(const JpgRect &rect, int32_t lines, int32_t done);
   void storeMcuRow(uint32_t mcuRow, const JpgRect &rect, uint8_t *bits, int32_t rows) const;
   ModelBlock samplesOf(size_t block, const Component &c) const;
 

@@ -29,10 +29,9 @@ uint32_t ProgressiveModel::rows(const JpgRect &rect, int32_t lines, int32_t mode
   const bool incremental = (mode & 1) != 0;
   if (!bookRows(lines, incremental, newPass)) return JPG_E_FAIL;
   if (newPass) {
-    rowsDone_ = 0;
     if (const uint32_t r = decodeScans(incremental); r != JPG_OK) return r;
   }
-  return reconstruct(rect, lines);
+  return reconstruct(rect, lines, newPass ? 0 : rowsDone_);
 }
 
 // What is left of the picture limits the lines. False when nothing is left.
@@ -219,21 +218,22 @@ uint32_t ProgressiveModel::acRefineCodes(ModelBlock &block, const Selected &s, u
 
 // ---- Pixels ----------------------------------------------------------------
 
-uint32_t ProgressiveModel::reconstruct(const JpgRect &rect, int32_t lines) {
+uint32_t ProgressiveModel::reconstruct(const JpgRect &rect, int32_t lines, int32_t done) {
   const auto pixelBytes = static_cast<size_t>(rect.bitsPerPixel / 8);
   if (raw_ && pixelBytes != components_.size()) return JPG_E_UNSUPPORTED;
   if (lines < 1) return JPG_OK;
   const auto mcuHeight = static_cast<int32_t>(8 * vMax_);
   int32_t band = std::min(lines, mcuHeight);
   auto *bits = static_cast<uint8_t *>(rect.bits);
-  for (auto row = static_cast<uint32_t>(rowsDone_ / mcuHeight); row < mcuRows_; row++) {
+  for (auto row = static_cast<uint32_t>(done / mcuHeight); row < mcuRows_; row++) {
     storeMcuRow(row, rect, bits, std::min(band, lines));
-    rowsDone_ += band;
-    if (height() - rowsDone_ < mcuHeight) band = height() - rowsDone_;
+    done += band;
+    if (height() - done < mcuHeight) band = height() - done;
     lines -= mcuHeight;
     bits += std::ptrdiff_t{mcuHeight} * rect.stride;
     if (band <= 0 || lines < 1) break;
   }
+  rowsDone_ = done;  // of a call that failed, or asked for no rows, nothing is counted
   return JPG_OK;
 }
 

@@ -72,6 +72,8 @@ uint32_t Model::setPartialBitstream(const Bytes &data) {
   if (data.empty()) return JPG_E_INVALID_PARAMETER;
   if (!memory_ || !partialAllowed_) return JPG_NO_DATA;
   clearPredictions();
+  lastMarker_ = 0;
+  markerAccessUsed_ = false;
   bits_.attach(data);
   return JPG_OK;
 }

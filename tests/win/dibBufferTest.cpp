@@ -83,7 +83,7 @@ TEST(DibRect, BeginsWithTheLastRowOfABitmapOfPositiveHeight) {
     bmi.bmiHeader.biHeight = height;
     bmi.bmiHeader.biBitCount = 8;
     JpgRect rect = {};
-    ASSERT_EQ(makeDibRect(bmi, {2, 3, 1}, 3, bits, &rect), JPG_OK);
+    ASSERT_EQ(makeDibRect(bmi.bmiHeader, {2, 3, 1}, 3, bits, &rect), JPG_OK);
     EXPECT_EQ(rect.stride, height < 1 ? 4 : -4) << height;
     EXPECT_EQ(rect.bits, height < 1 ? bits : bits + 8) << height;
     EXPECT_EQ(rect.width, 2) << height;

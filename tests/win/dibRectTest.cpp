@@ -24,11 +24,11 @@ TEST(DibRect, EndsWherePointersDo) {
   const BITMAPINFO up = bitmapOf(1 << 14, kRows, 32), down = bitmapOf(1 << 14, -kRows, 32);
   const ImageShape shape = {1 << 14, kRows, 4};
   JpgRect rect;
-  EXPECT_EQ(makeDibRect(up, shape, kRows + 1, bits, &rect), beyond);
-  EXPECT_EQ(makeDibRect(up, shape, -kRows, bits, &rect), beyond);
+  EXPECT_EQ(makeDibRect(up.bmiHeader, shape, kRows + 1, bits, &rect), beyond);
+  EXPECT_EQ(makeDibRect(up.bmiHeader, shape, -kRows, bits, &rect), beyond);
   // From the top there is nothing to go to.
-  EXPECT_EQ(makeDibRect(down, shape, kRows + 1, bits, &rect), JPG_OK);
-  EXPECT_EQ(makeDibRect(down, shape, -kRows, bits, &rect), JPG_OK);
+  EXPECT_EQ(makeDibRect(down.bmiHeader, shape, kRows + 1, bits, &rect), JPG_OK);
+  EXPECT_EQ(makeDibRect(down.bmiHeader, shape, -kRows, bits, &rect), JPG_OK);
 }
 
 }  // namespace

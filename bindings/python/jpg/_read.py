@@ -153,8 +153,26 @@ class _Reader:
         except MemoryError:
             raise MemoryError(f"a picture of {width} x {height} pixels") from None
 
-    def decode(self, rect: Rect, rows: int, scale: int) -> int:
+    def rect(self, pixels: Pixels, rows: int, scale: int) -> Rect:
+        """Describes an array that so many rows of this picture are to go into.
+
+        The library trusts the description and stores what the file holds: an array of another
+        width, other channels or other samples would be overrun, so it is refused here.
+        """
+        width, height = self.size(scale)
+        # Short of its last row the lossless decoder reads the row behind those that it stores.
+        spare = self.info.process == "lossless" and not self.open_height and rows < height
+        kind = sample_type(self.bits)
+        if pixels.ndim != 3 or pixels.shape[1:] != (width, self.channels) or pixels.dtype != kind:
+            raise ValueError(f"the picture has rows of {width} x {self.channels} {kind}, the array "
+                             f"is {' x '.join(map(str, pixels.shape))} {pixels.dtype}")
+        if pixels.shape[0] < rows + spare or not pixels.flags.carray:
+            raise ValueError(f"the array must hold {rows + spare} rows in one piece, not read-only")
+        return rect_of(pixels, self.channels, self.bits)
+
+    def decode(self, pixels: Pixels, rows: int, scale: int) -> int:
         """The next rows; gives the library's code."""
+        rect = self.rect(pixels, rows, scale)
         process = self.info.process
         if scale != 1:
             code = lib.jpgReadScaleOutputToRect(self.handle, byref(rect), rows, _SCALES[scale])
@@ -167,6 +185,16 @@ class _Reader:
         else:
             code = lib.jpgReadToRect(self.handle, byref(rect), rows)
         return int(code)
+
+    def keep_row(self, row: Pixels) -> None:
+        """Tells the lossless decoder the row that it predicts the next one from."""
+        check(lib.jpgReadSpatialToRect(self.handle, byref(self.rect(row, 1, 1)), 0))
+
+    def next_scan(self, pixels: Pixels) -> int:
+        """One more scan of a progressive picture and all its rows; gives the library's code."""
+        rows = self.size(1)[1]
+        rect = self.rect(pixels, rows, 1)
+        return int(lib.jpgReadProgressiveToRect(self.handle, byref(rect), rows, _NEXT_SCAN))
 
     def _decode_row_by_row(self, rect: Rect, rows: int) -> int:
         """While the library doesn't know the height, a call gives one row, and keeps it."""
@@ -215,7 +243,7 @@ def _whole(source: Source, scale: int, components: bool, complete: bool) -> Pixe
     with _Reader(source, complete, components) as reader:
         width, height = reader.size(scale)
         pixels = reader.rows(width, height)
-        code = reader.decode(rect_of(pixels, reader.channels, reader.bits), height, scale)
+        code = reader.decode(pixels, height, scale)
         if code != OK:
             raise JpgError(code, reader.shaped(pixels))
         return reader.shaped(pixels)
@@ -239,14 +267,11 @@ def read_bands(source: Source, rows: int = 256, *, scale: int = 1, components: b
         lossless = reader.info.process == "lossless" and scale == 1
         for top in range(0, height, band_rows):
             count = min(band_rows, height - top)
-            # The lossless decoder writes the row behind its last one.
+            # The lossless decoder reads the row behind its last one.
             pixels = reader.rows(width, count + 1)
-            rect = rect_of(pixels, reader.channels, reader.bits)
-            check(reader.decode(rect, count, scale))
+            check(reader.decode(pixels, count, scale))
             if lossless and top + count < height:
-                # ... and predicts from the row that a call without rows points it to.
-                rect.bits = pixels[count - 1].ctypes.data
-                check(reader.decode(rect, 0, scale))
+                reader.keep_row(pixels[count - 1:])
             yield Band(top, reader.shaped(pixels[:count]))
 
 
@@ -255,9 +280,8 @@ def read_scans(source: Source, *, complete: bool = False) -> Iterator[Pixels]:
     with _Reader(source, complete, False) as reader:
         width, height = reader.size(1)
         pixels = reader.rows(width, height)
-        rect = rect_of(pixels, reader.channels, reader.bits)
         while True:
-            code = lib.jpgReadProgressiveToRect(reader.handle, byref(rect), height, _NEXT_SCAN)
+            code = reader.next_scan(pixels)
             if code == NO_DATA:
                 return
             if code != OK:
@@ -284,6 +308,8 @@ def exif_thumbnail(source: Source, *, complete: bool = False) -> NDArray[np.uint
 def _thumbnail(attributes: c_void_p, depth: int) -> NDArray[np.uint8]:
     bmi = BitmapInfo(biSize=40, biBitCount=depth)
     check(lib.jpgExifReadThumbnailToWinDIBits(attributes, None, byref(bmi)))
+    if bmi.biWidth < 1 or bmi.biHeight < 1:
+        raise JpgError(E_UNSUPPORTED)  # a size that is 0, or that no bitmap has
     channels = depth // 8
     stride = (bmi.biWidth * channels + 3) // 4 * 4
     rows = np.zeros((bmi.biHeight, stride), np.uint8)

@@ -45,6 +45,9 @@ uint32_t avx2Dequantise(const int16_t *in, const int16_t *steps, int16_t *out) {
     const __m256i q = _mm256_loadu_si256(reinterpret_cast<const __m256i *>(steps + k));
     _mm256_storeu_si256(reinterpret_cast<__m256i *>(out + k), _mm256_mullo_epi16(c, q));
   }
+  // gcc 12 leaves it out ahead of the tail. With upper halves in use, every older vector
+  // instruction that follows may be slow, the caller's too.
+  _mm256_zeroupper();
   // The position 0 for none.
   return 63 - static_cast<uint32_t>(__builtin_clzll(avx2Present(out) | 1));
 }

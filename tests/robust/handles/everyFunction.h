@@ -12,7 +12,7 @@ namespace jpgtest {
 // Which handles a function takes.
 enum class Takes {
   kNone,    // makes a handle, or needs none
-  kRecord,  // a read or a write handle: looks at the record, or changes it, and nothing else
+  kRecord,  // a read or a write handle: looks at the record and nothing else
   kReader,
   kWriter,
   kExif,

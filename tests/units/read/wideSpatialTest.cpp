@@ -185,7 +185,6 @@ class Image {
     c->Al = form.Al;
     c->flags |= kFlagPositioned;
     c->losslessRowBuffer = saved->data();
-    c->read.losslessRowBytes = rowBytes_;
     c->read.scanHoldsFrame = 1;
     for (uint32_t k = 0; k < c->numComponents; k++) {
       const JpgHuffTable &table = used_[k % used_.size()]->get();
