@@ -24,6 +24,7 @@
 
 #include "jpg.h"
 #include "jpg/exif.hpp"
+#include "jpg/exifEntry.hpp"
 #include "jpg/height.hpp"
 #include "jpg/memory.hpp"
 #include "jpg/picture.hpp"
