@@ -181,21 +181,26 @@ Result beginRows(JpgContext *c, bool incremental, RowSpan *rows) {
   return JPG_OK;
 }
 
-// Back to the first scan's data, from wherever marker access or a restart seek has led. A seek
-// may have set other scans up: then the headers are read once more.
-Result returnToFirstScan(JpgContext *c) {
-  if (c->read.restartSought == 0) return returnToScanData(c);
-  c->read.restartSought = 0;
-  c->flags &= ~kFlagMarkerAccessUsed;
+// Sets the first scan up again out of its headers. The frame header, which has been read, is
+// skipped.
+Result reopenFirstScan(JpgContext *c) {
   c->segLength = 0;
   c->segConsumed = 0;
-  if (c->read.scanSetUps == 1) return reposition(c, c->scanDataOffset, Reposition::kFull);
   if (const Result r = reposition(c, kSoiLength, Reposition::kFull); r != JPG_OK) return r;
   c->restartInterval = 0;
   c->pendingHuffCount = 0;
-  uint32_t marker = 0;  // the frame header's, which is skipped: it has been read
+  uint32_t marker = 0;
   if (const Result r = runHeaderLoop(c, &marker); r != JPG_OK) return r;
   return setUpScan(c);
+}
+
+// Back to the first scan's data, from wherever marker access or a restart seek has led. A seek
+// may have set other scans up: then the headers are read once more. In a later piece there is no
+// way back; decoding begins where the stream stands.
+Result returnToFirstScan(JpgContext *c) {
+  if (c->read.restartSought == 0 || c->read.inPiece != 0) return returnToScanData(c);
+  c->flags &= ~kFlagMarkerAccessUsed;
+  return c->read.scanSetUps == 1 ? goToScanData(c, Reposition::kFull) : reopenFirstScan(c);
 }
 
 // Ahead of the very first scan: back to its data, and an empty store.

@@ -126,9 +126,7 @@ McuKernel chooseMcuKernel(const JpgContext &c, PixelFormat format) {
 Result returnToScanData(JpgContext *c) {
   if (c->rowPosition != 0 || (c->flags & kFlagMarkerAccessUsed) == 0) return JPG_OK;
   c->flags &= ~kFlagMarkerAccessUsed;
-  c->segLength = 0;  // the segment that the caller was reading is behind us
-  c->segConsumed = 0;
-  return reposition(c, c->scanDataOffset, Reposition::kStreamOnly);
+  return goToScanData(c, Reposition::kStreamOnly);
 }
 
 Result decodeMcuRow(JpgContext *c, const McuPipeline &pipeline, const JpgRect &band) {

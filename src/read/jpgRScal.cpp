@@ -59,7 +59,7 @@ Result changeScale(JpgContext *c, int32_t scale) {
   const auto code = static_cast<uint32_t>(scale);
   if (c->scanState == code) return JPG_OK;
   if (c->scanState != kScanStateNone) {
-    const Result r = reposition(c, c->scanDataOffset, Reposition::kFull);
+    const Result r = goToScanData(c, Reposition::kFull);
     if (r != JPG_OK) return r;
   }
   c->scanState = code;

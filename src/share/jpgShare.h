@@ -87,6 +87,7 @@ struct ReadState {
   ScanKind scanKind;
   uint32_t scanSetUps;     // scan set-ups begun, the prolog's included
   uint32_t restartSought;  // 1: a restart seek has moved the stream
+  uint32_t inPiece;        // 1: the stream is a piece behind the one with the headers
 };
 
 // State of the writer that has no place of its own elsewhere in the record.

@@ -112,6 +112,7 @@ void Model::clearPredictions() {
 
 void Model::reposition(size_t offset, bool full) {
   bits_.seek(offset);
+  if (offset == scanOffset_) segLength_ = segConsumed_ = 0;  // what was being read is left for good
   if (!full) return;
   clearPredictions();
   rowPosition_ = 0;
@@ -123,7 +124,6 @@ void Model::returnFromSegments() {
   if (rowPosition_ != 0 || !markerAccessUsed_) return;
   markerAccessUsed_ = false;
   reposition(scanOffset_, false);
-  segLength_ = segConsumed_ = 0;  // the segment that was being read is left for good
 }
 
 }  // namespace jpgtest

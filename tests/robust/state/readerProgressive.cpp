@@ -76,8 +76,8 @@ void ReaderState::beginStore() {
   rowPosition_ = 0;
   const size_t mcuRows = mcusPerRow_ == 0 ? 0 : mcuCount_ / mcusPerRow_;
   store_.assign(mcuRows * mcusPerRow_ * blocksPerMcu(), ModelBlock{});
-  // The first scan isn't in a piece.
-  if (elsewhere_ && inPiece_) lost_ = true;
+  // There is no way back from a later piece.
+  if (inPiece_) elsewhere_ = false;
   if (elsewhere_) {
     selected_ = firstScan_.selected;
     scan_ = firstScan_.entries;

@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "robust/state/writerState.h"
+#include "support/modelFdct.h"
 #include "write/encoderModel.h"
 #include "write/encoderTables.h"
 
