@@ -5,6 +5,8 @@
 //       --short little time for each
 //   jpg_bench --count [--only WORDS]        under callgrind: dumps the counts of a call each
 //   jpg_bench --once NAME SIZE SIDE TIMES   so many calls of one side, 0 is the library's
+#include <malloc.h>
+
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -176,6 +178,14 @@ bool doAll(std::vector<Workload> *workloads, const Options &o, std::FILE *json) 
   return good && done > 0;
 }
 
+// The heap as a process has it that once gave back a large block: glibc raises these bounds by
+// itself up to these values then. Whether a small picture's memory goes back to the system after
+// every call would else depend on the workloads before it.
+void settleHeap() {
+  mallopt(M_MMAP_THRESHOLD, 32 << 20);
+  mallopt(M_TRIM_THRESHOLD, 64 << 20);
+}
+
 }  // namespace
 
 int main(int argc, char **argv) {
@@ -184,6 +194,7 @@ int main(int argc, char **argv) {
     std::fprintf(stderr, "jpg_bench: bench/README.md tells the options\n");
     return 2;
   }
+  settleHeap();
   const Choice choice = o.quick ? Choice::kQuick : o.count ? Choice::kOneSize : Choice::kAll;
   auto workloads = jpgbench::makeWorkloads(valueOf("JPG_CORPUS", JPG_CORPUS_DIR),
                                            valueOf("JPG_BENCH_PICTURES", ""), choice);

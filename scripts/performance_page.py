@@ -312,7 +312,8 @@ def page(data):
             f"**In one process, in turn.** The library (commit {m['commit']}) and the others "
             f"({', '.join(codecs)}) are called in rounds, each of which begins with another one. "
             "The first calls and the first round are thrown away. There are 7 to 21 rounds, in "
-            "each of which a codec works for 20 ms or one call."))
+            "each of which a codec works for 20 ms or one call. The heap is that of a process "
+            "which once gave back a large block: glibc keeps up to 64 MB for the next call."))
     lossy = [r for r in data["speeds"] if not r["lossless"]]
     both = (is_debian, is_newest)
     text += "\n## Photographs\n" + speed_table(
