@@ -178,12 +178,12 @@ bool doAll(std::vector<Workload> *workloads, const Options &o, std::FILE *json) 
   return good && done > 0;
 }
 
-// The heap as a process has it that once gave back a large block: glibc raises these bounds by
-// itself up to these values then. Whether a small picture's memory goes back to the system after
-// every call would else depend on the workloads before it.
+// Bounds of the heap, which glibc else moves by what the process did before. Blocks below 32 MB
+// stay in the process from call to call, so that a small picture's memory isn't given back every
+// time; larger ones come from the system in every call, as they do with glibc's own bounds.
 void settleHeap() {
   mallopt(M_MMAP_THRESHOLD, 32 << 20);
-  mallopt(M_TRIM_THRESHOLD, 64 << 20);
+  mallopt(M_TRIM_THRESHOLD, 32 << 20);
 }
 
 }  // namespace
