@@ -1,11 +1,14 @@
+// libavcodec, for lossless coding: one thread.
 extern "C" {
 #include <libavcodec/avcodec.h>
 #include <libavutil/log.h>
+#include <libavutil/pixdesc.h>
 }
 
-#include <cstring>
+#include "codec.h"
 
-#include "losslessYardstick.h"
+#define TEXT_OF_VALUE(x) #x
+#define TEXT_OF(x) TEXT_OF_VALUE(x)
 
 namespace jpgbench {
 namespace {
@@ -30,34 +33,25 @@ struct Session {
   Session &operator=(const Session &) = delete;
 };
 
-size_t bytesOfPixel(int format) {
-  switch (format) {
-    case AV_PIX_FMT_GRAY8:
-      return 1;
-    case AV_PIX_FMT_GRAY16LE:
-      return 2;
-    case AV_PIX_FMT_RGB24:
-    case AV_PIX_FMT_BGR24:
-      return 3;
-    default:
-      return 4;
+// The frame's samples as the library lays them out: the components of a pixel side by side in
+// the order of the stream, whether they stand in planes of their own or not.
+void takeRows(const AVFrame &frame, const Job &job, Output *pixels) {
+  const AVPixFmtDescriptor *format = av_pix_fmt_desc_get(static_cast<AVPixelFormat>(frame.format));
+  const size_t sample = job.bits > 8 ? 2 : 1, pixel = sample * job.channels;
+  const auto width = static_cast<size_t>(frame.width), rows = static_cast<size_t>(frame.height);
+  uint8_t *out = roomFor(pixel * width * rows, pixels);
+  for (size_t i = 0; i < width * rows * job.channels; i++) {
+    const size_t c = i % job.channels, x = i / job.channels % width, y = i / job.channels / width;
+    const AVComponentDescriptor &at = format->comp[c];
+    const uint8_t *row =
+        frame.data[at.plane] + static_cast<std::ptrdiff_t>(y) * frame.linesize[at.plane];
+    const uint8_t *in = row + static_cast<size_t>(at.offset) + static_cast<size_t>(at.step) * x;
+    for (size_t b = 0; b < sample; b++) *out++ = in[b];
   }
 }
 
 // The decoder's own buffer is what its users work with; a copy is made to check it.
-void takeRows(const AVFrame &frame, Bytes *pixels) {
-  const size_t row = bytesOfPixel(frame.format) * static_cast<size_t>(frame.width);
-  const auto rows = static_cast<size_t>(frame.height);
-  if (pixels->size() < row * rows) pixels->resize(row * rows);
-  for (size_t y = 0; y < rows; y++) {
-    std::memcpy(pixels->data() + row * y,
-                frame.data[0] + static_cast<std::ptrdiff_t>(y) * frame.linesize[0], row);
-  }
-}
-
-}  // namespace
-
-bool decodeWithAvcodec(const Bytes &stream, Bytes *pixels) {
+bool decode(const Job &job, const Bytes &stream, Output *pixels) {
   const AVCodec *which = avcodec_find_decoder(AV_CODEC_ID_MJPEG);
   Session s(which);
   if (s.codec == nullptr || avcodec_open2(s.codec, which, nullptr) < 0) return false;
@@ -66,11 +60,11 @@ bool decodeWithAvcodec(const Bytes &stream, Bytes *pixels) {
   s.packet->size = static_cast<int>(stream.size());
   if (avcodec_send_packet(s.codec, s.packet) < 0) return false;
   if (avcodec_receive_frame(s.codec, s.frame) < 0) return false;
-  takeRows(*s.frame, pixels);
+  if (pixels->keep) takeRows(*s.frame, job, pixels);
   return true;
 }
 
-bool encodeWithAvcodec(const Picture &picture, int predictor, Bytes *stream) {
+bool encode(const Job &job, const Picture &picture, Output *stream) {
   const AVCodec *which = avcodec_find_encoder(AV_CODEC_ID_LJPEG);
   Session s(which);
   if (s.codec == nullptr) return false;
@@ -79,7 +73,7 @@ bool encodeWithAvcodec(const Picture &picture, int predictor, Bytes *stream) {
   s.codec->height = static_cast<int>(picture.height);
   s.codec->time_base = {1, 25};
   AVDictionary *options = nullptr;
-  av_dict_set_int(&options, "pred", predictor, 0);
+  av_dict_set_int(&options, "pred", job.coding.predictor, 0);
   const int opened = avcodec_open2(s.codec, which, &options);
   av_dict_free(&options);
   if (opened < 0) return false;
@@ -90,8 +84,19 @@ bool encodeWithAvcodec(const Picture &picture, int predictor, Bytes *stream) {
   s.frame->linesize[0] = static_cast<int>(picture.rowBytes());
   if (avcodec_send_frame(s.codec, s.frame) < 0) return false;
   if (avcodec_receive_packet(s.codec, s.packet) < 0) return false;
-  stream->assign(s.packet->data, s.packet->data + s.packet->size);
+  keepBytes(s.packet->data, static_cast<size_t>(s.packet->size), stream);
   return true;
+}
+
+// It hasn't lossless encoding of 16 bits.
+bool can(const Job &job) { return job.lossless() && (job.task == Task::kDecode || job.bits == 8); }
+
+}  // namespace
+
+extern const Codec *avcodecCodec();
+JPG_BENCH_EXPORT const Codec *avcodecCodec() {
+  static const Codec codec = {"libavcodec " TEXT_OF(LIBAVCODEC_VERSION_MAJOR), can, decode, encode};
+  return &codec;
 }
 
 }  // namespace jpgbench
