@@ -90,6 +90,15 @@ class Pages(unittest.TestCase):
             words |= set(re.findall(r"\w+", read(file)))
         self.assertEqual(named - words - modules() - test_programs(), set())
 
+    def test_functions_without_coverage_are_in_the_files_that_the_page_names(self):
+        page = read("docs/coverage-exclusions.md")
+        rows = re.findall(r"(?m)^\| `(\S+)` \| (`\w+`(?:, `\w+`)*) \|$", page)
+        self.assertGreater(len(rows), 3)
+        singles = re.findall(r"(?m)^- `(\S+)`, (`\w+`):", page)
+        for file, functions in rows + singles:
+            for function in re.findall(r"\w+", functions):
+                self.assertRegex(read(f"src/{file}"), rf"(?m)^\S.*\b{function}\(", file)
+
     def test_test_programs_of_the_architecture_exist(self):
         named = set(re.findall(r"`(\w+_test|read\w+Test|golden_\w+)\b", read("docs/architecture.md")))
         self.assertGreater(len(named), 8)

@@ -1,4 +1,4 @@
-// The forward transform of jpgWFdct.cpp and the division by quantisation steps.
+// The forward transform of portable/jpgFdct.cpp and the division by quantisation steps.
 //
 // Samples that differ by 255 at most keep every sum of two values, and the differences of two
 // such sums, within 16 bits: these reach 2 * 64 * 255 in the second pass. (With 256 they would
@@ -13,7 +13,7 @@
 namespace jpg {
 namespace {
 
-// The multipliers of jpgWFdct.cpp.
+// The multipliers of portable/jpgFdct.cpp.
 constexpr int kC4 = 2896, kK1 = 2217, kK2 = 3135, kK3 = 7569, kK4 = 1130, kK5 = 4551, kK6 = 6811,
               kK7 = 4816, kK8 = 8034, kK9 = 1598;
 
