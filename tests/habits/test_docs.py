@@ -48,7 +48,7 @@ def test_programs():
 
 def placed_functions():
     """The functions of the architecture page that stand ahead of their file in brackets."""
-    places = re.findall(r"((?:`\w+`(?:,| and)?\s+)+)\(`([\w/]+\.\w+)`\)",
+    places = re.findall(r"((?:`\w+`(?:,| and)?\s+)+)\(`([\w/]+\.\w+)`[),]",
                         read("docs/architecture.md"))
     return [(function, file) for functions, file in places
             for function in re.findall(r"`(\w+)`", functions)]
