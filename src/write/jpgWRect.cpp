@@ -22,7 +22,7 @@ struct BandSource {
 };
 
 // Converts the MCU at `in` into the work area. Samples beyond `lines` and `pixels`
-// keep what the MCU before left there: that is how partial MCUs are filled. Required.
+// keep what the MCU before left there: that is how partial MCUs are filled.
 void loadArea(const JpgContext &c, const BandSource &band, const uint8_t *in, uint32_t lines,
               uint32_t pixels) {
   int16_t *out = band.area;
