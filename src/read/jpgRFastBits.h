@@ -15,7 +15,7 @@
 #include <string.h>
 
 #include "read/jpgRVLC.h"
-#include "share/jpgHuff.h"
+#include "share/jpgHuffFast.h"
 #include "share/jpgShare.h"
 
 namespace jpg {
@@ -165,9 +165,9 @@ inline uint32_t windowBits(const BitWindow &w, uint32_t n) {
   return static_cast<uint32_t>((w.bits >> 1) >> (kWindowBits - 1 - n));
 }
 
-// The shortcut of an AC table for the window's next bits.
-inline HuffShortcut acShortcut(const HuffShortcut *shortcuts, WindowWord bits) {
-  return shortcuts[bits >> (kWindowBits - kShortcutBits)];
+// The shortcut for the window's next bits.
+inline HuffShortcut nextShortcut(const JpgHuffLookup &lookup, WindowWord bits) {
+  return lookup.shortcut[bits >> (kWindowBits - kShortcutBits)];
 }
 
 // A symbol by the lookup array, of up to kMaxCodeLength bits, which must be there. False for none.
@@ -175,7 +175,7 @@ inline bool windowSymbol(BitWindow *w, WindowHead *head, const HuffDecoder &tabl
                          uint32_t *symbol) {
   noteReach(w, w->loaded - head->count + table.maxLength);
   const auto bits = static_cast<uint32_t>((head->bits >> 1) >> (kWindowBits - 1 - table.maxLength));
-  const uint8_t entry = table.lookup[bits];
+  const uint8_t entry = table.lookup->entry[bits];
   if (entry == kNoCode) return false;
   dropHeadBits(head, table.codes[entry].length);
   *symbol = table.codes[entry].value;

@@ -39,8 +39,7 @@ int32_t windowExtend(BitWindow *w, JpgStream *s, uint32_t category) {
 // Adds a DC difference to the predictor. At least kSymbolBits bits must be there.
 inline Result updateDcWide(BitWindow *w, WindowHead *head, JpgStream *s,
                            JpgScanComponent *component) {
-  const HuffShortcut fast = shortcutsOf(
-      component->dcLookup, component->dcMaxLength)[head->bits >> (kWindowBits - kShortcutBits)];
+  const HuffShortcut fast = nextShortcut(*component->dcLookup, head->bits);
   const uint32_t skip = shortcutSkip(fast);
   if (skip != 1 && skip != kSkipEnd) {
     putBack(w, *head);
@@ -96,7 +95,7 @@ inline bool fillForRound(BitWindow *w, WindowHead *head) {
 // the symbols that need more than a look at the shortcuts.
 template <uint32_t kLastStored>
 struct AcLoop {
-  const HuffShortcut *shortcuts;
+  const JpgHuffLookup *lookup;
   const uint32_t *quant;
   int16_t *block;
   WindowHead head;
@@ -115,7 +114,7 @@ struct AcLoop {
   // A coefficient that leaves the block unfinished. Ends, and what has no shortcut, lie beyond
   // the block, and so does its last coefficient here, behind which no end follows.
   bool inside() {
-    fast = acShortcut(shortcuts, head.bits);
+    fast = nextShortcut(*lookup, head.bits);
     const uint32_t next = k + shortcutSkip(fast);
     if (next >= kBlockSize - 1) return false;
     drop(shortcutLength(fast));
@@ -153,7 +152,7 @@ struct AcLoop {
     const int32_t value = shortcutValue(fast);
     const uint32_t reached = value != 0 ? next : k;
     // A table may have several codes for the end.
-    const uint32_t endLength = value != 0 ? endLengthOf(shortcuts) : shortcutLength(fast);
+    const uint32_t endLength = value != 0 ? lookup->endLength : shortcutLength(fast);
     drop(shortcutLength(fast));
     store(next, value);
     k = reached;
@@ -195,8 +194,7 @@ AcEnd skipAc(BitWindow *w, WindowHead head, JpgStream *s, const JpgScanComponent
       if (ended) dropHeadBits(&head, skippedBits(fast));
       putBack(w, head);
       if (ended) {
-        const HuffShortcut *shortcuts = shortcutsOf(component.acLookup, component.acMaxLength);
-        noteReach(w, placeOf(*w) - endLengthOf(shortcuts) + component.acMaxLength);
+        noteReach(w, placeOf(*w) - component.acLookup->endLength + component.acMaxLength);
         return AcEnd::kBlock;
       }
       *last = k;
@@ -218,19 +216,13 @@ template <uint32_t kLastStored>
 AcEnd decodeAcWide(BitWindow *w, const WindowHead &head, JpgStream *s,
                    const JpgScanComponent &component, int16_t *block, uint32_t *last,
                    Result *result) {
-  AcLoop<kLastStored> loop = {shortcutsOf(component.acLookup, component.acMaxLength),
-                              component.quantTable,
-                              block,
-                              head,
-                              0,
-                              0};
+  AcLoop<kLastStored> loop = {component.acLookup, component.quantTable, block, head, 0, 0};
   if (loop.head.count < kFirstRoundBits && !fillForRound(w, &loop.head)) {
     putBack(w, loop.head);
     *last = 0;
     return AcEnd::kLeft;
   }
-  const HuffSkip *skips =
-      kLastStored <= kCornerOf2 ? skipsOf(component.acLookup, component.acMaxLength) : nullptr;
+  const HuffSkip *skips = kLastStored <= kCornerOf2 ? skipsOf(*component.acLookup) : nullptr;
   if (kLastStored == 0 && skips != nullptr) {
     *last = 0;
     return skipAc(w, loop.head, s, component, skips, block, last, result);

@@ -8,9 +8,9 @@
 
 namespace jpg {
 
-// As decodeBlock for all coefficients, through `w`, which may be closed before and after, and into a block that the
-// caller has cleared. `*last` receives a coded position behind which all coefficients are 0:
-// 0 for a block of a DC coefficient alone.
+// As decodeBlock for all coefficients, through `w`, which may be closed before and after, and into
+// a block that the caller has cleared. `*last` receives a coded position behind which all
+// coefficients are 0: 0 for a block of a DC coefficient alone.
 Result decodeBlockFast(BitWindow *w, JpgStream *s, int16_t *block, JpgScanComponent *component,
                        uint32_t *last);
 

@@ -25,7 +25,6 @@ struct Block {
   WindowHead head;
   int16_t *coefficients;
   HuffDecoder table;
-  const HuffShortcut *shortcuts;
   Result result;
 };
 
@@ -100,7 +99,7 @@ End decodeFirst(Block *b) {
   uint32_t n = b->c->Ss;  // position behind the last coefficient
   for (;;) {
     if (!has(b, kSymbolBits)) return End::kAgain;
-    const HuffShortcut fast = acShortcut(b->shortcuts, b->head.bits);
+    const HuffShortcut fast = nextShortcut(*b->table.lookup, b->head.bits);
     const uint32_t skip = shortcutSkip(fast);
     // Behind the band's last coefficient no end follows: that one takes the long way.
     const uint32_t k = n + skip % kSkipThenEnd - 1;
@@ -113,7 +112,7 @@ End decodeFirst(Block *b) {
     if (skip != kSkipNone && skip > kSkipThenEnd && k < last) {
       drop(b, shortcutLength(fast));
       b->coefficients[kZigZag.natural[k]] = low16(wrapShl(shortcutValue(fast), shift));
-      notePeek(b, endLengthOf(b->shortcuts));
+      notePeek(b, b->table.lookup->endLength);
       return End::kDone;
     }
     if (skip == kSkipEnd) {
@@ -185,7 +184,7 @@ inline bool correct(Block *b, const Refined &r, uint32_t k) {
 // the context and sets `ended`.
 [[gnu::always_inline]] inline End refineSymbol(Block *b, const Refined &r, uint32_t *run,
                                                int32_t *fresh, bool *ended) {
-  const HuffShortcut fast = b->shortcuts[b->head.bits >> (kWindowBits - kShortcutBits)];
+  const HuffShortcut fast = nextShortcut(*b->table.lookup, b->head.bits);
   const uint32_t skip = shortcutSkip(fast);
   const int32_t value = shortcutValue(fast);
   notePeek(b, 0);
@@ -198,7 +197,7 @@ inline bool correct(Block *b, const Refined &r, uint32_t k) {
   if (skip != kSkipNone && (value == 1 || value == -1)) {
     // Correction bits may come ahead of the end that the shortcut has taken along.
     const bool then = kShortcutsTakeEnds && skip > kSkipThenEnd;
-    drop(b, shortcutLength(fast) - (then ? endLengthOf(b->shortcuts) : 0));
+    drop(b, shortcutLength(fast) - (then ? b->table.lookup->endLength : 0));
     *run = skip % kSkipThenEnd - 1;
     *fresh = value > 0 ? r.plus : r.minus;
     return End::kDone;
@@ -286,7 +285,7 @@ Result byBits(JpgContext *c, BitWindow *w, int16_t *block, JpgScanComponent *com
 
 Block beginBlock(JpgContext *c, BitWindow *w, int16_t *block, const JpgScanComponent &component) {
   const HuffDecoder table = acDecoder(component);
-  return {c, w, headOf(*w), block, table, shortcutsOf(table.lookup, table.maxLength), JPG_OK};
+  return {c, w, headOf(*w), block, table, JPG_OK};
 }
 
 Result finish(const Block &b, End end) {
@@ -329,8 +328,7 @@ Result decodeDcRefineFast(JpgContext *c, BitWindow *w, int16_t *block) {
 
 // A DC difference with a shortcut; false for another, of which nothing is consumed.
 bool decodeDcFirstFast(JpgContext *c, BitWindow *w, int16_t *block, JpgScanComponent *component) {
-  const HuffShortcut fast =
-      shortcutsOf(component->dcLookup, component->dcMaxLength)[windowBits(*w, kShortcutBits)];
+  const HuffShortcut fast = component->dcLookup->shortcut[windowBits(*w, kShortcutBits)];
   if (shortcutSkip(fast) != 1 && shortcutSkip(fast) != kSkipEnd) return false;
   noteReach(w, placeOf(*w) + component->dcMaxLength);
   dropWindowBits(w, shortcutLength(fast));

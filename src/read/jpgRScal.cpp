@@ -91,7 +91,7 @@ void prepareSkips(JpgContext *c, int32_t scale) {
   if (scale > kScaleQuarter || c->mcuCount * c->blocksPerMcu < kWorthSkipping) return;
   for (uint32_t i = 0; i < c->scanNs; i++) {
     const JpgScanComponent &k = c->scanComponents[i];
-    if (k.acLookup != nullptr) makeSkips(k.acLookup, k.acMaxLength);
+    if (k.acLookup != nullptr) makeSkips(k.acLookup);
   }
 }
 

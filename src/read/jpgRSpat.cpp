@@ -336,7 +336,7 @@ DifferenceSource sourceOf(JpgContext *c, BitWindow *w) {
   for (uint32_t k = 0; k < c->numComponents; k++) {
     const HuffDecoder decoder = dcDecoder(c->scanComponents[k]);
     const bool there = decoder.lookup != nullptr;
-    d.table[k] = {decoder, there ? shortcutsOf(decoder.lookup, decoder.maxLength) : nullptr};
+    d.table[k] = {decoder, there ? decoder.lookup->shortcut : nullptr};
   }
   return d;
 }

@@ -2,6 +2,7 @@
 
 #include "read/jpgRBits.h"
 #include "read/jpgRHead.h"
+#include "share/jpgHuffFast.h"
 #include "share/jpgMarkers.h"
 #include "share/jpgSpatial.h"
 

@@ -11,13 +11,14 @@
 
 #include "read/jpgRBits.h"
 #include "share/jpgArith.h"
+#include "share/jpgHuffFast.h"
 #include "share/jpgShare.h"
 
 namespace jpg {
 
 // The part of a Huffman table that decoding needs.
 struct HuffDecoder {
-  const uint8_t *lookup;  // null: never defined, holds no code
+  const JpgHuffLookup *lookup;  // null: never defined, holds no code
   const JpgHuffCode *codes;
   uint32_t maxLength;
 };
@@ -37,7 +38,7 @@ inline int16_t dequantise(int32_t value, uint32_t quant) {
 // Decodes one symbol. 0, or JPG_E_NOT_FOUND (nothing is consumed then).
 inline Result decodeSymbol(JpgStream *s, const HuffDecoder &table, uint32_t *value) {
   if (table.lookup == nullptr) return JPG_E_NOT_FOUND;
-  const uint8_t entry = table.lookup[peekBits(s, table.maxLength)];
+  const uint8_t entry = table.lookup->entry[peekBits(s, table.maxLength)];
   if (entry == kNoCode) return JPG_E_NOT_FOUND;
   const JpgHuffCode &code = table.codes[entry];
   dropBits(s, code.length);

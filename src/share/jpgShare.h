@@ -52,9 +52,9 @@ constexpr uint32_t kScaleFull = 3;
 // identifier, sampling, Tq, quantisation table and DC predictor of frame
 // component i, and the tables and block count of scan component i.
 struct JpgScanComponent {
-  uint8_t *dcLookup;  // null: the scan's DC table was never defined
+  JpgHuffLookup *dcLookup;  // null: the scan's DC table was never defined
   JpgHuffCode *dcCodes;
-  uint8_t *acLookup;  // null: the scan's AC table was never defined
+  JpgHuffLookup *acLookup;  // null: the scan's AC table was never defined
   JpgHuffCode *acCodes;
   uint32_t blocksPerMcu;  // H x V of the scan component
   uint32_t dcMaxLength;   // bits

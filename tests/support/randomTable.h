@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "share/jpgAnnexK.h"
-#include "share/jpgHuff.h"
+#include "share/jpgHuffFast.h"
 #include "support/random.h"
 
 namespace jpgtest {

@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "share/jpgHuff.h"
+#include "share/jpgHuffFast.h"
 #include "share/jpgShare.h"
 
 namespace jpgtest {

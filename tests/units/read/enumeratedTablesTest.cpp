@@ -17,7 +17,7 @@
 #include "faulty.h"
 #include "read/jpgRFastBlock.h"
 #include "read/jpgRVLC.h"
-#include "share/jpgHuff.h"
+#include "share/jpgHuffFast.h"
 #include "support/modelHuffman.h"
 
 namespace {
@@ -188,7 +188,7 @@ TEST_F(EnumeratedTables, AreTakenWhereATreeHasRoomForThemAndRefusedElsewhere) {
     for (uint32_t word = 0; word < 1U << tree.longest(); word++) {
       const size_t leaf = tree.find(word, tree.longest());
       const bool isCode = leaf < tree.size();
-      ASSERT_EQ(table.get().lookup[word], isCode ? leaf : size_t{kNoCode});
+      ASSERT_EQ(table.get().lookup->entry[word], isCode ? leaf : size_t{kNoCode});
       full = full && isCode;
     }
     complete += full ? 1 : 0;

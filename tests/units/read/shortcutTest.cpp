@@ -2,7 +2,7 @@
 #include <gtest/gtest.h>
 
 #include "jpg.h"
-#include "share/jpgHuff.h"
+#include "share/jpgHuffFast.h"
 #include "support/randomTable.h"
 
 namespace {
@@ -54,7 +54,7 @@ uint32_t endCode(const RandomTable &table) {
 // Behind a coefficient of `used` bits, and where bit windows are wide, the end of the block is
 // taken along where its code is there.
 void checkEnd(const RandomTable &table, HuffUse use, uint32_t bits, uint32_t used) {
-  const HuffShortcut s = shortcutsOf(table.get().lookup, table.get().maxLength)[bits];
+  const HuffShortcut s = table.get().lookup->shortcut[bits];
   const uint32_t left = kShortcutBits - used, end = endCode(table);
   const Met met = meet(table, bits & ((1U << left) - 1), left);
   const bool taken = use == HuffUse::kAc && sizeof(size_t) >= 8;
@@ -64,7 +64,7 @@ void checkEnd(const RandomTable &table, HuffUse use, uint32_t bits, uint32_t use
 }
 
 void checkShortcut(const RandomTable &table, HuffUse use, uint32_t bits) {
-  const HuffShortcut s = shortcutsOf(table.get().lookup, table.get().maxLength)[bits];
+  const HuffShortcut s = table.get().lookup->shortcut[bits];
   const Met met = meet(table, bits, kShortcutBits);
   if (met.length == 0 || met.index == kNoCode) {
     ASSERT_EQ(shortcutSkip(s), kSkipNone);
@@ -96,9 +96,9 @@ void checkAllShortcuts(HuffUse use) {
   for (uint32_t round = 0; round < 2000; round++) {
     const RandomTable table(&r, use);
     ASSERT_NE(table.get().lookup, nullptr);
-    const uint32_t *shortcuts = shortcutsOf(table.get().lookup, table.get().maxLength);
+    const uint32_t *shortcuts = table.get().lookup->shortcut;
     const uint32_t end = endCode(table);
-    ASSERT_EQ(endLengthOf(shortcuts), end == kNoCode ? 0 : table.get().codes[end].length);
+    ASSERT_EQ(table.get().lookup->endLength, end == kNoCode ? 0 : table.get().codes[end].length);
     for (uint32_t bits = 0; bits < 1U << kShortcutBits; bits++) {
       checkShortcut(table, use, bits);
       ASSERT_FALSE(::testing::Test::HasFatalFailure()) << "table " << round << ", bits " << bits;
@@ -141,10 +141,9 @@ TEST(Skips, LeadAsFarAsTheSymbolsOneByOne) {
   uint32_t several = 0;
   for (uint32_t round = 0; round < 2000; round++) {
     const RandomTable table(&r, HuffUse::kAc);
-    const uint32_t n = table.get().maxLength;
-    ASSERT_EQ(skipsOf(table.get().lookup, n), nullptr) << "ahead of their making";
-    makeSkips(table.get().lookup, n);
-    const HuffSkip *skips = skipsOf(table.get().lookup, n);
+    ASSERT_EQ(skipsOf(*table.get().lookup), nullptr) << "ahead of their making";
+    makeSkips(table.get().lookup);
+    const HuffSkip *skips = skipsOf(*table.get().lookup);
     ASSERT_NE(skips, nullptr);
     for (uint32_t bits = 0; bits < 1U << kSkipBits; bits++) {
       ASSERT_EQ(skips[bits], skipByHand(table, bits)) << "table " << round << ", bits " << bits;
@@ -159,10 +158,9 @@ TEST(Shortcuts, StandBesideALookupArrayThatAgreesWithTheBitsOneByOne) {
   Random r(2);
   for (uint32_t round = 0; round < 200; round++) {
     const RandomTable table(&r, HuffUse::kAc);
-    const uint32_t n = table.get().maxLength;
     for (uint32_t bits = 0; bits < 1U << n; bits++) {
       const Met met = meet(table, bits, n);
-      ASSERT_EQ(table.get().lookup[bits], met.length != 0 ? met.index : uint32_t{kNoCode});
+      ASSERT_EQ(table.get().lookup->entry[bits], met.length != 0 ? met.index : uint32_t{kNoCode});
     }
   }
 }

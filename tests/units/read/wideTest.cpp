@@ -88,7 +88,7 @@ void scatter(Random *r, Block *block) {
 template <uint32_t kLastStored, uint32_t kCell, bool kSkips>
 bool stepCorner(Random *r, Pair *pair) {
   if (kSkips && pair->wide.acLookup != nullptr) {
-    makeSkips(pair->wide.acLookup, pair->wide.acMaxLength);
+    makeSkips(pair->wide.acLookup);
   }
   Block wide, plain;
   scatter(r, &wide);

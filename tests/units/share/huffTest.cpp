@@ -1,5 +1,5 @@
 // Code lists and lookup arrays.
-#include "share/jpgHuff.h"
+#include "share/jpgHuffFast.h"
 
 #include <gtest/gtest.h>
 
@@ -60,7 +60,7 @@ TEST_F(HuffmanTable, LengthsWithoutCodesStillShiftTheNextOnes) {
   ASSERT_EQ(makeHuffLookup(&table_, HuffUse::kAc), JPG_OK);
   for (uint32_t bits = 0; bits < 32; bits++) {
     const uint8_t expected = bits < 8 ? 0 : bits == 8 ? 1 : bits == 9 ? 2 : kNoCode;
-    EXPECT_EQ(table_.lookup[bits], expected) << bits;
+    EXPECT_EQ(table_.lookup->entry[bits], expected) << bits;
   }
 }
 
@@ -68,14 +68,14 @@ TEST_F(HuffmanTable, TheLookupHoldsACodesIndexAtAllItsContinuations) {
   ASSERT_EQ(make({1, 1, 1}), JPG_OK);  // 0, 10, 110; 111 is no code
   ASSERT_EQ(makeHuffLookup(&table_, HuffUse::kAc), JPG_OK);
   constexpr uint8_t kExpected[8] = {0, 0, 0, 0, 1, 1, 2, kNoCode};
-  for (uint32_t i = 0; i < 8; i++) EXPECT_EQ(table_.lookup[i], kExpected[i]);
+  for (uint32_t i = 0; i < 8; i++) EXPECT_EQ(table_.lookup->entry[i], kExpected[i]);
 }
 
 TEST_F(HuffmanTable, ATableWithoutCodesHasOneEntryForNone) {
   ASSERT_EQ(make({}), JPG_OK);
   EXPECT_EQ(table_.maxLength, 0u);
   ASSERT_EQ(makeHuffLookup(&table_, HuffUse::kAc), JPG_OK);
-  EXPECT_EQ(table_.lookup[0], kNoCode);
+  EXPECT_EQ(table_.lookup->entry[0], kNoCode);
 }
 
 TEST_F(HuffmanTable, LengthsMayBeFullButNotFuller) {
@@ -93,13 +93,13 @@ TEST_F(HuffmanTable, MoreThan256CodesAreRefused) {
   EXPECT_EQ(table_.count, 256u);
   ASSERT_EQ(makeHuffLookup(&table_, HuffUse::kAc), JPG_OK);
   // Entry 255 looks like no code.
-  EXPECT_EQ(table_.lookup[table_.codes[255].code], kNoCode);
+  EXPECT_EQ(table_.lookup->entry[table_.codes[255].code], kNoCode);
 }
 
 TEST_F(HuffmanTable, ALookupIsMadeOnce) {
   ASSERT_EQ(make({1}), JPG_OK);
   ASSERT_EQ(makeHuffLookup(&table_, HuffUse::kAc), JPG_OK);
-  const uint8_t *lookup = table_.lookup;
+  const JpgHuffLookup *lookup = table_.lookup;
   ASSERT_EQ(makeHuffLookup(&table_, HuffUse::kAc), JPG_OK);
   EXPECT_EQ(table_.lookup, lookup);
 }
