@@ -5,13 +5,14 @@ check_examples.py BIN_DIR JPGTOOL SAMPLE
 """
 import pathlib
 import shutil
+import struct
 import subprocess
 import sys
 import tempfile
 import unittest
 
 BIN, JPGTOOL, SAMPLE = pathlib.Path(sys.argv[1]), sys.argv[2], pathlib.Path(sys.argv[3])
-EXAMPLES = ("decode_to_dib", "errors", "load", "lossless", "pieces", "preview", "progressive",
+EXAMPLES = ("decode_to_dib", "errors", "exif", "load", "lossless", "pieces", "preview", "progressive",
             "restart_rows", "segments", "thumbnail", "threads", "write_jfif", "write_thumbnail")
 
 
@@ -127,6 +128,35 @@ class Examples(unittest.TestCase):
         expected = self.decoded(self.encoded(small, "small.jpg"), "expected.ppm")
         self.assertEqual(back.read_bytes(), expected.read_bytes())
         example("thumbnail", SAMPLE, back, status=1)
+
+    def test_exif_tells_how_and_where(self):
+        def directory(at, *entries):
+            """At an offset; values of more than four bytes behind it."""
+            behind, head = at + 2 + 12 * len(entries) + 4, struct.pack(">H", len(entries))
+            data = b""
+            for tag, kind, count, value in entries:
+                if len(value) > 4:
+                    value, data = struct.pack(">I", behind + len(data)), data + value
+                head += struct.pack(">HHI", tag, kind, count) + value.ljust(4, b"\0")
+            return head + bytes(4) + data
+
+        exif_at, gps_at = 100, 200
+        angle = struct.Struct(">6I").pack
+        zeroth = directory(8, (274, 3, 1, b"\0\6"), (34665, 4, 1, struct.pack(">I", exif_at)),
+                           (34853, 4, 1, struct.pack(">I", gps_at)))
+        exif = directory(exif_at, (36867, 2, 20, b"2004:01:02 03:04:05\0"))
+        gps = directory(gps_at, (1, 2, 2, b"S\0"), (2, 5, 3, angle(50, 1, 30, 1, 36, 1)),
+                        (3, 2, 2, b"E\0"), (4, 5, 3, angle(7, 1, 15, 1, 0, 1)))
+        tiff = (b"MM\0*\0\0\0\x08" + zeroth).ljust(exif_at, b"\0") + exif
+        data = b"Exif\0\0" + tiff.ljust(gps_at, b"\0") + gps
+        stream, out = SAMPLE.read_bytes(), self.folder / "exif.jpg"
+        out.write_bytes(stream[:2] + b"\xff\xe1" + struct.pack(">H", len(data) + 2) + data
+                        + stream[2:])
+        # 50 degrees, 30 minutes, 36 seconds in the south; 7 degrees 15 minutes in the east
+        self.assertEqual(example("exif", out).splitlines(),
+                         ["orientation: 6", "date: 2004:01:02 03:04:05",
+                          "position: -50.510000, 7.250000"])
+        example("exif", SAMPLE, status=1)
 
     def test_pieces_make_the_picture(self):
         out = self.folder / "out.ppm"

@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "jpg.h"
+#include "kernels/jpgKernels.h"
 #include "share/jpgShare.h"
 
 namespace {
@@ -128,7 +129,7 @@ Outcome read(const Bytes &stream, const uint8_t *choices, const Way &way) {
     if (h != nullptr) decode(h, choices[1], choices[2], way.bands, &out);
   } else {
     out.opened = jpgReadPrologFromMemory(stream.data(), size, flags, &h);
-    if (h != nullptr && way.plainKernels) h->kernels = &jpg::jpgPlainKernels;
+    if (h != nullptr && way.plainKernels) h->kernels = &jpg::jpgPortableKernels;
     if (h != nullptr) decode(h, choices[1], choices[2], way.bands, &out);
   }
   check(h == nullptr || jpgReadEpilog(h) == JPG_OK);
@@ -149,7 +150,7 @@ Outcome writePixels(const Bytes &pixels, const uint8_t *choices, const Way &way)
   out.opened =
       way.file ? jpgWritePrologToFile(file.path().c_str(), 0, &h) : jpgWritePrologToMemory(0, &h);
   check(out.opened == JPG_OK);
-  if (way.plainKernels) h->kernels = &jpg::jpgPlainKernels;
+  if (way.plainKernels) h->kernels = &jpg::jpgPortableKernels;
   jpgWriteSetSubsamplingFactor(h, kSamplings[choices[3] & 3]);
   jpgWriteSetQuantizationFactor(h, choices[3] >> 2);
   jpgWriteSetRestartInterval(h, choices[1] >> 4);

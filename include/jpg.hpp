@@ -23,11 +23,14 @@
 #define JPG_HPP
 
 #include "jpg.h"
+#include "jpg/exif.hpp"
+#include "jpg/exifEntry.hpp"
 #include "jpg/height.hpp"
 #include "jpg/memory.hpp"
 #include "jpg/picture.hpp"
 #include "jpg/reader.hpp"
 #include "jpg/result.hpp"
+#include "jpg/segments.hpp"
 #include "jpg/writer.hpp"
 
 /** The library's C++ face. */

@@ -1,7 +1,7 @@
 #include "decodeBitmap.h"
 
+#include "damage.h"
 #include "dib.h"
-#include "position.h"
 #include "report.h"
 
 namespace jpgtool {
@@ -55,8 +55,7 @@ int decodeBitmap(const std::string &in, const std::string &out, uint16_t bits,
   if (r == JPG_E_UNSUPPORTED) return fail(in, "the picture is too large for a .bmp file", r);
   if (r == JPG_OK) r = readBitmap(reader.handle(), frame, settings.scale, &dib);
   if (r == JPG_OK) return saveBitmap(dib, out);
-  const std::string place = " near byte " + std::to_string(streamPosition(reader.handle()));
-  return fail(in, meaningOf(r) + place, r);
+  return fail(in, meaningOf(r) + placeOfDamage({in, frame, 0, r}), r);
 }
 
 }  // namespace jpgtool

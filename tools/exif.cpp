@@ -4,8 +4,8 @@
 #include <cstdio>
 
 #include "commands.h"
+#include "exifHandle.h"
 #include "exifNames.h"
-#include "exifReader.h"
 #include "json.h"
 #include "options.h"
 #include "report.h"
@@ -33,24 +33,21 @@ constexpr size_t kShownNumbers = 8;
 constexpr size_t kShownBytes = 24;
 constexpr size_t kShownText = 100;
 
-bool isText(const ExifEntry &entry) { return std::string(exifTypeName(entry.type)) == "ASCII"; }
-bool isBytes(const ExifEntry &entry) {
-  return std::string(exifTypeName(entry.type)) == "UNDEFINED";
-}
+// What the values of a segment of 64 KiB come to at most, unless they share their bytes: then
+// a small file could ask for gigabytes. Twice that, for writers that share a few.
+constexpr size_t kMostBytes = size_t{2} * 65536;
 
-// A string without the terminators at its end.
-std::string textOf(const ExifEntry &entry) {
-  std::string text(entry.value.begin(), entry.value.end());
-  while (!text.empty() && text.back() == '\0') text.pop_back();
-  return text;
-}
+// How many bytes of values may still be listed.
+struct Listing {
+  size_t left = kMostBytes;
+};
 
-std::string hexOf(const ExifEntry &entry, size_t most) {
+std::string hexOf(const jpg::ExifEntry &entry, size_t most) {
   static constexpr char kDigits[] = "0123456789abcdef";
   std::string hex;
-  for (size_t i = 0; i < entry.value.size() && i < most; i++) {
-    hex += kDigits[entry.value[i] >> 4];
-    hex += kDigits[entry.value[i] & 15];
+  for (size_t i = 0; i < entry.bytes().size() && i < most; i++) {
+    hex += kDigits[entry.bytes()[i] >> 4];
+    hex += kDigits[entry.bytes()[i] & 15];
   }
   return hex;
 }
@@ -61,94 +58,107 @@ std::string floatingText(double number) {
   return text;
 }
 
-std::string numberText(const ExifNumber &n) {
-  if (n.kind == ExifNumber::kFloating) return floatingText(n.floating);
+std::string numberText(const jpg::ExifNumber &n) {
+  if (n.kind == jpg::ExifNumber::Kind::kFloating) return floatingText(n.floating);
   const std::string number = std::to_string(n.number);
-  return n.kind == ExifNumber::kFraction ? number + "/" + std::to_string(n.denominator) : number;
+  const bool whole = n.kind == jpg::ExifNumber::Kind::kWhole;
+  return whole ? number : number + "/" + std::to_string(n.denominator);
 }
 
-std::string numberJson(const ExifNumber &n) {
-  if (n.kind == ExifNumber::kFloating && !std::isfinite(n.floating)) return "null";
-  if (n.kind != ExifNumber::kFraction) return numberText(n);
+std::string numberJson(const jpg::ExifNumber &n) {
+  const bool floating = n.kind == jpg::ExifNumber::Kind::kFloating;
+  if (floating && !std::isfinite(n.floating)) return "null";
+  if (n.kind != jpg::ExifNumber::Kind::kFraction) return numberText(n);
   return "[" + std::to_string(n.number) + ", " + std::to_string(n.denominator) + "]";
 }
 
 // The first numbers of a value.
-std::string joined(const std::vector<ExifNumber> &numbers, size_t most, const char *comma,
-                   std::string (*write)(const ExifNumber &)) {
+std::string joined(const jpg::ExifEntry &entry, size_t most, const char *comma,
+                   std::string (*write)(const jpg::ExifNumber &)) {
   std::string text;
-  for (size_t i = 0; i < numbers.size() && i < most; i++) {
+  for (uint32_t i = 0; i < entry.numbers() && i < most; i++) {
     if (i != 0) text += comma;
-    text += write(numbers[i]);
+    text += write(*entry.number(i));
   }
   return text;
 }
 
-// Why an entry shows no value; empty when it does.
-std::string lackOf(const ExifEntry &entry) {
-  if (exifTypeName(entry.type) == nullptr) return "unknown type";
-  if (entry.state == ExifEntry::kOutside) return "value outside the segment";
-  return entry.state == ExifEntry::kTooMuch ? "more values than a segment holds" : "";
+// Why an entry shows no value; empty when it does, which then counts.
+std::string lackOf(const jpg::ExifEntry &entry, Listing *listing) {
+  if (exifTypeName(entry.type()) == nullptr) return "unknown type";
+  if (!entry.there()) return "value outside the segment";
+  if (entry.bytes().size() > listing->left) return "more values than a segment holds";
+  listing->left -= entry.bytes().size();
+  return "";
 }
 
-std::string valueText(const ExifEntry &entry, bool bigEndian) {
-  if (const std::string lack = lackOf(entry); !lack.empty()) return "(" + lack + ")";
-  if (isText(entry)) {
-    const std::string text = textOf(entry);
+std::string valueText(const jpg::ExifEntry &entry, Listing *listing) {
+  if (const std::string lack = lackOf(entry, listing); !lack.empty()) return "(" + lack + ")";
+  if (entry.type() == jpg::ExifType::kAscii) {
+    const std::string text(entry.text());
     return quoted(text.substr(0, kShownText)) + (text.size() > kShownText ? " ..." : "");
   }
-  if (isBytes(entry)) {
-    return hexOf(entry, kShownBytes) + (entry.value.size() > kShownBytes ? " ..." : "");
+  if (entry.type() == jpg::ExifType::kUndefined) {
+    return hexOf(entry, kShownBytes) + (entry.bytes().size() > kShownBytes ? " ..." : "");
   }
-  const std::vector<ExifNumber> numbers = numbersOf(entry, bigEndian);
-  return joined(numbers, kShownNumbers, " ", numberText) +
-         (numbers.size() > kShownNumbers ? " ..." : "");
+  return joined(entry, kShownNumbers, " ", numberText) +
+         (entry.numbers() > kShownNumbers ? " ..." : "");
 }
 
-std::string valueJson(const ExifEntry &entry, bool bigEndian) {
-  if (const std::string lack = lackOf(entry); !lack.empty()) return "\"error\": " + quoted(lack);
-  if (isText(entry)) return "\"text\": " + quoted(textOf(entry));
-  if (isBytes(entry)) return "\"bytes\": \"" + hexOf(entry, entry.value.size()) + "\"";
-  return "\"numbers\": [" + joined(numbersOf(entry, bigEndian), SIZE_MAX, ", ", numberJson) + "]";
+std::string valueJson(const jpg::ExifEntry &entry, Listing *listing) {
+  if (const std::string lack = lackOf(entry, listing); !lack.empty()) {
+    return "\"error\": " + quoted(lack);
+  }
+  if (entry.type() == jpg::ExifType::kAscii) {
+    return "\"text\": " + quoted(std::string(entry.text()));
+  }
+  if (entry.type() == jpg::ExifType::kUndefined) {
+    return "\"bytes\": \"" + hexOf(entry, entry.bytes().size()) + "\"";
+  }
+  return "\"numbers\": [" + joined(entry, SIZE_MAX, ", ", numberJson) + "]";
 }
 
-std::string typeText(uint16_t type) {
-  return exifTypeName(type) != nullptr ? exifTypeName(type) : std::to_string(type);
+std::string typeText(jpg::ExifType type) {
+  const char *name = exifTypeName(type);
+  return name != nullptr ? name : std::to_string(static_cast<uint32_t>(type));
 }
 
-void printText(const std::string &file, const ExifList &list) {
+void printText(const std::string &file, const jpg::ExifData &data) {
+  Listing listing;
   std::printf("%s\n", file.c_str());
-  for (const ExifDirectory &directory : list.directories) {
-    std::printf("%s directory (%s-endian):\n", exifDirectoryName(directory.number),
-                list.bigEndian ? "big" : "little");
-    for (const ExifEntry &entry : directory.entries) {
-      const char *name = exifTagName(directory.number, entry.tag);
-      const std::string type = typeText(entry.type) + " x " + std::to_string(entry.count);
-      std::printf("  0x%04X %-27s %-14s %s\n", static_cast<unsigned>(entry.tag),
-                  name != nullptr ? name : "-", type.c_str(),
-                  valueText(entry, list.bigEndian).c_str());
+  for (const jpg::ExifDirectory directory : jpg::kExifDirectories) {
+    if (!data.has(directory)) continue;
+    std::printf("%s directory (%s-endian):\n", exifDirectoryName(directory),
+                data.bigEndian() ? "big" : "little");
+    for (const jpg::ExifEntry entry : data.entries(directory)) {
+      const char *name = exifTagName(directory, entry.tag());
+      const std::string type = typeText(entry.type()) + " x " + std::to_string(entry.count());
+      std::printf("  0x%04X %-27s %-14s %s\n", static_cast<unsigned>(entry.tag()),
+                  name != nullptr ? name : "-", type.c_str(), valueText(entry, &listing).c_str());
     }
   }
 }
 
-void printEntryJson(int32_t directory, const ExifEntry &entry, bool bigEndian) {
-  const char *name = exifTagName(directory, entry.tag);
+void printEntryJson(jpg::ExifDirectory directory, const jpg::ExifEntry &entry, Listing *listing) {
+  const char *name = exifTagName(directory, entry.tag());
   std::printf("{\"tag\": %u, \"name\": %s, \"type\": %s, \"count\": %" PRIu32 ", %s}",
-              static_cast<unsigned>(entry.tag), name != nullptr ? quoted(name).c_str() : "null",
-              quoted(typeText(entry.type)).c_str(), entry.count,
-              valueJson(entry, bigEndian).c_str());
+              static_cast<unsigned>(entry.tag()), name != nullptr ? quoted(name).c_str() : "null",
+              quoted(typeText(entry.type())).c_str(), entry.count(),
+              valueJson(entry, listing).c_str());
 }
 
-void printJson(const std::string &file, const ExifList &list) {
+void printJson(const std::string &file, const jpg::ExifData &data) {
+  Listing listing;
   std::printf("{\n  \"file\": %s,\n  \"byteOrder\": \"%s-endian\",\n  \"directories\": {",
-              quoted(file).c_str(), list.bigEndian ? "big" : "little");
+              quoted(file).c_str(), data.bigEndian() ? "big" : "little");
   const char *comma = "\n";
-  for (const ExifDirectory &directory : list.directories) {
-    std::printf("%s    \"%s\": [", comma, exifDirectoryName(directory.number));
+  for (const jpg::ExifDirectory directory : jpg::kExifDirectories) {
+    if (!data.has(directory)) continue;
+    std::printf("%s    \"%s\": [", comma, exifDirectoryName(directory));
     comma = "\n";
-    for (const ExifEntry &entry : directory.entries) {
+    for (const jpg::ExifEntry entry : data.entries(directory)) {
       std::printf("%s      ", comma);
-      printEntryJson(directory.number, entry, list.bigEndian);
+      printEntryJson(directory, entry, &listing);
       comma = ",\n";
     }
     std::printf("\n    ]");
@@ -170,15 +180,14 @@ int runExif(const Words &words) {
   const std::string &file = options.files[0];
   Limits limits;
   if (!parseLimits(options, &limits, &why)) return failUsage(why);
-  ExifHandle exif;
-  ExifList list;
-  uint32_t r = exif.open(file, options.has("--no-eoi") ? JPG_READ_COMPLETE : 0, limits, &why);
-  if (r == JPG_OK) r = listExif(exif.handle(), &list);
+  jpg::ExifData data;
+  const uint32_t flags = options.has("--no-eoi") ? JPG_READ_COMPLETE : 0;
+  const uint32_t r = readExif(file, flags, limits, &data, &why);
   if (r != JPG_OK) return why.empty() ? fail(file, r) : fail(file, why, r);
   if (options.has("--json")) {
-    printJson(file, list);
+    printJson(file, data);
   } else {
-    printText(file, list);
+    printText(file, data);
   }
   return kExitOk;
 }

@@ -3,8 +3,6 @@
 #include <algorithm>
 #include <iterator>
 
-#include "exifReader.h"
-
 namespace jpgtool {
 namespace {
 
@@ -166,22 +164,23 @@ const char *find(const TagName (&table)[N], uint16_t tag) {
 
 }  // namespace
 
-const char *exifTagName(int32_t directory, uint16_t tag) {
-  if (directory == kGps) return find(kGpsTags, tag);
-  if (directory == kInteroperability) return find(kInteroperabilityTags, tag);
+const char *exifTagName(jpg::ExifDirectory directory, uint16_t tag) {
+  if (directory == jpg::ExifDirectory::kGps) return find(kGpsTags, tag);
+  if (directory == jpg::ExifDirectory::kInteroperability) return find(kInteroperabilityTags, tag);
   return find(kTiffAndExifTags, tag);
 }
 
-const char *exifTypeName(uint16_t type) {
+const char *exifTypeName(jpg::ExifType type) {
   static constexpr const char *kNames[] = {nullptr,     "BYTE",  "ASCII",     "SHORT",  "LONG",
                                            "RATIONAL",  "SBYTE", "UNDEFINED", "SSHORT", "SLONG",
                                            "SRATIONAL", "FLOAT", "DOUBLE"};
-  return type < std::size(kNames) ? kNames[type] : nullptr;
+  const auto index = static_cast<size_t>(type);
+  return index < std::size(kNames) ? kNames[index] : nullptr;
 }
 
-const char *exifDirectoryName(int32_t directory) {
+const char *exifDirectoryName(jpg::ExifDirectory directory) {
   static constexpr const char *kNames[] = {"0th", "1st", "Exif", "GPS", "Interoperability"};
-  return kNames[directory - kZeroth];
+  return kNames[static_cast<size_t>(directory)];
 }
 
 }  // namespace jpgtool

@@ -4,17 +4,19 @@
 
 #include <cstdint>
 
+#include "jpg/exif.hpp"
+
 namespace jpgtool {
 
-// The name of a tag in a directory (an ExifDirectoryNumber), as Exif 2.2 and TIFF 6 call it
-// (without spaces); null for one that they don't know.
-const char *exifTagName(int32_t directory, uint16_t tag);
+// The name of a tag in a directory, as Exif 2.2 and TIFF 6 call it (without spaces); null for one
+// that they don't know.
+const char *exifTagName(jpg::ExifDirectory directory, uint16_t tag);
 
 // "ASCII", "SHORT" and so on; null for an unknown type.
-const char *exifTypeName(uint16_t type);
+const char *exifTypeName(jpg::ExifType type);
 
 // "0th", "1st", "Exif", "GPS", "Interoperability".
-const char *exifDirectoryName(int32_t directory);
+const char *exifDirectoryName(jpg::ExifDirectory directory);
 
 }  // namespace jpgtool
 

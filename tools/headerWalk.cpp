@@ -2,103 +2,87 @@
 
 #include <algorithm>
 #include <cstdio>
-#include <memory>
 
-#include "files.h"
+#include "fileSegments.h"
+#include "report.h"
 
 namespace jpgtool {
 namespace {
 
-constexpr uint16_t kSoi = 0xFFD8, kSos = 0xFFDA, kDri = 0xFFDD;
-constexpr uint16_t kSof0 = 0xFFC0, kSof2 = 0xFFC2, kSof3 = 0xFFC3, kSof15 = 0xFFCF;
-constexpr uint16_t kDht = 0xFFC4, kJpg = 0xFFC8, kDac = 0xFFCC;
+namespace marker = jpg::marker;
 
-struct Close {
-  void operator()(std::FILE *file) const { std::fclose(file); }
-};
-using File = std::unique_ptr<std::FILE, Close>;
-
-bool isFrame(uint32_t marker) {
-  return marker >= kSof0 && marker <= kSof15 && marker != kDht && marker != kJpg && marker != kDac;
-}
-
-bool standsAlone(uint32_t marker) { return marker >= 0xFFD0 && marker <= 0xFFD9; }
-
-// A 16-bit number, high byte first, -1 at the end of the file.
-int32_t next16(std::FILE *file) {
-  const int high = std::getc(file);
-  const int low = std::getc(file);
-  return high < 0 || low < 0 ? -1 : high << 8 | low;
+bool isFrame(uint32_t code) {
+  return code >= marker::kSof0 && code <= marker::kSof15 && code != marker::kDht &&
+         code != marker::kJpg && code != marker::kDac;
 }
 
 std::string at(uint64_t offset) { return " at byte " + std::to_string(offset); }
 
-std::string hex16(int32_t number) {
+std::string hex16(uint32_t number) {
   char text[16];
-  std::snprintf(text, sizeof(text), "%02X %02X", static_cast<unsigned>(number) >> 8 & 0xFFU,
-                static_cast<unsigned>(number) & 0xFFU);
+  std::snprintf(text, sizeof(text), "%02X %02X", number >> 8 & 0xFFU, number & 0xFFU);
   return text;
 }
 
-// The frame header's fields, behind its length.
-FrameHeader takeFrame(std::FILE *file, uint16_t marker, uint64_t offset, int32_t length) {
+FrameHeader frameOf(const FileSegment &segment, uint64_t offset) {
   FrameHeader frame;
-  frame.marker = marker;
+  frame.marker = segment.marker;
   frame.offset = offset;
-  std::vector<uint8_t> data(static_cast<size_t>(length - 2));
-  data.resize(std::fread(data.data(), 1, data.size(), file));
-  constexpr size_t kFixed = 6;
-  if (data.size() < kFixed) return frame;
-  frame.height = static_cast<uint32_t>(data[1]) << 8 | data[2];
-  frame.width = static_cast<uint32_t>(data[3]) << 8 | data[4];
-  for (size_t i = kFixed; i + 3 <= data.size() && frame.components.size() < data[5]; i += 3) {
-    const uint32_t factors = data[i + 1];
-    frame.components.push_back({data[i], factors >> 4, factors & 15U, data[i + 2]});
-  }
+  frame.components = componentsOf(segment.data);
+  constexpr size_t kFixed = 6;  // precision, height, width, number of components
+  if (segment.data.size() < kFixed) return frame;
+  frame.height = static_cast<uint32_t>(segment.data[1]) << 8 | segment.data[2];
+  frame.width = static_cast<uint32_t>(segment.data[3]) << 8 | segment.data[4];
   return frame;
 }
 
+std::string lengthTrouble(uint16_t code, uint64_t offset, const std::string &length) {
+  return "the length of the " + markerName(code) + " segment" + at(offset) + " is " + length;
+}
+
+// Why no segment stands at an offset where two bytes do, by these and the length behind them.
+std::string troubleAt(uint64_t offset, const std::vector<uint8_t> &head) {
+  constexpr size_t kHead = 4;
+  const uint32_t word = static_cast<uint32_t>(head[0]) << 8 | head[1];
+  if (word < marker::kSof0 || word == 0xFFFF) {
+    return hex16(word) + at(offset) + ", where a marker must stand";
+  }
+  const auto code = static_cast<uint16_t>(word);
+  if (head.size() < kHead) return lengthTrouble(code, offset, "cut off");
+  return lengthTrouble(code, offset, std::to_string(head[2] << 8 | head[3]));
+}
+
 // One segment. False when the walk ends there.
-bool takeSegment(std::FILE *file, uint64_t fileSize, uint64_t *offset, HeaderWalk *walk) {
-  const int32_t word = next16(file);
-  if (word < 0) {
-    walk->trouble = "the file ends" + at(fileSize) + ", ahead of a scan";
+bool takeSegment(FileSegments *file, uint64_t *offset, HeaderWalk *walk) {
+  constexpr size_t kHead = 4;  // marker and length
+  const std::vector<uint8_t> head = file->bytesAt(*offset, kHead);
+  if (head.size() < 2) {
+    walk->trouble = "the file ends" + at(file->size()) + ", ahead of a scan";
     return false;
   }
-  const auto marker = static_cast<uint16_t>(word);
-  if (marker < kSof0 || marker == 0xFFFF) {
-    walk->trouble = hex16(word) + at(*offset) + ", where a marker must stand";
+  FileSegment segment;
+  const uint32_t r = file->at(*offset, &segment);
+  const bool cut = head.size() < kHead && !marker::standsAlone(segment.marker);
+  const bool wrong = segment.marker == marker::kDri && segment.length != 2;
+  if (r != JPG_OK || cut || wrong) {
+    walk->trouble = r == JPG_OK || r == JPG_E_NOT_JPEG ? troubleAt(*offset, head) : meaningOf(r);
     return false;
   }
-  if (standsAlone(marker)) {
-    *offset += 2;
-    return true;
-  }
-  const int32_t length = next16(file);
-  if (length < 2 || (marker == kDri && length != 4)) {
-    walk->trouble = "the length of the " + markerName(marker) + " segment" + at(*offset) + " is " +
-                    (length < 0 ? "cut off" : std::to_string(length));
+  if (isFrame(segment.marker)) walk->frames.push_back(frameOf(segment, *offset));
+  if (segment.marker == marker::kSos) return false;
+  if (segment.end > file->size()) {
+    walk->trouble = "the " + markerName(segment.marker) + " segment" + at(*offset) +
+                    " goes beyond the end of the file";
     return false;
   }
-  if (isFrame(marker)) walk->frames.push_back(takeFrame(file, marker, *offset, length));
-  if (marker == kSos) {
-    walk->scanOffset = *offset;
-    return false;
-  }
-  const uint64_t next = *offset + 2 + static_cast<uint64_t>(length);
-  if (next > fileSize) {
-    walk->trouble =
-        "the " + markerName(marker) + " segment" + at(*offset) + " goes beyond the end of the file";
-    return false;
-  }
-  *offset = next;
-  return fseeko(file, static_cast<off_t>(next), SEEK_SET) == 0;
+  *offset = segment.end;
+  return true;
 }
 
 // What of a frame the library doesn't serve.
 std::string frameTrouble(const FrameHeader &frame) {
   const std::string name = "the frame " + markerName(frame.marker) + at(frame.offset);
-  if (frame.marker > kSof3) return name + " is of a kind that is not supported";
+  if (frame.marker > marker::kSof3) return name + " is of a kind that is not supported";
   const size_t count = frame.components.size();
   if (count < 1 || count > 4) return name + " has " + std::to_string(count) + " components";
   for (const Component &c : frame.components) {
@@ -111,20 +95,20 @@ std::string frameTrouble(const FrameHeader &frame) {
 
 }  // namespace
 
-HeaderWalk walkHeader(const std::string &file) {
+HeaderWalk walkHeader(const std::string &name) {
   HeaderWalk walk;
-  const File stream(std::fopen(file.c_str(), "rb"));
-  if (stream == nullptr) {
+  FileSegments file(name);
+  if (!file.isOpen()) {
     walk.trouble = "cannot open the file";
     return walk;
   }
-  if (next16(stream.get()) != kSoi) {
+  FileSegment start;
+  if (file.at(0, &start) != JPG_OK || start.marker != marker::kSoi) {
     walk.trouble = "no start marker (FF D8) at byte 0";
     return walk;
   }
-  uint64_t offset = 2;
-  const uint64_t size = sizeOfFile(file);
-  while (takeSegment(stream.get(), size, &offset, &walk)) {
+  uint64_t offset = start.end;
+  while (takeSegment(&file, &offset, &walk)) {
   }
   return walk;
 }
@@ -144,7 +128,7 @@ std::string whyRefused(const std::string &file, uint32_t flags, uint32_t code) {
 }
 
 uint64_t frameMemory(const FrameHeader &frame) {
-  if (frame.marker != kSof2) return 0;
+  if (frame.marker != marker::kSof2) return 0;
   constexpr uint64_t kBytes = 2;  // of a coefficient
   uint64_t h = 1, v = 1, blocks = 0;
   const bool single = frame.components.size() == 1;  // counts as 1 x 1

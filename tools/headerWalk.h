@@ -1,4 +1,4 @@
-// A walk over the marker segments ahead of the first scan by the tool itself, without a handle:
+// A walk over the marker segments ahead of the first scan, without opening the file's picture:
 // what the frame header claims, before the library allocates anything for it, and where a
 // header goes wrong, which a failed prolog doesn't tell.
 #ifndef JPGTOOL_HEADERWALK_H
@@ -22,7 +22,6 @@ struct FrameHeader {
 
 struct HeaderWalk {
   std::vector<FrameHeader> frames;  // one in a valid file
-  uint64_t scanOffset = 0;          // of the first SOS marker, 0 when the walk didn't come there
   std::string trouble;              // what ended the walk, with its offset; empty: the scan
 };
 

@@ -1,16 +1,15 @@
 #include "reader.h"
 
-#include <cstdio>
 #include <cstring>
 
+#include "fileSegments.h"
 #include "files.h"
 #include "headerWalk.h"
 
 namespace jpgtool {
 namespace {
 
-constexpr uint16_t kSof0 = 0xFFC0, kSof3 = 0xFFC3, kSos = 0xFFDA, kDri = 0xFFDD;
-constexpr uint16_t kApp0 = 0xFFE0, kApp14 = 0xFFEE;
+namespace marker = jpg::marker;
 
 uint32_t number16(const std::vector<uint8_t> &data, size_t i) {
   return static_cast<uint32_t>(data[i]) << 8 | data[i + 1];
@@ -18,15 +17,6 @@ uint32_t number16(const std::vector<uint8_t> &data, size_t i) {
 
 bool beginsWith(const std::vector<uint8_t> &data, const char *text, size_t size) {
   return data.size() >= size && std::memcmp(data.data(), text, size) == 0;
-}
-
-void takeSof(const std::vector<uint8_t> &data, Headers *headers) {
-  constexpr size_t kFixed = 6;
-  if (data.size() < kFixed) return;
-  for (size_t i = kFixed; i + 3 <= data.size() && headers->components.size() < data[5]; i += 3) {
-    const uint32_t factors = data[i + 1];
-    headers->components.push_back({data[i], factors >> 4, factors & 15, data[i + 2]});
-  }
 }
 
 void takeJfif(const std::vector<uint8_t> &data, Headers *headers) {
@@ -37,54 +27,25 @@ void takeJfif(const std::vector<uint8_t> &data, Headers *headers) {
   headers->yDensity = number16(data, 10);
 }
 
-void takeSegment(uint16_t marker, const std::vector<uint8_t> &data, Headers *headers) {
-  if (marker >= kSof0 && marker <= kSof3) takeSof(data, headers);
-  if (marker == kDri && data.size() == 2) headers->restartInterval = number16(data, 0);
-  if (marker == kApp0) takeJfif(data, headers);
-  if (marker == kApp14 && data.size() >= 12 && beginsWith(data, "Adobe", 5)) {
+void takeSegment(uint16_t code, const std::vector<uint8_t> &data, Headers *headers) {
+  if (code >= marker::kSof0 && code <= marker::kSof3) headers->components = componentsOf(data);
+  if (code == marker::kDri && data.size() == 2) headers->restartInterval = number16(data, 0);
+  if (code == marker::kApp0) takeJfif(data, headers);
+  if (code == marker::kApp14 && data.size() >= 12 && beginsWith(data, "Adobe", 5)) {
     headers->adobeTransform = data[11];
   }
 }
 
-// Bytes of a file one by one.
-class ByteSource {
- public:
-  explicit ByteSource(std::FILE *file) : file_(file) {}
-  int next() { return std::getc(file_); }
-  // A 16-bit number, -1 at the end.
-  int next16() {
-    const int high = next();
-    const int low = next();
-    return high < 0 || low < 0 ? -1 : high << 8 | low;
-  }
-  void skip(int count) {
-    while (count-- > 0 && next() >= 0) {
-    }
-  }
-
- private:
-  std::FILE *file_;
-};
-
-// True for FF xx that stands alone: RSTn, SOI, EOI, TEM.
-bool standsAlone(int code) { return (code >= 0xD0 && code <= 0xD9) || code == 0x01; }
-
-void takeRestart(int code, StreamScan *scan) {
-  if (scan->scans != 1) return;
-  if (static_cast<uint32_t>(code - 0xD0) != scan->restarts % 8) scan->restartsInOrder = false;
+void takeRestart(uint16_t code, StreamScan *scan) {
+  if (scan->scanOffsets.size() != 1) return;
+  if (code - marker::kRst0 != static_cast<int>(scan->restarts % 8)) scan->restartsInOrder = false;
   scan->restarts++;
 }
 
-void takeMarker(ByteSource *source, int code, StreamScan *scan) {
-  if (code == 0xDA) scan->scans++;
-  if (code >= 0xD0 && code <= 0xD7) takeRestart(code, scan);
-  if (standsAlone(code)) return;
-  const int length = source->next16();
-  if (code == 0xDC && length == 4) {
-    const int lines = source->next16();
-    if (scan->dnlLines == 0 && lines > 0) scan->dnlLines = static_cast<uint32_t>(lines);
-  } else {
-    source->skip(length - 2);
+void takeLines(const FileSegment &segment, StreamScan *scan) {
+  const std::vector<uint8_t> &data = segment.data;
+  if (segment.length == 2 && data.size() == 2 && scan->dnlLines == 0) {
+    scan->dnlLines = number16(data, 0);
   }
 }
 
@@ -125,19 +86,26 @@ const char *processName(uint32_t process) {
   }
 }
 
+std::vector<Component> componentsOf(const std::vector<uint8_t> &data) {
+  constexpr size_t kFixed = 6;  // precision, height, width, number of components
+  std::vector<Component> components;
+  for (size_t i = kFixed; i + 3 <= data.size() && components.size() < data[kFixed - 1]; i += 3) {
+    const uint32_t factors = data[i + 1];
+    components.push_back({data[i], factors >> 4, factors & 15U, data[i + 2]});
+  }
+  return components;
+}
+
 uint32_t readHeaders(JPGHANDLE handle, Headers *headers) {
-  uint64_t offset = 2;  // behind SOI
-  for (int32_t mode = JPG_SEGMENT_FIRST;; mode = JPG_SEGMENT_NEXT) {
-    Segment segment = {0, offset, 0};
-    const uint32_t r = jpgReadSeekMarkerSegment(handle, mode, &segment.marker, &segment.length);
-    if (r != JPG_OK) return r;
-    const bool alone = segment.marker >= 0xFFD0 && segment.marker <= 0xFFD9;
-    offset += 2 + (alone ? 0 : 2) + uint64_t{segment.length};
-    headers->segments.push_back(segment);
-    std::vector<uint8_t> data(segment.length);
-    if (!data.empty()) jpgReadReadMarkerData(handle, data.data(), segment.length, nullptr);
-    takeSegment(segment.marker, data, headers);
-    if (segment.marker == kSos) return JPG_OK;
+  jpg::SegmentWalk walk(handle);
+  for (;;) {
+    const jpg::Result<jpg::Segment> segment = walk.next();
+    if (!segment) return segment.code();
+    headers->segments.push_back({segment->marker, walk.offset(), segment->length});
+    std::vector<uint8_t> data(segment->length);
+    if (!data.empty()) (void)walk.read(data);
+    takeSegment(segment->marker, data, headers);
+    if (segment->marker == marker::kSos) return JPG_OK;
   }
 }
 
@@ -176,18 +144,21 @@ std::string markerName(uint16_t marker) {
   }
 }
 
-bool scanStream(const std::string &file, StreamScan *scan) {
-  std::FILE *stream = std::fopen(file.c_str(), "rb");
-  if (stream == nullptr) return false;
-  ByteSource source(stream);
-  bool pending = false;  // the byte before was FF
-  for (int byte = source.next(); byte >= 0; byte = source.next()) {
-    if (pending && byte == 0xD9) break;  // EOI
-    if (pending && byte != 0 && byte != 0xFF) takeMarker(&source, byte, scan);
-    pending = byte == 0xFF;
+bool scanStream(const std::string &name, StreamScan *scan) {
+  FileSegments file(name);
+  uint64_t offset = 0;
+  for (uint16_t code = 0; file.find(&offset, &code) && code != marker::kEoi;) {
+    FileSegment segment;
+    if (marker::isRestart(code)) takeRestart(code, scan);
+    if (marker::standsAlone(code) || file.at(offset, &segment) != JPG_OK) {
+      offset += 2;
+      continue;
+    }
+    if (code == marker::kSos) scan->scanOffsets.push_back(offset);
+    if (code == marker::kDnl) takeLines(segment, scan);
+    offset = segment.end;
   }
-  std::fclose(stream);
-  return true;
+  return file.isOpen();
 }
 
 }  // namespace jpgtool

@@ -61,6 +61,9 @@ struct Headers {
   int adobeTransform = -1;  // -1: no Adobe segment
 };
 
+// The components of a frame header's data.
+std::vector<Component> componentsOf(const std::vector<uint8_t> &data);
+
 // Walks the segments up to the first scan.
 uint32_t readHeaders(JPGHANDLE handle, Headers *headers);
 
@@ -68,10 +71,10 @@ std::string markerName(uint16_t marker);
 
 // What a pass over the whole file tells, without decoding.
 struct StreamScan {
-  uint64_t scans = 0;
-  uint32_t dnlLines = 0;        // of the first DNL segment, 0 if none
-  uint32_t restarts = 0;        // restart markers of the first scan
-  bool restartsInOrder = true;  // RST0 to RST7 in turn
+  std::vector<uint64_t> scanOffsets;  // of the SOS markers
+  uint32_t dnlLines = 0;              // of the first DNL segment, 0 if none
+  uint32_t restarts = 0;              // restart markers of the first scan
+  bool restartsInOrder = true;        // RST0 to RST7 in turn
 };
 
 // False when the file can't be read.

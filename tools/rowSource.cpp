@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "position.h"
+#include "damage.h"
 #include "report.h"
 
 namespace jpgtool {
@@ -27,7 +27,7 @@ uint32_t checkScans(const std::string &file, const Frame &frame, const ReadSetti
     return JPG_E_UNSUPPORTED;
   }
   StreamScan scan;
-  if (scanStream(file, &scan)) *count = scan.scans;
+  if (scanStream(file, &scan)) *count = scan.scanOffsets.size();
   const std::string has = "the file has " + std::to_string(*count) + " scans, ";
   if (*count > settings.maxScans) {
     *why = has + "more than --max-scans " + std::to_string(settings.maxScans);
@@ -38,6 +38,7 @@ uint32_t checkScans(const std::string &file, const Frame &frame, const ReadSetti
 }
 
 uint32_t RowSource::open(const std::string &file, const ReadSettings &settings, std::string *why) {
+  file_ = file;
   settings_ = settings;
   uint32_t r = reader_.open(file, settings.openFlags, settings.limits, why);
   if (r == JPG_OK) r = readFrame(reader_.handle(), &frame_);
@@ -144,6 +145,7 @@ void RowSource::seekRow(const std::string &file) {
   const uint32_t r = jpgReadSeekRestartMarker(reader_.handle(), static_cast<int32_t>(intervals),
                                               JPG_RESTART_FROM_START);
   if (r == JPG_OK) {
+    intervals_ = intervals;
     done_ = intervals * perInterval;
     return;
   }
@@ -209,8 +211,7 @@ uint32_t RowSource::next(uint32_t *rows) {
 }
 
 std::string RowSource::whyFailed(uint32_t code) const {
-  return std::string(meaningOf(code)) + " near byte " +
-         std::to_string(streamPosition(reader_.handle()));
+  return meaningOf(code) + placeOfDamage({file_, frame_, intervals_, code});
 }
 
 }  // namespace jpgtool

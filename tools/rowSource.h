@@ -46,7 +46,7 @@ class RowSource {
   uint32_t next(uint32_t *rows);
   const uint8_t *band() const { return band_.data() + bandOffset_; }
 
-  // What a code of next() means, and where in the file the decoder stood.
+  // What a code of next() means, and where in the file that is, as far as can be found out.
   std::string whyFailed(uint32_t code) const;
 
  private:
@@ -60,14 +60,16 @@ class RowSource {
   uint32_t readLossless(JpgRect *rect, int32_t lines);
   uint32_t readProgressive(JpgRect *rect, int32_t lines);
 
+  std::string file_;
   Reader reader_;
   Frame frame_;
   ReadSettings settings_;
   PixelFormat format_;
   std::vector<uint8_t> band_;
-  size_t bandOffset_ = 0;  // of the first row wanted in it, in bytes
-  uint32_t height_ = 0;    // rows of the whole picture, of which format_ has those wanted
-  uint32_t done_ = 0;      // of these, decoded or passed over
+  size_t bandOffset_ = 0;   // of the first row wanted in it, in bytes
+  uint32_t height_ = 0;     // rows of the whole picture, of which format_ has those wanted
+  uint32_t done_ = 0;       // of these, decoded or passed over
+  uint32_t intervals_ = 0;  // restart intervals passed over
   uint64_t scanCount_ = 0;
   uint64_t scansSkipped_ = 0;
   bool heightFromDnl_ = false;

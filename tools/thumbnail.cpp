@@ -1,7 +1,7 @@
 // jpgtool thumbnail
 #include "commands.h"
 #include "dib.h"
-#include "exifReader.h"
+#include "exifHandle.h"
 #include "options.h"
 #include "report.h"
 

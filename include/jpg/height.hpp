@@ -12,6 +12,7 @@
 
 #include "jpg.h"
 #include "jpg/memory.hpp"
+#include "jpg/segments.hpp"
 
 namespace jpg {
 inline namespace v0 {
@@ -39,7 +40,7 @@ class ByteSource {
     return high < 0 || low < 0 ? -1 : high * 256 + low;
   }
   /** @param count bytes to pass */
-  void skip(int32_t count) {
+  void skip(uint64_t count) {
     while (count-- > 0 && next() >= 0) {
     }
   }
@@ -63,36 +64,27 @@ class ByteSource {
   size_t at_ = 0;
 };
 
-/** @param code second byte of a marker  @return whether it is a restart marker */
-constexpr bool isRestart(int32_t code) { return code >= 0xD0 && code <= 0xD7; }
-
-/** @param source at the stream's start  @return whether it stands behind the first SOS now */
-inline bool passHeaders(ByteSource &source) {
-  if (source.next16() != 0xFFD8) return false;
-  for (;;) {
-    if (source.next() != 0xFF) return false;
-    const int32_t code = source.next();
-    if (code >= 0xD0 && code <= 0xD9) continue; /* stands alone */
-    const int32_t length = source.next16();
-    if (length < 2) return false;
-    source.skip(length - 2);
-    if (code == 0xDA) return true;
-  }
-}
-
 /**
  * Looks behind the first scan for its DNL segment (T.81 B.2.5).
  *
- * @param source at the stream's start
+ * @param handle an open stream, whose place moves
+ * @param source at the start of the same stream
  * @return the number of lines, 0 where there is no such segment
  */
-inline uint32_t linesOfDnl(ByteSource source) {
-  if (!passHeaders(source)) return 0;
+inline uint32_t linesOfDnl(JPGHANDLE handle, ByteSource source) {
+  SegmentWalk walk(handle);
+  for (;;) {
+    const Result<Segment> segment = walk.next();
+    if (!segment) return 0;
+    if (segment->marker == marker::kSos) break;
+  }
+  source.skip(walk.end());
   for (int32_t byte = source.next(); byte >= 0; byte = source.next()) {
     if (byte != 0xFF) continue;
     const int32_t code = source.next();
-    if (code == 0 || isRestart(code)) continue; /* a stuffed byte, or the next interval */
-    const int32_t lines = code == 0xDC && source.next16() == 4 ? source.next16() : 0;
+    const uint32_t found = 0xFF00U | static_cast<uint32_t>(code);
+    if (code == 0 || marker::isRestart(found)) continue; /* a stuffed byte, or the next interval */
+    const int32_t lines = found == marker::kDnl && source.next16() == 4 ? source.next16() : 0;
     return lines < 0 ? 0 : static_cast<uint32_t>(lines);
   }
   return 0;

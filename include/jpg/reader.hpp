@@ -15,6 +15,7 @@
 #include "jpg/memory.hpp"
 #include "jpg/picture.hpp"
 #include "jpg/result.hpp"
+#include "jpg/segments.hpp"
 
 namespace jpg {
 inline namespace v0 {
@@ -44,12 +45,6 @@ enum class Scale : int32_t {
   kQuarter = JPG_SCALE_QUARTER,
   kHalf = JPG_SCALE_HALF,
   kFull = JPG_SCALE_FULL
-};
-
-/** A marker segment. */
-struct Segment {
-  uint16_t marker = 0; /**< 0xFFC0 to 0xFFFE; 0: there is none */
-  uint32_t length = 0; /**< data bytes */
 };
 
 /** Part of a file that holds a JPEG stream. */
@@ -109,9 +104,7 @@ class Reader {
         jpgReadPrologFromFile(path.c_str(), range.start, range.length, flags, &handle));
     if (!status) return status;
     Reader reader(handle);
-    if (reader.leavesHeight()) {
-      reader.toldHeight_ = detail::linesOfDnl(detail::ByteSource(path, range.start));
-    }
+    if (reader.leavesHeight()) reader.learnHeight(path, range);
     return reader;
   }
   /**
@@ -128,7 +121,7 @@ class Reader {
         jpgReadPrologFromMemory(data.data(), static_cast<int32_t>(data.size()), flags, &handle));
     if (!status) return status;
     Reader reader(handle);
-    if (reader.leavesHeight()) reader.toldHeight_ = detail::linesOfDnl(detail::ByteSource(data));
+    if (reader.leavesHeight()) reader.learnHeight(data);
     return reader;
   }
   /** @return the handle, for functions of jpg.h; stays this object's */
@@ -380,6 +373,21 @@ class Reader {
   bool leavesHeight() const {
     const Result<Info> frame = info();
     return frame && frame->height == 0 && !frame->progressive();
+  }
+  /* The height out of a DNL segment. It is looked for through a handle of its own, so that
+     this one's place stays. */
+  void learnHeight(const Path &path, FileRange range) {
+    JPGHANDLE handle = nullptr;
+    jpgReadPrologFromFile(path.c_str(), range.start, range.length, JPG_READ_COMPLETE, &handle);
+    toldHeight_ = detail::linesOfDnl(handle, detail::ByteSource(path, range.start));
+    jpgReadEpilog(handle);
+  }
+  void learnHeight(Span<const uint8_t> data) {
+    JPGHANDLE handle = nullptr;
+    jpgReadPrologFromMemory(data.data(), static_cast<int32_t>(data.size()), JPG_READ_COMPLETE,
+                            &handle);
+    toldHeight_ = detail::linesOfDnl(handle, detail::ByteSource(data));
+    jpgReadEpilog(handle);
   }
   /* While the library doesn't know the height, a call gives one row, and keeps it. */
   Status readLossless(JpgRect rect, int32_t lines) {

@@ -8,14 +8,8 @@
 namespace jpg {
 namespace {
 
-constexpr uint16_t kCompressionJpeg = 6;
-constexpr uint16_t kPhotometricRgb = 2;
-constexpr uint16_t kPlanarChunky = 1;
 constexpr uint32_t kPixelBytes = 3;
-
-// Tags of the 1st directory.
-constexpr uint16_t kTagStripOffsets = 273;
-constexpr uint16_t kTagStripByteCounts = 279;
+constexpr uint32_t kMaxSide = 0xFFFF;  // a larger picture can't lie within a segment
 
 // What the directory says that isn't kept: the compressed thumbnail's place.
 struct JpegPlace {
@@ -26,34 +20,34 @@ struct JpegPlace {
 void keepEntry(JpgExifAttributes *a, JpegPlace *jpeg, uint16_t tag, uint32_t value) {
   const auto low = static_cast<uint16_t>(value);
   switch (tag) {
-    case 256:
+    case kTagImageWidth:
       a->imageWidth = value;
       break;
-    case 257:
+    case kTagImageLength:
       a->imageLength = value;
       break;
-    case 259:
+    case kTagCompression:
       a->compression = low;
       break;
-    case 262:
+    case kTagPhotometric:
       a->photometric = low;
       break;
-    case 274:
+    case kTagOrientation:
       a->orientation = low;
       break;
-    case 278:
+    case kTagRowsPerStrip:
       a->rowsPerStrip = value;
       break;
-    case 284:
+    case kTagPlanarConfiguration:
       a->planarConfiguration = low;
       break;
-    case 296:
+    case kTagResolutionUnit:
       a->resolutionUnit = low;
       break;
-    case 513:
+    case kTagJpegOffset:
       jpeg->offset = value;
       break;
-    case 514:
+    case kTagJpegLength:
       jpeg->length = value;
       break;
     default:
@@ -191,7 +185,6 @@ uint32_t JPG_CALL jpgExifReadThumbnailToWinDIBits(JPGEXIFHANDLE attributes, void
   if (a == nullptr || bmi == nullptr) return JPG_E_INVALID_HANDLE;
   if (const Result r = parseFirstIfd(a); r != JPG_OK) return r;
   const ImageShape shape = measureThumbnail(*a);
-  constexpr uint32_t kMaxSide = 0xFFFF;  // a larger picture can't lie within a segment
   if (shape.width > kMaxSide || shape.height > kMaxSide) return JPG_E_NOT_FOUND;
   if (bits != nullptr) return decodeThumbnail(a, shape, bits, loadDibHeader(bmi));
   fillDibHeader(bmi, shape);

@@ -13,9 +13,11 @@ namespace jpg {
 namespace {
 
 constexpr uint32_t kExifHeader = 6;  // "Exif", 0, 0 ahead of the TIFF structure
-constexpr uint32_t kMinTiff = 8;     // byte order, 42, offset of the 0th directory
-constexpr uint32_t kIfdEntrySize = 12;
-constexpr uint16_t kDefaultResolution = 72;
+
+// What a record says before its directory is read: an RGB picture of 8 bits a sample.
+constexpr uint16_t kDefaultResolution = 72;  // pixels per inch
+constexpr uint16_t kDefaultBits = 8;
+constexpr uint16_t kDefaultSamples = 3;
 
 JpgExifAttributes *createAttributes() {
   auto *a = static_cast<JpgExifAttributes *>(heapAlloc(sizeof(JpgExifAttributes)));
@@ -27,11 +29,11 @@ JpgExifAttributes *createAttributes() {
   a->versionLetter = 'a';
   a->xResolution = kDefaultResolution;
   a->yResolution = kDefaultResolution;
-  a->bitsPerSample = 8;
-  a->orientation = 1;
-  a->samplesPerPixel = 3;
-  a->planarConfiguration = 1;
-  a->resolutionUnit = 2;
+  a->bitsPerSample = kDefaultBits;
+  a->orientation = kOrientationTopLeft;
+  a->samplesPerPixel = kDefaultSamples;
+  a->planarConfiguration = kPlanarChunky;
+  a->resolutionUnit = kResolutionInch;
   return a;
 }
 
@@ -66,7 +68,7 @@ Result findExifSegment(JPGHANDLE handle, uint32_t *length) {
 Result copyTiff(JPGHANDLE handle, JpgExifAttributes *a) {
   uint32_t length = 0;
   if (const Result r = findExifSegment(handle, &length); r != JPG_OK) return r;
-  if (length < kMinTiff) return JPG_E_NOT_FOUND;
+  if (length < kTiffHeaderSize) return JPG_E_NOT_FOUND;
   a->tiff = static_cast<uint8_t *>(heapAlloc(length));
   if (a->tiff == nullptr) return JPG_E_OUT_OF_MEMORY;
   a->tiffLength = length;
@@ -77,13 +79,13 @@ Result copyTiff(JPGHANDLE handle, JpgExifAttributes *a) {
 void locateDirectories(JpgExifAttributes *a) {
   a->bigEndian = a->tiff[0] == 'M' ? 1 : 0;
   const bool big = a->bigEndian != 0;
-  const uint32_t offset = readTiff32(a->tiff + 4, big);
-  if (!insideTiff(*a, offset, 2)) return;
+  const uint32_t offset = readTiff32(a->tiff + kTiffIfd0At, big);
+  if (!insideTiff(*a, offset, kIfdCountSize)) return;
   a->ifd0 = a->tiff + offset;
-  const uint64_t link = uint64_t{offset} + 2 + kIfdEntrySize * readTiff16(a->ifd0, big);
-  if (!insideTiff(*a, link, 4)) return;
+  const uint64_t link = uint64_t{offset} + kIfdCountSize + kIfdEntrySize * readTiff16(a->ifd0, big);
+  if (!insideTiff(*a, link, kIfdLinkSize)) return;
   const uint32_t next = readTiff32(a->tiff + link, big);
-  if (next != 0 && insideTiff(*a, next, 2)) a->ifd1 = a->tiff + next;
+  if (next != 0 && insideTiff(*a, next, kIfdCountSize)) a->ifd1 = a->tiff + next;
 }
 
 }  // namespace

@@ -73,6 +73,47 @@ struct JpgIfdCursor {
 
 namespace jpg {
 
+// The structure's header: byte order, 42, offset of the 0th directory.
+constexpr uint32_t kTiffHeaderSize = 8;
+constexpr uint32_t kTiffIfd0At = 4;
+
+// A directory: a count, its entries, the offset of the next directory.
+constexpr uint32_t kIfdCountSize = 2;
+constexpr uint32_t kIfdLinkSize = 4;
+
+// An entry: tag, type, count, and its value when that fits, or else the value's offset.
+constexpr uint32_t kIfdEntrySize = 12;
+constexpr uint32_t kEntryTypeAt = 2;
+constexpr uint32_t kEntryCountAt = 4;
+constexpr uint32_t kEntryValueAt = 8;
+constexpr uint32_t kEntryValueSize = 4;
+
+// Tags of the 0th and 1st directory.
+constexpr uint16_t kTagImageWidth = 256;
+constexpr uint16_t kTagImageLength = 257;
+constexpr uint16_t kTagCompression = 259;
+constexpr uint16_t kTagPhotometric = 262;
+constexpr uint16_t kTagStripOffsets = 273;
+constexpr uint16_t kTagOrientation = 274;
+constexpr uint16_t kTagRowsPerStrip = 278;
+constexpr uint16_t kTagStripByteCounts = 279;
+constexpr uint16_t kTagPlanarConfiguration = 284;
+constexpr uint16_t kTagResolutionUnit = 296;
+constexpr uint16_t kTagJpegOffset = 513;
+constexpr uint16_t kTagJpegLength = 514;
+
+// Tags whose values are the offsets of directories.
+constexpr uint16_t kTagExifIfd = 34665;
+constexpr uint16_t kTagGpsIfd = 34853;
+constexpr uint16_t kTagInteroperabilityIfd = 40965;
+
+// Values of these tags.
+constexpr uint16_t kCompressionJpeg = 6;
+constexpr uint16_t kPhotometricRgb = 2;
+constexpr uint16_t kPlanarChunky = 1;  // samples interleaved
+constexpr uint16_t kOrientationTopLeft = 1;
+constexpr uint16_t kResolutionInch = 2;
+
 // Directories that openIfd knows.
 enum IfdNumber : int32_t {
   kIfdZeroth = 1,

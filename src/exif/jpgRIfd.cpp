@@ -5,12 +5,6 @@
 namespace jpg {
 namespace {
 
-constexpr uint32_t kEntrySize = 12;  // tag, type, count, value or offset
-constexpr uint32_t kValueBytes = 4;  // a value of up to 4 bytes stands in its entry
-constexpr uint16_t kTagExifIfd = 34665;
-constexpr uint16_t kTagGpsIfd = 34853;
-constexpr uint16_t kTagInteroperabilityIfd = 40965;
-
 // A cursor and, behind it, what the checks need; only the cursor is handed out.
 struct CursorBlock {
   JpgIfdCursor cursor;
@@ -29,7 +23,7 @@ const CursorBlock &blockOf(const JpgIfdCursor &cursor) {
 }
 
 const uint8_t *entryAt(const JpgIfdCursor &cursor, uint32_t index) {
-  return cursor.ifd + 2 + kEntrySize * index;
+  return cursor.ifd + kIfdCountSize + kIfdEntrySize * index;
 }
 
 // Where a directory begins, by its number. 0 or JPG_E_NOT_FOUND, or what stops the
@@ -46,14 +40,15 @@ Result locateIfd(const JpgExifAttributes &a, JPGEXIFHANDLE handle, int32_t numbe
   if (number == kIfdGps) tag = kTagGpsIfd;
   uint32_t offset = 0;
   if (const Result r = findInIfd(handle, parent, tag, &offset); r != JPG_OK) return r;
-  if (!insideTiff(a, offset, 2)) return JPG_E_NOT_FOUND;
+  if (!insideTiff(a, offset, kIfdCountSize)) return JPG_E_NOT_FOUND;
   *ifd = a.tiff + offset;
   return JPG_OK;
 }
 
 // True when all entries of the directory lie within the structure.
 bool entriesInside(const JpgExifAttributes &a, const uint8_t *ifd) {
-  const uint64_t bytes = 2 + uint64_t{kEntrySize} * readTiff16(ifd, a.bigEndian != 0);
+  const uint64_t bytes =
+      kIfdCountSize + uint64_t{kIfdEntrySize} * readTiff16(ifd, a.bigEndian != 0);
   return insideTiff(a, static_cast<uint64_t>(ifd - a.tiff), bytes);
 }
 
@@ -88,13 +83,13 @@ uint32_t valueInside(const JpgIfdCursor &cursor, const uint8_t *value) {
 // Makes the entry at `entry` the current one.
 Result decodeEntry(JpgIfdCursor *cursor, const uint8_t *entry, uint32_t *size, uint32_t *value) {
   const bool big = cursor->bigEndian != 0;
-  const uint8_t *field = entry + kEntrySize - kValueBytes;
+  const uint8_t *field = entry + kEntryValueAt;
   cursor->tag = static_cast<uint16_t>(readTiff16(entry, big));
-  cursor->type = static_cast<uint16_t>(readTiff16(entry + 2, big));
-  cursor->count = readTiff32(entry + 4, big);
+  cursor->type = static_cast<uint16_t>(readTiff16(entry + kEntryTypeAt, big));
+  cursor->count = readTiff32(entry + kEntryCountAt, big);
   blockOf(cursor)->entry = nullptr;
   const uint64_t bytes = uint64_t{tiffTypeSize(cursor->type)} * cursor->count;
-  const bool inside = bytes <= kValueBytes;
+  const bool inside = bytes <= kEntryValueSize;
   cursor->value = inside ? valueInside(*cursor, field) : readTiff32(field, big);
   const uint32_t length = blockOf(cursor)->tiffLength;
   if (!inside && (cursor->value > length || bytes > length - cursor->value)) {
@@ -163,9 +158,8 @@ Result ifdElement(const JpgIfdCursor &cursor, uint32_t i, uint32_t *element) {
   if (block.entry == nullptr || i >= cursor.count) return JPG_E_NOT_FOUND;
   if (!wide && cursor.type != kTypeShort) return JPG_E_NOT_FOUND;
   const uint32_t size = tiffTypeSize(cursor.type);
-  const bool inside = uint64_t{size} * cursor.count <= kValueBytes;
-  const uint8_t *values =
-      inside ? block.entry + kEntrySize - kValueBytes : cursor.tiff + cursor.value;
+  const bool inside = uint64_t{size} * cursor.count <= kEntryValueSize;
+  const uint8_t *values = inside ? block.entry + kEntryValueAt : cursor.tiff + cursor.value;
   const uint8_t *p = values + static_cast<size_t>(size) * i;
   const bool big = cursor.bigEndian != 0;
   *element = wide ? readTiff32(p, big) : readTiff16(p, big);

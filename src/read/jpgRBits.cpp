@@ -31,4 +31,10 @@ Result reposition(JpgContext *c, uint32_t offset, Reposition what) {
   return streamSeek(s, offset, kSeekBegin) == kSeekFailed ? JPG_E_SEEK : JPG_OK;
 }
 
+Result goToScanData(JpgContext *c, Reposition what) {
+  c->segLength = 0;
+  c->segConsumed = 0;
+  return reposition(c, c->scanDataOffset, what);
+}
+
 }  // namespace jpg

@@ -113,6 +113,9 @@ void dropFetched(JpgStream *s, uint32_t bytesFetched);
 enum class Reposition { kStreamOnly, kFull };
 Result reposition(JpgContext *c, uint32_t offset, Reposition what);
 
+// Goes to the first scan's data; a segment that was being read is left for good.
+Result goToScanData(JpgContext *c, Reposition what);
+
 }  // namespace jpg
 
 #endif

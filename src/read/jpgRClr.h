@@ -1,10 +1,10 @@
-// Block expansion and pixel output.
+// Block expansion and pixel output, at every scale.
 //
-// In: the limited sample blocks of one MCU in coefBuffer, component after
-// component. An expansion routine brings every component to the MCU's full
-// resolution by replication and lists the blocks in blockMapA; a pixel writer then
-// stores the MCU's pixels in the caller's rectangle, 8x8 cell by cell. Both are
-// chosen once per call by the drivers.
+// In: the limited sample blocks of one MCU in coefBuffer, component after component. At scale code
+// s a block's samples are a cell of 2^s both ways in its top-left corner; the code is the
+// context's scanState. An expansion routine brings every component to the MCU's full resolution by
+// replication and lists the blocks in blockMapA; a pixel writer then stores the MCU's pixels in
+// the caller's rectangle, cell by cell. Both are chosen once per call by the drivers.
 #ifndef JPG_READ_RCLR_H
 #define JPG_READ_RCLR_H
 
@@ -33,38 +33,35 @@ void jpgPutThreeReversed(const JpgContext *c, const JpgRect *rect, int32_t x, in
 void jpgPutFour(const JpgContext *c, const JpgRect *rect, int32_t x, int32_t w);
 void jpgPutYccToBgr(const JpgContext *c, const JpgRect *rect, int32_t x, int32_t w);
 
-// The sampling word for an expansion routine: samplingPacked with the first
-// component's byte moved to the top.
-uint32_t samplingWord(const JpgContext &c);
+// What a pixel is made of.
+enum class PixelFormat {
+  kNone,           // the rectangle doesn't take the picture's components
+  kGray,           // component 0
+  kTwo,            // components in their order
+  kThree,          // the same
+  kFour,           // the same
+  kThreeReversed,  // red, green, blue as blue, green, red
+  kYccToBgr        // Y, Cb, Cr as blue, green, red
+};
+
+// Without conversion: all components as decoded, or none when the rectangle's bytes a pixel don't
+// equal their count.
+PixelFormat chooseRawFormat(const JpgContext &c, const JpgRect &rect);
+
+// With conversion, of sequential pictures, and of progressive ones, whose three components are
+// always taken for YCbCr.
+PixelFormat chooseFormat(const JpgContext &c);
+PixelFormat chooseProgressiveFormat(const JpgContext &c);
+
+// The writer of a format; null for none.
+PixelWriter writerOf(PixelFormat format);
 
 // The expansion routine for the frame's MCU, or null for a layout that isn't served.
 ExpandRoutine chooseExpand(const JpgContext &c);
 
-// The writer that stores all components as decoded, or null when the rectangle's
-// bytes a pixel don't equal the component count.
-PixelWriter chooseRawWriter(const JpgContext &c, const JpgRect &rect);
-
-// The sequential reader's choice of writer, or null as chooseRawWriter.
-PixelWriter choosePixelWriter(const JpgContext &c, const JpgRect &rect);
-
-// Offsets that a chroma sample adds to two of the colours, indexed by sample + 128.
-struct ColorPair {
-  int32_t first;
-  int32_t second;
-};
-struct ColorTable {
-  ColorPair entry[256];
-};
-extern const ColorTable jpgCbTable;  // to blue, to green
-extern const ColorTable jpgCrTable;  // to green, to red
-
-// Pixel limit: entry i is i - 512 limited to 0..255; read at kPixelLimitZero + v
-// for a level-shifted value v of -640..639.
-constexpr int32_t kPixelLimitZero = 640;
-struct PixelLimitTable {
-  uint8_t entry[1280];
-};
-extern const PixelLimitTable jpgPixelLimit;
+// The sampling word for an expansion routine: samplingPacked with the first
+// component's byte moved to the top.
+uint32_t samplingWord(const JpgContext &c);
 
 }  // namespace jpg
 

@@ -1,8 +1,9 @@
 // Opening and closing of read handles, and the getters.
 #include <string.h>
 
+#include "kernels/jpgKernels.h"
 #include "read/jpgRBits.h"
-#include "read/jpgREoi.h"
+#include "read/jpgRFindEoi.h"
 #include "read/jpgRHead.h"
 #include "share/jpgHeap.h"
 #include "share/jpgMarkers.h"
@@ -172,7 +173,7 @@ uint32_t JPG_CALL jpgReadPrologFromFile(const JpgWChar *path, int32_t startOffse
   if (handle != nullptr) *handle = nullptr;
   if (path == nullptr || handle == nullptr) return JPG_E_INVALID_HANDLE;
   if (startOffset < 0 || length < 0) return JPG_E_INVALID_PARAMETER;
-  JpgContext *c = createContext(path);
+  JpgContext *c = createContext(path, bestKernels());
   if (c == nullptr) return JPG_E_OUT_OF_MEMORY;
   c->stream.startOffset = static_cast<uint32_t>(startOffset);
   const Result r = fileNameFits(path) ? openFile(c, length, flags) : JPG_E_OPEN_FAILED;
@@ -184,7 +185,7 @@ uint32_t JPG_CALL jpgReadPrologFromMemory(const void *data, int32_t size, uint32
   if (handle != nullptr) *handle = nullptr;
   if (data == nullptr || handle == nullptr) return JPG_E_INVALID_HANDLE;
   if (size < 1) return JPG_E_INVALID_PARAMETER;
-  JpgContext *c = createContext(nullptr);
+  JpgContext *c = createContext(nullptr, bestKernels());
   if (c == nullptr) return JPG_E_OUT_OF_MEMORY;
   return finishProlog(c, openMemory(c, data, size, flags), handle);
 }

@@ -2,7 +2,7 @@
 
 #include "read/jpgRBits.h"
 #include "read/jpgRScan.h"
-#include "read/jpgRTabl.h"
+#include "read/jpgRTables.h"
 #include "share/jpgHeap.h"
 #include "share/jpgMarkers.h"
 

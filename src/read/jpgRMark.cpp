@@ -46,7 +46,7 @@ Result rowsPerInterval(const JpgContext &c, uint32_t *rows) {
 
 // Goes to where the counting of intervals begins.
 Result goToIntervalOrigin(JpgContext *c, uint32_t mode, uint32_t rows) {
-  if (mode == JPG_RESTART_FROM_START) return reposition(c, c->scanDataOffset, Reposition::kFull);
+  if (mode == JPG_RESTART_FROM_START) return goToScanData(c, Reposition::kFull);
   if (rows != 0) c->rowPosition -= c->rowPosition % rows;
   alignToByte(&c->stream);
   return JPG_OK;
@@ -81,8 +81,15 @@ void handleMarkers(JpgContext *c) {
   }
 }
 
-void handleRestartsOnly(JpgContext *c) {
-  while (isRestart(peekMarker(&c->stream))) restartDecoder(c);
+void endInterval(JpgContext *c, BitWindow *w, bool endsScan) {
+  if (isOpen(*w)) closeWindow(w, &c->stream);
+  if (c->mcusSinceRestart != c->restartInterval) {
+    c->lastMarker = peekMarker(&c->stream);
+  } else if (endsScan) {
+    while (isRestart(peekMarker(&c->stream))) restartDecoder(c);
+  } else {
+    handleMarkers(c);
+  }
 }
 
 }  // namespace jpg
@@ -154,7 +161,7 @@ uint32_t JPG_CALL jpgReadSetPartialBitstream(JPGHANDLE handle, const void *data,
   // The EOI that ends a piece ends no picture, and decoding begins in the new block.
   c->lastMarker = 0;
   c->flags &= ~kFlagMarkerAccessUsed;
-  c->read.restartSought = 0;
+  c->read.inPiece = 1;
   JpgStream *s = &c->stream;
   s->base = static_cast<const uint8_t *>(data);
   s->current = const_cast<uint8_t *>(s->base);

@@ -3,6 +3,7 @@
 #ifndef JPG_READ_RMARK_H
 #define JPG_READ_RMARK_H
 
+#include "read/jpgRFastBits.h"
 #include "share/jpgShare.h"
 
 namespace jpg {
@@ -13,9 +14,17 @@ namespace jpg {
 // of the scan set-up don't stop the decoding: the handler just ends.
 void handleMarkers(JpgContext *c);
 
-// As handleMarkers behind the last MCU of a progressive scan: RSTn only, since the
-// header of the next scan belongs to the scan loop.
-void handleRestartsOnly(JpgContext *c);
+// Deals with the markers where a restart interval or a scan ends.
+void endInterval(JpgContext *c, BitWindow *w, bool endsScan);
+
+// Counts an MCU. Where a restart interval ends with it the marker handler runs, and behind the
+// last MCU of a scan without intervals the marker is looked at. endsScan: behind it comes the next
+// scan of a progressive picture, whose header belongs to the scan loop.
+inline void countMcu(JpgContext *c, BitWindow *w, bool endsScan) {
+  c->mcusSinceRestart++;
+  if (c->mcusSinceRestart != c->restartInterval && c->mcusSinceRestart != c->mcuCount) return;
+  endInterval(c, w, endsScan);
+}
 
 }  // namespace jpg
 

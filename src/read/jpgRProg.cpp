@@ -7,12 +7,11 @@
 
 #include "read/jpgRBits.h"
 #include "read/jpgRClr.h"
+#include "read/jpgRFastProg.h"
 #include "read/jpgRHead.h"
-#include "read/jpgRIdct.h"
 #include "read/jpgRMark.h"
 #include "read/jpgRRect.h"
 #include "read/jpgRScan.h"
-#include "read/jpgRWideProg.h"
 #include "share/jpgArith.h"
 #include "share/jpgMarkers.h"
 
@@ -25,22 +24,6 @@ constexpr int32_t kModeIncremental = JPG_PROGRESSIVE_NEXT_SCAN;
 
 int16_t *storedMcu(const JpgContext &c, uint32_t mcu) {
   return c.coefStore + static_cast<size_t>(mcu) * c.blocksPerMcu * kBlockSize;
-}
-
-// Counts an MCU of the scan and deals with the markers behind it.
-void countScanMcu(JpgContext *c, BitWindow *w, bool last) {
-  c->mcusSinceRestart++;
-  if (c->mcusSinceRestart != c->restartInterval && c->mcusSinceRestart != c->mcuCount) return;
-  if (isOpen(*w)) closeWindow(w, &c->stream);
-  if (c->mcusSinceRestart == c->restartInterval) {
-    if (last) {
-      handleRestartsOnly(c);
-    } else {
-      handleMarkers(c);
-    }
-  } else if (c->mcusSinceRestart == c->mcuCount) {
-    c->lastMarker = peekMarker(&c->stream);
-  }
 }
 
 // True when the scan's blocks lie within the MCU: the components follow each other
@@ -65,7 +48,7 @@ Result decodeInterleavedMcu(JpgContext *c, BitWindow *w, uint32_t mcu) {
     JpgScanComponent *component = &c->scanComponents[k];
     for (uint32_t i = 0; i < component->blocksPerMcu; i++, block += kBlockSize) {
       fetchBlock(block + kAhead);
-      const Result r = decodeProgressiveWide(c, w, block, component);
+      const Result r = decodeProgressiveFast(c, w, block, component);
       if (r != JPG_OK) return r;
     }
   }
@@ -75,7 +58,7 @@ Result decodeInterleavedMcu(JpgContext *c, BitWindow *w, uint32_t mcu) {
 Result decodeInterleavedScan(JpgContext *c, BitWindow *w) {
   for (uint32_t mcu = 0; mcu < c->mcuCount; mcu++) {
     if (const Result r = decodeInterleavedMcu(c, w, mcu); r != JPG_OK) return r;
-    countScanMcu(c, w, mcu + 1 == c->mcuCount);
+    countMcu(c, w, mcu + 1 == c->mcuCount);
   }
   return JPG_OK;
 }
@@ -128,9 +111,9 @@ Result decodeBlockRow(JpgContext *c, BitWindow *w, const BlockRow &row, bool las
   uint32_t inMcu = 0;
   for (uint32_t column = 1; column <= row.columns; column++) {
     fetchBlock(block + ahead);
-    const Result r = decodeProgressiveWide(c, w, block, &c->scanComponents[0]);
+    const Result r = decodeProgressiveFast(c, w, block, &c->scanComponents[0]);
     if (r != JPG_OK) return r;
-    countScanMcu(c, w, last && column == row.columns);
+    countMcu(c, w, last && column == row.columns);
     inMcu++;
     block += kBlockSize;
     if (inMcu < row.h) continue;
@@ -198,21 +181,26 @@ Result beginRows(JpgContext *c, bool incremental, RowSpan *rows) {
   return JPG_OK;
 }
 
-// Back to the first scan's data, from wherever marker access or a restart seek has led. A seek
-// may have set other scans up: then the headers are read once more.
-Result returnToFirstScan(JpgContext *c) {
-  if (c->read.restartSought == 0) return returnToScanData(c);
-  c->read.restartSought = 0;
-  c->flags &= ~kFlagMarkerAccessUsed;
+// Sets the first scan up again out of its headers. The frame header, which has been read, is
+// skipped.
+Result reopenFirstScan(JpgContext *c) {
   c->segLength = 0;
   c->segConsumed = 0;
-  if (c->read.scanSetUps == 1) return reposition(c, c->scanDataOffset, Reposition::kFull);
   if (const Result r = reposition(c, kSoiLength, Reposition::kFull); r != JPG_OK) return r;
   c->restartInterval = 0;
   c->pendingHuffCount = 0;
-  uint32_t marker = 0;  // the frame header's, which is skipped: it has been read
+  uint32_t marker = 0;
   if (const Result r = runHeaderLoop(c, &marker); r != JPG_OK) return r;
   return setUpScan(c);
+}
+
+// Back to the first scan's data, from wherever marker access or a restart seek has led. A seek
+// may have set other scans up: then the headers are read once more. In a later piece there is no
+// way back; decoding begins where the stream stands.
+Result returnToFirstScan(JpgContext *c) {
+  if (c->read.restartSought == 0 || c->read.inPiece != 0) return returnToScanData(c);
+  c->flags &= ~kFlagMarkerAccessUsed;
+  return c->read.scanSetUps == 1 ? goToScanData(c, Reposition::kFull) : reopenFirstScan(c);
 }
 
 // Ahead of the very first scan: back to its data, and an empty store.
@@ -240,17 +228,12 @@ void makeNaturalTables(const JpgContext &c, NaturalTables *tables) {
 }
 
 // The samples of the MCU at coefCurrent, in coefBuffer.
-void reconstructMcu(JpgContext *c, const NaturalTables &tables) {
+void reconstructMcu(JpgContext *c, const McuPipeline &output, const NaturalTables &tables) {
   const int16_t *in = c->coefCurrent;
   int16_t *out = c->coefBuffer;
   for (uint32_t i = 0; i < c->numComponents; i++) {
     for (uint32_t b = 0; b < frameBlocks(c->scanComponents[i]); b++) {
-      const uint32_t last = c->kernels->dequantise(in, tables.entry[i], out);
-      if (last != 0) {
-        c->kernels->makeSamples(out, last);
-      } else {
-        fillBlock(out, flatSample(out[0]));
-      }
+      output.transform(out, c->kernels->dequantise(in, tables.entry[i], out));
       in += kBlockSize;
       out += kBlockSize;
     }
@@ -263,7 +246,7 @@ void putMcuRow(JpgContext *c, const McuPipeline &output, const NaturalTables &ta
   int32_t x = 0;
   int32_t left = band.width > 0 ? band.width : 0;
   for (uint32_t i = 0; i < c->mcusPerRow; i++, x += output.mcuWidth) {
-    reconstructMcu(c, tables);
+    reconstructMcu(c, output, tables);
     storeMcu(c, output, band, c->coefBuffer, x, left < output.mcuWidth ? left : output.mcuWidth);
     left = left > output.mcuWidth ? left - output.mcuWidth : 0;
   }
@@ -294,11 +277,6 @@ void putRows(JpgContext *c, const McuPipeline &output, const JpgRect &target, Ro
   c->coefCurrent = c->coefStore;
 }
 
-PixelWriter chooseStoreWriter(const JpgContext &c, const JpgRect &rect) {
-  if ((c.flags & kFlagNoColorConversion) != 0) return chooseRawWriter(c, rect);
-  return c.numComponents < 3 ? jpgPutGray : jpgPutYccToBgr;
-}
-
 }  // namespace
 }  // namespace jpg
 
@@ -317,15 +295,9 @@ uint32_t JPG_CALL jpgReadProgressiveToRect(JPGHANDLE handle, const JpgRect *rect
     if (const Result r = beginStore(c); r != JPG_OK) return r;
     if (const Result r = decodeScans(c, incremental); r != JPG_OK) return r;
   }
-  const PixelWriter write = chooseStoreWriter(*c, *rect);
-  const McuPipeline output = {nullptr,
-                              chooseMcuKernel(*c, write, kScaleFull),
-                              chooseExpand(*c),
-                              write,
-                              c->numComponents,
-                              samplingWord(*c),
-                              static_cast<int32_t>(c->mcuWidth),
-                              rect->width};
+  const bool raw = (c->flags & kFlagNoColorConversion) != 0;
+  const PixelFormat format = raw ? chooseRawFormat(*c, *rect) : chooseProgressiveFormat(*c);
+  const McuPipeline output = makePipeline(*c, format, rect->width);
   if (output.expand == nullptr) return JPG_OK;
   if (output.write == nullptr) return JPG_E_UNSUPPORTED;
   if (span.count > 0) putRows(c, output, *rect, span);

@@ -4,42 +4,13 @@
 #include <string.h>
 
 #include "read/jpgRBits.h"
-#include "read/jpgRIdct.h"
+#include "read/jpgRFastBlock.h"
 #include "read/jpgRMark.h"
-#include "read/jpgRWide.h"
 #include "share/jpgArith.h"
 #include "share/jpgMarkers.h"
 
 namespace jpg {
 namespace {
-
-// Counts an MCU; runs the marker handler where a restart interval ends, and looks
-// for the marker behind the last MCU of a scan without intervals.
-void countMcu(JpgContext *c, BitWindow *w) {
-  c->mcusSinceRestart++;
-  if (c->mcusSinceRestart != c->restartInterval && c->mcusSinceRestart != c->mcuCount) return;
-  if (isOpen(*w)) closeWindow(w, &c->stream);
-  if (c->mcusSinceRestart == c->restartInterval) {
-    handleMarkers(c);
-  } else {
-    c->lastMarker = peekMarker(&c->stream);
-  }
-}
-
-Result decodeFull(JpgContext *c, BitWindow *w, int16_t *block, JpgScanComponent *component,
-                  uint32_t *last) {
-  return decodeBlockWide(w, &c->stream, block, component, last);
-}
-
-void transformFull(const JpgContext &c, int16_t *block, uint32_t last) {
-  if (last == 0) {
-    fillBlock(block, flatSample(block[0]));
-  } else {
-    c.kernels->makeSamples(block, last);
-  }
-}
-
-constexpr BlockSteps kFullSteps = {decodeFull, transformFull};
 
 // An MCU on its way.
 struct Mcu {
@@ -51,26 +22,26 @@ struct Mcu {
 };
 
 // One MCU of an interleaved scan, its blocks one after another.
-Result decodeMcu(JpgContext *c, BitWindow *w, const BlockSteps &steps, Mcu *mcu) {
+Result decodeMcu(JpgContext *c, BitWindow *w, const McuPipeline &pipeline, Mcu *mcu) {
   int16_t *block = mcu->blocks;
   mcu->count = 0;
-  if (&steps == &kFullSteps) memset(block, 0, c->blocksPerMcu * kBlockSize * sizeof(int16_t));
+  if (pipeline.clearsBlocks) memset(block, 0, c->blocksPerMcu * kBlockSize * sizeof(int16_t));
   for (uint32_t k = 0; k < c->scanNs; k++) {
     JpgScanComponent *component = &c->scanComponents[k];
     for (uint32_t i = 0; i < component->blocksPerMcu; i++, block += kBlockSize) {
       uint32_t last = 0;
-      const Result r = steps.decode(c, w, block, component, &last);
+      const Result r = pipeline.decode(w, &c->stream, block, component, &last);
       if (r != JPG_OK) return r;
       mcu->last[mcu->count++] = static_cast<uint8_t>(last);
     }
   }
-  countMcu(c, w);
+  countMcu(c, w, false);
   return JPG_OK;
 }
 
 void finishMcu(JpgContext *c, const McuPipeline &pipeline, const JpgRect &band, const Mcu &mcu) {
   for (uint32_t i = 0; i < mcu.count; i++) {
-    pipeline.steps->transform(*c, mcu.blocks + kBlockSize * i, mcu.last[i]);
+    pipeline.transform(mcu.blocks + kBlockSize * i, mcu.last[i]);
   }
   storeMcu(c, pipeline, band, mcu.blocks, mcu.x, mcu.columns);
 }
@@ -78,7 +49,7 @@ void finishMcu(JpgContext *c, const McuPipeline &pipeline, const JpgRect &band, 
 Result decodeNextMcu(JpgContext *c, BitWindow *w, const McuPipeline &pipeline, Mcu *mcu) {
   if (c->lastMarker == kMarkerEoi) return JPG_E_END_OF_IMAGE;
   if (c->read.scanHoldsFrame == 0) return JPG_E_UNSUPPORTED;
-  return decodeMcu(c, w, *pipeline.steps, mcu);
+  return decodeMcu(c, w, pipeline, mcu);
 }
 
 // With a kernel the scratch blocks are free: an MCU is finished when the next one is decoded.
@@ -138,14 +109,24 @@ Result limitLines(const JpgContext &c, int32_t *lines) {
   return JPG_OK;
 }
 
+// The kernel that stores an MCU of this frame at once; null for none.
+McuKernel chooseMcuKernel(const JpgContext &c, PixelFormat format) {
+  const uint32_t luma = c.scanComponents[0].sampling;
+  if (format == PixelFormat::kGray && c.numComponents == 1) return c.kernels->putGray;
+  if (format != PixelFormat::kYccToBgr || c.numComponents != 3) return nullptr;
+  for (uint32_t i = 1; i < 3; i++) {
+    if (c.scanComponents[i].sampling != 0x11) return nullptr;
+  }
+  const bool served = luma == (c.hMax << 4 | c.vMax);
+  return served ? (*c.kernels->putYcc[c.scanState])[c.hMax - 1][c.vMax - 1] : nullptr;
+}
+
 }  // namespace
 
 Result returnToScanData(JpgContext *c) {
   if (c->rowPosition != 0 || (c->flags & kFlagMarkerAccessUsed) == 0) return JPG_OK;
   c->flags &= ~kFlagMarkerAccessUsed;
-  c->segLength = 0;  // the segment that the caller was reading is behind us
-  c->segConsumed = 0;
-  return reposition(c, c->scanDataOffset, Reposition::kStreamOnly);
+  return goToScanData(c, Reposition::kStreamOnly);
 }
 
 Result decodeMcuRow(JpgContext *c, const McuPipeline &pipeline, const JpgRect &band) {
@@ -168,15 +149,17 @@ void storeMcu(JpgContext *c, const McuPipeline &pipeline, const JpgRect &band,
   }
 }
 
-McuKernel chooseMcuKernel(const JpgContext &c, PixelWriter write, uint32_t code) {
-  const uint32_t luma = c.scanComponents[0].sampling;
-  if (c.numComponents == 1 && c.hvMax == 1 && write == jpgPutGray) return c.kernels->putGray;
-  if (c.numComponents != 3 || write != jpgPutYccToBgr) return nullptr;
-  for (uint32_t i = 1; i < 3; i++) {
-    if (c.scanComponents[i].sampling != 0x11) return nullptr;
-  }
-  const bool served = luma == (c.hMax << 4 | c.vMax) && c.hMax <= 2 && c.vMax <= 2;
-  return served ? (*c.kernels->putYcc[code])[c.hMax - 1][c.vMax - 1] : nullptr;
+McuPipeline makePipeline(const JpgContext &c, PixelFormat format, int32_t width) {
+  McuPipeline p = {};
+  p.transform = c.kernels->inverseTransform[c.scanState];
+  p.put = chooseMcuKernel(c, format);
+  p.expand = chooseExpand(c);
+  p.write = writerOf(format);
+  p.pixelBytes = c.numComponents;
+  p.sampling = samplingWord(c);
+  p.mcuWidth = static_cast<int32_t>(c.mcuWidth >> (kScaleFull - c.scanState));
+  p.width = width;
+  return p;
 }
 
 }  // namespace jpg
@@ -190,15 +173,11 @@ uint32_t JPG_CALL jpgReadToRect(JPGHANDLE handle, const JpgRect *rect, int32_t l
   if (const Result r = limitLines(*c, &lines); r != JPG_OK) return r;
   if (const Result r = returnToScanData(c); r != JPG_OK) return r;
   c->scanState = kScaleFull;
-  const PixelWriter write = choosePixelWriter(*c, *rect);
-  const McuPipeline pipeline = {&kFullSteps,
-                                chooseMcuKernel(*c, write, kScaleFull),
-                                chooseExpand(*c),
-                                write,
-                                c->numComponents,
-                                samplingWord(*c),
-                                static_cast<int32_t>(c->mcuWidth),
-                                rect->width};
+  const bool raw = (c->flags & kFlagNoColorConversion) != 0;
+  const PixelFormat format = raw ? chooseRawFormat(*c, *rect) : chooseFormat(*c);
+  McuPipeline pipeline = makePipeline(*c, format, rect->width);
+  pipeline.decode = decodeBlockFast;
+  pipeline.clearsBlocks = true;
   if (pipeline.expand == nullptr || pipeline.write == nullptr) return JPG_E_UNSUPPORTED;
   if (c->read.scanHoldsFrame == 0) return JPG_E_UNSUPPORTED;
   return decodeRows(c, pipeline, *rect, lines);

@@ -5,37 +5,33 @@
 
 #include "kernels/jpgKernels.h"
 #include "read/jpgRClr.h"
-#include "read/jpgRWindow.h"
+#include "read/jpgRFastBits.h"
 #include "share/jpgShare.h"
 
 namespace jpg {
 
-// A block's way from the bit stream to limited samples, in two steps: between them lie those
-// of other blocks, so that a transform needn't wait for coefficients that are just being
-// stored.
-struct BlockSteps {
-  // Coefficients, `*last` the coded position of the last that may not be 0. 0 or the block
-  // decoder's code.
-  Result (*decode)(JpgContext *c, BitWindow *w, int16_t *block, JpgScanComponent *component,
-                   uint32_t *last);
-  void (*transform)(const JpgContext &c, int16_t *block, uint32_t last);
-};
+// Decodes a block's coefficients through the window; `*last` receives the coded position of the
+// last that may not be 0. 0 or the block decoder's code.
+using BlockRoutine = Result (*)(BitWindow *w, JpgStream *s, int16_t *block,
+                                JpgScanComponent *component, uint32_t *last);
 
-// What a call has chosen.
+// What a call has chosen. Between a block's decoding and its transform lie those of other blocks,
+// so that a transform needn't wait for coefficients that are just being stored.
 struct McuPipeline {
-  const BlockSteps *steps;  // null where blocks come from a store
+  BlockRoutine decode;      // null where blocks come from a store
+  bool clearsBlocks;        // an MCU's blocks are cleared ahead of decode
+  InverseKernel transform;  // to limited samples
   McuKernel put;            // stores an MCU at once; null: expand, then write
-  ExpandRoutine expand;
-  PixelWriter write;
-  uint32_t pixelBytes;  // of put
-  uint32_t sampling;    // for expand
-  int32_t mcuWidth;     // pixels of an MCU in the output
-  int32_t width;        // pixels of a row to store; 0 or less stores nothing
+  ExpandRoutine expand;     // null: the layout isn't served
+  PixelWriter write;        // null: the rectangle doesn't take the components
+  uint32_t pixelBytes;      // of put
+  uint32_t sampling;        // for expand
+  int32_t mcuWidth;         // pixels of an MCU in the output
+  int32_t width;            // pixels of a row to store; 0 or less stores nothing
 };
 
-// The kernel that stores an MCU of this frame, at the scale of `code` (kScaleFull or less), as
-// the full-size writer `write` would at its size; null for none.
-McuKernel chooseMcuKernel(const JpgContext &c, PixelWriter write, uint32_t code);
+// The pipeline for the scale that scanState tells, but for `decode`.
+McuPipeline makePipeline(const JpgContext &c, PixelFormat format, int32_t width);
 
 // Stores the MCU whose limited sample blocks are at `blocks` (coefBuffer, or, with a kernel,
 // elsewhere), at column x, its first `columns` columns and the band's rows.

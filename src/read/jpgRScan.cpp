@@ -1,7 +1,7 @@
 #include "read/jpgRScan.h"
 
 #include "read/jpgRBits.h"
-#include "read/jpgRTabl.h"
+#include "read/jpgRTables.h"
 #include "read/jpgRVLC.h"
 #include "share/jpgMarkers.h"
 
@@ -75,10 +75,16 @@ uint32_t blocksAhead(const JpgContext &c, uint32_t frameIndex) {
   return blocks;
 }
 
-BlockDecoder chooseBlockDecoder(const ScanHeader &scan) {
+ScanKind kindOf(const ScanHeader &scan) {
   const bool first = scan.Ah == 0;
-  if (scan.Ss == 0 && scan.Se == 0) return first ? decodeDcFirst : decodeDcRefine;
-  return first ? decodeAcFirst : decodeAcRefine;
+  if (scan.Ss == 0 && scan.Se == 0) return first ? ScanKind::kDcFirst : ScanKind::kDcRefine;
+  return first ? ScanKind::kAcFirst : ScanKind::kAcRefine;
+}
+
+BlockDecoder blockDecoderOf(ScanKind kind) {
+  static constexpr BlockDecoder kDecoders[] = {decodeDcFirst, decodeDcRefine, decodeAcFirst,
+                                               decodeAcRefine};
+  return kDecoders[static_cast<uint32_t>(kind)];
 }
 
 }  // namespace
@@ -119,7 +125,8 @@ void useScan(JpgContext *c, const ScanHeader &scan) {
   c->Ah = scan.Ah;
   c->Al = scan.Al;
   c->scanBlockOffset = blocksAhead(*c, scan.frameIndex[0]);
-  c->blockDecoder = chooseBlockDecoder(scan);
+  c->read.scanKind = kindOf(scan);
+  c->blockDecoder = blockDecoderOf(c->read.scanKind);
 }
 
 void beginScan(JpgContext *c) {

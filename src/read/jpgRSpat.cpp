@@ -2,9 +2,9 @@
 #include <string.h>
 
 #include "read/jpgRBits.h"
+#include "read/jpgRFastBits.h"
 #include "read/jpgRRect.h"
 #include "read/jpgRVLC.h"
-#include "read/jpgRWindow.h"
 #include "share/jpgArith.h"
 #include "share/jpgMarkers.h"
 #include "share/jpgSpatial.h"
@@ -54,20 +54,13 @@ constexpr uint32_t kDifferenceBits = 2 * kMaxCodeLength;
 [[gnu::noinline]] Result longDifference(DifferenceSource *d, uint32_t k, int32_t *difference) {
   if (d->head.count < kDifferenceBits) return plainDifference(d, k, difference);
   constexpr uint32_t kTopCategory = 16;  // its bits are taken as they stand
-  const HuffDecoder &table = d->table[k].decoder;
-  putBack(d->w, d->head);
-  noteReach(d->w, placeOf(*d->w) + table.maxLength);
-  const uint8_t entry = table.lookup[windowBits(*d->w, table.maxLength)];
-  if (entry == kNoCode) return JPG_E_FAIL;
-  dropWindowBits(d->w, table.codes[entry].length);
-  const uint32_t category = table.codes[entry].value;
-  if (category <= kTopCategory) {
-    const auto v = static_cast<int32_t>(windowBits(*d->w, category));
-    dropWindowBits(d->w, category);
-    *difference = category == kTopCategory ? v : extend(v, category);
-  }
-  d->head = headOf(*d->w);
-  return category <= kTopCategory ? JPG_OK : JPG_E_FAIL;
+  uint32_t category = 0;
+  if (!windowSymbol(d->w, &d->head, d->table[k].decoder, &category)) return JPG_E_FAIL;
+  if (category > kTopCategory) return JPG_E_FAIL;
+  const auto v = static_cast<int32_t>((d->head.bits >> 1) >> (kWindowBits - 1 - category));
+  dropHeadBits(&d->head, category);
+  *difference = category == kTopCategory ? v : extend(v, category);
+  return JPG_OK;
 }
 
 // What a row's loop keeps in registers.

@@ -87,13 +87,8 @@ Result refineCoded(JpgContext *c, int16_t *block, const HuffDecoder &table, uint
 
 }  // namespace
 
-Result decodeBlock(JpgStream *s, int16_t *block, JpgScanComponent *component) {
-  clearBlock(block);
-  return decodeBlockCorner(s, block, component, kBlockSize - 1);
-}
-
-Result decodeBlockCorner(JpgStream *s, int16_t *block, JpgScanComponent *component,
-                         uint32_t lastStored) {
+Result decodeBlock(JpgStream *s, int16_t *block, JpgScanComponent *component,
+                   uint32_t lastStored) {
   if (const Result r = updateDcPredictor(s, component); r != JPG_OK) return r;
   block[0] = dequantise(component->dcPredictor, component->quantTable[0]);
   return decodeAcFrom(s, block, *component, lastStored, 0);

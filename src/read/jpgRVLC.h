@@ -51,14 +51,10 @@ inline int32_t receiveExtend(JpgStream *s, uint32_t category) {
   return extend(v, category);
 }
 
-// A block of a sequential scan. 0, JPG_E_BAD_DC_CODE, JPG_E_BAD_AC_CODE or
+// A block of a sequential scan, into a block that the caller has cleared: coefficients behind coded
+// position `lastStored` are decoded and dropped. 0, JPG_E_BAD_DC_CODE, JPG_E_BAD_AC_CODE or
 // JPG_E_COEF_OVERFLOW.
-Result decodeBlock(JpgStream *s, int16_t *block, JpgScanComponent *component);
-
-// As decodeBlock, for reduced transforms: coefficients behind coded position
-// `lastStored` are decoded and dropped, and the block isn't cleared first.
-Result decodeBlockCorner(JpgStream *s, int16_t *block, JpgScanComponent *component,
-                         uint32_t lastStored);
+Result decodeBlock(JpgStream *s, int16_t *block, JpgScanComponent *component, uint32_t lastStored);
 
 // The AC coefficients of such a block behind coded position k.
 Result decodeAcFrom(JpgStream *s, int16_t *block, const JpgScanComponent &component,

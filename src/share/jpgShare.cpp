@@ -2,7 +2,6 @@
 
 #include <string.h>
 
-#include "kernels/jpgKernels.h"
 #include "share/jpgHeap.h"
 
 // The record's layout on 32-bit targets, where every word and pointer has 4 bytes.
@@ -56,7 +55,7 @@ uint32_t nameLength(const JpgWChar *name) {
 
 bool fileNameFits(const JpgWChar *fileName) { return nameLength(fileName) < kMaxFileName; }
 
-JpgContext *createContext(const JpgWChar *fileName) {
+JpgContext *createContext(const JpgWChar *fileName, const Kernels *kernels) {
   auto *c = static_cast<JpgContext *>(heapAlloc(sizeof(JpgContext)));
   if (c == nullptr) return nullptr;
   memset(c, 0, sizeof(JpgContext));
@@ -64,7 +63,7 @@ JpgContext *createContext(const JpgWChar *fileName) {
   c->recordSize = kContextSize;
   c->creation[0] = 4;
   c->creation[3] = 'b';
-  c->kernels = bestKernels();
+  c->kernels = kernels;
   if (fileName != nullptr && fileNameFits(fileName)) {
     memcpy(c->stream.fileName, fileName, nameLength(fileName) * sizeof(JpgWChar));
   }

@@ -9,14 +9,16 @@
 #include <stdint.h>
 
 #include "jpg.h"
-#include "kernels/jpgKernels.h"
 #include "share/jpgHuff.h"
+#include "share/jpgQuant.h"
 #include "share/jpgStream.h"
 #include "share/jpgTables.h"
 
 namespace jpg {
 
 using Result = uint32_t;
+
+struct Kernels;  // kernels/jpgKernels.h
 
 constexpr uint32_t kContextSignature = 0x4A504547;  // 'JPEG'
 constexpr uint32_t kContextSize = 7372;             // the record's size on a 32-bit target
@@ -73,14 +75,19 @@ namespace jpg {
 // Decodes one block of a progressive scan.
 using BlockDecoder = Result (*)(JpgContext *c, int16_t *block, JpgScanComponent *component);
 
+// What a progressive scan codes; blockDecoder goes with it.
+enum class ScanKind : uint32_t { kDcFirst, kDcRefine, kAcFirst, kAcRefine };
+
 // State of the reader that has no place of its own elsewhere in the record.
 struct ReadState {
   // Tables replaced by a DHT segment while the current scan still uses them;
   // freed once a scan set-up has succeeded. DC tables first, then AC.
   JpgHuffTable retired[2 * kMaxTables];
   uint32_t scanHoldsFrame;  // 1: the scan holds all components of the frame
-  uint32_t scanSetUps;      // scan set-ups begun, the prolog's included
-  uint32_t restartSought;   // 1: a restart seek has moved the stream
+  ScanKind scanKind;
+  uint32_t scanSetUps;     // scan set-ups begun, the prolog's included
+  uint32_t restartSought;  // 1: a restart seek has moved the stream
+  uint32_t inPiece;        // 1: the stream is a piece behind the one with the headers
 };
 
 // State of the writer that has no place of its own elsewhere in the record.
@@ -171,9 +178,9 @@ struct JpgContext {
 
 namespace jpg {
 
-// A zeroed record with signature, size and, where given, the file name (which
+// A zeroed record with signature, size, kernels and, where given, the file name (which
 // must fit: fileNameFits). Null when the heap has no room.
-JpgContext *createContext(const JpgWChar *fileName);
+JpgContext *createContext(const JpgWChar *fileName, const Kernels *kernels);
 
 // True when the name and its terminator fit the stream's field.
 bool fileNameFits(const JpgWChar *fileName);

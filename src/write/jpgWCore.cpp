@@ -1,4 +1,5 @@
 // Opening and closing of write handles, settings, partial bitstreams.
+#include "kernels/jpgKernels.h"
 #include "share/jpgHeap.h"
 #include "share/jpgMarkers.h"
 #include "write/jpgWHead.h"
@@ -99,7 +100,7 @@ uint32_t JPG_CALL jpgWritePrologToFile(const JpgWChar *path, uint32_t /*flags*/,
                                        JPGHANDLE *handle) {
   if (handle != nullptr) *handle = nullptr;
   if (path == nullptr || handle == nullptr) return JPG_E_INVALID_HANDLE;
-  JpgContext *c = createContext(path);
+  JpgContext *c = createContext(path, bestKernels());
   if (c == nullptr) return JPG_E_OUT_OF_MEMORY;
   const Result r = fileNameFits(path) ? initWriter(c) : JPG_E_OPEN_FAILED;
   if (r != JPG_OK) return closeWriter(c, r);
@@ -110,7 +111,7 @@ uint32_t JPG_CALL jpgWritePrologToFile(const JpgWChar *path, uint32_t /*flags*/,
 uint32_t JPG_CALL jpgWritePrologToMemory(uint32_t flags, JPGHANDLE *handle) {
   if (handle == nullptr) return JPG_E_INVALID_HANDLE;
   *handle = nullptr;
-  JpgContext *c = createContext(nullptr);
+  JpgContext *c = createContext(nullptr, bestKernels());
   if (c == nullptr) return JPG_E_OUT_OF_MEMORY;
   c->stream.mode = kModeMemory;
   initWriter(c);  // memory is allocated when there is something to store: can't fail

@@ -11,9 +11,8 @@
 namespace jpg {
 namespace {
 
-constexpr uint32_t kQuantTables = 2;   // luminance, chrominance
-constexpr uint32_t kForwardScale = 8;  // of the forward DCT's output
-constexpr uint8_t kClassDc = 0x00;     // Tc of a table byte
+constexpr uint32_t kQuantTables = 2;  // luminance, chrominance
+constexpr uint8_t kClassDc = 0x00;    // Tc of a table byte
 constexpr uint8_t kClassAc = 0x10;
 constexpr uint32_t kSingleSampling = 0x11;  // of one component, whatever was set
 
@@ -111,21 +110,6 @@ void useTables(JpgContext *c) {
 }
 
 }  // namespace
-
-// The reciprocals of steps that are 8 t, t = 1 to 255. With f = floor(log2 t), n / 8 =
-// 4 floor(n / 8) / 4 is divided by t as floor(n / 8) * ceil(2^(15 + f) / t) / 2^(15 + f), which is
-// exact below 2^15 (the test tries all).
-void makeReciprocals(const uint32_t *steps, QuantReciprocals *q) {
-  for (uint32_t k = 0; k < kBlockSize; k++) {
-    const uint32_t at = kZigZag.natural[k];
-    const uint32_t t = steps[k] / kForwardScale;
-    uint32_t f = 0;
-    while (t >> (f + 1) != 0) f++;
-    q->half[at] = static_cast<uint16_t>(steps[k] / 2);
-    q->factor[at] = static_cast<uint16_t>(((1U << (15 + f)) + t - 1) / t);
-    q->shift[at] = static_cast<uint16_t>(1U << (15 - f));
-  }
-}
 
 Result makeEncodingTable(const StandardTable &source, JpgHuffTable *table) {
   constexpr size_t kBytes = kEncodingEntries * sizeof(JpgHuffCode);

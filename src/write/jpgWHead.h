@@ -70,9 +70,6 @@ Result writeFrameHeader(JpgContext *c, uint32_t marker);
 // Writes DRI when there is a restart interval.
 Result writeRestartInterval(JpgContext *c);
 
-// The reciprocals of 64 steps in zig-zag order, 8 times 1 to 255 each.
-void makeReciprocals(const uint32_t *steps, QuantReciprocals *q);
-
 // Writes the headers of the planned baseline image, by quality and precision too, and sets the
 // components up for encoding. Only a sink that comes up short makes it fail.
 Result writeFrameHeaders(JpgContext *c);

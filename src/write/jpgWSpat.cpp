@@ -5,10 +5,10 @@
 #include "share/jpgHeap.h"
 #include "share/jpgMarkers.h"
 #include "share/jpgSpatial.h"
+#include "write/jpgWBits.h"
 #include "write/jpgWHead.h"
 #include "write/jpgWMark.h"
 #include "write/jpgWVLC.h"
-#include "write/jpgWWide.h"
 
 namespace jpg {
 namespace {

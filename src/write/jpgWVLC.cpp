@@ -4,9 +4,9 @@
 
 #include "kernels/jpgKernels.h"
 #include "share/jpgMarkers.h"
+#include "write/jpgWBits.h"
 #include "write/jpgWMark.h"
 #include "write/jpgWMcu.h"
-#include "write/jpgWWide.h"
 
 namespace jpg {
 namespace {
@@ -50,7 +50,8 @@ void makeLevels(const JpgContext &c, int16_t *blocks, uint64_t *present) {
     for (; i < c.write.frameComponents && c.scanComponents[i].tq == k.tq; i++) {
       count += c.scanComponents[i].blocksPerMcu;
     }
-    c.kernels->makeLevels(blocks, count, {k.quantTable, &c.write.reciprocals[k.tq]}, present);
+    c.kernels->transformAndQuantise(blocks, count, {k.quantTable, &c.write.reciprocals[k.tq]},
+                                    present);
     blocks += count * kBlockSize;
     present += count;
   }

@@ -5,8 +5,8 @@
 #include <algorithm>
 
 #include "kernels/jpgKernels.h"
+#include "share/jpgQuant.h"
 #include "share/jpgTables.h"
-#include "write/jpgWHead.h"
 
 namespace {
 

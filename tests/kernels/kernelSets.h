@@ -12,86 +12,28 @@
 #include <string>
 #include <vector>
 
+#include "kernels/definition.h"
 #include "kernels/jpgKernels.h"
-#include "read/jpgRIdct.h"
-#include "read/jpgRScal.h"
 #include "share/jpgTables.h"
 #include "support/random.h"
-#include "write/jpgWFdct.h"
 
 namespace jpgtest {
 
-// The routines that define the results, as a set; src/read and src/write have them.
-namespace definition {
-
-inline void makeSamples(int16_t *block, uint32_t /*last*/) {
-  jpg::jpgIdct8x8(block);
-  jpg::limitBlock(block);
-}
-
-inline void makeHalfSamples(int16_t *block, uint32_t /*last*/) {
-  jpg::jpgIdct4x4(block);
-  jpg::limitCorner(block, 4);
-}
-
-inline uint64_t present(const int16_t *block) {
-  uint64_t mask = 0;
-  for (uint32_t k = 0; k < 64; k++) {
-    if (block[jpg::kZigZag.natural[k]] != 0) mask |= uint64_t{1} << k;
-  }
-  return mask;
-}
-
-// Products to 16 bits.
-inline uint32_t dequantise(const int16_t *in, const int16_t *steps, int16_t *out) {
-  uint32_t last = 0;
-  for (uint32_t k = 0; k < 64; k++) {
-    const uint32_t n = jpg::kZigZag.natural[k];
-    out[n] = static_cast<int16_t>(static_cast<uint32_t>(in[n] * steps[n]) & 0xFFFF);
-    if (out[n] != 0) last = k;
-  }
-  return last;
-}
-
-// The transform, and of each coefficient the nearest multiple of the step, halves away from zero.
-inline void makeLevels(int16_t *blocks, uint32_t count, const jpg::QuantSteps &steps,
-                       uint64_t *present) {
-  for (uint32_t i = 0; i < count; i++, blocks += 64) {
-    int16_t levels[64];
-    jpg::jpgFdct8x8(blocks);
-    present[i] = 0;
-    for (uint32_t k = 0; k < 64; k++) {
-      const int32_t c = blocks[jpg::kZigZag.natural[k]];
-      const auto step = static_cast<int32_t>(steps.step[k]);
-      const int32_t magnitude = ((c < 0 ? -c : c) + step / 2) / step;
-      levels[k] = static_cast<int16_t>(c < 0 ? -magnitude : magnitude);
-      if (magnitude != 0) present[i] |= uint64_t{1} << k;
-    }
-    memcpy(blocks, levels, sizeof(levels));
-  }
-}
-
-// Pixels have the routines of src/read and src/write themselves.
-constexpr jpg::Kernels kSet = {makeSamples, makeHalfSamples, present, dequantise, nullptr,
-                               {},          makeLevels,      nullptr, nullptr};
-
-}  // namespace definition
-
-// Runs with each set of this processor. Where it has none of its own, the plain one is the best.
+// Runs with each set of this processor. Where it has none of its own, the portable one is the best.
 class KernelTest : public ::testing::TestWithParam<const jpg::Kernels *> {
  protected:
   const jpg::Kernels *tested_ = GetParam();
-  const jpg::Kernels *defined_ = &definition::kSet;
+  const jpg::Kernels *defined_ = &kDefinition;
 };
 
 inline std::vector<const jpg::Kernels *> kernelSets() {
-  std::vector<const jpg::Kernels *> sets = {&jpg::jpgPlainKernels};
+  std::vector<const jpg::Kernels *> sets = {&jpg::jpgPortableKernels};
   if (jpg::bestKernels() != sets[0]) sets.push_back(jpg::bestKernels());
   return sets;
 }
 
 inline std::string nameOf(const jpg::Kernels &set) {
-  return &set == &jpg::jpgPlainKernels ? "Plain" : "Best";
+  return &set == &jpg::jpgPortableKernels ? "Portable" : "Best";
 }
 inline std::string nameOfSet(const ::testing::TestParamInfo<const jpg::Kernels *> &info) {
   return nameOf(*info.param);

@@ -7,8 +7,8 @@
 
 #include "jpg.h"
 #include "kernelSets.h"
+#include "share/jpgQuant.h"
 #include "share/jpgShare.h"
-#include "write/jpgWHead.h"
 
 namespace {
 
@@ -72,19 +72,19 @@ const std::vector<Steps> &allSteps() {
 struct Levels {
   static constexpr size_t kGuard = 16;
   std::array<int16_t, kMostBlocks * 64 + 2 * kGuard> blocks;
-  std::array<uint64_t, kMostBlocks + 2> present;
+  std::array<uint64_t, kMostBlocks + 2> masks;
 
   Levels(const std::vector<int16_t> &samples, uint32_t count) {
     blocks.fill(0x5A5A);
-    present.fill(0xA5A5A5A5A5A5A5A5);
+    masks.fill(0xA5A5A5A5A5A5A5A5);
     std::copy(samples.begin(), samples.begin() + 64 * static_cast<ptrdiff_t>(count),
               blocks.begin() + kGuard);
   }
   void make(const jpg::Kernels &kernels, uint32_t count, const Steps &steps) {
-    kernels.makeLevels(blocks.data() + kGuard, count, steps.get(), present.data() + 1);
+    kernels.transformAndQuantise(blocks.data() + kGuard, count, steps.get(), masks.data() + 1);
   }
   bool operator==(const Levels &other) const {
-    return blocks == other.blocks && present == other.present;
+    return blocks == other.blocks && masks == other.masks;
   }
 };
 
@@ -104,15 +104,15 @@ class LevelKernels : public KernelTest {
     plain.make(*defined_, count, steps);
     best.make(*tested_, count, steps);
     if (plain == best) return ::testing::AssertionSuccess();
-    const std::string what =
-        "makeLevels of " + std::to_string(count) + ", first step " + std::to_string(steps.step[0]);
+    const std::string what = "transformAndQuantise of " + std::to_string(count) + ", first step " +
+                             std::to_string(steps.step[0]);
     ::testing::AssertionResult r = jpgtest::sameValues(
         *tested_, what, plain.blocks.data(), best.blocks.data(), plain.blocks.size(),
         [count](size_t i) { return placeOfLevel(i, count); });
     // The masks have a guard on either side, too.
     for (uint32_t i = 0; r && i < count + 2; i++) {
       const std::string mask = what + ", mask of block " + std::to_string(static_cast<int>(i) - 1);
-      r = jpgtest::sameMasks(*tested_, mask, plain.present[i], best.present[i]);
+      r = jpgtest::sameMasks(*tested_, mask, plain.masks[i], best.masks[i]);
     }
     return r;
   }
@@ -248,25 +248,25 @@ int32_t nearest(int32_t sum, uint32_t step) {
 
 // Both sets against the division itself: DC levels of all sums with all steps.
 TEST(DcLevels, AreTheNearestMultiplesForEverySumAndStep) {
-  for (const jpg::Kernels *kernels : {&jpg::jpgPlainKernels, jpg::bestKernels()}) {
+  for (const jpg::Kernels *kernels : {&jpg::jpgPortableKernels, jpg::bestKernels()}) {
     // The plain routines take their time; and it's their division that is in question.
-    const int32_t stride = kernels == &jpg::jpgPlainKernels ? 37 : 1;
+    const int32_t stride = kernels == &jpg::jpgPortableKernels ? 37 : 1;
     for (uint32_t t = 1; t <= 255; t++) {
       uint32_t step[64];
       std::fill(step, step + 64, 8 * t);
       const Steps steps(step);
       for (int32_t sum = -kMostSum; sum <= kMostSum; sum += 2 * stride) {
         int16_t blocks[128];
-        uint64_t present[2];
+        uint64_t masks[2];
         flatWithSum(sum, blocks);
         const int32_t other = std::min(sum + stride, kMostSum);
         flatWithSum(other, blocks + 64);
-        kernels->makeLevels(blocks, 2, steps.get(), present);
+        kernels->transformAndQuantise(blocks, 2, steps.get(), masks);
         ASSERT_EQ(blocks[0], nearest(sum, 8 * t))
             << jpgtest::nameOf(*kernels) << " set, block 0: " << sum << " by " << 8 * t;
         ASSERT_EQ(blocks[64], nearest(other, 8 * t))
             << jpgtest::nameOf(*kernels) << " set, block 1: " << other << " by " << 8 * t;
-        ASSERT_EQ(present[0] & 1, blocks[0] != 0 ? 1U : 0U) << jpgtest::nameOf(*kernels) << " set";
+        ASSERT_EQ(masks[0] & 1, blocks[0] != 0 ? 1U : 0U) << jpgtest::nameOf(*kernels) << " set";
       }
     }
   }

@@ -154,7 +154,7 @@ TEST_P(LoadKernels, ConvertEveryColourAsTheRoutines) {
 
 // On this the kernels of the forward transform rely.
 TEST(ForwardColours, AreWithinARangeOf256ForEachComponent) {
-  Frame frame(jpgPlainKernels, {0x11, 0x11, 0x11});
+  Frame frame(jpgPortableKernels, {0x11, 0x11, 0x11});
   McuSource source = {};
   ASSERT_EQ(frame.choose(&source), uint32_t{JPG_OK});
   for (uint32_t colour = 0; colour < 1U << 24; colour++) {

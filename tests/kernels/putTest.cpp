@@ -6,9 +6,9 @@
 #include <vector>
 
 #include "kernelSets.h"
-#include "read/jpgRCell.h"
 #include "read/jpgRClr.h"
 #include "read/jpgRRect.h"
+#include "share/jpgSamples.h"
 #include "share/jpgShare.h"
 
 namespace {
@@ -65,17 +65,16 @@ class Mcu {
     }
   }
 
+  McuKernel kernel(PixelFormat format, uint32_t code) {
+    c()->scanState = code;
+    return makePipeline(*c(), format, 0).put;
+  }
+
   void putByGeneralRoutines(const JpgRect &rect, int32_t columns, uint32_t code) {
-    const uint32_t cell = 1U << code, sampling = samplingWord(*c());
-    if (c()->hvMax == 1) expandSingle(c());
-    if (c()->hvMax == 2) expandPair(c(), sampling, c()->hMax == 2, cell);
-    if (c()->hvMax == 4) expandQuad(c(), sampling, cell);
-    const auto n = static_cast<int32_t>(cell);
-    if (c()->numComponents == 1) {
-      putMcu<PutComponents<0>>(*c(), rect, 0, columns, n);
-    } else {
-      putMcu<PutYccToBgr>(*c(), rect, 0, columns, n);
-    }
+    c()->scanState = code;
+    chooseExpand (*c())(c(), samplingWord(*c()));
+    const auto put = c()->numComponents == 1 ? jpgPutGray : jpgPutYccToBgr;
+    put(c(), &rect, 0, columns);
   }
 
  private:
@@ -164,8 +163,8 @@ constexpr uint32_t kCodes = 4;  // of scales; the last is full size
 // The plain kernels have the general routines to equal, too.
 std::vector<const Kernels *> allSets() {
   std::vector<const Kernels *> sets;
-  sets.push_back(&jpgPlainKernels);
-  if (bestKernels() != &jpgPlainKernels) sets.push_back(bestKernels());
+  sets.push_back(&jpgPortableKernels);
+  if (bestKernels() != &jpgPortableKernels) sets.push_back(bestKernels());
   return sets;
 }
 
@@ -199,8 +198,10 @@ TEST(PutKernels, AreChosenOnlyForWhatTheyStore) {
     mcu.c()->flags = kFlags[layout / 64 % 3];
     const Canvas canvas = {mcu.height(code), mcu.width(code), 3, 0, false};
     FencedBytes unused(canvas.size(), FencedBytes::kBehind);
-    const PixelWriter writer = choosePixelWriter(*mcu.c(), canvas.rect(&unused));
-    const McuKernel kernel = chooseMcuKernel(*mcu.c(), writer, code);
+    const bool raw = (mcu.c()->flags & kFlagNoColorConversion) != 0;
+    const PixelFormat format =
+        raw ? chooseRawFormat(*mcu.c(), canvas.rect(&unused)) : chooseFormat(*mcu.c());
+    const McuKernel kernel = mcu.kernel(format, code);
     if (kernel == nullptr) continue;
     chosen++;
     EXPECT_EQ(mcu.c()->flags, kFlagYcbcrToRgb);
@@ -210,18 +211,17 @@ TEST(PutKernels, AreChosenOnlyForWhatTheyStore) {
   EXPECT_EQ(chosen, 4 * kCodes);
 }
 
-// Single components of every sampling, which are stored as bytes.
-TEST(PutKernels, OfGrayAreChosenOnlyForMcusOfOneBlock) {
+TEST(PutKernels, OfGrayAreChosenForSingleComponents) {
   Random r(3);
-  for (uint32_t i = 0; i < 4 * kCodes; i++) {
-    const uint32_t code = i / 4;
-    Mcu mcu({kSampling[i % 4]});
-    const McuKernel kernel = chooseMcuKernel(*mcu.c(), jpgPutGray, code);
-    EXPECT_EQ(kernel != nullptr, i % 4 == 0);
-    if (kernel == nullptr) continue;
+  for (uint32_t code = 0; code < kCodes; code++) {
+    Mcu mcu({0x11});
+    const McuKernel kernel = mcu.kernel(PixelFormat::kGray, code);
+    ASSERT_NE(kernel, nullptr);
     mcu.scatter(&r, code);
     EXPECT_TRUE(storesAlike(*mcu.c()->kernels, &mcu, kernel,
                             {mcu.height(code), mcu.width(code), 1, 0, false}, code));
+    Mcu two({0x11, 0x11});
+    EXPECT_EQ(two.kernel(PixelFormat::kGray, code), nullptr);
   }
 }
 
@@ -258,7 +258,7 @@ TEST(PutKernels, ConvertEveryColourAsTheGeneralRoutines) {
 }
 
 TEST(PutKernels, ConvertEveryColourOfHalfSizeAsTheGeneralRoutines) {
-  if (bestKernels() == &jpgPlainKernels) GTEST_SKIP() << "this processor has the plain kernels";
+  if (bestKernels() == &jpgPortableKernels) GTEST_SKIP() << "this processor has the plain kernels";
   convertEveryColour(*bestKernels(), kScaleFull - 1);
 }
 

@@ -109,34 +109,34 @@ class Samples : public KernelTest {
   // corner.
   ::testing::AssertionResult agree(const Block &block) const {
     uint32_t last = 63;
-    while (last > 1 && block[jpg::kZigZag.natural[last]] == 0) last--;
+    while (last > 0 && block[jpg::kZigZag.natural[last]] == 0) last--;
     ::testing::AssertionResult r = agreeUpTo(block, last);
     if (r && last != 63) r = agreeUpTo(block, 63);
     return r ? halvesAgree(block) : r;
   }
   ::testing::AssertionResult agreeUpTo(const Block &block, uint32_t last) const {
     Block plain = block, best = block;
-    defined_->makeSamples(plain.data(), last);
-    tested_->makeSamples(best.data(), last);
+    defined_->inverseTransform[3](plain.data(), last);
+    tested_->inverseTransform[3](best.data(), last);
     if (plain == best) return ::testing::AssertionSuccess();
-    return jpgtest::sameBlocks(*tested_, "makeSamples up to " + std::to_string(last), plain.data(),
-                               best.data());
+    return jpgtest::sameBlocks(*tested_, "inverseTransform up to " + std::to_string(last),
+                               plain.data(), best.data());
   }
   // Of a corner, what lies outside of it doesn't matter.
   ::testing::AssertionResult halvesAgree(const Block &block) const {
     constexpr uint32_t kLastOfCorner = 24;  // row 3, column 3
     Block plain = block, best = block;
-    defined_->makeHalfSamples(plain.data(), kLastOfCorner);
-    tested_->makeHalfSamples(best.data(), kLastOfCorner);
+    defined_->inverseTransform[2](plain.data(), kLastOfCorner);
+    tested_->inverseTransform[2](best.data(), kLastOfCorner);
     for (size_t i = 0; i < 64; i++) {
       if (i / 8 > 3 || i % 8 > 3) best[i] = plain[i];
     }
     if (plain == best) return ::testing::AssertionSuccess();
-    return jpgtest::sameBlocks(*tested_, "makeHalfSamples", plain.data(), best.data());
+    return jpgtest::sameBlocks(*tested_, "inverseTransform at 1/2", plain.data(), best.data());
   }
-  ::testing::AssertionResult presentAgrees(const Block &block) const {
-    return jpgtest::sameMasks(*tested_, "present", defined_->present(block.data()),
-                              tested_->present(block.data()));
+  ::testing::AssertionResult masksAgree(const Block &block) const {
+    return jpgtest::sameMasks(*tested_, "nonZeroMask", defined_->nonZeroMask(block.data()),
+                              tested_->nonZeroMask(block.data()));
   }
 };
 
@@ -232,9 +232,10 @@ TEST_P(Samples, NeedNoAlignment) {
     dense(&r, &block);
     room.fill(77);
     std::copy(block.begin(), block.end(), room.begin() + static_cast<ptrdiff_t>(shift));
-    tested_->makeSamples(room.data() + shift, 63);
-    defined_->makeSamples(block.data(), 63);
-    ASSERT_TRUE(jpgtest::sameBlocks(*tested_, "makeSamples", block.data(), room.data() + shift))
+    tested_->inverseTransform[3](room.data() + shift, 63);
+    defined_->inverseTransform[3](block.data(), 63);
+    ASSERT_TRUE(
+        jpgtest::sameBlocks(*tested_, "inverseTransform", block.data(), room.data() + shift))
         << "from halfword " << shift;
     for (size_t i = 0; i < room.size(); i++) {
       const bool inside = i >= shift && i < shift + 64;
@@ -249,7 +250,7 @@ TEST_P(Samples, PresentCoefficientsOfRandomBlocksAreThePlainOnes) {
     Block block;
     for (uint32_t i = 0; i < kBlocksEach; i++) {
       d.fill(&r, &block);
-      ASSERT_TRUE(presentAgrees(block)) << d.name << ", block " << i;
+      ASSERT_TRUE(masksAgree(block)) << d.name << ", block " << i;
     }
   }
 }
@@ -260,10 +261,10 @@ TEST_P(Samples, APresentCoefficientOfAnyValueSetsItsBit) {
     for (int32_t v = kLeast; v <= kMost; v++) {
       Block block = {};
       block[jpg::kZigZag.natural[k]] = narrow(v);
-      const uint64_t made = tested_->present(block.data());
+      const uint64_t made = tested_->nonZeroMask(block.data());
       const uint64_t expected = v != 0 ? uint64_t{1} << k : 0;
       if (made == expected) continue;
-      ASSERT_TRUE(jpgtest::sameMasks(*tested_, "present", expected, made)) << v << " at " << k;
+      ASSERT_TRUE(jpgtest::sameMasks(*tested_, "nonZeroMask", expected, made)) << v << " at " << k;
     }
   }
 }
@@ -322,7 +323,7 @@ TEST(PresentCoefficients, OfThePlainKernelAreInZigZagOrder) {
   block[5 * 8 + 2] = -32768;  // row 5, column 2: position 33
   block[63] = 1;              // position 63
   const uint64_t expected = uint64_t{1} | uint64_t{1} << 2 | uint64_t{1} << 33 | uint64_t{1} << 63;
-  EXPECT_EQ(jpg::jpgPlainKernels.present(block.data()), expected);
+  EXPECT_EQ(jpg::jpgPortableKernels.nonZeroMask(block.data()), expected);
 }
 
 INSTANTIATE_TEST_SUITE_P(Sets, Samples, ::testing::ValuesIn(jpgtest::kernelSets()),

@@ -46,7 +46,7 @@ class Model {
 
   uint32_t readToRect(const JpgRect &rect, int32_t lines);
 
- private:
+ protected:
   struct Component {
     uint8_t id = 0;
     uint8_t h = 1;
@@ -104,6 +104,8 @@ class Model {
   void loadHeight();
   void clearPredictions();
   void reposition(size_t offset, bool full);
+  // The first decode call after a walk through the segments goes back to the scan.
+  void returnFromSegments();
 
   // Pictures.
   uint32_t chooseWriter(const JpgRect &rect, Writer &writer) const;
@@ -131,6 +133,7 @@ class Model {
   bool jfif_ = false;
   bool adobe_ = false;
   uint8_t adobeTransform_ = 0;
+  uint32_t jfifUnits_ = 0, xDensity_ = 0, yDensity_ = 0;
   bool ycc_ = false;
   bool noColorConversion_ = false;
 
@@ -141,6 +144,7 @@ class Model {
   std::vector<Selection> selected_;
   std::vector<ScanEntry> scan_;
   size_t scanOffset_ = 0;
+  uint32_t ss_ = 0, se_ = 0, ah_ = 0, al_ = 0;
 
   uint32_t segLength_ = 0;
   uint32_t segConsumed_ = 0;
@@ -148,6 +152,10 @@ class Model {
   uint32_t lastMarker_ = 0;
   uint32_t mcusSinceRestart_ = 0;
   uint32_t rowPosition_ = 0;  // wraps below 0
+  uint32_t eobRun_ = 0;
+  uint32_t setUps_ = 0;              // scan headers looked for
+  uint32_t scanState_ = 0xFFFFFFFF;  // scale code of the picture under way
+  bool positioned_ = true;           // at the start of a scan or an interval
 };
 
 }  // namespace jpgtest

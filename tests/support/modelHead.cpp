@@ -164,7 +164,11 @@ void Model::checkJfif() {
   if (segLength_ < 14) return;
   Bytes data(14);
   for (uint8_t &byte : data) byte = static_cast<uint8_t>(segmentByte());
-  if (startsWith(data, "JFIF")) jfif_ = true;
+  if (!startsWith(data, "JFIF")) return;
+  jfif_ = true;
+  jfifUnits_ = data[7];
+  xDensity_ = data[8] * 256U + data[9];
+  yDensity_ = data[10] * 256U + data[11];
 }
 
 void Model::checkAdobe() {
@@ -212,6 +216,7 @@ uint32_t Model::finishFrame() {
 // A marker that ends the segments but isn't SOS brings no scan header: the last one goes on, with
 // the tables that it had.
 uint32_t Model::setUpScan() {
+  ++setUps_;
   const Stop stop = headerLoop();
   if (stop.result != JPG_OK) return stop.result;
   if (stop.marker == 0xFFDA) {
@@ -221,6 +226,7 @@ uint32_t Model::setUpScan() {
   clearPredictions();
   pendingTables_ = 0;
   mcusSinceRestart_ = 0;
+  eobRun_ = 0;
   return JPG_OK;
 }
 
@@ -252,10 +258,14 @@ uint32_t Model::readScanHeader() {
   }
   const uint32_t ss = bits_.rawByte();
   const uint32_t se = bits_.rawByte();
-  const uint32_t al = bits_.rawByte() & 15;
+  const uint32_t ahAl = bits_.rawByte();
   segConsumed_ = segLength_;
-  if (sof_ == 0xFFC2 && (ss > se || se > 63 || al > 13)) return JPG_E_UNSUPPORTED;
+  if (sof_ == 0xFFC2 && (ss > se || se > 63 || (ahAl & 15) > 13)) return JPG_E_UNSUPPORTED;
   selected_ = selected;
+  ss_ = ss;
+  se_ = se;
+  ah_ = ahAl >> 4;
+  al_ = ahAl & 15;
   return JPG_OK;
 }
 

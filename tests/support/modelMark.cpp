@@ -64,6 +64,7 @@ uint32_t Model::seekRestartMarker(int32_t intervals, uint32_t mode) {
     betweenRows();
     if (!isRestart(found)) return JPG_NO_DATA;
   }
+  positioned_ = true;
   return JPG_OK;
 }
 
@@ -74,6 +75,7 @@ uint32_t Model::setPartialBitstream(const Bytes &data) {
   clearPredictions();
   lastMarker_ = 0;
   markerAccessUsed_ = false;
+  positioned_ = true;
   bits_.attach(data);
   return JPG_OK;
 }
@@ -87,6 +89,7 @@ void Model::betweenRows() {
     if (isRestart(marker)) {
       bits_.skipMarker();
       mcusSinceRestart_ = 0;
+      eobRun_ = 0;
       clearPredictions();
     } else if (marker == 0xFFDC) {
       loadHeight();
@@ -109,11 +112,18 @@ void Model::clearPredictions() {
 
 void Model::reposition(size_t offset, bool full) {
   bits_.seek(offset);
+  if (offset == scanOffset_) segLength_ = segConsumed_ = 0;  // what was being read is left for good
   if (!full) return;
   clearPredictions();
   rowPosition_ = 0;
   lastMarker_ = 0;
   mcusSinceRestart_ = 0;
+}
+
+void Model::returnFromSegments() {
+  if (rowPosition_ != 0 || !markerAccessUsed_) return;
+  markerAccessUsed_ = false;
+  reposition(scanOffset_, false);
 }
 
 }  // namespace jpgtest

@@ -16,11 +16,8 @@ uint32_t Model::readToRect(const JpgRect &rect, int32_t lines) {
     if (left < 1) return JPG_E_FAIL;
     wanted = std::min<int64_t>(wanted, left);
   }
-  if (rowPosition_ == 0 && markerAccessUsed_) {
-    markerAccessUsed_ = false;
-    reposition(scanOffset_, false);
-    segLength_ = segConsumed_ = 0;  // the segment that was being read is left for good
-  }
+  returnFromSegments();
+  scanState_ = JPG_SCALE_FULL;
   if (scan_.size() != components_.size()) return JPG_E_UNSUPPORTED;
   Writer writer;
   if (const uint32_t r = chooseWriter(rect, writer); r != JPG_OK) return r;

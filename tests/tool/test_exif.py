@@ -146,6 +146,17 @@ class Exif(Tool):
         self.assertEqual(sum("bytes" in e for e in told), 3)
         self.assertEqual(told[3]["error"], "more values than a segment holds")
 
+    def test_directories_need_not_be_sorted(self):
+        for order in "<>":
+            tiff = Tiff(order)
+            gps = tiff.put_ifd([(1, 2, 2, b"N\0")])
+            exif = tiff.put_ifd([(36867, 2, 4, b"now\0")])
+            tiff.put_zeroth([(34853, 4, 1, gps), (34665, 4, 1, exif), (271, 2, 2, b"m\0")])
+            told = json.loads(self.check("exif", "--json", self.write("e.jpg", tiff.jpeg())))
+            self.assertEqual({d: [e["tag"] for e in entries]
+                              for d, entries in told["directories"].items()},
+                             {"0th": [34853, 34665, 271], "Exif": [36867], "GPS": [1]})
+
     def test_files_without_attributes_are_a_failure(self):
         for command in (["exif"], ["thumbnail", "-o", self.path("t.bmp")]):
             self.refused(1, "has no Exif segment (0x80000109 JPG_E_NOT_JPEG)", *command, SAMPLE)

@@ -84,6 +84,58 @@ class Places(Tool):
         self.assertIsNotNone(found, result.stderr)
         self.assertIn(int(found.group(1)), (scan + 1, scan + 3))
 
+    def test_damage_behind_the_restart_marker_where_decoding_begins(self):
+        # 40 blocks a row, and a restart marker behind each of 8 rows: 40 blocks of 2 zero bits
+        # are 10 bytes. A 1 bit is no code.
+        flat = flat_jpeg(8 * 40, 64, 1)
+        scan = flat.index(b"\xff\xda") + 10
+        rows = [bytes(10)] * 8
+        rows[1] = bytes(3) + b"\xfe" + bytes(6)
+        rows[6] = bytes(7) + b"\xfe" + bytes(2)
+        coded = b"".join(row + bytes([0xFF, 0xD0 + i % 8]) for i, row in enumerate(rows[:-1]))
+        dri = segment(0xDD, struct.pack(">H", 40))
+        data = flat[:2] + dri + flat[2:scan] + coded + rows[-1] + b"\xff\xd9"
+        name, start = self.write("r.jpg", data), scan + len(dri)
+        for option, row, byte in (([], 1, 3), (["--rows", "10:64"], 1, 3),
+                                  (["--rows", "16:64"], 6, 7), (["--rows", "55:56"], 6, 7)):
+            self.refused(1, f" near byte {start + 12 * row + byte} (0x80001801", "decode", name,
+                         "-o", self.path("r.pgm"), *option)
+        self.check("decode", name, "-o", self.path("r.pgm"), "--rows", "56:64")
+
+    def test_data_that_end_early_are_named_by_their_end(self):
+        for cut in (9000, 20000):
+            result = run("decode", self.write("c.jpg", PHOTO[:cut]), "-o", self.path("c.ppm"),
+                         "--no-eoi")
+            self.assertIn(f" near byte {cut} (0x8".encode(), result.stderr)
+
+    def test_damage_of_progressive_files_is_named_by_its_scan(self):
+        if shutil.which("cjpeg") is None:
+            self.skipTest("cjpeg isn't installed")
+        picture = self.write("p.ppm", ppm(70, 50, lambda x, y: (3 * x, 5 * y, x * y % 256)))
+        with open(self.path("p.jpg"), "wb") as out:
+            subprocess.run(["cjpeg", "-progressive", picture], stdout=out, check=True)
+        with open(self.path("p.jpg"), "rb") as file:
+            whole = file.read()
+        scans = [found.start() for found in re.finditer(rb"\xff\xda\0", whole)]
+        self.assertGreater(len(scans), 4)
+        for number in (1, 2, 4):
+            at = scans[number - 1]
+            data = at + 2 + struct.unpack(">H", whole[at + 2 : at + 4])[0]
+            end = re.compile(rb"\xff[^\0]").search(whole, data).start()
+            broken = self.write("b.jpg", whole[: data + (end - data) // 4] + b"\xff\xd9")
+            self.refused(1, f" in scan {number}, whose header stands at byte {at} (0x", "decode",
+                         broken, "-o", self.path("b.ppm"))
+
+    def test_damage_by_tables_is_named_by_the_scan_header(self):
+        # flat_jpeg's one AC code made a run of 15: the fifth leads past the last coefficient.
+        flat = flat_jpeg(8 * 400, 8, 1)
+        ac = flat.index(b"\x10\1\0\0")
+        self.assertEqual(flat[ac + 17], 0)  # the symbol: end of block
+        broken = flat[: ac + 17] + b"\xf1" + flat[ac + 18 :]
+        at = flat.index(b"\xff\xda")
+        self.refused(1, f", behind the scan header at byte {at} (0x80001803", "decode",
+                     self.write("t.jpg", broken), "-o", self.path("t.pgm"))
+
 
 class Limits(Tool):
     def test_a_header_that_lies_is_refused_ahead_of_decoding(self):

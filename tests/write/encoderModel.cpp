@@ -4,111 +4,11 @@
 #include <cmath>
 #include <map>
 
+#include "encoderTables.h"
+#include "support/modelFdct.h"
+
 namespace jpgtest {
 namespace {
-
-// ---- Tables of T.81 Annex K -----------------------------------------------
-
-constexpr int kLuminance[8][8] = {
-    {16, 11, 10, 16, 24, 40, 51, 61},     {12, 12, 14, 19, 26, 58, 60, 55},
-    {14, 13, 16, 24, 40, 57, 69, 56},     {14, 17, 22, 29, 51, 87, 80, 62},
-    {18, 22, 37, 56, 68, 109, 103, 77},   {24, 35, 55, 64, 81, 104, 113, 92},
-    {49, 64, 78, 87, 103, 121, 120, 101}, {72, 92, 95, 98, 112, 100, 103, 99}};
-
-// K.2 is 99 outside its corner.
-int chrominance(int row, int column) {
-  constexpr int kCorner[4][4] = {
-      {17, 18, 24, 47}, {18, 21, 26, 66}, {24, 26, 56, 99}, {47, 66, 99, 99}};
-  return row < 4 && column < 4 ? kCorner[row][column] : 99;
-}
-
-struct Place {
-  int row, column;
-};
-
-// The zig-zag walk: along the diagonals, turning at the edges.
-std::vector<Place> zigZag() {
-  std::vector<Place> places;
-  int row = 0, column = 0;
-  bool up = true;
-  for (int k = 0; k < 64; k++) {
-    places.push_back({row, column});
-    if (up) {
-      if (column == 7) {
-        row++;
-        up = false;
-      } else if (row == 0) {
-        column++;
-        up = false;
-      } else {
-        row--;
-        column++;
-      }
-    } else if (row == 7) {
-      column++;
-      up = true;
-    } else if (column == 0) {
-      row++;
-      up = true;
-    } else {
-      row++;
-      column--;
-    }
-  }
-  return places;
-}
-
-struct Source {
-  std::array<int, 16> counts;
-  std::vector<int> symbols;
-};
-
-std::vector<int> parseHex(const std::string &text) {
-  std::vector<int> out;
-  for (size_t i = 0; i + 1 < text.size(); i += 2)
-    out.push_back(std::stoi(text.substr(i, 2), nullptr, 16));
-  return out;
-}
-
-std::vector<int> categories() { return {0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11}; }
-
-const Source &source(bool ac, int id) {
-  static const Source kDc0 = {{0, 1, 5, 1, 1, 1, 1, 1, 1, 0, 0, 0, 0, 0, 0, 0}, categories()};
-  static const Source kDc1 = {{0, 3, 1, 1, 1, 1, 1, 1, 1, 1, 1, 0, 0, 0, 0, 0}, categories()};
-  static const Source kAc0 = {
-      {0, 2, 1, 3, 3, 2, 4, 3, 5, 5, 4, 4, 0, 0, 1, 125},
-      parseHex("0102030004110512213141061351610722711432819"
-               "1A1082342B1C11552D1F02433627282090A161718191A25262728292A3435363738393A434445464"
-               "748494A535455565758595A636465666768696A737475767778797A838485868788898A929394959"
-               "69798999AA2A3A4A5A6A7A8A9AAB2B3B4B5B6B7B8B9BAC2C3C4C5C6C7C8C9CAD2D3D4D5D6D7D8D9D"
-               "AE1E2E3E4E5E6E7E8E9EAF1F2F3F4F5F6F7F8F9FA")};
-  static const Source kAc1 = {
-      {0, 2, 1, 2, 4, 4, 3, 4, 7, 5, 4, 4, 0, 1, 2, 119},
-      parseHex("0001020311040521310612415107617113223281081442"
-               "91A1B1C109233352F0156272D10A162434E125F11718191A262728292A35363738393A4344454647"
-               "48494A535455565758595A636465666768696A737475767778797A82838485868788898A92939495"
-               "969798999AA2A3A4A5A6A7A8A9AAB2B3B4B5B6B7B8B9BAC2C3C4C5C6C7C8C9CAD2D3D4D5D6D7D8D9"
-               "DAE2E3E4E5E6E7E8E9EAF2F3F4F5F6F7F8F9FA")};
-  if (ac) return id == 0 ? kAc0 : kAc1;
-  return id == 0 ? kDc0 : kDc1;
-}
-
-// Code words by symbol, as text of bits (T.81 Annex C).
-std::map<int, std::string> codeWords(const Source &from) {
-  std::map<int, std::string> words;
-  unsigned code = 0;
-  size_t next = 0;
-  for (unsigned length = 1; length <= 16; length++) {
-    for (int i = 0; i < from.counts[length - 1]; i++) {
-      std::string word;
-      for (unsigned bit = length; bit > 0; bit--) word += (code >> (bit - 1) & 1) != 0 ? '1' : '0';
-      words[from.symbols[next++]] = word;
-      code++;
-    }
-    code *= 2;
-  }
-  return words;
-}
 
 // ---- Bits and segments ----------------------------------------------------
 
@@ -149,16 +49,6 @@ class Output {
   Bytes bytes_;
 };
 
-// The category of a value and its additional bits, as text.
-std::string additional(int value, int *category) {
-  *category = 0;
-  for (int m = std::abs(value); m != 0; m /= 2) ++*category;
-  const int raw = value < 0 ? value + (1 << *category) - 1 : value;
-  std::string text;
-  for (int bit = *category - 1; bit >= 0; bit--) text += (raw >> bit & 1) != 0 ? '1' : '0';
-  return text;
-}
-
 // ---- Frame ----------------------------------------------------------------
 
 struct Component {
@@ -182,9 +72,10 @@ class Model {
       components_.push_back(c);
     }
     for (int t = 0; t < 2; t++) {
-      for (const Place &p : order_) steps_[t].push_back(step(t, p));
-      dcWords_[t] = codeWords(source(false, t));
-      acWords_[t] = codeWords(source(true, t));
+      for (const ZigZagPlace &p : order_)
+        steps_[t].push_back(quantStep(static_cast<int>(job.quality), t, p));
+      dcWords_[t] = codeWords(annexK(false, t));
+      acWords_[t] = codeWords(annexK(true, t));
     }
   }
 
@@ -206,14 +97,6 @@ class Model {
   }
 
  private:
-  int step(int table, const Place &p) const {
-    const int q = static_cast<int>(job_.quality);
-    const int scale = q < 50 ? 5000 / q : 200 - 2 * q;
-    const int base = table == 0 ? kLuminance[p.row][p.column] : chrominance(p.row, p.column);
-    const int value = (base * scale + 50) / 100;
-    return value == 0 ? 1 : std::min(value, 255);
-  }
-
   void headers() {
     std::vector<int> dqt;
     for (int t = 0; t < 2; t++) {
@@ -224,7 +107,7 @@ class Model {
     for (const bool ac : {false, true}) {
       for (int id = 0; id < 2; id++) {
         std::vector<int> dht = {(ac ? 0x10 : 0) | id};
-        const Source &from = source(ac, id);
+        const AnnexKTable &from = annexK(ac, id);
         dht.insert(dht.end(), from.counts.begin(), from.counts.end());
         dht.insert(dht.end(), from.symbols.begin(), from.symbols.end());
         out_.segment(0xC4, dht);
@@ -317,7 +200,7 @@ class Model {
       levels.push_back(value < 0 ? -level : level);
     }
     int category = 0;
-    const std::string dc = additional(levels[0] - c->prediction, &category);
+    const std::string dc = additionalBits(levels[0] - c->prediction, &category);
     c->prediction = levels[0];
     out_.bits(dcWords_[c->table].at(category) + dc);
     const auto &words = acWords_[c->table];
@@ -328,7 +211,7 @@ class Model {
         continue;
       }
       for (; run > 15; run -= 16) out_.bits(words.at(0xF0));
-      const std::string bits = additional(levels[k], &category);
+      const std::string bits = additionalBits(levels[k], &category);
       out_.bits(words.at(run * 16 + category) + bits);
       run = 0;
     }
@@ -337,7 +220,7 @@ class Model {
 
   EncodeJob job_;
   Bytes pixels_;
-  std::vector<Place> order_;
+  std::vector<ZigZagPlace> order_;
   std::vector<Component> components_;
   int hMax_ = 1, vMax_ = 1;
   std::vector<int> steps_[2];
@@ -347,40 +230,7 @@ class Model {
   Output out_;
 };
 
-// One line of the forward transform: the even outputs at the input's scale (0, 4), the others
-// times 4096.
-std::array<int64_t, 8> forwardLine(const std::array<int64_t, 8> &x) {
-  const auto round12 = [](int64_t v) { return int64_t{floorDiv(v + 2048, 4096)}; };
-  const int64_t s07 = x[0] + x[7], d07 = x[0] - x[7], s16 = x[1] + x[6], d16 = x[1] - x[6];
-  const int64_t s25 = x[2] + x[5], d25 = x[2] - x[5], s34 = x[3] + x[4], d34 = x[3] - x[4];
-  const int64_t e0 = s07 + s34, e1 = s07 - s34, e2 = s16 + s25, e3 = s16 - s25;
-  const int64_t a = round12((d16 - d25) * 2896), b = round12((d16 + d25) * 2896);
-  const int64_t p = d34 - a, q = d34 + a, r = d07 + b, t = d07 - b;
-  return {
-      e0 + e2, r * 4551 + (r + q) * 1130, e1 * 3135 + (e1 + e3) * 2217, (t + p) * 4816 - p * 8034,
-      e0 - e2, (t + p) * 4816 - t * 1598, (e1 + e3) * 2217 - e3 * 7569, (r + q) * 1130 - q * 6811};
-}
-
 }  // namespace
-
-void modelForwardDct(int32_t (*block)[8]) {
-  for (size_t j = 0; j < 8; j++) {
-    std::array<int64_t, 8> x;
-    for (size_t i = 0; i < 8; i++) x[i] = block[i][j];
-    const auto y = forwardLine(x);
-    for (size_t i = 0; i < 8; i++) {
-      block[i][j] = i % 4 == 0 ? static_cast<int32_t>(y[i] * 8) : floorDiv(y[i] + 256, 512);
-    }
-  }
-  for (size_t i = 0; i < 8; i++) {
-    std::array<int64_t, 8> x;
-    for (size_t k = 0; k < 8; k++) x[k] = block[i][k];
-    const auto y = forwardLine(x);
-    for (size_t k = 0; k < 8; k++) {
-      block[i][k] = k % 4 == 0 ? floorDiv(y[k] + 4, 8) : floorDiv(y[k] + 16384, 32768);
-    }
-  }
-}
 
 std::string describe(const EncodeJob &job) {
   char text[160];

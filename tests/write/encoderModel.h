@@ -33,9 +33,6 @@ Bytes pixelsOf(const EncodeJob &job);
 // The stream that the job must give.
 Bytes modelEncode(const EncodeJob &job);
 
-// One block through the model's forward transform, for its own test.
-void modelForwardDct(int32_t (*block)[8]);
-
 }  // namespace jpgtest
 
 #endif

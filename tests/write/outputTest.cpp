@@ -7,9 +7,9 @@
 #include "faulty.h"
 #include "share/jpgAnnexK.h"
 #include "share/jpgHeap.h"
+#include "write/jpgWBits.h"
 #include "write/jpgWHead.h"
 #include "write/jpgWVLC.h"
-#include "write/jpgWWide.h"
 
 namespace {
 

@@ -95,6 +95,7 @@ class BitmapInfo(ctypes.Structure):
     ]
 
 
+_pointer16 = ctypes.POINTER(c_uint16)
 _pointer32 = ctypes.POINTER(c_uint32)
 _out = ctypes.POINTER(c_void_p)
 _rect = ctypes.POINTER(Rect)
@@ -109,6 +110,7 @@ _FUNCTIONS: dict[str, list[Any]] = {
     "jpgReadGetNumberOfChannels": [c_void_p, _pointer32],
     "jpgReadGetSamplePrecision": [c_void_p, _pointer32],
     "jpgReadSetNoColorConversion": [c_void_p],
+    "jpgReadSeekMarkerSegment": [c_void_p, c_int32, _pointer16, _pointer32],
     "jpgReadToRect": [c_void_p, _rect, c_int32],
     "jpgReadProgressiveToRect": [c_void_p, _rect, c_int32, c_int32],
     "jpgReadScaleOutputGetImageSize": [c_void_p, _pointer32, _pointer32, c_int32],

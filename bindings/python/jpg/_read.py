@@ -4,7 +4,7 @@ from __future__ import annotations
 
 import os
 import re
-from ctypes import byref, c_uint32, c_void_p
+from ctypes import byref, c_uint16, c_uint32, c_void_p
 from types import TracebackType
 from typing import Any, Iterator, NamedTuple, Optional, Type, Union
 
@@ -41,27 +41,32 @@ class Band(NamedTuple):
     pixels: Pixels  #: the rows
 
 
+_SOS = 0xFFDA
+_SEGMENT_FIRST, _SEGMENT_NEXT = 0, 1
+
 #: In coded data: a marker other than those between restart intervals.
 _BEHIND_SCAN = re.compile(rb"\xff[^\x00\xd0-\xd7]")
 
 
-def _lines_of_dnl(stream: Union[bytes, memoryview]) -> int:
-    """The lines that a DNL segment behind the first scan tells (T.81 B.2.5), 0 without one."""
-    at = 2
-    while bytes(stream[at:at + 1]) == b"\xff" and len(stream) >= at + 4:
-        code, length = stream[at + 1], int.from_bytes(stream[at + 2:at + 4], "big")
-        if 0xD0 <= code <= 0xD9:  # stands alone
-            at += 2
-            continue
-        if length < 2:
-            return 0
-        at += 2 + length
-        if code == 0xDA:
-            found = _BEHIND_SCAN.search(stream, at)
-            segment = bytes(stream[found.start():found.start() + 6]) if found else b""
-            told = len(segment) == 6 and segment[1:4] == b"\xdc\0\4"
-            return int.from_bytes(segment[4:], "big") if told else 0
-    return 0
+def _coded_data(handle: c_void_p) -> int:
+    """Where in the stream the coded data of the first scan begin. Moves the handle's place; the
+    first decode call goes back by itself."""
+    marker, length = c_uint16(), c_uint32()
+    at, mode = 2, _SEGMENT_FIRST
+    while marker.value != _SOS:
+        check(lib.jpgReadSeekMarkerSegment(handle, mode, byref(marker), byref(length)))
+        stands_alone = 0xFFD0 <= marker.value <= 0xFFD9
+        at += 2 if stands_alone else 4 + length.value
+        mode = _SEGMENT_NEXT
+    return at
+
+
+def _lines_of_dnl(data: Union[bytes, memoryview]) -> int:
+    """The lines that a DNL segment behind coded data tells (T.81 B.2.5), 0 without one."""
+    found = _BEHIND_SCAN.search(data)
+    segment = bytes(data[found.start():found.start() + 6]) if found else b""
+    told = len(segment) == 6 and segment[1:4] == b"\xdc\0\4"
+    return int.from_bytes(segment[4:], "big") if told else 0
 
 
 class _Reader:
@@ -99,9 +104,11 @@ class _Reader:
         check(lib.jpgReadPrologFromMemory(self._data.ctypes.data, size, flags, byref(self.handle)))
 
     def _told_height(self, source: Source) -> int:
+        at = _coded_data(self.handle)
         if not isinstance(source, (str, os.PathLike)):
-            return _lines_of_dnl(self._data.data)
+            return _lines_of_dnl(self._data.data[at:])
         with open(source, "rb") as file:
+            file.seek(at)
             return _lines_of_dnl(file.read())
 
     def _info(self) -> Info:

@@ -6,7 +6,7 @@ namespace jpg {
 
 const Kernels *bestKernels() {
   const bool avx2 = IsProcessorFeaturePresent(PF_AVX2_INSTRUCTIONS_AVAILABLE) != 0;
-  return avx2 ? &jpgAvx2Kernels : &jpgPlainKernels;
+  return avx2 ? &jpgAvx2Kernels : &jpgPortableKernels;
 }
 
 }  // namespace jpg

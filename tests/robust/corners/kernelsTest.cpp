@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include "faulty.h"
+#include "kernels/jpgKernels.h"
 #include "prog/progressiveStream.h"
 #include "share/jpgShare.h"
 #include "support/canvas.h"
@@ -12,7 +13,7 @@ namespace jpgtest {
 namespace {
 
 void choose(JPGHANDLE h, bool plain) {
-  if (plain) h->kernels = &jpg::jpgPlainKernels;
+  if (plain) h->kernels = &jpg::jpgPortableKernels;
 }
 
 struct Written {
@@ -66,7 +67,7 @@ bool processorHasKernels() {
 }
 
 TEST(Kernels, AreTakenWhereTheProcessorHasThem) {
-  EXPECT_EQ(jpg::bestKernels() != &jpg::jpgPlainKernels, processorHasKernels());
+  EXPECT_EQ(jpg::bestKernels() != &jpg::jpgPortableKernels, processorHasKernels());
 }
 
 TEST(Kernels, WriteTheSameStreams) {
@@ -99,7 +100,7 @@ TEST(Kernels, DecodeTheSamePixels) {
 
 #if defined(__x86_64__) && defined(__GLIBC__)
 TEST(Kernels, AreThoseOfTheProcessor) {
-  EXPECT_EQ(jpg::bestKernels() != &jpg::jpgPlainKernels, __builtin_cpu_supports("avx2") != 0);
+  EXPECT_EQ(jpg::bestKernels() != &jpg::jpgPortableKernels, __builtin_cpu_supports("avx2") != 0);
 }
 #endif
 
@@ -108,7 +109,7 @@ TEST(Kernels, ArePlainOnAProcessorWithoutFeatures) {
   jpg::faulty::reset();
   EXPECT_EQ(Reader::ofMemory(stream).handle()->kernels, jpg::bestKernels());
   jpg::faulty::usePlainProcessor();
-  EXPECT_EQ(Reader::ofMemory(stream).handle()->kernels, &jpg::jpgPlainKernels);
+  EXPECT_EQ(Reader::ofMemory(stream).handle()->kernels, &jpg::jpgPortableKernels);
   jpg::faulty::reset();
 }
 

@@ -206,7 +206,7 @@ TEST_F(Handles, ThatAreStaleAreRefused) {
 }
 
 TEST_F(Handles, ThatAreHalfMadeAreRefusedByAllThatReadsOrWrites) {
-  JpgContext *c = createContext(nullptr);  // neither kind yet: its stream isn't open
+  JpgContext *c = createContext(nullptr, nullptr);  // neither kind yet: its stream isn't open
   ASSERT_NE(nullptr, c);
   expectRefused(c, sizeof(JpgContext), {Takes::kReader, Takes::kWriter, Takes::kExif},
                 "a half-made record");

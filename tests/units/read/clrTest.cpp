@@ -6,7 +6,9 @@
 #include <memory>
 #include <vector>
 
+#include "kernels/jpgKernels.h"
 #include "read/jpgRRect.h"
+#include "share/jpgSamples.h"
 
 namespace {
 
@@ -48,6 +50,7 @@ class Mcu {
     c->vMax = vMax;
     c->hvMax = hMax * vMax;
     c->lumaBlockSlots = 4 * c->hvMax;
+    c->scanState = kScaleFull;
     for (size_t i = 0; i < factors.size(); i++) {
       c->samplingPacked = c->samplingPacked << 8 | factors[i];
       c->blocksPerMcu += static_cast<uint32_t>(factors[i] >> 4) * (factors[i] & 15U);
@@ -226,43 +229,23 @@ TEST(SamplingWord, HasTheFirstComponentAtTheTop) {
   }
 }
 
-TEST(PixelWriters, OfNoComponentsOrMoreThanFourDoNotExist) {
-  const auto c = std::make_unique<JpgContext>();
-  for (const uint32_t n : {0U, 5U, 6U, 255U}) {
-    c->numComponents = n;
-    JpgRect rect = {};
-    rect.bitsPerPixel = static_cast<int32_t>(8 * n);
-    EXPECT_EQ(chooseRawWriter(*c, rect), nullptr) << n;
-  }
-}
-
-TEST(PixelWriters, AreChosenByComponentsAndConversion) {
+TEST(PixelFormats, AreChosenByComponentsAndConversion) {
   JpgRect rect = {};
   const std::vector<uint8_t> factors(4, 0x11);
   const PixelWriter kRaw[] = {jpgPutGray, jpgPutTwo, jpgPutThree, jpgPutFour};
   const PixelWriter kRgb[] = {jpgPutGray, jpgPutGray, jpgPutThreeReversed, jpgPutYccToBgr};
   for (uint32_t n = 1; n <= 4; n++) {
     Mcu mcu({factors.begin(), factors.begin() + static_cast<std::ptrdiff_t>(n)}, 1, 1);
-    EXPECT_EQ(choosePixelWriter(*mcu.c(), rect), kRgb[n - 1]);
+    const JpgContext &c = *mcu.c();
+    EXPECT_EQ(writerOf(chooseFormat(c)), kRgb[n - 1]);
+    EXPECT_EQ(writerOf(chooseProgressiveFormat(c)), n < 3 ? jpgPutGray : jpgPutYccToBgr);
     mcu.c()->flags = kFlagYcbcrToRgb;
-    EXPECT_EQ(choosePixelWriter(*mcu.c(), rect), n < 3 ? jpgPutGray : jpgPutYccToBgr);
-    mcu.c()->flags = kFlagNoColorConversion;
+    EXPECT_EQ(writerOf(chooseFormat(c)), n < 3 ? jpgPutGray : jpgPutYccToBgr);
     for (int32_t bits = 0; bits <= 40; bits += 8) {
       rect.bitsPerPixel = bits;
       const bool fits = bits == static_cast<int32_t>(8 * n);
-      EXPECT_EQ(choosePixelWriter(*mcu.c(), rect), fits ? kRaw[n - 1] : nullptr);
+      EXPECT_EQ(writerOf(chooseRawFormat(c, rect)), fits ? kRaw[n - 1] : nullptr);
     }
-  }
-}
-
-// No frame has these counts; a record that says so gets no writer, whatever the rectangle says.
-TEST(PixelWriters, AreNoneForCountsThatNoFrameHas) {
-  Mcu mcu({0x11}, 1, 1);
-  for (const uint32_t n : {0U, 5U, 0x7FFFFFFFU}) {
-    mcu.c()->numComponents = n;
-    JpgRect rect = {};
-    rect.bitsPerPixel = static_cast<int32_t>(8 * (n & 0xFF));
-    EXPECT_EQ(chooseRawWriter(*mcu.c(), rect), nullptr) << n;
   }
 }
 
@@ -277,21 +260,20 @@ TEST(Expansion, TheSamplingWordBeginsWithTheFirstComponent) {
   }
 }
 
-TEST(McuKernels, AreThoseOfTheLayoutAndNoneForLayoutsThatNoFrameHas) {
+TEST(McuKernels, AreThoseOfTheLayout) {
   Mcu mcu({0x21, 0x11, 0x11}, 2, 1);
   JpgContext *c = mcu.c();
   c->kernels = bestKernels();
+  const auto kernel = [c](PixelFormat format) { return makePipeline(*c, format, 16).put; };
   const McuKernel across = (*c->kernels->putYcc[kScaleFull])[1][0];
   for (uint32_t i = 0; i < 3; i++) c->scanComponents[i].sampling = i == 0 ? 0x21 : 0x11;
-  EXPECT_EQ(chooseMcuKernel(*c, jpgPutYccToBgr, kScaleFull), across);
+  EXPECT_EQ(kernel(PixelFormat::kYccToBgr), across);
+  EXPECT_EQ(kernel(PixelFormat::kThree), nullptr);
   c->scanComponents[0].sampling = 0x11;  // luma smaller than the MCU
-  EXPECT_EQ(chooseMcuKernel(*c, jpgPutYccToBgr, kScaleFull), nullptr);
-  for (const uint8_t factors : std::vector<uint8_t>{0x31, 0x13, 0x33, 0xF1, 0x1F}) {
-    c->scanComponents[0].sampling = factors;
-    c->hMax = factors >> 4;
-    c->vMax = factors & 15U;
-    EXPECT_EQ(chooseMcuKernel(*c, jpgPutYccToBgr, kScaleFull), nullptr) << uint32_t{factors};
-  }
+  EXPECT_EQ(kernel(PixelFormat::kYccToBgr), nullptr);
+  c->scanComponents[0].sampling = 0x21;
+  c->scanComponents[2].sampling = 0x21;  // chroma of two blocks
+  EXPECT_EQ(kernel(PixelFormat::kYccToBgr), nullptr);
 }
 
 }  // namespace

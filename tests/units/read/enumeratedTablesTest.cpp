@@ -15,8 +15,8 @@
 #include <vector>
 
 #include "faulty.h"
+#include "read/jpgRFastBlock.h"
 #include "read/jpgRVLC.h"
-#include "read/jpgRWide.h"
 #include "share/jpgHuff.h"
 #include "support/modelHuffman.h"
 
@@ -295,7 +295,8 @@ class Component {
     attach(&c->stream, data);
     JpgScanComponent k = get();
     Decoded d = {};
-    d.result = decodeBlock(&c->stream, d.block.data(), &k);
+    d.block.fill(0);
+    d.result = decodeBlock(&c->stream, d.block.data(), &k, kBlockSize - 1);
     d.predictor = k.dcPredictor;
     return d;
   }
@@ -307,7 +308,7 @@ class Component {
     BitWindow w;
     initWindow(&w);
     uint32_t last = 0;
-    d.result = decodeBlockWide(&w, &c->stream, d.block.data(), &k, &last);
+    d.result = decodeBlockFast(&w, &c->stream, d.block.data(), &k, &last);
     if (isOpen(w)) windows_++;
     if (isOpen(w)) closeWindow(&w, &c->stream);
     d.predictor = k.dcPredictor;

@@ -1,5 +1,5 @@
 // The search for EOI, beside a plain search pair by pair.
-#include "read/jpgREoi.h"
+#include "read/jpgRFindEoi.h"
 
 #include <gtest/gtest.h>
 #include <unistd.h>

@@ -8,7 +8,7 @@
 
 #include "bitStream.h"
 #include "faulty.h"
-#include "read/jpgRTabl.h"
+#include "read/jpgRTables.h"
 #include "read/jpgRVLC.h"
 #include "share/jpgMarkers.h"
 

@@ -9,8 +9,9 @@
 #include <utility>
 #include <vector>
 
+#include "kernels/jpgKernels.h"
 #include "read/jpgRBits.h"
-#include "read/jpgRWindow.h"
+#include "read/jpgRFastBits.h"
 #include "share/jpgShare.h"
 #include "support/random.h"
 

@@ -1,17 +1,23 @@
 // Blocks through the bit window, against the block decoders: after every block the results, the
 // coefficients and the stream's record must be the same.
-#include "read/jpgRWide.h"
+#include "read/jpgRFastBlock.h"
 
 #include <gtest/gtest.h>
 
 #include "randomScan.h"
+#include "read/jpgRFastProg.h"
 #include "read/jpgRVLC.h"
-#include "read/jpgRWideProg.h"
 #include "twinStreams.h"
 
 namespace {
 
 using namespace jpg;
+
+// A whole block by the bit reader, from zeros on.
+Result decodeWhole(JpgStream *stream, int16_t *block, JpgScanComponent *component) {
+  std::fill_n(block, kBlockSize, int16_t{0});
+  return decodeBlock(stream, block, component, kBlockSize - 1);
+}
 using jpgtest::Coding;
 using jpgtest::Random;
 using jpgtest::RandomComponent;
@@ -58,9 +64,9 @@ void decodeStream(Random *r, Pair *pair, Step step, Tally *tally) {
 bool stepSequential(Random * /*r*/, Pair *pair) {
   Block wide = {}, plain = {};
   uint32_t last = 99;
-  const Result a = decodeBlockWide(pair->twins->window(), &pair->twins->wide()->stream, wide.data(),
+  const Result a = decodeBlockFast(pair->twins->window(), &pair->twins->wide()->stream, wide.data(),
                                    &pair->wide, &last);
-  const Result b = decodeBlock(&pair->twins->plain()->stream, plain.data(), &pair->plain);
+  const Result b = decodeWhole(&pair->twins->plain()->stream, plain.data(), &pair->plain);
   EXPECT_EQ(a, b);
   EXPECT_EQ(wide, plain);
   for (uint32_t k = last + 1; a == JPG_OK && k < 64; k++) {
@@ -88,10 +94,10 @@ bool stepCorner(Random *r, Pair *pair) {
   scatter(r, &wide);
   for (uint32_t i = 0; i < kCell * kCell; i++) wide[8 * (i / kCell) + i % kCell] = 0;
   plain = wide;
-  const Result a = decodeCornerWide(pair->twins->window(), &pair->twins->wide()->stream,
+  const Result a = decodeCornerFast(pair->twins->window(), &pair->twins->wide()->stream,
                                     wide.data(), &pair->wide, kLastStored);
   const Result b =
-      decodeBlockCorner(&pair->twins->plain()->stream, plain.data(), &pair->plain, kLastStored);
+      decodeBlock(&pair->twins->plain()->stream, plain.data(), &pair->plain, kLastStored);
   EXPECT_EQ(a, b);
   for (uint32_t i = 0; i < kCell * kCell; i++) {
     const uint32_t at = 8 * (i / kCell) + i % kCell;
@@ -105,7 +111,7 @@ bool stepProgressive(Random *r, Pair *pair) {
   scatter(r, &wide);
   plain = wide;
   const Result a =
-      decodeProgressiveWide(pair->twins->wide(), pair->twins->window(), wide.data(), &pair->wide);
+      decodeProgressiveFast(pair->twins->wide(), pair->twins->window(), wide.data(), &pair->wide);
   JpgContext *c = pair->twins->plain();
   const Result b = c->blockDecoder(c, plain.data(), &pair->plain);
   EXPECT_EQ(a, b);
@@ -161,6 +167,15 @@ TEST(WideBlocks, OfReducedSizeAreTheSameWithSkips) {
   expectMixture(decodeStreams(11, Coding::kBlocks, stepCorner<kCornerOf4, 4, true>, leaveAsItIs));
 }
 
+// What a scan header sets up: the decoder and its kind.
+void useDecoder(JpgContext *c, BlockDecoder decoder) {
+  c->blockDecoder = decoder;
+  c->read.scanKind = decoder == decodeDcFirst    ? ScanKind::kDcFirst
+                     : decoder == decodeDcRefine ? ScanKind::kDcRefine
+                     : decoder == decodeAcFirst  ? ScanKind::kAcFirst
+                                                 : ScanKind::kAcRefine;
+}
+
 // Bands as scan headers may give them: Ss up to Se, which may both be anything below 64.
 void chooseBand(Random *r, JpgContext *c) {
   const uint32_t se = r->below(3) == 0 ? 63 : 1 + r->below(63);
@@ -172,12 +187,12 @@ void chooseBand(Random *r, JpgContext *c) {
 TEST(WideBlocks, OfProgressiveDcScansAreThoseOfTheBlockDecoders) {
   expectMixture(decodeStreams(5, Coding::kDcCodes, stepProgressive, [](Random *r, JpgContext *c) {
     c->Al = static_cast<uint8_t>(r->below(14));
-    c->blockDecoder = decodeDcFirst;
+    useDecoder(c, decodeDcFirst);
   }));
   const Tally refined =
       decodeStreams(6, Coding::kDcCodes, stepProgressive, [](Random *r, JpgContext *c) {
         c->Al = static_cast<uint8_t>(r->below(14));
-        c->blockDecoder = decodeDcRefine;
+        useDecoder(c, decodeDcRefine);
       });
   EXPECT_EQ(refined.good, refined.blocks);  // a bit can't be wrong
 }
@@ -185,7 +200,7 @@ TEST(WideBlocks, OfProgressiveDcScansAreThoseOfTheBlockDecoders) {
 TEST(WideBlocks, OfProgressiveFirstPassesAreThoseOfTheBlockDecoder) {
   expectMixture(decodeStreams(7, Coding::kAcCodes, stepProgressive, [](Random *r, JpgContext *c) {
     chooseBand(r, c);
-    c->blockDecoder = decodeAcFirst;
+    useDecoder(c, decodeAcFirst);
   }));
 }
 
@@ -194,7 +209,7 @@ TEST(WideBlocks, OfProgressiveRefinementsAreThoseOfTheBlockDecoder) {
       decodeStreams(8, Coding::kRefinements, stepProgressive, [](Random *r, JpgContext *c) {
         chooseBand(r, c);
         if (r->below(4) == 0) c->eobRun = r->below(20);
-        c->blockDecoder = decodeAcRefine;
+        useDecoder(c, decodeAcRefine);
       }));
 }
 
@@ -262,7 +277,7 @@ Tally decodeCut(Step step, uint8_t symbol, uint32_t bits, BlockDecoder progressi
     for (JpgContext *c : {twins.wide(), twins.plain()}) {
       c->Ss = 1;
       c->Se = 63;
-      c->blockDecoder = progressive;
+      useDecoder(c, progressive);
     }
     Pair pair = {&twins, component.get(), component.get()};
     decodeStream(&r, &pair, step, &tally);

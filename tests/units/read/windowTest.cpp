@@ -1,5 +1,5 @@
 // The bit window by itself: opening, filling and closing.
-#include "read/jpgRWindow.h"
+#include "read/jpgRFastBits.h"
 
 #include <gtest/gtest.h>
 

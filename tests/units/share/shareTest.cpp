@@ -20,7 +20,7 @@ class Record : public testing::Test {
 };
 
 TEST_F(Record, BeginsWithSignatureSizeAndFourBytes) {
-  JpgContext *c = createContext(nullptr);
+  JpgContext *c = createContext(nullptr, nullptr);
   ASSERT_NE(c, nullptr);
   EXPECT_EQ(c->signature, 0x4A504547u);
   EXPECT_EQ(c->recordSize, 7372u);
@@ -50,18 +50,18 @@ TEST_F(Record, KeepsANameOfUpTo255Units) {
   const std::u16string tooLong(256, u'x');
   EXPECT_TRUE(fileNameFits(longest.c_str()));
   EXPECT_FALSE(fileNameFits(tooLong.c_str()));
-  JpgContext *c = createContext(longest.c_str());
+  JpgContext *c = createContext(longest.c_str(), nullptr);
   EXPECT_EQ(std::memcmp(c->stream.fileName, longest.c_str(), 256 * sizeof(char16_t)), 0);
   destroyContext(c);
 }
 
 TEST_F(Record, IsNullWhenTheHeapHasNoRoom) {
   faulty::arm(faulty::Operation::kAlloc, faulty::Fault::kFail, 1);
-  EXPECT_EQ(createContext(nullptr), nullptr);
+  EXPECT_EQ(createContext(nullptr, nullptr), nullptr);
 }
 
 TEST_F(Record, IsValidOnlyWithBothWordsAndAligned) {
-  JpgContext *c = createContext(nullptr);
+  JpgContext *c = createContext(nullptr, nullptr);
   EXPECT_EQ(validContext(c), c);
   EXPECT_EQ(validContext(nullptr), nullptr);
   void *inside = reinterpret_cast<char *>(c) + 2;
@@ -76,7 +76,7 @@ TEST_F(Record, IsValidOnlyWithBothWordsAndAligned) {
 }
 
 TEST_F(Record, IsAReaderOrAWriterByItsStream) {
-  JpgContext *c = createContext(nullptr);
+  JpgContext *c = createContext(nullptr, nullptr);
   EXPECT_EQ(validReader(c), nullptr);
   EXPECT_EQ(validWriter(c), nullptr);
   c->stream.mode = kModeMemory | kModeRead;
@@ -89,7 +89,7 @@ TEST_F(Record, IsAReaderOrAWriterByItsStream) {
 }
 
 TEST_F(Record, DestroyTellsWhatTheHeapSaysOfTheRecord) {
-  JpgContext *c = createContext(nullptr);
+  JpgContext *c = createContext(nullptr, nullptr);
   faulty::arm(faulty::Operation::kFree, faulty::Fault::kFail, 1);
   EXPECT_EQ(destroyContext(c), JPG_E_FAIL);
 }

@@ -1,0 +1,8 @@
+// For processors without a set of their own, and for builds that ask for the portable one.
+#include "kernels/jpgKernels.h"
+
+namespace jpg {
+
+const Kernels *bestKernels() { return &jpgPortableKernels; }
+
+}  // namespace jpg

@@ -1,0 +1,76 @@
+// Which coefficients of a block aren't 0, and dequantisation, for any processor.
+#include <string.h>
+
+#include "kernels/portable/jpgPortable.h"
+#include "kernels/portable/jpgPositions.h"
+#include "share/jpgArith.h"
+#include "share/jpgTables.h"
+
+namespace jpg {
+namespace {
+
+bool isAligned(const int16_t *block) {
+  return reinterpret_cast<uintptr_t>(block) % sizeof(uint32_t) == 0;
+}
+
+// Most halves of rows are empty, which two words tell.
+constexpr uint32_t kHalfRow = 4;
+
+bool isEmpty(const int16_t *half) {
+  uint32_t words[2];
+  memcpy(words, __builtin_assume_aligned(half, sizeof(uint32_t)), sizeof(words));
+  return (words[0] | words[1]) == 0;
+}
+
+// Calls take(place, coded position) for the coefficients of a block, in natural order, but for
+// empty halves of rows, where it calls empty(place); those are found in blocks of words. Each
+// coefficient has code of its own.
+template <typename Take, typename Empty, uint32_t kPlace = 0>
+[[gnu::always_inline]] inline void forCoefficients(const int16_t *block, bool words,
+                                                   const Take &take, const Empty &empty) {
+  if (!words || !isEmpty(block + kPlace)) {
+    take(kPlace + 0, kPositions.of[kPlace + 0]);
+    take(kPlace + 1, kPositions.of[kPlace + 1]);
+    take(kPlace + 2, kPositions.of[kPlace + 2]);
+    take(kPlace + 3, kPositions.of[kPlace + 3]);
+  } else {
+    empty(kPlace);
+  }
+  constexpr uint32_t kNext = kPlace + kHalfRow;
+  if constexpr (kNext < kBlockSize) {
+    forCoefficients<Take, Empty, kNext>(block, words, take, empty);
+  }
+}
+
+}  // namespace
+
+uint64_t portableNonZeroMask(const int16_t *block) {
+  uint32_t low = 0, high = 0;  // shifts of 64 bits take longer
+  const auto take = [&](uint32_t n, uint32_t k) {
+    if (block[n] == 0) return;
+    if (k < 32) {
+      low |= 1U << k;
+    } else {
+      high |= 1U << (k - 32);
+    }
+  };
+  forCoefficients(block, isAligned(block), take, [](uint32_t) {});
+  return uint64_t{high} << 32 | low;
+}
+
+uint32_t portableDequantise(const int16_t *in, const int16_t *steps, int16_t *out) {
+  uint32_t last = 0, lastHere = 0;
+  const auto take = [&](uint32_t n, uint32_t k) {
+    if (n % kHalfRow == 0) lastHere = 0;
+    if (in[n] != 0) lastHere = k;  // positions of a row ascend
+    out[n] = low16(in[n] * steps[n]);
+    if (n % kHalfRow == kHalfRow - 1 && lastHere > last) last = lastHere;
+  };
+  const auto clear = [&](uint32_t n) {
+    memset(__builtin_assume_aligned(out + n, sizeof(uint32_t)), 0, kHalfRow * sizeof(int16_t));
+  };
+  forCoefficients(in, isAligned(in) && isAligned(out), take, clear);
+  return last;
+}
+
+}  // namespace jpg

@@ -1,0 +1,329 @@
+// The inverse transforms and the limit on their samples, for any processor: the definition of
+// what the library delivers.
+//
+// A separable inverse DCT in 12-bit fixed point: columns first, leaving values at 8 times the
+// one-dimensional transform, then rows, which divide by 2^17. Sums and products wrap modulo 2^32.
+// In the first pass the product of x1 in the first rotation is x1 * x1, where a textbook transform
+// has x1 * sin(pi/16): this is the library's output whenever vertical frequency 1 is present, and
+// must stay.
+//
+// Most blocks of a picture have coefficients in a corner alone, so that the passes come for
+// 2, 4 and 8 coefficients of a line. Which ones the second pass needs, the first one sees.
+#include <string.h>
+
+#include "kernels/portable/jpgPortable.h"
+#include "share/jpgArith.h"
+#include "share/jpgSamples.h"
+#include "share/jpgTables.h"
+
+namespace jpg {
+namespace {
+
+// Multipliers: nearest integers to 4096 cos and 4096 sin of the angle.
+constexpr int32_t kC1 = 4017, kS1 = 799;   // pi/16
+constexpr int32_t kC3 = 3406, kS3 = 2276;  // 3pi/16
+constexpr int32_t kC4 = 2896;              // pi/4, cosine and sine
+constexpr int32_t kC2 = 3784, kS2 = 1567;  // pi/8
+
+constexpr uint32_t kColumnShift = 9;  // first pass: 2^12 down to 8
+constexpr uint32_t kRowShift = 17;    // second pass: 8 x 2^12 x 4 down to 1
+constexpr uint32_t kButterflyShift = 12;
+
+// Coded positions up to which coefficients lie in the first rows and columns alone.
+constexpr uint32_t kLastOf4x2 = 4;
+constexpr uint32_t kLastOf4x4 = 9;
+
+// The multipliers in memory: of constants that it knows, a compiler makes chains of shifts and
+// additions, which take longer on processors that multiply in a cycle or two.
+struct Factors {
+  int32_t c1, s1, c3, s3, c4, c2, s2;
+};
+constexpr Factors kFactors = {kC1, kS1, kC3, kS3, kC4, kC2, kS2};
+
+inline const Factors *factors() {
+  const Factors *f = &kFactors;
+  // Hides the constants from the optimiser, which would turn the multiplications into shifts.
+  asm("" : "+r"(f));
+  return f;
+}
+
+// A line of coefficients, or of values ahead of the shift. Without arrays, which not every
+// compiler at -O2 keeps in registers.
+struct Line {
+  int32_t v0, v1, v2, v3, v4, v5, v6, v7;
+};
+
+// The one-dimensional transform of the first kTerms coefficients (2, 4 or 8) of a line with the
+// rounding for a shift by kShift. x1S1 is the first rotation's product of v1, which the two passes
+// form differently.
+template <uint32_t kTerms, uint32_t kShift>
+[[gnu::always_inline]] inline Line transformLine(const Factors &f, const Line &x, int32_t x1S1) {
+  int32_t p = wrapMul(x.v1, f.c1), q = x1S1;
+  if (kTerms > 4) {
+    p = wrapAdd(p, wrapMul(x.v7, f.s1));
+    q = wrapSub(q, wrapMul(x.v7, f.c1));
+  }
+  int32_t u = 0, v = 0;
+  if (kTerms > 2) {
+    u = wrapMul(x.v3, f.c3);
+    v = wrapMul(x.v3, f.s3);
+  }
+  if (kTerms > 4) {
+    u = wrapAdd(u, wrapMul(x.v5, f.s3));
+    v = wrapSub(v, wrapMul(x.v5, f.c3));
+  }
+  const int32_t o0 = wrapAdd(p, u), o3 = wrapSub(q, v);
+  const int32_t t1 = wrapAdd(wrapSub(p, u), 1 << (kButterflyShift - 1)), t2 = wrapAdd(q, v);
+  const int32_t o1 = wrapMul(asr(wrapAdd(t1, t2), kButterflyShift), f.c4);
+  const int32_t o2 = wrapMul(asr(wrapSub(t1, t2), kButterflyShift), f.c4);
+
+  constexpr int32_t kHalf = 1 << (kShift - 1);
+  int32_t e0 = 0, e1 = 0, r = 0, s = 0;
+  if (kTerms > 4) {
+    const int32_t h = wrapMul(x.v4, f.c4);
+    e0 = wrapAdd(wrapMul(x.v0, f.c4), kHalf);
+    e1 = wrapSub(e0, h);
+    e0 = wrapAdd(e0, h);
+    r = wrapAdd(wrapMul(x.v2, f.c2), wrapMul(x.v6, f.s2));
+    s = wrapSub(wrapMul(x.v2, f.s2), wrapMul(x.v6, f.c2));
+  } else {
+    e0 = e1 = wrapAdd(wrapMul(x.v0, f.c4), kHalf);
+    if (kTerms > 2) {
+      r = wrapMul(x.v2, f.c2);
+      s = wrapMul(x.v2, f.s2);
+    }
+  }
+  const int32_t e3 = wrapSub(e0, r), e2 = wrapSub(e1, s);
+  e0 = wrapAdd(e0, r);
+  e1 = wrapAdd(e1, s);
+  return {wrapAdd(e0, o0), wrapAdd(e1, o1), wrapAdd(e2, o2), wrapAdd(e3, o3),
+          wrapSub(e3, o3), wrapSub(e2, o2), wrapSub(e1, o1), wrapSub(e0, o0)};
+}
+
+template <uint32_t kTerms>
+inline void putColumn(const Factors &f, const Line &x, int32_t *out) {
+  const Line y = transformLine<kTerms, kColumnShift>(f, x, x.v1 * x.v1);
+  out[8 * 0] = asr(y.v0, kColumnShift);
+  out[8 * 1] = asr(y.v1, kColumnShift);
+  out[8 * 2] = asr(y.v2, kColumnShift);
+  out[8 * 3] = asr(y.v3, kColumnShift);
+  out[8 * 4] = asr(y.v4, kColumnShift);
+  out[8 * 5] = asr(y.v5, kColumnShift);
+  out[8 * 6] = asr(y.v6, kColumnShift);
+  out[8 * 7] = asr(y.v7, kColumnShift);
+}
+
+inline void putFlatColumn(int32_t level, int32_t *out) {
+  out[8 * 0] = out[8 * 1] = out[8 * 2] = out[8 * 3] = level;
+  out[8 * 4] = out[8 * 5] = out[8 * 6] = out[8 * 7] = level;
+}
+
+// What the columns left of it and it itself have.
+struct Columns {
+  uint32_t count;  // columns from the left with anything in them
+  bool flat;       // none has more than its DC coefficient
+};
+
+// A column of kRows coefficients, 4 or 8, when those to its right are done.
+template <uint32_t kRows>
+[[gnu::always_inline]] inline void transformColumn(const Factors &f, const int16_t *in,
+                                                   int32_t *out, uint32_t column, Columns *c) {
+  Line x = {in[0], in[8], in[16], in[24], 0, 0, 0, 0};
+  int32_t high = 0;
+  if (kRows > 4) {
+    x.v4 = in[32];
+    x.v5 = in[40];
+    x.v6 = in[48];
+    x.v7 = in[56];
+    high = x.v4 | x.v5 | x.v6 | x.v7;
+  }
+  if (high != 0) {
+    c->flat = false;
+    putColumn<8>(f, x, out);
+  } else if ((x.v1 | x.v2 | x.v3) != 0) {
+    c->flat = false;
+    putColumn<4>(f, x, out);
+  } else {
+    if (x.v0 == 0 && c->count == 0 && column != 0) return;
+    putFlatColumn(asr(x.v0 * kC4 + (1 << (kColumnShift - 1)), kColumnShift), out);
+  }
+  if (c->count == 0) c->count = column + 1;
+}
+
+template <uint32_t kRows, uint32_t kColumns>
+Columns transformColumns(const Factors &f, const int16_t *block, int32_t *work) {
+  Columns c = {0, true};
+  for (uint32_t j = kColumns; j-- > 0;) transformColumn<kRows>(f, block + j, work + j, j, &c);
+  return c;
+}
+
+// Stores a row's samples. They are looked at together: only few rows leave the range.
+template <uint32_t kTerms>
+inline void putRow(const Factors &f, const int32_t *row, int16_t *out) {
+  Line x = {row[0], row[1], 0, 0, 0, 0, 0, 0};
+  if (kTerms > 2) {
+    x.v2 = row[2];
+    x.v3 = row[3];
+  }
+  if (kTerms > 4) {
+    x.v4 = row[4];
+    x.v5 = row[5];
+    x.v6 = row[6];
+    x.v7 = row[7];
+  }
+  const Line y = transformLine<kTerms, kRowShift>(f, x, wrapMul(x.v1, f.s1));
+  uint32_t seen = 0;
+  const auto put = [&](uint32_t k, int32_t v) {
+    const int32_t sample = asr(v, kRowShift);
+    seen |= asUnsigned(sample - kMinSample);
+    out[k] = low16(sample);
+  };
+  put(0, y.v0);
+  put(1, y.v1);
+  put(2, y.v2);
+  put(3, y.v3);
+  put(4, y.v4);
+  put(5, y.v5);
+  put(6, y.v6);
+  put(7, y.v7);
+  if (seen <= kMaxSample - kMinSample) return;
+  for (uint32_t k = 0; k < 8; k++) out[k] = limitSample(out[k]);
+}
+
+// A row of which all but the first coefficient is 0.
+void putFlatRow(const Factors & /*f*/, const int32_t *row, int16_t *out) {
+  const int32_t level = wrapAdd(wrapMul(row[0], kC4), 1 << (kRowShift - 1));
+  const int16_t sample = limitSample(asr(level, kRowShift));
+  for (uint32_t k = 0; k < 8; k++) out[k] = sample;
+}
+
+using PutRow = void (*)(const Factors &f, const int32_t *row, int16_t *out);
+
+// With columns that are flat all rows are the same.
+template <PutRow kPut>
+void putRows(const Factors &f, const int32_t *work, bool flat, int16_t *block) {
+  const uint32_t rows = flat ? 1 : 8;
+  for (uint32_t r = 0; r < rows; r++) kPut(f, work + 8 * r, block + kRowLength * r);
+  for (uint32_t r = rows; r < 8; r++) {
+    memcpy(block + kRowLength * r, block, kRowLength * sizeof(int16_t));
+  }
+}
+
+// The columns that the second pass of 4 or 8 reads beside the first `count`.
+void clearColumns(int32_t *work, uint32_t count) {
+  switch (count) {
+    case 3:
+      putFlatColumn(0, work + 3);
+      break;
+    case 5:
+      putFlatColumn(0, work + 5);
+      [[fallthrough]];
+    case 6:
+      putFlatColumn(0, work + 6);
+      [[fallthrough]];
+    case 7:
+      putFlatColumn(0, work + 7);
+      break;
+    default:
+      break;
+  }
+}
+
+// A block of a DC coefficient alone: 64 equal samples.
+void makeFlat(int16_t *block) {
+  const int32_t column = asr(block[0] * kC4 + (1 << (kColumnShift - 1)), kColumnShift);
+  const int32_t row = wrapAdd(wrapMul(column, kC4), 1 << (kRowShift - 1));
+  const int16_t sample = limitSample(asr(row, kRowShift));
+  for (uint32_t i = 0; i < kBlockSize; i++) block[i] = sample;
+}
+
+// ---- Smaller cells ----------------------------------------------------------
+
+// Rounding shift of a 12-bit product sum down to `shift` places.
+constexpr int32_t roundShift(int32_t v, uint32_t shift) {
+  return asr(wrapAdd(v, 1 << (shift - 1)), shift);
+}
+
+// Four values of a line ahead of descaling, scaled by 4096.
+struct Line4 {
+  int32_t y[4];
+};
+
+Line4 transformLine4(int32_t x0, int32_t x1, int32_t x2, int32_t x3) {
+  constexpr int32_t kC = 5352;  // 4096 sqrt(2) cos(pi/8)
+  constexpr int32_t kS = 2217;  // 4096 sqrt(2) sin(pi/8)
+  const int32_t e0 = wrapShl(wrapAdd(x0, x2), 12);
+  const int32_t e1 = wrapShl(wrapSub(x0, x2), 12);
+  const int32_t u = wrapAdd(wrapMul(x1, kC), wrapMul(x3, kS));
+  const int32_t t = wrapSub(wrapMul(x1, kS), wrapMul(x3, kC));
+  return {{wrapAdd(e0, u), wrapAdd(e1, t), wrapSub(e1, t), wrapSub(e0, u)}};
+}
+
+// Limits the n x n samples in the block's top-left corner.
+void limitCorner(int16_t *block, uint32_t n) {
+  for (uint32_t y = 0; y < n; y++) {
+    for (uint32_t x = 0; x < n; x++) {
+      int16_t *sample = &block[kRowLength * y + x];
+      *sample = limitSample(*sample);
+    }
+  }
+}
+
+}  // namespace
+
+void jpgIdct8x8(int16_t *block, uint32_t last) {
+  if (last == 0) {
+    makeFlat(block);
+    return;
+  }
+  const Factors &f = *factors();
+  int32_t work[kBlockSize];
+  Columns c;
+  if (last <= kLastOf4x2) {
+    c = transformColumns<4, 2>(f, block, work);
+  } else if (last <= kLastOf4x4) {
+    c = transformColumns<4, 4>(f, block, work);
+  } else {
+    c = transformColumns<8, 8>(f, block, work);
+  }
+  clearColumns(work, c.count);
+  if (c.count <= 1) {
+    putRows<putFlatRow>(f, work, c.flat, block);
+  } else if (c.count <= 2) {
+    putRows<putRow<2>>(f, work, c.flat, block);
+  } else if (c.count <= 4) {
+    putRows<putRow<4>>(f, work, c.flat, block);
+  } else {
+    putRows<putRow<8>>(f, work, c.flat, block);
+  }
+}
+
+void jpgIdct4x4(int16_t *block, uint32_t /*last*/) {
+  int32_t work[4][4];
+  for (uint32_t j = 0; j < 4; j++) {
+    const Line4 line = transformLine4(block[j], block[kRowLength + j], block[2 * kRowLength + j],
+                                      block[3 * kRowLength + j]);
+    for (uint32_t k = 0; k < 4; k++) work[k][j] = roundShift(line.y[k], 12);
+  }
+  for (uint32_t r = 0; r < 4; r++) {
+    const Line4 line = transformLine4(work[r][0], work[r][1], work[r][2], work[r][3]);
+    for (uint32_t k = 0; k < 4; k++) block[kRowLength * r + k] = low16(roundShift(line.y[k], 15));
+  }
+  limitCorner(block, 4);
+}
+
+void jpgIdct2x2(int16_t *block, uint32_t /*last*/) {
+  const int32_t a = block[0], m = block[1];
+  const int32_t b = block[kRowLength], n = block[kRowLength + 1];
+  block[0] = low16(roundShift(a + b + m + n, 3));
+  block[1] = low16(roundShift((a + b) - (m + n), 3));
+  block[kRowLength] = low16(roundShift((a - b) + (m - n), 3));
+  block[kRowLength + 1] = low16(roundShift((a - b) - (m - n), 3));
+  limitCorner(block, 2);
+}
+
+void jpgIdct1x1(int16_t *block, uint32_t /*last*/) {
+  block[0] = limitSample(roundShift(block[0], 3));
+}
+
+}  // namespace jpg

@@ -1,0 +1,85 @@
+// Blocks straight from whole MCUs of pixels, for any processor: what the conversion and the
+// gathering routines of jpgWMcu.cpp give, without the work area between them. Chroma, which is
+// decimated, is made only of the pixels that it is taken from.
+#include "kernels/portable/jpgPortable.h"
+#include "share/jpgArith.h"
+#include "share/jpgSamples.h"
+#include "share/jpgTables.h"
+
+namespace jpg {
+namespace {
+
+constexpr uint32_t kPixelBytes = 3;
+constexpr uint32_t kFractionBits = 12;
+constexpr int32_t kHalf = 1 << (kFractionBits - 1);
+
+// The conversion's factors, scaled by 4096. In memory: of constants that it knows, a compiler
+// makes chains of shifts and additions, which take longer on processors that multiply in a cycle
+// or two.
+struct Factors {
+  int32_t yRed, yGreen, yBlue, yRest;
+  int32_t cbRed, cbGreen;
+  int32_t crGreen, crBlue;
+};
+constexpr Factors kFactors = {1225, 2404,  467,   kHalf - (kLevelShift << kFractionBits),
+                              -691, -1357, -1715, -333};
+constexpr uint32_t kHalfFactorBits = 11;  // 2048: 0.5 scaled by 4096
+
+inline const Factors *factors() {
+  const Factors *f = &kFactors;
+  // Hides the constants from the optimiser, which would turn the multiplications into shifts.
+  asm("" : "+r"(f));
+  return f;
+}
+
+// A block of Y.
+void loadLuma(const uint8_t *in, ptrdiff_t stride, int16_t *out) {
+  const Factors f = *factors();
+  for (uint32_t y = 0; y < 8; y++, in += stride) {
+    const uint8_t *pixel = in;
+    for (uint32_t x = 0; x < 8; x++, pixel += kPixelBytes) {
+      const int32_t sum = pixel[0] * f.yBlue + pixel[1] * f.yGreen + pixel[2] * f.yRed + f.yRest;
+      *out++ = static_cast<int16_t>(asr(sum, kFractionBits));
+    }
+  }
+}
+
+// A block of Cb and one of Cr, of every kAcross-th pixel of every row here.
+template <uint32_t kAcross>
+void loadChroma(const uint8_t *in, ptrdiff_t stride, int16_t *out) {
+  const Factors f = *factors();
+  for (uint32_t y = 0; y < 8; y++, in += stride) {
+    const uint8_t *pixel = in;
+    for (uint32_t x = 0; x < 8; x++, pixel += kPixelBytes * kAcross, out++) {
+      const int32_t b = pixel[0], g = pixel[1], r = pixel[2];
+      const int32_t cb = g * f.cbGreen + r * f.cbRed + (b << kHalfFactorBits) + kHalf;
+      const int32_t cr = g * f.crGreen + b * f.crBlue + (r << kHalfFactorBits) + kHalf;
+      out[0] = static_cast<int16_t>(asr(cb, kFractionBits));
+      out[kBlockSize] = static_cast<int16_t>(asr(cr, kFractionBits));
+    }
+  }
+}
+
+template <uint32_t kAcross, uint32_t kDown>
+void loadYcc(const uint8_t *in, ptrdiff_t stride, int16_t *blocks) {
+  for (uint32_t v = 0; v < kDown; v++) {
+    for (uint32_t h = 0; h < kAcross; h++, blocks += kBlockSize) {
+      loadLuma(in + stride * static_cast<ptrdiff_t>(8 * v) + size_t{8} * kPixelBytes * h, stride,
+               blocks);
+    }
+  }
+  loadChroma<kAcross>(in, stride * ptrdiff_t{kDown}, blocks);
+}
+
+}  // namespace
+
+void portableLoadGray(const uint8_t *in, ptrdiff_t stride, int16_t *blocks) {
+  for (uint32_t y = 0; y < 8; y++, in += stride) {
+    for (uint32_t x = 0; x < 8; x++) *blocks++ = static_cast<int16_t>(in[x] - kLevelShift);
+  }
+}
+
+constexpr LoadKernels portableLoadYcc = {{loadYcc<1, 1>, loadYcc<1, 2>},
+                                         {loadYcc<2, 1>, loadYcc<2, 2>}};
+
+}  // namespace jpg

@@ -1,0 +1,18 @@
+#include "kernels/x86/jpgAvx2.h"
+
+#include "kernels/portable/jpgPortable.h"
+
+namespace jpg {
+
+constexpr Kernels jpgAvx2Kernels = {
+    {jpgIdct1x1, jpgIdct2x2, avx2InverseTransformHalf, avx2InverseTransform},
+    avx2NonZeroMask,
+    avx2Dequantise,
+    avx2PutGray,
+    {&portablePutYcc1, &avx2PutYcc2, &avx2PutYcc4, &avx2PutYcc8},
+    avx2TransformAndQuantise,
+    avx2LoadGray,
+    &avx2LoadYcc,
+};
+
+}  // namespace jpg

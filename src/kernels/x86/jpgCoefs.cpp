@@ -1,0 +1,55 @@
+// Which coefficients of a block aren't 0, in zig-zag order; and of one that is dequantised, the
+// last of them.
+#include <immintrin.h>
+
+#include "kernels/x86/jpgAvx2.h"
+#include "kernels/x86/jpgZigZagMask.h"
+
+namespace jpg {
+namespace {
+
+// Bytes of two rows: 0 where the coefficient is 0, else -1.
+__m128i presentRows(const int16_t *rows) {
+  const auto *p = reinterpret_cast<const __m128i *>(rows);
+  const __m128i packed = _mm_packs_epi16(_mm_loadu_si128(p), _mm_loadu_si128(p + 1));
+  return _mm_xor_si128(_mm_cmpeq_epi8(packed, _mm_setzero_si128()), _mm_set1_epi8(-1));
+}
+
+// Masks that gather sixteen positions of the zig-zag sequence out of two rows.
+template <int kGroup, int kRows>
+__m128i take(__m128i rows) {
+  static constexpr ByteMask kMask = makeByteMask(kGroup, kRows);
+  return _mm_shuffle_epi8(rows, _mm_load_si128(reinterpret_cast<const __m128i *>(kMask.byte)));
+}
+
+template <int kGroup>
+uint64_t group(const __m128i *rows) {
+  const __m128i v = _mm_or_si128(_mm_or_si128(take<kGroup, 0>(rows[0]), take<kGroup, 1>(rows[1])),
+                                 _mm_or_si128(take<kGroup, 2>(rows[2]), take<kGroup, 3>(rows[3])));
+  return static_cast<uint64_t>(_mm_movemask_epi8(v)) << (16 * kGroup);
+}
+
+}  // namespace
+
+uint64_t avx2NonZeroMask(const int16_t *block) {
+  __m128i rows[4];
+  for (int k = 0; k < 4; k++) rows[k] = presentRows(block + 16 * k);
+  const __m128i any = _mm_or_si128(_mm_or_si128(rows[0], rows[1]), _mm_or_si128(rows[2], rows[3]));
+  if (_mm_testz_si128(any, any) != 0) return 0;
+  return group<0>(rows) | group<1>(rows) | group<2>(rows) | group<3>(rows);
+}
+
+uint32_t avx2Dequantise(const int16_t *in, const int16_t *steps, int16_t *out) {
+  for (int k = 0; k < 64; k += 16) {
+    const __m256i c = _mm256_loadu_si256(reinterpret_cast<const __m256i *>(in + k));
+    const __m256i q = _mm256_loadu_si256(reinterpret_cast<const __m256i *>(steps + k));
+    _mm256_storeu_si256(reinterpret_cast<__m256i *>(out + k), _mm256_mullo_epi16(c, q));
+  }
+  // gcc 12 leaves it out ahead of the tail. With upper halves in use, every older vector
+  // instruction that follows may be slow, the caller's too.
+  _mm256_zeroupper();
+  // The position 0 for none.
+  return 63 - static_cast<uint32_t>(__builtin_clzll(avx2NonZeroMask(out) | 1));
+}
+
+}  // namespace jpg

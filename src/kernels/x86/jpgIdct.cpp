@@ -1,0 +1,331 @@
+// The inverse transform of portable/jpgIdct.cpp, eight columns and then eight rows at a time.
+//
+// Products of 16-bit factors are formed and added in pairs (vpmaddwd), modulo 2^32 as there.
+// The second pass takes the first one's values as 16-bit factors too; a block whose values
+// need more goes through the plain routine.
+#include <immintrin.h>
+
+#include "kernels/portable/jpgPortable.h"
+#include "kernels/x86/jpgAvx2.h"
+
+namespace jpg {
+namespace {
+
+// The multipliers of portable/jpgIdct.cpp.
+constexpr int kC1 = 4017, kS1 = 799, kC3 = 3406, kS3 = 2276, kC4 = 2896, kC2 = 3784, kS2 = 1567;
+
+// A pair of factors for vpmaddwd: `a` meets the first value of a pair, `b` the second.
+__m256i factors(int a, int b) {
+  return _mm256_set1_epi32(
+      static_cast<int>(static_cast<unsigned>(b) << 16 | (static_cast<unsigned>(a) & 0xFFFF)));
+}
+
+// Pairs (a[i], b[i]).
+__m256i pairs(__m128i a, __m128i b) {
+  return _mm256_inserti128_si256(_mm256_castsi128_si256(_mm_unpacklo_epi16(a, b)),
+                                 _mm_unpackhi_epi16(a, b), 1);
+}
+
+__m256i times(__m256i x, int a, int b) { return _mm256_madd_epi16(x, factors(a, b)); }
+
+template <int kShift>
+__m256i roundShift(__m256i v) {
+  return _mm256_srai_epi32(_mm256_add_epi32(v, _mm256_set1_epi32(1 << (kShift - 1))), kShift);
+}
+
+struct Line {
+  __m256i y[8];
+};
+
+// Eight one-dimensional transforms of x[0..7], descaled by kShift. q1 is what x1 meets in the
+// first rotation's second sum.
+template <int kShift>
+[[gnu::always_inline]] inline Line transform(const __m128i *x, __m128i q1) {
+  const __m256i x17 = pairs(x[1], x[7]), x35 = pairs(x[3], x[5]);
+  const __m256i x04 = pairs(x[0], x[4]), x26 = pairs(x[2], x[6]);
+  const __m256i p = times(x17, kC1, kS1);
+  const __m256i q = _mm256_madd_epi16(x17, pairs(q1, _mm_set1_epi16(-kC1)));
+  const __m256i u = times(x35, kC3, kS3), v = times(x35, -kS3, kC3);
+  const __m256i t1 = _mm256_sub_epi32(p, u), t2 = _mm256_sub_epi32(q, v);
+  const __m256i c4 = _mm256_set1_epi32(kC4);
+  const __m256i o[4] = {
+      _mm256_add_epi32(p, u),
+      _mm256_mullo_epi32(roundShift<12>(_mm256_add_epi32(t1, t2)), c4),
+      _mm256_mullo_epi32(roundShift<12>(_mm256_sub_epi32(t1, t2)), c4),
+      _mm256_add_epi32(q, v),
+  };
+  const __m256i e0 = times(x04, kC4, kC4), e1 = times(x04, kC4, -kC4);
+  const __m256i r = times(x26, kC2, kS2), s = times(x26, kS2, -kC2);
+  const __m256i e[4] = {_mm256_add_epi32(e0, r), _mm256_add_epi32(e1, s), _mm256_sub_epi32(e1, s),
+                        _mm256_sub_epi32(e0, r)};
+  Line line;
+  for (int k = 0; k < 4; k++) {
+    line.y[k] = roundShift<kShift>(_mm256_add_epi32(e[k], o[k]));
+    line.y[7 - k] = roundShift<kShift>(_mm256_sub_epi32(e[k], o[k]));
+  }
+  return line;
+}
+
+// A column whose coefficients' magnitudes sum up to this, |x1| among them, leaves values of
+// 16 bits after the first pass: |y| is at most 3784 of the even ones' sum, and of the odd ones'
+// (4017 |x7| + |x1| (4017 + |x1|) + ...) / sqrt(2), in all below (6917 * 2900) / sqrt(2) + 2^12,
+// and is then shifted by 9.
+constexpr short kMostMagnitude = 2900;
+
+// Sums of the magnitudes of kRows rows, column by column.
+template <int kRows>
+bool isModest(const __m128i *x) {
+  __m128i sum = _mm_abs_epi16(x[0]);
+  for (int k = 1; k < kRows; k++) sum = _mm_adds_epu16(sum, _mm_abs_epi16(x[k]));
+  const __m128i beyond = _mm_subs_epu16(sum, _mm_set1_epi16(kMostMagnitude));
+  return _mm_testz_si128(beyond, beyond) != 0;
+}
+
+// Two rows of a transposed matrix.
+struct Transposed {
+  __m256i row[4];  // rows k and k + 4
+};
+
+// From eight lines of 32-bit values that fit 16 bits.
+[[gnu::always_inline]] inline Transposed transpose(const Line &line) {
+  __m256i packed[4];
+  for (int k = 0; k < 4; k++) packed[k] = _mm256_packs_epi32(line.y[2 * k], line.y[2 * k + 1]);
+  const __m256i a0 = _mm256_unpacklo_epi16(packed[0], packed[1]);
+  const __m256i a1 = _mm256_unpackhi_epi16(packed[0], packed[1]);
+  const __m256i a2 = _mm256_unpacklo_epi16(packed[2], packed[3]);
+  const __m256i a3 = _mm256_unpackhi_epi16(packed[2], packed[3]);
+  const __m256i b0 = _mm256_unpacklo_epi16(a0, a1), b1 = _mm256_unpackhi_epi16(a0, a1);
+  const __m256i b2 = _mm256_unpacklo_epi16(a2, a3), b3 = _mm256_unpackhi_epi16(a2, a3);
+  return {{_mm256_unpacklo_epi64(b0, b2), _mm256_unpackhi_epi64(b0, b2),
+           _mm256_unpacklo_epi64(b1, b3), _mm256_unpackhi_epi64(b1, b3)}};
+}
+
+__m256i limited(__m256i v) {
+  return _mm256_min_epi16(_mm256_max_epi16(v, _mm256_set1_epi16(-128)), _mm256_set1_epi16(127));
+}
+
+// Eight rows of samples from the second pass's lines, whose values, shifted by 17, fit 16 bits.
+[[gnu::always_inline]] inline void storeSamples(const Line &lines, int16_t *block) {
+  const Transposed out = transpose(lines);
+  for (int k = 0; k < 4; k++) {
+    const __m256i rows = limited(out.row[k]);
+    _mm_storeu_si128(reinterpret_cast<__m128i *>(block + 8 * k), _mm256_castsi256_si128(rows));
+    _mm_storeu_si128(reinterpret_cast<__m128i *>(block + 8 * (k + 4)),
+                     _mm256_extracti128_si256(rows, 1));
+  }
+}
+
+// The transform of values 0 to 3 where the others are 0, of pairs (x0, x2) and (x1, x3), in
+// registers of four or eight 32-bit values. q1 stands in pairs for what x1 meets.
+struct Four {
+  using Word = __m128i;
+  static Word madd(Word a, Word b) { return _mm_madd_epi16(a, b); }
+  static Word add(Word a, Word b) { return _mm_add_epi32(a, b); }
+  static Word sub(Word a, Word b) { return _mm_sub_epi32(a, b); }
+  static Word all(int v) { return _mm_set1_epi32(v); }
+  static Word times(Word a, Word b) { return _mm_mullo_epi32(a, b); }
+  template <int kShift>
+  static Word shift(Word v) {
+    return _mm_srai_epi32(v, kShift);
+  }
+};
+struct Eight {
+  using Word = __m256i;
+  static Word madd(Word a, Word b) { return _mm256_madd_epi16(a, b); }
+  static Word add(Word a, Word b) { return _mm256_add_epi32(a, b); }
+  static Word sub(Word a, Word b) { return _mm256_sub_epi32(a, b); }
+  static Word all(int v) { return _mm256_set1_epi32(v); }
+  static Word times(Word a, Word b) { return _mm256_mullo_epi32(a, b); }
+  template <int kShift>
+  static Word shift(Word v) {
+    return _mm256_srai_epi32(v, kShift);
+  }
+};
+
+constexpr int pairOf(int a, int b) {
+  return static_cast<int>(static_cast<unsigned>(b) << 16 | (static_cast<unsigned>(a) & 0xFFFF));
+}
+
+template <typename Lanes>
+struct SparseLine {
+  typename Lanes::Word y[8];
+};
+
+// plus3 and minus3 are the pairs (q1, -kS3) and (q1, kS3).
+template <typename Lanes, int kShift>
+[[gnu::always_inline]] inline SparseLine<Lanes> transformSparse(typename Lanes::Word x02,
+                                                                typename Lanes::Word x13,
+                                                                typename Lanes::Word plus3,
+                                                                typename Lanes::Word minus3) {
+  using Word = typename Lanes::Word;
+  const auto with = [](Word x, int a, int b) { return Lanes::madd(x, Lanes::all(pairOf(a, b))); };
+  const auto round = [](Word v, int half) { return Lanes::add(v, Lanes::all(half)); };
+  const Word t1 = with(x13, kC1, -kC3), t2 = Lanes::madd(x13, minus3), c4 = Lanes::all(kC4);
+  const Word sum = Lanes::template shift<12>(round(Lanes::add(t1, t2), 1 << 11));
+  const Word difference = Lanes::template shift<12>(round(Lanes::sub(t1, t2), 1 << 11));
+  const Word o[4] = {with(x13, kC1, kC3), Lanes::times(sum, c4), Lanes::times(difference, c4),
+                     Lanes::madd(x13, plus3)};
+  const Word e[4] = {with(x02, kC4, kC2), with(x02, kC4, kS2), with(x02, kC4, -kS2),
+                     with(x02, kC4, -kC2)};
+  SparseLine<Lanes> line;
+  for (int k = 0; k < 4; k++) {
+    const Word base = round(e[k], 1 << (kShift - 1));
+    line.y[k] = Lanes::template shift<kShift>(Lanes::add(base, o[k]));
+    line.y[7 - k] = Lanes::template shift<kShift>(Lanes::sub(base, o[k]));
+  }
+  return line;
+}
+
+// Two rows of columns 0 to 3 as pairs of columns (0, 2), (1, 3) of the one and the other.
+__m128i pairColumns(__m128i a, __m128i b) {
+  const __m128i order = _mm_setr_epi8(0, 1, 4, 5, 2, 3, 6, 7, 8, 9, 12, 13, 10, 11, 14, 15);
+  return _mm_shuffle_epi8(_mm_packs_epi32(a, b), order);
+}
+
+// Pairs of eight rows.
+template <int kSelection>
+__m256i gatherPairs(const __m128i *rows) {
+  const auto pick = [](__m128i a, __m128i b) {
+    return _mm_castps_si128(_mm_shuffle_ps(_mm_castsi128_ps(a), _mm_castsi128_ps(b), kSelection));
+  };
+  return _mm256_inserti128_si256(_mm256_castsi128_si256(pick(rows[0], rows[1])),
+                                 pick(rows[2], rows[3]), 1);
+}
+
+// Coded positions up to this lie in rows and columns 0 to 3.
+constexpr uint32_t kLastSparse = 9;
+
+// A block with coefficients in rows and columns 0 to 3 only.
+void makeSparse(const __m128i *x, int16_t *block) {
+  const __m128i x13 = _mm_unpacklo_epi16(x[1], x[3]);
+  const __m128i plus3 = _mm_unpacklo_epi16(x[1], _mm_set1_epi16(-kS3));
+  const __m128i minus3 = _mm_unpacklo_epi16(x[1], _mm_set1_epi16(kS3));
+  const SparseLine<Four> columns =
+      transformSparse<Four, 9>(_mm_unpacklo_epi16(x[0], x[2]), x13, plus3, minus3);
+  __m128i rows[4];
+  for (int k = 0; k < 4; k++) rows[k] = pairColumns(columns.y[2 * k], columns.y[2 * k + 1]);
+  const SparseLine<Eight> lines =
+      transformSparse<Eight, 17>(gatherPairs<0x88>(rows), gatherPairs<0xDD>(rows),
+                                 Eight::all(pairOf(kS1, -kS3)), Eight::all(pairOf(kS1, kS3)));
+  Line out;
+  for (int k = 0; k < 8; k++) out.y[k] = lines.y[k];
+  storeSamples(out, block);
+}
+
+void makeDense(__m128i *x, int16_t *block) {
+  // x1 times itself, as the first pass of the plain routine has it.
+  const Transposed t = transpose(transform<9>(x, x[1]));
+  for (int k = 0; k < 4; k++) {
+    x[k] = _mm256_castsi256_si128(t.row[k]);
+    x[k + 4] = _mm256_extracti128_si256(t.row[k], 1);
+  }
+  storeSamples(transform<17>(x, _mm_set1_epi16(kS1)), block);
+}
+
+// A block of a DC coefficient alone: 64 equal samples.
+void makeFlat(int16_t *block) {
+  const int column = (block[0] * kC4 + (1 << 8)) >> 9;
+  int sample = (column * kC4 + (1 << 16)) >> 17;
+  if (sample < -128) sample = -128;
+  if (sample > 127) sample = 127;
+  const __m256i all = _mm256_set1_epi16(static_cast<short>(sample));
+  for (int k = 0; k < 64; k += 16) {
+    _mm256_storeu_si256(reinterpret_cast<__m256i *>(block + k), all);
+  }
+}
+
+}  // namespace
+
+void avx2InverseTransform(int16_t *block, uint32_t last) {
+  if (last == 0) {
+    makeFlat(block);
+    return;
+  }
+  __m128i x[8];
+  const int count = last <= kLastSparse ? 4 : 8;
+  for (int k = 0; k < count; k++) {
+    x[k] = _mm_loadu_si128(reinterpret_cast<const __m128i *>(block + 8 * k));
+  }
+  if (last <= kLastSparse && isModest<4>(x)) {
+    makeSparse(x, block);
+  } else if (last > kLastSparse && isModest<8>(x)) {
+    makeDense(x, block);
+  } else {
+    jpgIdct8x8(block, last);
+  }
+}
+
+namespace {
+
+constexpr int kHalfC = 5352, kHalfS = 2217;  // of jpgIdct4x4
+
+__m128i factors4(int a, int b) { return _mm256_castsi256_si128(factors(a, b)); }
+
+// Four lines of four 32-bit values.
+struct Line4 {
+  __m128i y[4];
+};
+
+// Four one-dimensional transforms of pairs (x0, x2) and (x1, x3).
+template <int kShift>
+Line4 transform4(__m128i x02, __m128i x13) {
+  const __m128i e0 = _mm_madd_epi16(x02, factors4(4096, 4096));
+  const __m128i e1 = _mm_madd_epi16(x02, factors4(4096, -4096));
+  const __m128i u = _mm_madd_epi16(x13, factors4(kHalfC, kHalfS));
+  const __m128i t = _mm_madd_epi16(x13, factors4(kHalfS, -kHalfC));
+  const __m128i half = _mm_set1_epi32(1 << (kShift - 1));
+  const auto round = [half](__m128i v) { return _mm_srai_epi32(_mm_add_epi32(v, half), kShift); };
+  return {{round(_mm_add_epi32(e0, u)), round(_mm_add_epi32(e1, t)), round(_mm_sub_epi32(e1, t)),
+           round(_mm_sub_epi32(e0, u))}};
+}
+
+// Columns 0 and 1, and 2 and 3, of four lines whose values fit 16 bits.
+struct Columns4 {
+  __m128i low, high;
+};
+
+Columns4 transpose4(const Line4 &line) {
+  const __m128i first = _mm_packs_epi32(line.y[0], line.y[1]);
+  const __m128i second = _mm_packs_epi32(line.y[2], line.y[3]);
+  const __m128i a = _mm_unpacklo_epi16(first, second), b = _mm_unpackhi_epi16(first, second);
+  return {_mm_unpacklo_epi16(a, b), _mm_unpackhi_epi16(a, b)};
+}
+
+bool fits16(const Line4 &line) {
+  __m128i magnitude = _mm_setzero_si128();
+  for (const __m128i &y : line.y) {
+    magnitude = _mm_or_si128(magnitude, _mm_xor_si128(y, _mm_srai_epi32(y, 31)));
+  }
+  return _mm_testz_si128(magnitude, _mm_set1_epi32(~0x7FFF)) != 0;
+}
+
+__m128i loadHalf(const int16_t *row) {
+  return _mm_loadl_epi64(reinterpret_cast<const __m128i *>(row));
+}
+
+// Two rows of four limited samples.
+void storeHalves(int16_t *row, __m128i v) {
+  const __m128i limited =
+      _mm_min_epi16(_mm_max_epi16(v, _mm_set1_epi16(-128)), _mm_set1_epi16(127));
+  _mm_storel_epi64(reinterpret_cast<__m128i *>(row), limited);
+  _mm_storel_epi64(reinterpret_cast<__m128i *>(row + 8), _mm_unpackhi_epi64(limited, limited));
+}
+
+}  // namespace
+
+void avx2InverseTransformHalf(int16_t *block, uint32_t last) {
+  const __m128i x02 = _mm_unpacklo_epi16(loadHalf(block), loadHalf(block + 16));
+  const __m128i x13 = _mm_unpacklo_epi16(loadHalf(block + 8), loadHalf(block + 24));
+  const Line4 columns = transform4<12>(x02, x13);
+  if (!fits16(columns)) {
+    jpgIdct4x4(block, last);
+    return;
+  }
+  const Columns4 c = transpose4(columns);
+  const Columns4 out = transpose4(
+      transform4<15>(_mm_unpacklo_epi16(c.low, c.high), _mm_unpackhi_epi16(c.low, c.high)));
+  storeHalves(block, out.low);
+  storeHalves(block + 16, out.high);
+}
+
+}  // namespace jpg

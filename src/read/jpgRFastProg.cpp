@@ -1,0 +1,374 @@
+#include "read/jpgRFastProg.h"
+
+#include <string.h>
+
+#include "kernels/jpgKernels.h"
+#include "read/jpgRVLC.h"
+#include "share/jpgArith.h"
+
+namespace jpg {
+namespace {
+
+constexpr uint32_t kZeroRun = 15;  // r of the ZRL code
+
+// How a block ends.
+enum class End {
+  kDone,
+  kFailed,  // with a result
+  kAgain    // the window can't go on: the block must be decoded anew by the bit reader
+};
+
+// A block being decoded. The window's head is kept apart from it.
+struct Block {
+  JpgContext *c;
+  BitWindow *w;
+  WindowHead head;
+  int16_t *coefficients;
+  HuffDecoder table;
+  const HuffShortcut *shortcuts;
+  Result result;
+};
+
+inline bool has(Block *b, uint32_t bits) {
+  return b->head.count >= bits || fillHead(b->w, &b->head);
+}
+
+inline uint32_t top(const Block &b, uint32_t n) {
+  return static_cast<uint32_t>((b.head.bits >> 1) >> (kWindowBits - 1 - n));
+}
+
+inline void drop(Block *b, uint32_t n) { dropHeadBits(&b->head, n); }
+
+// Notes that the bit reader would have looked at the longest code, from `back` bits back.
+inline void notePeek(Block *b, uint32_t back) {
+  noteReach(b->w, b->w->loaded - b->head.count - back + b->table.maxLength);
+}
+
+// A symbol by the lookup array; kMaxCodeLength bits must be there. False for none.
+[[gnu::always_inline]] inline bool longSymbol(Block *b, uint32_t *symbol) {
+  return windowSymbol(b->w, &b->head, b->table, symbol);
+}
+
+End fail(Block *b, Result result) {
+  b->result = result;
+  return End::kFailed;
+}
+
+// The length of the end-of-band run that code r announces (T.81 G.1.2.2).
+[[gnu::always_inline]] inline bool readRun(Block *b, uint32_t r, uint32_t *run) {
+  if (!has(b, r)) return false;
+  *run = (uint32_t{1} << r) + top(*b, r);
+  drop(b, r);
+  return true;
+}
+
+// ---- First passes ---------------------------------------------------------
+
+// The symbol behind coded position *n - 1, without shortcuts. kAgain also stands for a
+// symbol that doesn't end the block: `ended` tells.
+End firstLong(Block *b, uint32_t *n, bool *ended) {
+  uint32_t symbol = 0;
+  *ended = true;
+  if (!longSymbol(b, &symbol)) return fail(b, JPG_E_BAD_AC_CODE);
+  const uint32_t run = symbol >> 4, size = symbol & 15;
+  if (size == 0 && run < kZeroRun) {
+    uint32_t length = 0;
+    if (!readRun(b, run, &length)) return End::kAgain;
+    b->c->eobRun = length - 1;
+    return End::kDone;
+  }
+  const uint32_t k = *n + run;
+  *n = k + 1;
+  *ended = *n > b->c->Se;
+  if (size == 0) return End::kDone;
+  if (k >= kBlockSize) {
+    *ended = true;
+    return fail(b, JPG_E_COEF_OVERFLOW);
+  }
+  if (!has(b, size)) {
+    *ended = true;
+    return End::kAgain;
+  }
+  const auto v = static_cast<int32_t>(top(*b, size));
+  drop(b, size);
+  b->coefficients[kZigZag.natural[k]] = low16(wrapShl(extend(v, size), b->c->Al));
+  return End::kDone;
+}
+
+End decodeFirst(Block *b) {
+  const uint32_t last = b->c->Se, shift = b->c->Al;
+  uint32_t n = b->c->Ss;  // position behind the last coefficient
+  for (;;) {
+    if (!has(b, kSymbolBits)) return End::kAgain;
+    const HuffShortcut fast = acShortcut(b->shortcuts, b->head.bits);
+    const uint32_t skip = shortcutSkip(fast);
+    // Behind the band's last coefficient no end follows: that one takes the long way.
+    const uint32_t k = n + skip % kSkipThenEnd - 1;
+    if (skip < kSkipEnd && k < last) {
+      drop(b, shortcutLength(fast));
+      b->coefficients[kZigZag.natural[k]] = low16(wrapShl(shortcutValue(fast), shift));
+      n = k + 1;
+      continue;
+    }
+    if (skip != kSkipNone && skip > kSkipThenEnd && k < last) {
+      drop(b, shortcutLength(fast));
+      b->coefficients[kZigZag.natural[k]] = low16(wrapShl(shortcutValue(fast), shift));
+      notePeek(b, endLengthOf(b->shortcuts));
+      return End::kDone;
+    }
+    if (skip == kSkipEnd) {
+      notePeek(b, 0);
+      drop(b, shortcutLength(fast));
+      return End::kDone;
+    }
+    bool ended = false;
+    const End end = firstLong(b, &n, &ended);
+    if (ended) return end;
+  }
+}
+
+// ---- Refinement -----------------------------------------------------------
+
+// Coded positions, bit k of 64 for position k. In halves, which narrow processors count faster.
+struct PositionSet {
+  uint32_t low, high;
+};
+
+// Takes the first position out; kBlockSize when there is none.
+inline uint32_t takeFirst(PositionSet *p) {
+  if (p->low != 0) {
+    const auto k = static_cast<uint32_t>(__builtin_ctz(p->low));
+    p->low &= p->low - 1;
+    return k;
+  }
+  if (p->high == 0) return kBlockSize;
+  const auto k = static_cast<uint32_t>(__builtin_ctz(p->high));
+  p->high &= p->high - 1;
+  return 32 + k;
+}
+
+// The coefficients of a block's band that are there already, and what is added to them.
+struct Refined {
+  uint32_t next;     // position of the first one that isn't passed yet; kBlockSize for none
+  PositionSet rest;  // of those behind it, up to Se
+  int32_t plus, minus;
+};
+
+// Correction bit of the coefficient at position k (T.81 G.1.2.3).
+inline bool correct(Block *b, const Refined &r, uint32_t k) {
+  if (b->head.count == 0 && !fillHead(b->w, &b->head)) return false;
+  const bool set = b->head.bits >> (kWindowBits - 1) != 0;
+  drop(b, 1);
+  int16_t *coefficient = &b->coefficients[kZigZag.natural[k]];
+  if (set && (*coefficient & r.plus) == 0) {
+    *coefficient = low16(*coefficient + (*coefficient >= 0 ? r.plus : r.minus));
+  }
+  return true;
+}
+
+// Corrects coefficients from *n on until `zeros` others have been passed; *n becomes the
+// position of the one that ended the walk, Se + 1 without one.
+[[gnu::always_inline]] inline bool walk(Block *b, Refined *r, uint32_t zeros, uint32_t *n) {
+  const uint32_t end = b->c->Se + 1U;
+  uint32_t k = *n;
+  while (r->next < kBlockSize && r->next - k <= zeros) {
+    zeros -= r->next - k;
+    if (!correct(b, *r, r->next)) return false;
+    k = r->next + 1;
+    r->next = takeFirst(&r->rest);
+  }
+  *n = k < end && zeros < end - k ? k + zeros : end;
+  return true;
+}
+
+// A refinement symbol: its run, and what it adds, 0 for none. An end-of-band run goes into
+// the context and sets `ended`.
+[[gnu::always_inline]] inline End refineSymbol(Block *b, const Refined &r, uint32_t *run,
+                                               int32_t *fresh, bool *ended) {
+  const HuffShortcut fast = b->shortcuts[b->head.bits >> (kWindowBits - kShortcutBits)];
+  const uint32_t skip = shortcutSkip(fast);
+  const int32_t value = shortcutValue(fast);
+  notePeek(b, 0);
+  if (skip == kSkipEnd) {
+    drop(b, shortcutLength(fast));
+    b->c->eobRun = 1;
+    *ended = true;
+    return End::kDone;
+  }
+  if (skip != kSkipNone && (value == 1 || value == -1)) {
+    // Correction bits may come ahead of the end that the shortcut has taken along.
+    const bool then = kShortcutsTakeEnds && skip > kSkipThenEnd;
+    drop(b, shortcutLength(fast) - (then ? endLengthOf(b->shortcuts) : 0));
+    *run = skip % kSkipThenEnd - 1;
+    *fresh = value > 0 ? r.plus : r.minus;
+    return End::kDone;
+  }
+  uint32_t symbol = 0;
+  if (!longSymbol(b, &symbol)) return fail(b, JPG_E_BAD_AC_CODE);
+  *run = symbol >> 4;
+  const uint32_t size = symbol & 15;
+  if (size > 1) return fail(b, JPG_NO_DATA);
+  if (!has(b, kMaxCodeLength)) return End::kAgain;
+  if (size == 1) {
+    *fresh = top(*b, 1) != 0 ? r.plus : r.minus;
+    drop(b, 1);
+  } else if (*run < kZeroRun) {
+    readRun(b, *run, &b->c->eobRun);
+    *ended = true;
+  }
+  return End::kDone;
+}
+
+// The coded part, up to Se or to an end-of-band run; *n is left where that begins.
+[[gnu::always_inline]] inline End refineCoded(Block *b, Refined *r, uint32_t *n) {
+  while (*n <= b->c->Se) {
+    uint32_t run = 0;
+    int32_t fresh = 0;
+    bool ended = false;
+    if (!has(b, kSymbolBits)) return End::kAgain;
+    const End end = refineSymbol(b, *r, &run, &fresh, &ended);
+    if (end != End::kDone || ended) return end;
+    if (!walk(b, r, run, n)) return End::kAgain;
+    if (fresh != 0) {
+      if (*n >= kBlockSize) return fail(b, JPG_E_COEF_OVERFLOW);
+      b->coefficients[kZigZag.natural[*n]] = low16(fresh);
+    }
+    ++*n;
+  }
+  return End::kDone;
+}
+
+// `mask`: the block's coefficients, bit k for coded position k.
+[[gnu::always_inline]] inline End decodeRefinement(Block *b, uint64_t mask) {
+  JpgContext *c = b->c;
+  const uint64_t band = ~uint64_t{0} >> (kBlockSize - 1 - c->Se) >> c->Ss << c->Ss;
+  const uint64_t there = mask & band;
+  Refined r = {0,
+               {static_cast<uint32_t>(there), static_cast<uint32_t>(there >> 32)},
+               wrapShl(1, c->Al),
+               wrapShl(-1, c->Al)};
+  r.next = takeFirst(&r.rest);
+  uint32_t n = c->Ss;
+  if (c->eobRun == 0) {
+    const End end = refineCoded(b, &r, &n);
+    if (end != End::kDone) return end;
+  }
+  if (c->eobRun > 0) {
+    if (!walk(b, &r, kBlockSize, &n)) return End::kAgain;
+    c->eobRun--;
+  }
+  return End::kDone;
+}
+
+// ---- Attempts --------------------------------------------------------------
+
+// What an attempt may change of the window, and must give back when it ends with kAgain. (The
+// fields one by one: a copy of the whole right behind single stores would wait for them.)
+struct WindowPlace {
+  WindowHead head;
+  const uint8_t *next;
+  uint32_t loaded, furthest;
+};
+
+WindowPlace savePlace(const BitWindow &w) { return {headOf(w), w.next, w.loaded, w.furthest}; }
+
+void restorePlace(BitWindow *w, const WindowPlace &place) {
+  putBack(w, place.head);
+  w->next = place.next;
+  w->loaded = place.loaded;
+  w->furthest = place.furthest;
+}
+
+Result byBits(JpgContext *c, BitWindow *w, int16_t *block, JpgScanComponent *component) {
+  if (isOpen(*w)) closeWindow(w, &c->stream);
+  return c->blockDecoder(c, block, component);
+}
+
+Block beginBlock(JpgContext *c, BitWindow *w, int16_t *block, const JpgScanComponent &component) {
+  const HuffDecoder table = acDecoder(component);
+  return {c, w, headOf(*w), block, table, shortcutsOf(table.lookup, table.maxLength), JPG_OK};
+}
+
+Result finish(const Block &b, End end) {
+  putBack(b.w, b.head);
+  return end == End::kFailed ? b.result : JPG_OK;
+}
+
+// A first pass stores the same coefficients when it is done anew.
+Result decodeAcFirstFast(JpgContext *c, BitWindow *w, int16_t *block, JpgScanComponent *component) {
+  const WindowPlace place = savePlace(*w);
+  Block b = beginBlock(c, w, block, *component);
+  const End end = decodeFirst(&b);
+  if (end != End::kAgain) return finish(b, end);
+  restorePlace(w, place);
+  c->eobRun = 0;
+  return byBits(c, w, block, component);
+}
+
+Result decodeAcRefineFast(JpgContext *c, BitWindow *w, int16_t *block, JpgScanComponent *component,
+                          uint64_t mask) {
+  const WindowPlace place = savePlace(*w);
+  const uint32_t eobRun = c->eobRun;
+  int16_t before[kBlockSize];
+  memcpy(before, block, sizeof(before));
+  Block b = beginBlock(c, w, block, *component);
+  const End end = decodeRefinement(&b, mask);
+  if (end != End::kAgain) return finish(b, end);
+  restorePlace(w, place);
+  c->eobRun = eobRun;
+  memcpy(block, before, sizeof(before));
+  return byBits(c, w, block, component);
+}
+
+Result decodeDcRefineFast(JpgContext *c, BitWindow *w, int16_t *block) {
+  const bool set = windowBits(*w, 1) != 0;
+  dropWindowBits(w, 1);
+  if (set) block[0] = low16(block[0] | wrapShl(1, c->Al));
+  return JPG_OK;
+}
+
+// A DC difference with a shortcut; false for another, of which nothing is consumed.
+bool decodeDcFirstFast(JpgContext *c, BitWindow *w, int16_t *block, JpgScanComponent *component) {
+  const HuffShortcut fast =
+      shortcutsOf(component->dcLookup, component->dcMaxLength)[windowBits(*w, kShortcutBits)];
+  if (shortcutSkip(fast) != 1 && shortcutSkip(fast) != kSkipEnd) return false;
+  noteReach(w, placeOf(*w) + component->dcMaxLength);
+  dropWindowBits(w, shortcutLength(fast));
+  component->dcPredictor = wrapAdd(component->dcPredictor, shortcutValue(fast));
+  memset(block, 0, kBlockSize * sizeof(int16_t));
+  block[0] = low16(wrapShl(component->dcPredictor, c->Al));
+  return true;
+}
+
+// True when the window is open and has bits for a symbol.
+inline bool isReady(JpgContext *c, BitWindow *w) {
+  return (isOpen(*w) || openWindow(w, &c->stream)) && ensureBits(w, kSymbolBits);
+}
+
+// True for a block that an end-of-band run passes over without a look at the data.
+bool isPassed(JpgContext *c, uint64_t mask) { return c->eobRun > 0 && mask >> c->Ss == 0; }
+
+}  // namespace
+
+Result decodeProgressiveFast(JpgContext *c, BitWindow *w, int16_t *block,
+                             JpgScanComponent *component) {
+  const ScanKind kind = c->read.scanKind;
+  uint64_t mask = 0;
+  if (kind == ScanKind::kAcRefine) mask = c->kernels->nonZeroMask(block);
+  if (kind == ScanKind::kAcFirst || kind == ScanKind::kAcRefine) {
+    if (isPassed(c, mask)) {
+      c->eobRun--;
+      return JPG_OK;
+    }
+    const bool ready = component->acLookup != nullptr && isReady(c, w);
+    if (!ready) return byBits(c, w, block, component);
+    return kind == ScanKind::kAcFirst ? decodeAcFirstFast(c, w, block, component)
+                                      : decodeAcRefineFast(c, w, block, component, mask);
+  }
+  if (!isReady(c, w)) return byBits(c, w, block, component);
+  if (kind == ScanKind::kDcRefine) return decodeDcRefineFast(c, w, block);
+  const bool done = component->dcLookup != nullptr && decodeDcFirstFast(c, w, block, component);
+  return done ? JPG_OK : byBits(c, w, block, component);
+}
+
+}  // namespace jpg

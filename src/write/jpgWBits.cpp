@@ -1,0 +1,78 @@
+#include "write/jpgWBits.h"
+
+#include <string.h>
+
+#include "write/jpgWMagnitude.h"
+#include "write/jpgWVLC.h"
+
+namespace jpg {
+namespace {
+
+constexpr uint32_t kSymbolEob = 0x00;  // no non-zero coefficient follows
+constexpr uint32_t kSymbolZrl = 0xF0;  // sixteen zeros
+constexpr uint32_t kMaxRun = 15;
+
+// A value behind the code that `table` has for its category and `run`.
+inline void putValue(BitRun *b, const JpgHuffCode *table, int32_t value, uint32_t run) {
+  const Magnitude m = magnitudeOf(value);
+  const JpgHuffCode &code = table[run << 4 | m.category];
+  putRunBits(b, code.code << m.category | m.bits, code.length + uint32_t{m.category});
+}
+
+// The levels that `present` tells of, of positions `base` to `base` + 31. Returns the last
+// position coded, `last` without one.
+inline uint32_t putLevels(BitRun *b, const JpgHuffCode *table, const int16_t *levels,
+                          uint32_t present, uint32_t base, uint32_t last) {
+  for (; present != 0; present &= present - 1) {
+    const uint32_t k = base + static_cast<uint32_t>(__builtin_ctz(present));
+    uint32_t run = k - last - 1;
+    for (; run > kMaxRun; run -= kMaxRun + 1) {
+      putRunBits(b, table[kSymbolZrl].code, table[kSymbolZrl].length);
+    }
+    putValue(b, table, levels[k], run);
+    last = k;
+  }
+  return last;
+}
+
+void putBlock(BitRun *b, JpgScanComponent *component, const int16_t *levels, uint64_t present) {
+  const int32_t difference = levels[0] - component->dcPredictor;
+  component->dcPredictor = levels[0];
+  putValue(b, component->dcCodes, difference, 0);
+  const JpgHuffCode *table = component->acCodes;
+  uint32_t last = putLevels(b, table, levels, static_cast<uint32_t>(present) & ~1U, 0, 0);
+  last = putLevels(b, table, levels, static_cast<uint32_t>(present >> 32), 32, last);
+  if (last != kBlockSize - 1) putRunBits(b, table[kSymbolEob].code, table[kSymbolEob].length);
+}
+
+}  // namespace
+
+BitRun beginRun(JpgContext *c, uint8_t *apart) {
+  JpgStream *s = &c->stream;
+  const bool fits = s->bufIndex + kMaxRunBytes < kStreamBuffer;
+  uint8_t *begin = fits ? s->inputBuffer + s->bufIndex : apart;
+  return {s->bitBuffer, kBitBufferSize - s->bitCount, begin, begin};
+}
+
+Result endRun(JpgContext *c, const BitRun &run) {
+  JpgStream *s = &c->stream;
+  BitRun rest = run;
+  // No more than a narrow run would leave.
+  if (rest.count >= kBitBufferSize) emitWord(&rest);
+  s->bitBuffer = static_cast<uint32_t>(rest.bits) & ((1U << rest.count) - 1);
+  s->bitCount = kBitBufferSize - rest.count;
+  const auto bytes = static_cast<uint32_t>(rest.out - rest.begin);
+  if (rest.begin != s->inputBuffer + s->bufIndex) return writeBytes(c, rest.begin, bytes);
+  s->bufIndex += bytes;
+  return JPG_OK;
+}
+
+Result encodeLevels(JpgContext *c, JpgScanComponent *component, const int16_t *levels,
+                    uint64_t present) {
+  uint8_t apart[kMaxRunBytes];
+  BitRun run = beginRun(c, apart);
+  putBlock(&run, component, levels, present);
+  return endRun(c, run);
+}
+
+}  // namespace jpg

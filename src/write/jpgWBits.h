@@ -1,0 +1,108 @@
+// Blocks of levels through a wide bit buffer: what the operations of jpgWVLC.h would put
+// out, a block at a time.
+#ifndef JPG_WRITE_WBITS_H
+#define JPG_WRITE_WBITS_H
+
+#include <stddef.h>
+#include <stdint.h>
+#include <string.h>
+
+#include "share/jpgShare.h"
+#include "write/jpgWMagnitude.h"
+
+namespace jpg {
+
+// Room for the bytes of a run: those of a block are 31 pending bits and 64 codes of 16 bits with
+// 11 more, every byte stuffed.
+constexpr uint32_t kMaxRunBytes = 448;
+// Codes of up to 32 bits that a run may hold.
+constexpr uint32_t kMaxRunCodes = 48;
+
+// Bits at which a run hands bytes on: all that its word holds, on wide registers.
+constexpr uint32_t kRunBits = sizeof(size_t) >= 8 ? 64 : 32;
+
+// Bits on their way to `out`, right-aligned; fewer than kRunBits between operations.
+struct BitRun {
+  uint64_t bits;  // what lies above `count` bits has no meaning
+  uint32_t count;
+  uint8_t *out;
+  uint8_t *begin;
+};
+
+// Begins a run in the stage, or in `apart`, kMaxRunBytes of room, where that is nearly full.
+BitRun beginRun(JpgContext *c, uint8_t *apart);
+
+// Hands the run's bytes and bits to the stream.
+Result endRun(JpgContext *c, const BitRun &run);
+
+// The oldest 32 bits as bytes, FF with a stuffed zero.
+inline void emitWord(BitRun *b) {
+  b->count -= 32;
+  const auto word = static_cast<uint32_t>(b->bits >> b->count);
+  const bool hasFF = ((~word - 0x01010101U) & word & 0x80808080U) != 0;
+  for (uint32_t i = 0; i < 4; i++) {
+    const auto byte = static_cast<uint8_t>(word >> (24 - 8 * i));
+    *b->out++ = byte;
+    if (hasFF && byte == 0xFF) *b->out++ = 0;
+  }
+}
+
+// 64 bits as bytes.
+inline void emitWide(BitRun *b, uint64_t word) {
+  constexpr uint64_t kOnes = ~uint64_t{0} / 255;
+  if (((~word - kOnes) & word & (kOnes << 7)) == 0) {
+    const uint64_t bytes = __BYTE_ORDER__ == __ORDER_BIG_ENDIAN__ ? word : __builtin_bswap64(word);
+    memcpy(b->out, &bytes, sizeof(bytes));
+    b->out += sizeof(bytes);
+    return;
+  }
+  for (uint32_t i = 0; i < 8; i++) {
+    const auto byte = static_cast<uint8_t>(word >> (56 - 8 * i));
+    *b->out++ = byte;
+    if (byte == 0xFF) *b->out++ = 0;
+  }
+}
+
+// Appends the low `length` bits of value, 0 to 32; no higher bits may be set.
+inline void putRunBits(BitRun *b, uint32_t value, uint32_t length) {
+  const uint64_t before = b->bits;
+  b->bits = before << length | value;
+  b->count += length;
+  if (b->count < kRunBits) return;
+  if (kRunBits == 32) {
+    emitWord(b);
+    return;
+  }
+  b->count -= kRunBits;
+  emitWide(b, before << (length - b->count) | value >> b->count);
+}
+
+// Codes a DC difference, -2047..2047, or a lossless one of up to 8-bit samples, with an
+// encoding table (256 codes by symbol).
+inline void putDifference(BitRun *b, const JpgHuffCode *table, int32_t difference) {
+  const Magnitude m = magnitudeOf(difference);
+  const JpgHuffCode &code = table[m.category];
+  putRunBits(b, code.code << m.category | m.bits, code.length + uint32_t{m.category});
+}
+
+// Codes a lossless difference of samples above 8 bits, brought into -32767..32768 modulo
+// 65536; 32768 takes category 16 and 16 bits.
+inline void putLosslessDifference(BitRun *b, const JpgHuffCode *table, int32_t difference) {
+  constexpr int32_t kHalfRange = 32768;
+  const uint32_t low = static_cast<uint32_t>(difference) & 0xFFFF;
+  const int32_t d = static_cast<int32_t>(low) - (low > kHalfRange ? 2 * kHalfRange : 0);
+  const auto magnitude = static_cast<uint32_t>(d < 0 ? -d : d);
+  const uint32_t category =
+      magnitude == 0 ? 0 : 32 - static_cast<uint32_t>(__builtin_clz(magnitude));
+  const uint32_t bits = static_cast<uint32_t>(d < 0 ? d - 1 : d) & ((1U << category) - 1);
+  putRunBits(b, table[category].code << category | bits, table[category].length + category);
+}
+
+// Codes a block: its levels in zig-zag order, each -2047..2047, of which bit k of `present`
+// says whether level k isn't 0. The DC predictor is brought up to date.
+Result encodeLevels(JpgContext *c, JpgScanComponent *component, const int16_t *levels,
+                    uint64_t present);
+
+}  // namespace jpg
+
+#endif

@@ -1,0 +1,114 @@
+#include "kernels/definition.h"
+
+#include <algorithm>
+#include <cstring>
+
+#include "share/jpgTables.h"
+#include "support/modelFdct.h"
+#include "support/modelIdct.h"
+
+namespace jpgtest {
+namespace {
+
+void inverse8x8(int16_t *block, uint32_t /*last*/) {
+  ModelBlock b;
+  std::copy_n(block, 64, b.begin());
+  modelInverseDct(b, FirstPass::kSquared);
+  std::copy_n(b.begin(), 64, block);
+}
+
+// floor((v + half) / 2^n) of what is left modulo 2^32, as a sample.
+int32_t shifted(int64_t v, unsigned n) {
+  const int64_t wrapped = static_cast<int32_t>(static_cast<uint32_t>(v + (int64_t{1} << (n - 1))));
+  return static_cast<int32_t>(wrapped >> n);
+}
+
+int16_t limited(int32_t v) {
+  const auto low = static_cast<int16_t>(static_cast<uint16_t>(v));
+  return std::clamp<int16_t>(low, -128, 127);
+}
+
+// Four values of a line, scaled by 4096: 5352 and 2217 are 4096 sqrt(2) times the cosine and the
+// sine of pi/8.
+struct Four {
+  int64_t y[4];
+};
+
+Four line4(int64_t x0, int64_t x1, int64_t x2, int64_t x3) {
+  const int64_t e0 = (x0 + x2) * 4096, e1 = (x0 - x2) * 4096;
+  const int64_t u = x1 * 5352 + x3 * 2217, t = x1 * 2217 - x3 * 5352;
+  return {{e0 + u, e1 + t, e1 - t, e0 - u}};
+}
+
+void inverse4x4(int16_t *block, uint32_t /*last*/) {
+  int32_t work[4][4];
+  for (int j = 0; j < 4; j++) {
+    const Four f = line4(block[j], block[8 + j], block[16 + j], block[24 + j]);
+    for (int k = 0; k < 4; k++) work[k][j] = shifted(f.y[k], 12);
+  }
+  for (int r = 0; r < 4; r++) {
+    const Four f = line4(work[r][0], work[r][1], work[r][2], work[r][3]);
+    for (int k = 0; k < 4; k++) block[8 * r + k] = limited(shifted(f.y[k], 15));
+  }
+}
+
+void inverse2x2(int16_t *block, uint32_t /*last*/) {
+  const int32_t a = block[0], m = block[1], b = block[8], n = block[9];
+  block[0] = limited(shifted(a + b + m + n, 3));
+  block[1] = limited(shifted(a + b - m - n, 3));
+  block[8] = limited(shifted(a - b + m - n, 3));
+  block[9] = limited(shifted(a - b - m + n, 3));
+}
+
+void inverse1x1(int16_t *block, uint32_t /*last*/) { block[0] = limited(shifted(block[0], 3)); }
+
+uint64_t nonZeroMask(const int16_t *block) {
+  uint64_t mask = 0;
+  for (uint32_t k = 0; k < 64; k++) {
+    if (block[jpg::kZigZag.natural[k]] != 0) mask |= uint64_t{1} << k;
+  }
+  return mask;
+}
+
+// Products to 16 bits.
+uint32_t dequantise(const int16_t *in, const int16_t *steps, int16_t *out) {
+  uint32_t last = 0;
+  for (uint32_t k = 0; k < 64; k++) {
+    const uint32_t n = jpg::kZigZag.natural[k];
+    out[n] = static_cast<int16_t>(static_cast<uint32_t>(in[n] * steps[n]) & 0xFFFF);
+    if (out[n] != 0) last = k;
+  }
+  return last;
+}
+
+// Of each coefficient the nearest multiple of the step, halves away from zero.
+void transformAndQuantise(int16_t *blocks, uint32_t count, const jpg::QuantSteps &steps,
+                          uint64_t *masks) {
+  for (uint32_t i = 0; i < count; i++, blocks += 64) {
+    int32_t transformed[8][8];
+    for (int k = 0; k < 64; k++) transformed[k / 8][k % 8] = blocks[k];
+    modelForwardDct(transformed);
+    masks[i] = 0;
+    for (uint32_t k = 0; k < 64; k++) {
+      const uint32_t n = jpg::kZigZag.natural[k];
+      const int32_t c = transformed[n / 8][n % 8];
+      const auto step = static_cast<int32_t>(steps.step[k]);
+      const int32_t magnitude = ((c < 0 ? -c : c) + step / 2) / step;
+      blocks[k] = static_cast<int16_t>(c < 0 ? -magnitude : magnitude);
+      if (magnitude != 0) masks[i] |= uint64_t{1} << k;
+    }
+  }
+}
+
+}  // namespace
+
+const jpg::Kernels kDefinition = {{inverse1x1, inverse2x2, inverse4x4, inverse8x8},
+                                  nonZeroMask,
+                                  dequantise,
+                                  nullptr,
+                                  {},
+                                  transformAndQuantise,
+                                  nullptr,
+                                  nullptr};
+
+}  // namespace jpgtest
