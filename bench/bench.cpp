@@ -178,12 +178,12 @@ bool doAll(std::vector<Workload> *workloads, const Options &o, std::FILE *json) 
   return good && done > 0;
 }
 
-// Bounds of the heap, which glibc else moves by what the process did before. Blocks below 32 MB
-// stay in the process from call to call, so that a small picture's memory isn't given back every
-// time; larger ones come from the system in every call, as they do with glibc's own bounds.
+// Bounds of the heap, which glibc else moves by what the process did before: a small picture's
+// memory stays in the process from call to call, a large picture's comes from the system every
+// time, with every codec.
 void settleHeap() {
-  mallopt(M_MMAP_THRESHOLD, 32 << 20);
-  mallopt(M_TRIM_THRESHOLD, 32 << 20);
+  mallopt(M_MMAP_THRESHOLD, 4 << 20);
+  mallopt(M_TRIM_THRESHOLD, 8 << 20);
 }
 
 }  // namespace

@@ -9,9 +9,9 @@ namespace jpg {
 namespace {
 
 constexpr uint32_t kPixelBytes = 3;
-constexpr uint32_t kMaxSide = 0xFFFF;  // a larger picture can't lie within a segment
+constexpr uint32_t kMaxSide = 0xFFFF;  // pixels; a larger picture doesn't fit a segment
 
-// What the directory says that isn't kept: the compressed thumbnail's place.
+// Where the compressed thumbnail is, by the directory; not kept in the record.
 struct JpegPlace {
   uint32_t offset;
   uint32_t length;
@@ -55,7 +55,7 @@ void keepEntry(JpgExifAttributes *a, JpegPlace *jpeg, uint16_t tag, uint32_t val
   }
 }
 
-// Takes in what the directory says; entries whose value lies outside say nothing.
+// Reads the directory's entries; those whose value lies outside the structure are ignored.
 void readDirectory(JpgExifAttributes *a, JpegPlace *jpeg, JpgIfdCursor *cursor) {
   for (;;) {
     uint16_t tag = 0;
@@ -74,7 +74,7 @@ Result openJpeg(JpgExifAttributes *a, const JpegPlace &jpeg) {
                                  JPG_READ_COMPLETE, &a->thumbnail);
 }
 
-// One column of the strip table: the numbers of a tag, one a strip.
+// One column of the strip table: the numbers of a tag, one per strip.
 Result readStripColumn(JpgIfdCursor *cursor, uint16_t tag, uint32_t strips, uint32_t *column) {
   if (const Result r = findIfdEntry(cursor, tag, nullptr, nullptr); r != JPG_OK) return r;
   for (uint32_t i = 0; i < strips; i++) {
@@ -91,8 +91,8 @@ Result readStrips(JpgExifAttributes *a, JpgIfdCursor *cursor, uint32_t strips) {
   return readStripColumn(cursor, kTagStripByteCounts, strips, &a->strips[0].bytes);
 }
 
-// The strip table of an uncompressed thumbnail. Without rows per strip there is one. Planes
-// apart aren't decoded and need none.
+// Makes the strip table of an uncompressed thumbnail. Without RowsPerStrip there is one strip.
+// Planar samples aren't decoded and need no table.
 Result makeStrips(JpgExifAttributes *a, JpgIfdCursor *cursor) {
   if (a->imageLength == 0) return JPG_E_NOT_FOUND;
   if (a->planarConfiguration != kPlanarChunky) return JPG_OK;
@@ -100,14 +100,14 @@ Result makeStrips(JpgExifAttributes *a, JpgIfdCursor *cursor) {
   a->stripsPerPlane = a->imageLength / a->rowsPerStrip;
   if (a->imageLength % a->rowsPerStrip != 0) a->stripsPerPlane++;
   const uint32_t strips = a->stripsPerPlane;
-  if (strips > a->tiffLength) return JPG_E_NOT_FOUND;  // every strip has an offset in there
+  if (strips > a->tiffLength) return JPG_E_NOT_FOUND;  // their offsets alone wouldn't fit
   heapRelease(a->strips);
   a->strips = static_cast<ExifStrip *>(heapAlloc(strips * sizeof(ExifStrip)));
   if (a->strips == nullptr) return JPG_E_OUT_OF_MEMORY;
   return readStrips(a, cursor, strips);
 }
 
-// Reads the 1st directory, on first need. A failure leaves it unread.
+// Reads the 1st directory when it is first needed. After a failure it counts as unread.
 Result parseFirstIfd(JpgExifAttributes *a) {
   if (a->compression != 0) return JPG_OK;
   JpgIfdCursor *cursor = nullptr;
@@ -120,7 +120,7 @@ Result parseFirstIfd(JpgExifAttributes *a) {
   return r;
 }
 
-// Closes the nested handle, so that the thumbnail can be read once more.
+// Closes the nested handle, so that the thumbnail can be read again.
 void forgetThumbnail(JpgExifAttributes *a) {
   jpgReadEpilog(a->thumbnail);
   a->thumbnail = nullptr;
@@ -132,7 +132,7 @@ ImageShape measureThumbnail(const JpgExifAttributes &a) {
   return {a.thumbnail->width, a.thumbnail->height, a.thumbnail->numComponents};
 }
 
-// Red, green, blue as blue, green, red.
+// Copies red, green, blue as blue, green, red.
 void copyRgbRow(const uint8_t *in, uint8_t *out, uint32_t pixels) {
   for (uint32_t i = 0; i < pixels; i++, in += kPixelBytes, out += kPixelBytes) {
     for (uint32_t k = 0; k < kPixelBytes; k++) out[k] = in[kPixelBytes - 1 - k];

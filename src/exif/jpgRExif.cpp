@@ -14,7 +14,7 @@ namespace {
 
 constexpr uint32_t kExifHeader = 6;  // "Exif", 0, 0 ahead of the TIFF structure
 
-// What a record says before its directory is read: an RGB picture of 8 bits a sample.
+// A record's values before its directory is read: an RGB picture of 8 bits a sample.
 constexpr uint16_t kDefaultResolution = 72;  // pixels per inch
 constexpr uint16_t kDefaultBits = 8;
 constexpr uint16_t kDefaultSamples = 3;
@@ -45,15 +45,15 @@ Result destroyAttributes(JpgExifAttributes *a) {
   return heapFree(a);
 }
 
-// True when the current segment begins with the Exif header, whose bytes are taken.
-// Segments too short for it, also empty ones, have none.
+// Reads the Exif header; true when the current segment begins with it. Segments too short for it
+// have none.
 bool takeExifHeader(JPGHANDLE handle) {
   char header[kExifHeader + 1] = {};
   jpgReadReadMarkerData(handle, header, kExifHeader, nullptr);
   return compareText(header, "Exif") == 0;
 }
 
-// Goes to the data behind the Exif header; `length` is what is left of the segment.
+// Goes to the data behind the Exif header; `length` receives the rest of the segment's length.
 Result findExifSegment(JPGHANDLE handle, uint32_t *length) {
   for (int32_t mode = JPG_SEGMENT_FIRST;; mode = JPG_SEGMENT_NEXT) {
     uint16_t marker = 0;
@@ -75,7 +75,7 @@ Result copyTiff(JPGHANDLE handle, JpgExifAttributes *a) {
   return jpgReadReadMarkerData(handle, a->tiff, length, nullptr);
 }
 
-// Finds the first two directories where they lie within the structure.
+// Finds the first two directories, if they lie within the structure.
 void locateDirectories(JpgExifAttributes *a) {
   a->bigEndian = a->tiff[0] == 'M' ? 1 : 0;
   const bool big = a->bigEndian != 0;

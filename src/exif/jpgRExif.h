@@ -3,7 +3,7 @@
 //
 // In: the marker segments of a read handle. Out: entries, their values decoded in the
 // file's byte order. Every offset, count and length is checked against the structure's
-// length; what lies outside isn't there.
+// length; what lies outside counts as missing.
 #ifndef JPG_EXIF_REXIF_H
 #define JPG_EXIF_REXIF_H
 
@@ -42,7 +42,7 @@ struct JpgExifAttributes {
   uint32_t yResolution;
   uint32_t rowsPerStrip;
   uint16_t bitsPerSample;
-  uint16_t compression;  // 6 = JPEG; 0 = the 1st directory wasn't read yet
+  uint16_t compression;  // 6 = JPEG; 0 = the 1st directory hasn't been read yet
   uint16_t photometric;  // 2 = RGB
   uint16_t orientation;
   uint16_t samplesPerPixel;
@@ -56,7 +56,7 @@ struct JpgExifAttributes {
   uint32_t bigEndian;   // 1: "MM" byte order
 };
 
-// A directory that is being walked. Field order is fixed.
+// A cursor over a directory. Field order is fixed.
 struct JpgIfdCursor {
   uint32_t signature;   // jpg::kIfdSignature
   uint32_t recordSize;  // jpg::kIfdCursorSize on every target
@@ -81,7 +81,7 @@ constexpr uint32_t kTiffIfd0At = 4;
 constexpr uint32_t kIfdCountSize = 2;
 constexpr uint32_t kIfdLinkSize = 4;
 
-// An entry: tag, type, count, and its value when that fits, or else the value's offset.
+// An entry: tag, type, count, and its value if that fits 4 bytes, or else the value's offset.
 constexpr uint32_t kIfdEntrySize = 12;
 constexpr uint32_t kEntryTypeAt = 2;
 constexpr uint32_t kEntryCountAt = 4;
@@ -150,18 +150,18 @@ uint32_t tiffTypeSize(uint32_t type);
 // number), JPG_E_OUT_OF_MEMORY, or JPG_E_NOT_FOUND (no such directory).
 Result openIfd(JPGEXIFHANDLE handle, int32_t number, JpgIfdCursor **cursor);
 
-// Takes the next entry: its tag, its value's size in bytes, and the value itself when
+// Goes to the next entry: its tag, its value's size in bytes, and the value itself if
 // that fits 4 bytes, else its offset in the structure. size and value may be null.
-// JPG_E_END_OF_IMAGE behind the last; JPG_E_NOT_FOUND, with the tag, for an entry whose
-// value lies outside.
+// JPG_E_END_OF_IMAGE after the last; JPG_E_NOT_FOUND, with the tag, for an entry whose
+// value lies outside the structure.
 Result nextIfdEntry(JpgIfdCursor *cursor, uint16_t *tag, uint32_t *size, uint32_t *value);
 
-// Finds the entry with a tag; the directory is sorted by tag. Doesn't move the walk.
-// JPG_E_NOT_FOUND when there is none.
+// Finds the entry with a tag; the directory is sorted by tag. Doesn't change which entry
+// nextIfdEntry returns next. JPG_E_NOT_FOUND when there is none.
 Result findIfdEntry(JpgIfdCursor *cursor, uint16_t tag, uint32_t *size, uint32_t *value);
 
-// The i-th number, SHORT or LONG, of the entry found or taken last. JPG_E_NOT_FOUND
-// when it isn't there.
+// The i-th number, SHORT or LONG, of the entry that was read or found last. JPG_E_NOT_FOUND
+// when the entry has no such number.
 Result ifdElement(const JpgIfdCursor &cursor, uint32_t i, uint32_t *element);
 
 // 0 or JPG_E_INVALID_HANDLE.

@@ -5,11 +5,11 @@
 namespace jpg {
 namespace {
 
-// A cursor and, behind it, what the checks need; only the cursor is handed out.
+// A cursor, which is handed out, and behind it what the checks need.
 struct CursorBlock {
   JpgIfdCursor cursor;
   uint32_t tiffLength;
-  const uint8_t *entry;  // found or taken last; null before, and when it was refused
+  const uint8_t *entry;  // read or found last; null before that, and if it was invalid
 };
 
 bool isValid(const JpgIfdCursor *cursor) {
@@ -26,8 +26,8 @@ const uint8_t *entryAt(const JpgIfdCursor &cursor, uint32_t index) {
   return cursor.ifd + kIfdCountSize + kIfdEntrySize * index;
 }
 
-// Where a directory begins, by its number. 0 or JPG_E_NOT_FOUND, or what stops the
-// search for the tag that points to it.
+// Where a directory begins, by its number. 0, JPG_E_NOT_FOUND, or the code with which the
+// search for the tag that points to it failed.
 Result locateIfd(const JpgExifAttributes &a, JPGEXIFHANDLE handle, int32_t number,
                  const uint8_t **ifd) {
   if (number == kIfdZeroth || number == kIfdFirst) {
@@ -52,14 +52,14 @@ bool entriesInside(const JpgExifAttributes &a, const uint8_t *ifd) {
   return insideTiff(a, static_cast<uint64_t>(ifd - a.tiff), bytes);
 }
 
-// The bytes of an entry's text, the first one lowest, whatever the structure's byte order.
+// The text inside an entry as a number, its first byte lowest, whatever the structure's byte order.
 uint32_t textInside(const JpgIfdCursor &cursor, const uint8_t *value) {
   uint32_t word = 0;
   for (uint32_t i = 0; i < cursor.count; i++) word |= uint32_t{value[i]} << 8 * i;
   return word;
 }
 
-// The value of an entry that holds it: the first one, signed types sign-extended.
+// The value inside an entry: the first one of several, sign-extended for signed types.
 uint32_t valueInside(const JpgIfdCursor &cursor, const uint8_t *value) {
   const bool big = cursor.bigEndian != 0;
   switch (cursor.type) {

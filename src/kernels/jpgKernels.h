@@ -1,8 +1,8 @@
-// Kernels: the inner loops over samples and coefficients, in the form that suits the processor.
+// Kernels: the inner loops over samples and coefficients, one set of routines per instruction set.
 //
-// In: blocks and pixels. Out: the same. Kernels know neither the context nor the stream. Each set
-// gives the same bits: the portable one defines them, in C++ for any processor, and is compared
-// with the plainest forms in tests/kernels. A handle's set is chosen when it is made.
+// In: blocks and pixels. Out: the same. Kernels know neither the context nor the stream. All sets
+// give bit-identical results: the portable set, in C++ for any processor, defines them, and
+// tests/kernels compares it with the plain models. A handle's set is chosen at its creation.
 #ifndef JPG_KERNELS_KERNELS_H
 #define JPG_KERNELS_KERNELS_H
 
@@ -13,20 +13,20 @@
 
 namespace jpg {
 
-// The inverse transform of a block and the limit on its samples, in place: a cell of 8, 4, 2 or 1
-// samples both ways, in the block's top-left corner. Coefficients behind coded position `last`, 0
-// to 63, are 0; only the full-size transform looks at `last`.
+// The inverse transform of a block, in place, with its samples saturated to -128..127. The output
+// is a cell of 8 x 8, 4 x 4, 2 x 2 or 1 x 1 samples in the block's top-left corner. Coefficients
+// after zig-zag position `last`, 0 to 63, are 0; only the full-size transform uses `last`.
 using InverseKernel = void (*)(int16_t *block, uint32_t last);
 
-// Which coefficients of a block aren't 0: bit k for the k-th of the zig-zag sequence.
+// The mask of a block's non-zero coefficients: bit k for zig-zag position k.
 using MaskKernel = uint64_t (*)(const int16_t *block);
 
-// Multiplies coefficients by quantisation steps, natural order both, to 16 bits. Returns a coded
-// position behind which all products are 0: 0 for a block of a DC coefficient alone.
+// Multiplies coefficients by quantisation steps, both in natural order, keeping the low 16 bits.
+// Returns a zig-zag position after which all products are 0: 0 for a block with DC alone.
 using DequantiseKernel = uint32_t (*)(const int16_t *in, const int16_t *steps, int16_t *out);
 
-// Stores an MCU's pixels: its limited sample blocks, component after component as coded,
-// expanded by replication. A block's samples are a cell of 8, 4, 2 or 1 of them both ways.
+// Stores an MCU's pixels from its saturated sample blocks, component after component as coded;
+// chroma is replicated. A block holds a cell of 8 x 8, 4 x 4, 2 x 2 or 1 x 1 samples.
 // At least one row and column; `columns` is at most the MCU's width and `rows` its height.
 using McuKernel = void (*)(const int16_t *blocks, uint8_t *out, ptrdiff_t stride, uint32_t rows,
                            uint32_t columns);
@@ -37,17 +37,18 @@ struct QuantSteps {
   const QuantReciprocals *reciprocals;
 };
 
-// The forward transform of `count` blocks of samples and its quantisation: in place, the levels
-// in zig-zag order. Samples are -128..127, as Y and bytes are, or -127..128, as chroma is: a
-// block with both -128 and 128 isn't served. masks[i] receives which levels of block i aren't
-// 0, bit k for level k.
+// The forward transform and quantisation of `count` blocks of samples, in place; levels come out
+// in zig-zag order. A block's samples must lie in -128..127 (Y and plain bytes) or in -127..128
+// (chroma); a block with both -128 and 128 isn't supported. masks[i] receives the mask of block
+// i's non-zero levels, bit k for level k.
 using ForwardKernel = void (*)(int16_t *blocks, uint32_t count, const QuantSteps &steps,
                                uint64_t *masks);
 
 // Loads a whole MCU of pixels as level-shifted sample blocks, component after component.
 using LoadKernel = void (*)(const uint8_t *in, ptrdiff_t stride, int16_t *blocks);
 
-// For three components, of which the others have one block: [h - 1][v - 1] of the first.
+// For three components, the second and third with one block each: by the first one's sampling
+// factors, [h - 1][v - 1].
 using YccKernels = McuKernel[2][2];
 using LoadKernels = LoadKernel[2][2];
 
@@ -64,11 +65,10 @@ struct Kernels {
   const LoadKernels *loadYcc;  // blue, green, red as Y, Cb, Cr
 };
 
-// The set that any processor of the target runs.
+// The set that runs on every processor of the target.
 extern const Kernels jpgPortableKernels;
 
-// The best set for the processor that this runs on, or the portable one where the build asks for
-// that.
+// The fastest set that this processor supports; the portable one where the build asks for it.
 const Kernels *bestKernels();
 
 }  // namespace jpg

@@ -1,4 +1,4 @@
-// What MemorySanitizer has to be told of heap blocks. Without it, nothing happens.
+// Tells MemorySanitizer about heap blocks. Empty in other builds.
 #ifndef JPG_PLATFORM_UNDEFINED_H
 #define JPG_PLATFORM_UNDEFINED_H
 
@@ -15,7 +15,7 @@
 
 namespace jpg {
 
-// Nothing has been stored to these bytes yet. Null is none.
+// Marks bytes as uninitialised. Does nothing for null.
 inline void markUndefined(void *bytes, size_t count) {
 #ifdef JPG_MEMORY_SANITIZER
   if (bytes != nullptr) __msan_allocated_memory(bytes, count);
@@ -25,7 +25,7 @@ inline void markUndefined(void *bytes, size_t count) {
 #endif
 }
 
-// How long the C library's block is, so that what a realloc adds can be marked.
+// Size of a block of the C library's heap, so that the bytes that realloc adds can be marked.
 inline size_t lengthOf(void *block) {
 #ifdef JPG_MEMORY_SANITIZER
   return __sanitizer_get_allocated_size(block);

@@ -1,13 +1,13 @@
 // The bit reader: bits and raw bytes out of a context's stream.
 //
-// Entropy-coded data are read with removal of stuffed zeros (T.81 F.1.2.3): an FF
-// brings the byte behind it along, which stays in the bit stream when it isn't
-// zero, so that a marker's two bytes can be peeked whole. Marker segments are read
-// raw. Behind the end of the data there are 1-bits for ever.
+// Entropy-coded data are read with removal of stuffed zeros (T.81 F.1.2.3): an FF is
+// fetched together with the byte behind it, which stays in the bit stream unless it is
+// zero, so that both bytes of a marker can be peeked. Marker segments are read raw.
+// After the end of the data the reader delivers 1-bits without end.
 //
-// The operations live here, inline, because every decoded symbol goes through
-// them; at most 16 bits are asked for at a time (23 by the marker peek), so the
-// 32-bit buffer never overflows.
+// The operations are inline because header parsing and plain decoding call them for
+// every symbol. At most 16 bits are requested at a time (23 by the marker peek), so
+// the 32-bit buffer never overflows.
 #ifndef JPG_READ_RBITS_H
 #define JPG_READ_RBITS_H
 
@@ -18,7 +18,7 @@
 
 namespace jpg {
 
-// What peekMarker answers for a stuffed FF 00: not a marker.
+// Result of peekMarker for a stuffed FF 00: not a marker.
 constexpr uint32_t kStuffedByte = 0xFF00;
 
 // Appends a byte below the valid bits; stuffed: an FF whose zero was dropped.
@@ -28,7 +28,7 @@ inline void appendByte(JpgStream *s, uint32_t byte, uint32_t stuffed) {
   s->stuffHistory = s->stuffHistory << 1 | stuffed;
 }
 
-// Fetches until at least n bits are there, removing stuffed zeros.
+// Fetches bytes until at least n bits are in the buffer, removing stuffed zeros.
 inline void fillBits(JpgStream *s, uint32_t n) {
   while (s->bitCount < n) {
     const uint32_t byte = fetchByte(s);
@@ -42,15 +42,15 @@ inline void fillBits(JpgStream *s, uint32_t n) {
   }
 }
 
-// Fetches until at least n bits are there, bytes as they come.
+// Fetches raw bytes until at least n bits are in the buffer.
 inline void fillRaw(JpgStream *s, uint32_t n) {
   while (s->bitCount < n) appendByte(s, fetchByte(s), 0);
 }
 
-// The next n bits, 0 <= n <= 16, which must be there.
+// The next n bits, 0 <= n <= 16, which must be in the buffer.
 inline uint32_t topBits(const JpgStream *s, uint32_t n) { return (s->bitBuffer >> 1) >> (31 - n); }
 
-// Drops n bits, 0 <= n <= 31, which must be there.
+// Drops n bits, 0 <= n <= 31, which must be in the buffer.
 inline void dropBits(JpgStream *s, uint32_t n) {
   s->bitBuffer <<= n;
   s->bitCount -= n;
@@ -86,7 +86,7 @@ inline uint32_t readRaw(JpgStream *s, uint32_t n) {
 // Drops the bits left of the current byte.
 inline void alignToByte(JpgStream *s) { dropBits(s, s->bitCount % 8); }
 
-// True when the oldest whole byte pending, of at least one, is a data byte FF whose
+// True when the oldest whole byte in the buffer, which must have one, is a data byte FF whose
 // stuffed zero was dropped.
 inline bool oldestIsStuffed(const JpgStream *s) {
   return (s->stuffHistory >> (s->bitCount / 8 - 1) & 1) != 0;
@@ -96,7 +96,7 @@ inline bool oldestIsStuffed(const JpgStream *s) {
 // them is a data byte FF.
 uint32_t peekMarker(JpgStream *s);
 
-// Drops the two bytes that peekMarker has shown, and the bits ahead of them.
+// Drops the two bytes that peekMarker has returned, and the bits ahead of them.
 inline void skipMarker(JpgStream *s) { dropBits(s, s->bitCount % 8 + 16); }
 
 // Stream offset of the next unread byte, SOI included.
@@ -105,15 +105,15 @@ inline uint32_t tellOffset(const JpgStream *s) {
   return s->bytesFetched - s->bufFill + s->bufIndex + kSoiLength;
 }
 
-// Forgets all bytes and bits that were fetched.
+// Discards all bytes and bits that were fetched.
 void dropFetched(JpgStream *s, uint32_t bytesFetched);
 
-// Goes to `offset` of the stream. `full` also starts the picture anew: DC
+// Goes to `offset` of the stream. kFull also starts the picture again: DC
 // predictors, row position, last marker and MCU count are cleared. 0 or JPG_E_SEEK.
 enum class Reposition { kStreamOnly, kFull };
 Result reposition(JpgContext *c, uint32_t offset, Reposition what);
 
-// Goes to the first scan's data; a segment that was being read is left for good.
+// Goes to the first scan's data; a marker segment that is partly read is abandoned.
 Result goToScanData(JpgContext *c, Reposition what);
 
 }  // namespace jpg

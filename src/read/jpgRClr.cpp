@@ -5,7 +5,7 @@
 namespace jpg {
 namespace {
 
-// Samples of a cell, both ways.
+// Width and height of a cell, in samples.
 uint32_t cellOf(const JpgContext &c) { return 1U << c.scanState; }
 
 // ---- Expansion --------------------------------------------------------------
@@ -14,7 +14,7 @@ constexpr uint32_t kFactors1x1 = 0x11;  // sampling bytes
 constexpr uint32_t kFactors1x2 = 0x12;
 constexpr uint32_t kFactors2x1 = 0x21;
 
-// What an expansion routine walks through, component by component.
+// Position of an expansion routine, which goes component by component.
 struct Expansion {
   int16_t *source;   // next coded block
   int16_t *scratch;  // next free scratch block
@@ -53,19 +53,19 @@ void replicate(const int16_t *in, int16_t *out, uint32_t n, uint32_t across, uin
   }
 }
 
-// Replaces one cell by a left and a right one of doubled width.
+// Expands a cell to a left and a right one of doubled width.
 void doubleAcross(const int16_t *in, int16_t *left, int16_t *right, uint32_t n) {
   replicate(in, left, n, 2, 1);
   replicate(in + n / 2, right, n, 2, 1);
 }
 
-// By an upper and a lower one of doubled height.
+// Expands a cell to an upper and a lower one of doubled height.
 void doubleDown(const int16_t *in, int16_t *upper, int16_t *lower, uint32_t n) {
   replicate(in, upper, n, 1, 2);
   replicate(in + kRowLength * (n / 2), lower, n, 1, 2);
 }
 
-// By four, in raster order.
+// Expands a cell to four of doubled width and height, in raster order.
 void doubleBoth(const int16_t *in, int16_t *out, uint32_t n) {
   const int16_t *lower = in + kRowLength * (n / 2);
   replicate(in, out, n, 2, 2);
@@ -74,7 +74,7 @@ void doubleBoth(const int16_t *in, int16_t *out, uint32_t n) {
   replicate(lower + n / 2, out + 3 * kBlockSize, n, 2, 2);
 }
 
-// A component of a 2x1 or 1x2 MCU; other factors than 1x1 have both blocks.
+// A component of a 2x1 or 1x2 MCU; with other factors than 1x1 it has both blocks.
 void expandIntoTwo(Expansion *e, uint32_t factors, bool across) {
   if (factors != kFactors1x1) {
     takeBlocks(e, 2);
@@ -90,7 +90,7 @@ void expandIntoTwo(Expansion *e, uint32_t factors, bool across) {
   e->source += kBlockSize;
 }
 
-// A component of a 2x2 MCU; factors that no layout serves count as full size.
+// A component of a 2x2 MCU; unsupported factors count as full size.
 void expandIntoFour(Expansion *e, uint32_t factors) {
   if (factors != kFactors1x1 && factors != kFactors1x2 && factors != kFactors2x1) {
     takeBlocks(e, 4);
@@ -124,7 +124,7 @@ void expandPair(JpgContext *c, uint32_t sampling, bool across) {
 
 // ---- Pixels -----------------------------------------------------------------
 
-// One row of a cell: the components' samples.
+// One row of a cell, component by component.
 template <uint32_t kComponents>
 struct CellRow {
   const int16_t *sample[kComponents];
@@ -132,7 +132,7 @@ struct CellRow {
 
 inline uint8_t toByte(int16_t sample) { return static_cast<uint8_t>(sample + kLevelShift); }
 
-// Pixel storage without colour conversion; In is the order of components in memory.
+// Stores pixels without colour conversion; In is the order of components in memory.
 template <uint32_t... In>
 struct PutComponents {
   static constexpr uint32_t kBytes = sizeof...(In);

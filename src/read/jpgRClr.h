@@ -1,10 +1,10 @@
 // Block expansion and pixel output, at every scale.
 //
-// In: the limited sample blocks of one MCU in coefBuffer, component after component. At scale code
-// s a block's samples are a cell of 2^s both ways in its top-left corner; the code is the
-// context's scanState. An expansion routine brings every component to the MCU's full resolution by
-// replication and lists the blocks in blockMapA; a pixel writer then stores the MCU's pixels in
-// the caller's rectangle, cell by cell. Both are chosen once per call by the drivers.
+// In: the saturated sample blocks of one MCU in coefBuffer, component after component. At scale
+// code s (the context's scanState) a block holds a cell of 2^s x 2^s samples in its top-left
+// corner. An expansion routine brings every component to the MCU's full resolution by replication
+// and lists the blocks in blockMapA; a pixel writer then stores the MCU's pixels in the caller's
+// rectangle, cell by cell. Both are chosen once per call by the drivers.
 #ifndef JPG_READ_RCLR_H
 #define JPG_READ_RCLR_H
 
@@ -33,7 +33,7 @@ void jpgPutThreeReversed(const JpgContext *c, const JpgRect *rect, int32_t x, in
 void jpgPutFour(const JpgContext *c, const JpgRect *rect, int32_t x, int32_t w);
 void jpgPutYccToBgr(const JpgContext *c, const JpgRect *rect, int32_t x, int32_t w);
 
-// What a pixel is made of.
+// Layout of a pixel in the caller's rectangle.
 enum class PixelFormat {
   kNone,           // the rectangle doesn't take the picture's components
   kGray,           // component 0
@@ -44,19 +44,19 @@ enum class PixelFormat {
   kYccToBgr        // Y, Cb, Cr as blue, green, red
 };
 
-// Without conversion: all components as decoded, or none when the rectangle's bytes a pixel don't
-// equal their count.
+// Without colour conversion: all components as decoded; kNone when the rectangle's bytes per pixel
+// differ from their count.
 PixelFormat chooseRawFormat(const JpgContext &c, const JpgRect &rect);
 
-// With conversion, of sequential pictures, and of progressive ones, whose three components are
-// always taken for YCbCr.
+// With colour conversion: for sequential pictures, and for progressive ones, whose three
+// components always count as YCbCr.
 PixelFormat chooseFormat(const JpgContext &c);
 PixelFormat chooseProgressiveFormat(const JpgContext &c);
 
-// The writer of a format; null for none.
+// The pixel writer of a format; null for kNone.
 PixelWriter writerOf(PixelFormat format);
 
-// The expansion routine for the frame's MCU, or null for a layout that isn't served.
+// The expansion routine for the frame's MCU, or null for a layout that isn't supported.
 ExpandRoutine chooseExpand(const JpgContext &c);
 
 // The sampling word for an expansion routine: samplingPacked with the first

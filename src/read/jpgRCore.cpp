@@ -22,7 +22,7 @@ Result closeReader(JpgContext *c) {
   return destroyContext(c);
 }
 
-// Forgets an earlier parse. All earlier flags are lost.
+// Clears the results of an earlier parse, all flags included.
 void clearForParse(JpgContext *c) {
   c->lastMarker = 0;
   c->width = 0;

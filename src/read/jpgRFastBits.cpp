@@ -3,8 +3,8 @@
 namespace jpg {
 namespace {
 
-// Steps back over the data byte in front of p; true when it is an FF with its zero. An FF ahead
-// of `begin` isn't the window's: the bit reader has taken it for a data byte of its own.
+// Steps back over the data byte before p; true when it is an FF with its stuffed zero. An FF before
+// `begin` isn't the window's: the bit reader has already taken it for a data byte.
 bool stepBack(const uint8_t **p, const uint8_t *begin) {
   const bool stuffed = *p - begin >= 2 && (*p)[-1] == 0 && (*p)[-2] == 0xFF;
   *p -= stuffed ? 2 : 1;
@@ -47,7 +47,7 @@ void closeWindow(BitWindow *w, JpgStream *s) {
   const auto top = static_cast<uint32_t>(w->bits >> (kWindowBits - 32));
   s->bitBuffer = count == 0 ? 0 : top >> (32 - count) << (32 - count);
   s->bitCount = count;
-  // Of the bytes in front only those still pending are ever asked for.
+  // Only the history of bytes that are still in the bit buffer is ever used.
   constexpr uint32_t kMostPending = 4;
   const uint32_t recent = wanted < kMostPending ? wanted : kMostPending;
   uint32_t history = 0;

@@ -1,12 +1,11 @@
-// The bit window: a register's width of a stream's entropy-coded data, for the loops that
-// decode block after block.
+// The bit window: a register-wide bit buffer over a stream's entropy-coded data, for the loops
+// that decode block after block.
 //
-// It reads ahead in the stream's input buffer, several bytes at a time where no FF is near.
-// Closing it leaves the stream's record as the bit reader (jpgRBits.h) would have left it
-// after the same symbols: no byte more is taken than that reader would have fetched, so
-// every call boundary, marker peek and offset is the same. Where that takes a byte that
-// isn't simply there (the buffer's end, a marker), the window is closed and the bit reader
-// goes on.
+// It is refilled from the stream's input buffer, several bytes at a time unless an FF is among
+// them. Closing it leaves the stream's record as the bit reader (jpgRBits.h) would have left it
+// after the same symbols: no byte more is consumed than that reader would have fetched, so every
+// call boundary, marker peek and offset is the same. Near the buffer's end and at markers, the
+// window is closed and the bit reader takes over.
 #ifndef JPG_READ_RFASTBITS_H
 #define JPG_READ_RFASTBITS_H
 
@@ -22,44 +21,44 @@ namespace jpg {
 
 using WindowWord = size_t;  // the widest that the target handles in one register
 constexpr uint32_t kWindowBits = sizeof(WindowWord) * 8;
-// Valid bits that a filled window has at least.
+// Least number of valid bits after a refill that found no FF.
 constexpr uint32_t kFilledBits = kWindowBits - 8;
-// What a loop may count on behind a refill: on wide registers four shortcuts, of which the last
-// may take the end of a block along, and then as many bits as the bit reader would have looked
-// at ahead of that end; else a whole code.
+// Bits guaranteed after any refill: on 64-bit registers enough for four shortcuts, of which the
+// last may include the end of a block, and for the bits that the bit reader would have peeked
+// ahead of that end; on 32-bit registers enough for a whole code.
 constexpr uint32_t kEnoughBits =
     kWindowBits >= 64 ? 4 * kShortcutBits - 1 + kMaxCodeLength : kMaxCodeLength;
 static_assert(kEnoughBits <= kFilledBits, "a filled window has enough");
-// Bits to ask for ahead of a symbol: on wide registers a code and its additional bits, else a
-// whole code or a whole shortcut.
+// Bits needed before a symbol is decoded: on 64-bit registers a code and its additional bits, else
+// a code or a shortcut.
 constexpr uint32_t kSymbolBits = kWindowBits >= 64 ? 2 * kMaxCodeLength : kMaxCodeLength;
-// Bytes that must lie in the buffer for a refill: each may be an FF with its zero.
+// Bytes that a refill needs in the input buffer: each byte may be an FF with its stuffed zero.
 constexpr uint32_t kWindowReach = 2 * sizeof(WindowWord);
 
 struct BitWindow {
-  WindowWord bits;      // the next bit is the highest; zeros behind the valid ones
+  WindowWord bits;      // the next bit is the highest; zeros below the valid ones
   uint32_t count;       // valid bits
-  uint32_t furthest;    // place up to which the bit reader would have asked for bits
+  uint32_t furthest;    // position up to which the bit reader would have fetched
   const uint8_t *next;  // byte behind the valid bits; null: closed
   const uint8_t *end;
-  const uint8_t *begin;  // where it was opened
-  uint32_t loaded;       // bits that were ever in it: the place of its end
-  uint32_t first;        // bits that it took over from the record
+  const uint8_t *begin;  // `next` when it was opened
+  uint32_t loaded;       // all bits loaded since it was opened: the position of its end
+  uint32_t first;        // of these, bits taken over from the record
 };
 
-// A closed window has no bits and no bytes to fill up with.
+// A closed window has no bits, and a refill fails.
 inline void initWindow(BitWindow *w) { *w = {}; }
 inline bool isOpen(const BitWindow &w) { return w.next != nullptr; }
 
-// Place of the next bit, counted from where the window was opened.
+// Position of the next bit, counted in bits from where the window was opened.
 inline uint32_t placeOf(const BitWindow &w) { return w.loaded - w.count; }
 
-// Notes that the bit reader would have fetched bits up to this place.
+// Records that the bit reader would have fetched bits up to this position.
 inline void noteReach(BitWindow *w, uint32_t place) {
   if (place > w->furthest) w->furthest = place;
 }
 
-// Takes over the stream's pending bits. False when the buffer holds too little.
+// Opens the window with the stream's pending bits. False when the buffer has too few bytes left.
 inline bool openWindow(BitWindow *w, const JpgStream *s) {
   if (s->bufFill - s->bufIndex < kWindowReach || s->bitCount > kWindowBits - 8) return false;
   w->bits = static_cast<WindowWord>(s->bitBuffer) << (kWindowBits - 32);
@@ -69,11 +68,11 @@ inline bool openWindow(BitWindow *w, const JpgStream *s) {
   return true;
 }
 
-// Gives the stream its state back and closes the window.
+// Writes the state back to the stream and closes the window.
 void closeWindow(BitWindow *w, JpgStream *s);
 
-// Appends bytes, the zeros behind FF dropped, until kEnoughBits are there. False at a marker, or
-// near the buffer's end, where they don't suffice.
+// Refills to at least kEnoughBits where an FF is near, dropping stuffed zeros. False if a marker or
+// the buffer's end comes first.
 bool fillBesideFF(BitWindow *w);
 
 inline WindowWord loadBigEndian(const uint8_t *p) {
@@ -88,15 +87,15 @@ inline WindowWord loadBigEndian(const uint8_t *p) {
                         : __builtin_bswap32(static_cast<uint32_t>(v));
 }
 
-// The first `bytes` bytes of a word, fewer than it has.
+// The first `bytes` bytes of a word, with zeros behind them; fewer than the word has.
 inline WindowWord firstBytes(WindowWord v, uint32_t bytes) {
   return v & ~(~WindowWord{0} >> (8 * bytes));
 }
 
-// Whole bytes for which a word with so many valid bits has room.
+// Number of whole bytes that fit behind `count` valid bits.
 inline uint32_t roomFor(uint32_t count) { return (kWindowBits - 1 - count) / 8; }
 
-// The top bits of bytes that are FF, and perhaps of some ahead of them; 0 when none is.
+// Bit 7 of each byte that is FF, and perhaps of bytes ahead of it; 0 when no byte is FF.
 inline WindowWord findFF(WindowWord v) {
   constexpr WindowWord kOnes = ~WindowWord{0} / 255;
   return (~v - kOnes) & v & (kOnes << 7);
@@ -107,7 +106,7 @@ inline uint32_t leadingZeros(WindowWord v) {
                                               : __builtin_clz(static_cast<uint32_t>(v)));
 }
 
-// What a decoding loop keeps in registers: a window's bits and their count.
+// The part of a window that a decoding loop keeps in registers: the bits and their count.
 struct WindowHead {
   WindowWord bits;
   uint32_t count;
@@ -120,7 +119,7 @@ inline void putBack(BitWindow *w, const WindowHead &head) {
   w->count = head.count;
 }
 
-// Drops n bits, n < kWindowBits, which must be there.
+// Drops n bits, n < kWindowBits, which must be in the window.
 inline void dropHeadBits(WindowHead *head, uint32_t n) {
   head->bits <<= n;
   head->count -= n;
@@ -134,8 +133,8 @@ inline void appendBytes(BitWindow *w, WindowHead *head, WindowWord word, uint32_
   w->next += bytes;
 }
 
-// Fills up to at least kFilledBits, near an FF kEnoughBits. False when the window can't go on
-// alone. Forced inline: a call would spill the bit buffer.
+// Refills to at least kFilledBits, or kEnoughBits near an FF. False when the bit reader must take
+// over. Forced inline: a call would spill the bit buffer.
 [[gnu::always_inline]] inline bool fillHead(BitWindow *w, WindowHead *head) {
   if (static_cast<size_t>(w->end - w->next) < kWindowReach) return false;
   const uint32_t bytes = roomFor(head->count);
@@ -157,10 +156,10 @@ inline bool fillWindow(BitWindow *w) {
   return filled;
 }
 
-// At least n bits, n <= kEnoughBits. False when the window can't go on alone.
+// Refills if fewer than n bits are left, n <= kEnoughBits. False: the bit reader must take over.
 inline bool ensureBits(BitWindow *w, uint32_t n) { return w->count >= n || fillWindow(w); }
 
-// The next n bits, 0 <= n <= 16, which must be there.
+// The next n bits, 0 <= n <= 16, which must be in the window.
 inline uint32_t windowBits(const BitWindow &w, uint32_t n) {
   return static_cast<uint32_t>((w.bits >> 1) >> (kWindowBits - 1 - n));
 }
@@ -170,7 +169,8 @@ inline HuffShortcut nextShortcut(const JpgHuffLookup &lookup, WindowWord bits) {
   return lookup.shortcut[bits >> (kWindowBits - kShortcutBits)];
 }
 
-// A symbol by the lookup array, of up to kMaxCodeLength bits, which must be there. False for none.
+// Decodes a symbol with the look-up array; the window must have kMaxCodeLength bits. False for an
+// invalid code.
 inline bool windowSymbol(BitWindow *w, WindowHead *head, const HuffDecoder &table,
                          uint32_t *symbol) {
   noteReach(w, w->loaded - head->count + table.maxLength);
@@ -182,7 +182,7 @@ inline bool windowSymbol(BitWindow *w, WindowHead *head, const HuffDecoder &tabl
   return true;
 }
 
-// Drops n bits, n < kWindowBits, which must be there.
+// Drops n bits, n < kWindowBits, which must be in the window.
 inline void dropWindowBits(BitWindow *w, uint32_t n) {
   w->bits <<= n;
   w->count -= n;

@@ -6,7 +6,7 @@
 namespace jpg {
 namespace {
 
-// A symbol out of the window's own head.
+// Decodes a symbol from the bits stored in the window itself.
 bool symbolOf(BitWindow *w, const HuffDecoder &table, uint32_t *symbol) {
   WindowHead head = headOf(*w);
   const bool found = windowSymbol(w, &head, table, symbol);
@@ -14,7 +14,7 @@ bool symbolOf(BitWindow *w, const HuffDecoder &table, uint32_t *symbol) {
   return found;
 }
 
-// As receiveExtend, out of the window or, where that can't be filled, behind it.
+// As receiveExtend, from the window or, if it can't be refilled, from the bit reader.
 int32_t windowExtend(BitWindow *w, JpgStream *s, uint32_t category) {
   if (!ensureBits(w, category)) {
     closeWindow(w, s);
@@ -36,7 +36,7 @@ int32_t windowExtend(BitWindow *w, JpgStream *s, uint32_t category) {
   return JPG_OK;
 }
 
-// Adds a DC difference to the predictor. At least kSymbolBits bits must be there.
+// Adds a DC difference to the predictor. At least kSymbolBits bits must be in the window.
 inline Result updateDcWide(BitWindow *w, WindowHead *head, JpgStream *s,
                            JpgScanComponent *component) {
   const HuffShortcut fast = nextShortcut(*component->dcLookup, head->bits);
@@ -53,15 +53,15 @@ inline Result updateDcWide(BitWindow *w, WindowHead *head, JpgStream *s,
   return JPG_OK;
 }
 
-// How the AC coefficients end.
+// State of the AC coefficients after a step.
 enum class AcEnd {
-  kBlock,   // at the end of the block
-  kFailed,  // with *result
-  kLeft     // not yet: the next symbol is due
+  kBlock,   // the block is complete
+  kFailed,  // the error is in *result
+  kLeft     // more symbols follow
 };
 
-// A symbol that has no shortcut, or whose shortcut leads out of the block; *k is the coded
-// position reached. Coefficients behind `lastStored` are dropped.
+// Decodes a symbol that has no shortcut, or whose shortcut leads out of the block; *k is the
+// zig-zag position reached. Coefficients after `lastStored` are dropped.
 [[gnu::noinline]] AcEnd decodeLongAc(BitWindow *w, JpgStream *s, const JpgScanComponent &component,
                                      int16_t *block, uint32_t lastStored, uint32_t *k,
                                      Result *result) {
@@ -71,7 +71,7 @@ enum class AcEnd {
   const uint32_t size = symbol & 15;
   if (symbol == 0) return AcEnd::kBlock;
   if (size == 0) {
-    // Data are there, so zero runs can't go on for ever.
+    // Zero runs can't go on without end: the window has real data, not 1-bits after the end.
     if (*k < kBlockSize) *k += 16;
     return AcEnd::kLeft;
   }
@@ -83,36 +83,36 @@ enum class AcEnd {
   return *k == kBlockSize - 1 ? AcEnd::kBlock : AcEnd::kLeft;
 }
 
-// Fills the window's head for one round of symbols: up to four, of which three are shortcuts, on
-// wide registers. Those are filled up without a look at how much is left, which no branch
-// prediction could tell.
+// Refills the window's head for one round of symbols: on 64-bit registers up to four, three of them
+// shortcuts. Those are refilled without a test of how many bits are left: the branch would be
+// unpredictable.
 inline bool fillForRound(BitWindow *w, WindowHead *head) {
   if (kWindowBits < 64 && head->count >= kMaxCodeLength) return true;
   return fillHead(w, head);
 }
 
-// The AC coefficients of a block as far as the window goes. Its head is kept in registers between
-// the symbols that need more than a look at the shortcuts.
+// Decodes the AC coefficients of a block until the window can't be refilled. Its head stays in
+// registers except around symbols that need more than the shortcut table.
 template <uint32_t kLastStored>
 struct AcLoop {
   const JpgHuffLookup *lookup;
   const uint32_t *quant;
   int16_t *block;
   WindowHead head;
-  uint32_t k;         // coded position reached
+  uint32_t k;         // zig-zag position reached
   HuffShortcut fast;  // looked at last
 
   void drop(uint32_t bits) { dropHeadBits(&head, bits); }
 
-  // Of a corner, what lies outside of it doesn't matter; of DC alone nothing is kept.
+  // Corner decoding may store outside of the corner; DC-only decoding stores no AC at all.
   void store(uint32_t position, int32_t value) {
     k = position;
     if (kLastStored == 0) return;
     block[kZigZag.natural[position]] = dequantise(value, quant[position]);
   }
 
-  // A coefficient that leaves the block unfinished. Ends, and what has no shortcut, lie beyond
-  // the block, and so does its last coefficient here, behind which no end follows.
+  // Takes a coefficient from the shortcuts, unless it is the block's last one, behind which no end
+  // follows. One comparison: an end, or no shortcut, has a skip that leads out of the block.
   bool inside() {
     fast = nextShortcut(*lookup, head.bits);
     const uint32_t next = k + shortcutSkip(fast);
@@ -122,13 +122,13 @@ struct AcLoop {
     return true;
   }
 
-  // Symbols behind a refill, and those that a filled window still has behind a DC shortcut.
+  // As many symbols as fit the bits after a refill; firstRound: after a refill and a DC shortcut.
   bool wholeRound() {
     return kWindowBits < 64 ? inside() : inside() && inside() && inside() && inside();
   }
   bool firstRound() { return kWindowBits < 64 ? inside() : inside() && inside() && inside(); }
 
-  // A coefficient inside of the block whose code is in the shortcuts, but not its bits.
+  // Takes a coefficient whose shortcut covers its code but not its additional bits.
   bool longInside() {
     const uint32_t symbol = static_cast<uint32_t>(shortcutValue(fast));
     const uint32_t size = symbol & 15;
@@ -143,8 +143,8 @@ struct AcLoop {
     return true;
   }
 
-  // The last coefficient with the end behind it, or the end alone, which is taken for a
-  // coefficient of 0, since no branch prediction could tell them apart. False for anything else.
+  // Takes the last coefficient with the end of the block, or the end alone, which is handled as a
+  // coefficient of 0: a branch between the two would be unpredictable. False for anything else.
   bool atEnd(BitWindow *w, uint32_t maxLength) {
     const uint32_t skip = shortcutSkip(fast);
     const uint32_t next = k + skip % kSkipEnd + skip / kSkipEnd % 2;
@@ -157,23 +157,24 @@ struct AcLoop {
     store(next, value);
     k = reached;
     putBack(w, head);
-    // Ahead of the end's code the bit reader would have looked at the longest one there is.
+    // The bit reader would have peeked the table's longest code length for the end's code.
     noteReach(w, placeOf(*w) - endLength + maxLength);
     return true;
   }
 };
 
-// Bits for the first round: as for a whole one, but of three shortcuts. A window that was filled
-// ahead of the DC difference has them, unless that had no shortcut.
+// Bits needed for the first round: one shortcut fewer than a whole round. A window that was
+// refilled before the DC difference has them, unless the difference had no shortcut.
 constexpr uint32_t kFirstRoundBits =
     kWindowBits >= 64 ? kEnoughBits - kShortcutBits : kMaxCodeLength;
 
-// Skips behind a refill: the second one may begin kLongestSkip bits on.
+// Two skips after a refill: the second one may begin kLongestSkip bits further on.
 static_assert(!kHaveSkips || kLongestSkip + kSkipBits - 1 + kMaxCodeLength <= kEnoughBits,
               "a filled window has enough for two skips");
 static_assert(!kHaveSkips || kLongestSkip <= kFirstRoundBits, "and at first for one");
 
-// The AC coefficients behind coded position *last, which are dropped, as far as the window goes.
+// Decodes and drops the AC coefficients after zig-zag position *last until the window can't be
+// refilled.
 AcEnd skipAc(BitWindow *w, WindowHead head, JpgStream *s, const JpgScanComponent &component,
              const HuffSkip *skips, int16_t *block, uint32_t *last, Result *result) {
   uint32_t k = *last;
@@ -251,8 +252,8 @@ AcEnd decodeAcWide(BitWindow *w, const WindowHead &head, JpgStream *s,
   return AcEnd::kLeft;
 }
 
-// True when the window is open and filled for a DC symbol and the first round of AC symbols; its
-// head is taken out then.
+// Opens and refills the window for a DC symbol and the first round of AC symbols, and copies its
+// head. False when the bit reader must decode the block.
 inline bool isReady(BitWindow *w, JpgStream *s, const JpgScanComponent &component,
                     WindowHead *head) {
   if (component.dcLookup == nullptr || component.acLookup == nullptr) return false;

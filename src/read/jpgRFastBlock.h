@@ -1,5 +1,5 @@
-// Blocks of a sequential scan out of a bit window: what decodeBlock of
-// jpgRVLC.h give, results, coefficients and stream state alike, in fewer steps.
+// Blocks of a sequential scan, decoded from a bit window: same results, coefficients and stream
+// state as decodeBlock of jpgRVLC.h, but faster.
 #ifndef JPG_READ_RFASTBLOCK_H
 #define JPG_READ_RFASTBLOCK_H
 
@@ -9,12 +9,12 @@
 namespace jpg {
 
 // As decodeBlock for all coefficients, through `w`, which may be closed before and after, and into
-// a block that the caller has cleared. `*last` receives a coded position behind which all
-// coefficients are 0: 0 for a block of a DC coefficient alone.
+// a block that the caller has cleared. `*last` receives a zig-zag position after which all
+// coefficients are 0: 0 for a block with DC alone.
 Result decodeBlockFast(BitWindow *w, JpgStream *s, int16_t *block, JpgScanComponent *component,
                        uint32_t *last);
 
-// Coded positions of the last coefficients that reduced transforms take.
+// Zig-zag positions of the last coefficients that the reduced transforms use.
 constexpr uint32_t kCornerOf2 = 4;   // row 1, column 1
 constexpr uint32_t kCornerOf4 = 24;  // row 3, column 3
 

@@ -15,10 +15,10 @@ constexpr uint32_t kZeroRun = 15;  // r of the ZRL code
 enum class End {
   kDone,
   kFailed,  // with a result
-  kAgain    // the window can't go on: the block must be decoded anew by the bit reader
+  kAgain    // the window can't be refilled: the bit reader must decode the block again
 };
 
-// A block being decoded. The window's head is kept apart from it.
+// A block being decoded. The window's head is kept in registers, apart from the window.
 struct Block {
   JpgContext *c;
   BitWindow *w;
@@ -38,12 +38,13 @@ inline uint32_t top(const Block &b, uint32_t n) {
 
 inline void drop(Block *b, uint32_t n) { dropHeadBits(&b->head, n); }
 
-// Notes that the bit reader would have looked at the longest code, from `back` bits back.
+// Records that the bit reader would have peeked the longest code length, `back` bits ago.
 inline void notePeek(Block *b, uint32_t back) {
   noteReach(b->w, b->w->loaded - b->head.count - back + b->table.maxLength);
 }
 
-// A symbol by the lookup array; kMaxCodeLength bits must be there. False for none.
+// Decodes a symbol with the look-up array; kMaxCodeLength bits must be in the window. False for an
+// invalid code.
 [[gnu::always_inline]] inline bool longSymbol(Block *b, uint32_t *symbol) {
   return windowSymbol(b->w, &b->head, b->table, symbol);
 }
@@ -63,8 +64,8 @@ End fail(Block *b, Result result) {
 
 // ---- First passes ---------------------------------------------------------
 
-// The symbol behind coded position *n - 1, without shortcuts. kAgain also stands for a
-// symbol that doesn't end the block: `ended` tells.
+// Decodes the symbol after zig-zag position *n - 1 without shortcuts. *ended: the result is the
+// block's; otherwise the block goes on at *n.
 End firstLong(Block *b, uint32_t *n, bool *ended) {
   uint32_t symbol = 0;
   *ended = true;
@@ -96,12 +97,12 @@ End firstLong(Block *b, uint32_t *n, bool *ended) {
 
 End decodeFirst(Block *b) {
   const uint32_t last = b->c->Se, shift = b->c->Al;
-  uint32_t n = b->c->Ss;  // position behind the last coefficient
+  uint32_t n = b->c->Ss;  // zig-zag position of the next coefficient
   for (;;) {
     if (!has(b, kSymbolBits)) return End::kAgain;
     const HuffShortcut fast = nextShortcut(*b->table.lookup, b->head.bits);
     const uint32_t skip = shortcutSkip(fast);
-    // Behind the band's last coefficient no end follows: that one takes the long way.
+    // No end follows the band's last coefficient: that one is decoded without shortcuts.
     const uint32_t k = n + skip % kSkipThenEnd - 1;
     if (skip < kSkipEnd && k < last) {
       drop(b, shortcutLength(fast));
@@ -128,12 +129,13 @@ End decodeFirst(Block *b) {
 
 // ---- Refinement -----------------------------------------------------------
 
-// Coded positions, bit k of 64 for position k. In halves, which narrow processors count faster.
+// A set of zig-zag positions: bit k of 64 for position k. In two halves, since counting trailing
+// zeros of 64 bits is slow on 32-bit processors.
 struct PositionSet {
   uint32_t low, high;
 };
 
-// Takes the first position out; kBlockSize when there is none.
+// Removes and returns the first position; kBlockSize when the set is empty.
 inline uint32_t takeFirst(PositionSet *p) {
   if (p->low != 0) {
     const auto k = static_cast<uint32_t>(__builtin_ctz(p->low));
@@ -146,14 +148,14 @@ inline uint32_t takeFirst(PositionSet *p) {
   return 32 + k;
 }
 
-// The coefficients of a block's band that are there already, and what is added to them.
+// The coefficients of a block's band that are non-zero before the scan.
 struct Refined {
-  uint32_t next;     // position of the first one that isn't passed yet; kBlockSize for none
-  PositionSet rest;  // of those behind it, up to Se
-  int32_t plus, minus;
+  uint32_t next;        // position of the next one to correct; kBlockSize for none
+  PositionSet rest;     // those after it, up to Se
+  int32_t plus, minus;  // correction of positive and of negative ones
 };
 
-// Correction bit of the coefficient at position k (T.81 G.1.2.3).
+// Reads the correction bit of the coefficient at position k and applies it (T.81 G.1.2.3).
 inline bool correct(Block *b, const Refined &r, uint32_t k) {
   if (b->head.count == 0 && !fillHead(b->w, &b->head)) return false;
   const bool set = b->head.bits >> (kWindowBits - 1) != 0;
@@ -165,8 +167,8 @@ inline bool correct(Block *b, const Refined &r, uint32_t k) {
   return true;
 }
 
-// Corrects coefficients from *n on until `zeros` others have been passed; *n becomes the
-// position of the one that ended the walk, Se + 1 without one.
+// Corrects non-zero coefficients from *n on until `zeros` zero ones have been passed; *n becomes
+// the position of the zero coefficient after these, or Se + 1.
 [[gnu::always_inline]] inline bool walk(Block *b, Refined *r, uint32_t zeros, uint32_t *n) {
   const uint32_t end = b->c->Se + 1U;
   uint32_t k = *n;
@@ -180,8 +182,8 @@ inline bool correct(Block *b, const Refined &r, uint32_t k) {
   return true;
 }
 
-// A refinement symbol: its run, and what it adds, 0 for none. An end-of-band run goes into
-// the context and sets `ended`.
+// Decodes a refinement symbol: its run of zeros, and the new coefficient, 0 for none. An
+// end-of-band run is stored in the context and sets `ended`.
 [[gnu::always_inline]] inline End refineSymbol(Block *b, const Refined &r, uint32_t *run,
                                                int32_t *fresh, bool *ended) {
   const HuffShortcut fast = nextShortcut(*b->table.lookup, b->head.bits);
@@ -195,7 +197,7 @@ inline bool correct(Block *b, const Refined &r, uint32_t k) {
     return End::kDone;
   }
   if (skip != kSkipNone && (value == 1 || value == -1)) {
-    // Correction bits may come ahead of the end that the shortcut has taken along.
+    // Correction bits may come before the end that the shortcut includes: give the end back.
     const bool then = kShortcutsTakeEnds && skip > kSkipThenEnd;
     drop(b, shortcutLength(fast) - (then ? b->table.lookup->endLength : 0));
     *run = skip % kSkipThenEnd - 1;
@@ -218,7 +220,7 @@ inline bool correct(Block *b, const Refined &r, uint32_t k) {
   return End::kDone;
 }
 
-// The coded part, up to Se or to an end-of-band run; *n is left where that begins.
+// Decodes the coded part, up to Se or to an end-of-band run; *n is left where the run begins.
 [[gnu::always_inline]] inline End refineCoded(Block *b, Refined *r, uint32_t *n) {
   while (*n <= b->c->Se) {
     uint32_t run = 0;
@@ -237,7 +239,7 @@ inline bool correct(Block *b, const Refined &r, uint32_t k) {
   return End::kDone;
 }
 
-// `mask`: the block's coefficients, bit k for coded position k.
+// `mask`: the block's non-zero coefficients, bit k for zig-zag position k.
 [[gnu::always_inline]] inline End decodeRefinement(Block *b, uint64_t mask) {
   JpgContext *c = b->c;
   const uint64_t band = ~uint64_t{0} >> (kBlockSize - 1 - c->Se) >> c->Ss << c->Ss;
@@ -261,8 +263,8 @@ inline bool correct(Block *b, const Refined &r, uint32_t k) {
 
 // ---- Attempts --------------------------------------------------------------
 
-// What an attempt may change of the window, and must give back when it ends with kAgain. (The
-// fields one by one: a copy of the whole right behind single stores would wait for them.)
+// The fields of the window that an attempt may change; they are restored after kAgain. (Copied one
+// by one: a wide copy right after narrow stores would stall on store forwarding.)
 struct WindowPlace {
   WindowHead head;
   const uint8_t *next;
@@ -293,7 +295,7 @@ Result finish(const Block &b, End end) {
   return end == End::kFailed ? b.result : JPG_OK;
 }
 
-// A first pass stores the same coefficients when it is done anew.
+// After kAgain the block is decoded again from its start, which stores the same coefficients.
 Result decodeAcFirstFast(JpgContext *c, BitWindow *w, int16_t *block, JpgScanComponent *component) {
   const WindowPlace place = savePlace(*w);
   Block b = beginBlock(c, w, block, *component);
@@ -326,7 +328,7 @@ Result decodeDcRefineFast(JpgContext *c, BitWindow *w, int16_t *block) {
   return JPG_OK;
 }
 
-// A DC difference with a shortcut; false for another, of which nothing is consumed.
+// Decodes a DC difference that has a shortcut; otherwise consumes nothing and returns false.
 bool decodeDcFirstFast(JpgContext *c, BitWindow *w, int16_t *block, JpgScanComponent *component) {
   const HuffShortcut fast = component->dcLookup->shortcut[windowBits(*w, kShortcutBits)];
   if (shortcutSkip(fast) != 1 && shortcutSkip(fast) != kSkipEnd) return false;
@@ -338,12 +340,12 @@ bool decodeDcFirstFast(JpgContext *c, BitWindow *w, int16_t *block, JpgScanCompo
   return true;
 }
 
-// True when the window is open and has bits for a symbol.
+// Opens and refills the window for a symbol. False when the bit reader must decode the block.
 inline bool isReady(JpgContext *c, BitWindow *w) {
   return (isOpen(*w) || openWindow(w, &c->stream)) && ensureBits(w, kSymbolBits);
 }
 
-// True for a block that an end-of-band run passes over without a look at the data.
+// True for a block within an end-of-band run that has nothing to correct: no data are read for it.
 bool isPassed(JpgContext *c, uint64_t mask) { return c->eobRun > 0 && mask >> c->Ss == 0; }
 
 }  // namespace

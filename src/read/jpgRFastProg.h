@@ -1,5 +1,5 @@
-// Blocks of a progressive scan out of a bit window: what the block decoders of jpgRVLC.h
-// give, results, coefficients and stream state alike, in fewer steps.
+// Blocks of a progressive scan, decoded from a bit window: same results, coefficients and stream
+// state as the block decoders of jpgRVLC.h, but faster.
 #ifndef JPG_READ_RFASTPROG_H
 #define JPG_READ_RFASTPROG_H
 

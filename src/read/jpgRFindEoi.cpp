@@ -7,7 +7,7 @@ namespace {
 
 constexpr int64_t kMaxSeek = 0x7FFFFFFF;  // a file position has 31 bits
 
-// Index of the last FF D9 that begins at data[0] .. data[n - 2].
+// True if the n bytes contain FF D9.
 bool holdsEoi(const uint8_t *data, uint32_t n) {
   for (uint32_t i = n; i >= 2; i--) {
     if (data[i - 2] == kMarkerEoi >> 8 && data[i - 1] == (kMarkerEoi & 0xFF)) return true;
@@ -16,7 +16,7 @@ bool holdsEoi(const uint8_t *data, uint32_t n) {
 }
 
 // Reads up to n bytes from `position` on into `buffer`; returns their count, 0
-// where nothing can be read.
+// if nothing can be read.
 uint32_t readAt(JpgStream *s, uint32_t position, uint8_t *buffer, uint32_t n) {
   if (streamSeek(s, position, kSeekBegin) == kSeekFailed) return 0;
   uint32_t count = 0;
@@ -30,12 +30,12 @@ uint32_t readAt(JpgStream *s, uint32_t position, uint8_t *buffer, uint32_t n) {
 
 }  // namespace
 
-// Blocks instead of pairs: neighbouring blocks share a byte, so that every pair
-// stands whole in one of them. The stream's own input buffer is idle here.
+// Reads blocks instead of pairs: neighbouring blocks overlap by a byte, so that every pair
+// is whole in one of them. The stream's own input buffer is free for them here.
 bool fileHasEoi(JpgStream *s) {
   constexpr int64_t kPairsPerBlock = kStreamBuffer - 1;
   const int64_t first = int64_t{s->startOffset} + 1;
-  // A size that couldn't be had stands as -1 and leaves nothing to search.
+  // A size that couldn't be determined is 0xFFFFFFFF: there is nothing to search.
   int64_t last = static_cast<int64_t>(s->endOffset == 0xFFFFFFFF ? 0 : s->endOffset) - 2;
   if (last > kMaxSeek - s->startOffset) last = kMaxSeek - s->startOffset;
   while (last >= first) {

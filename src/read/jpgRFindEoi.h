@@ -1,4 +1,4 @@
-// The search that proves a stream to have an end: FF D9 somewhere behind SOI.
+// The check that a stream has an end marker: FF D9 anywhere behind SOI.
 #ifndef JPG_READ_RFINDEOI_H
 #define JPG_READ_RFINDEOI_H
 

@@ -9,7 +9,7 @@
 namespace jpg {
 namespace {
 
-constexpr uint32_t kMaxSampling = 2;  // largest factor that a frame may have
+constexpr uint32_t kMaxSampling = 2;  // largest sampling factor that is supported
 
 // Drops the unread rest of the current segment.
 void skipSegmentRest(JpgContext *c) {
@@ -19,7 +19,7 @@ void skipSegmentRest(JpgContext *c) {
   c->segConsumed = c->segLength;
 }
 
-// JFIF, T.81's companion: "JFIF", 0, version, units, densities (bytes 7 to 11).
+// The JFIF segment: "JFIF", 0, version, units and densities (bytes 7 to 11).
 void readApp0(JpgContext *c) {
   uint8_t data[14];
   if (c->segLength < sizeof(data)) return;
@@ -53,7 +53,7 @@ bool endsHeaderLoop(uint32_t marker) {
   return marker >= kMarkerSof9 && marker <= kMarkerSof15;
 }
 
-// Loads the segment's contents where they matter here.
+// Loads the contents of the segments that the reader uses.
 Result loadSegment(JpgContext *c, uint32_t marker) {
   switch (marker) {
     case kMarkerDht:
@@ -174,7 +174,7 @@ Result readFrameHeader(JpgContext *c) {
   c->vMax = 0;
   c->blocksPerMcu = 0;
   readFrameComponents(c);
-  c->segConsumed = c->segLength;  // whatever the length said
+  c->segConsumed = c->segLength;  // the length isn't checked; decoding goes on behind the header
   if (components == 1) forceSingleComponent(c);
   if (!frameIsServed(*c)) return JPG_E_UNSUPPORTED;
   deriveGeometry(c);

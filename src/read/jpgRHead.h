@@ -13,19 +13,19 @@
 
 namespace jpg {
 
-// A marker segment as it is met.
+// The header of a marker segment.
 struct Segment {
   uint32_t marker;  // 0xFFC0 to 0xFFFE, 0 for none
   uint32_t length;  // data bytes
 };
 
-// Goes to the segment at the stream's place, and to the one behind the current.
-// 0 or JPG_E_NOT_JPEG.
+// Opens the segment at the stream's position; or skips the rest of the current one and opens
+// the next. 0 or JPG_E_NOT_JPEG.
 Result openSegment(JpgContext *c, Segment *segment);
 Result nextSegment(JpgContext *c, Segment *segment);
 
 // Reads n bytes of the current segment, which must have them left, and counts them
-// as taken.
+// as consumed.
 void readSegmentData(JpgContext *c, uint8_t *buffer, uint32_t n);
 
 // Walks segments, loading tables, up to a frame or scan header. 0 and the marker,

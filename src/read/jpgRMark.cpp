@@ -44,7 +44,7 @@ Result rowsPerInterval(const JpgContext &c, uint32_t *rows) {
   return JPG_OK;
 }
 
-// Goes to where the counting of intervals begins.
+// Goes to where a restart seek begins to count intervals.
 Result goToIntervalOrigin(JpgContext *c, uint32_t mode, uint32_t rows) {
   if (mode == JPG_RESTART_FROM_START) return goToScanData(c, Reposition::kFull);
   if (rows != 0) c->rowPosition -= c->rowPosition % rows;
@@ -52,9 +52,9 @@ Result goToIntervalOrigin(JpgContext *c, uint32_t mode, uint32_t rows) {
   return JPG_OK;
 }
 
-// Drops bytes up to the next marker, or up to the end of the data, whose 1-bits
-// stand for it; returns the two bytes there. Bytes that the marker peek has already
-// unstuffed may be among them.
+// Drops bytes up to the next marker, or up to the end of the data, whose 1-bits look like
+// one; returns the two bytes there. The dropped bytes may include some that the marker peek
+// has already unstuffed.
 uint32_t findMarker(JpgStream *s) {
   for (;;) {
     const uint32_t code = peekRaw(s, 16);
@@ -158,7 +158,7 @@ uint32_t JPG_CALL jpgReadSetPartialBitstream(JPGHANDLE handle, const void *data,
   if ((c->flags & kNeeded) != kNeeded) return JPG_NO_DATA;
   for (JpgScanComponent &component : c->scanComponents) component.dcPredictor = 0;
   c->flags |= kFlagPositioned;
-  // The EOI that ends a piece ends no picture, and decoding begins in the new block.
+  // An EOI at the end of a piece doesn't end the picture: decoding goes on in the new block.
   c->lastMarker = 0;
   c->flags &= ~kFlagMarkerAccessUsed;
   c->read.inPiece = 1;

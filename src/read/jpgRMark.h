@@ -8,18 +8,18 @@
 
 namespace jpg {
 
-// Consumes the markers at the stream's place: RSTn restarts the predictions, DNL
-// supplies the height, EOI is left standing and noted in lastMarker, anything else
-// sets up the next scan. Without a marker there nothing happens. Errors of DNL and
-// of the scan set-up don't stop the decoding: the handler just ends.
+// Handles the markers at the stream's position: RSTn resets the DC predictors, DNL supplies
+// the height, EOI is recorded in lastMarker but not consumed, and any other marker sets up
+// the next scan. Does nothing if there is no marker. Errors of DNL and of the scan set-up
+// end the handler but don't stop decoding.
 void handleMarkers(JpgContext *c);
 
-// Deals with the markers where a restart interval or a scan ends.
+// Handles the markers at the end of a restart interval or of a scan.
 void endInterval(JpgContext *c, BitWindow *w, bool endsScan);
 
-// Counts an MCU. Where a restart interval ends with it the marker handler runs, and behind the
-// last MCU of a scan without intervals the marker is looked at. endsScan: behind it comes the next
-// scan of a progressive picture, whose header belongs to the scan loop.
+// Counts an MCU. At the end of a restart interval the marker handler runs; after the last MCU of a
+// scan without intervals, the marker is only peeked into lastMarker. endsScan: this MCU ends a scan
+// of a progressive picture, and the next scan header is left to the scan loop.
 inline void countMcu(JpgContext *c, BitWindow *w, bool endsScan) {
   c->mcusSinceRestart++;
   if (c->mcusSinceRestart != c->restartInterval && c->mcusSinceRestart != c->mcuCount) return;

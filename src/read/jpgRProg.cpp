@@ -1,8 +1,8 @@
-// Progressive decoding: scans into a store of the whole image's coefficients, bands
-// out of it.
+// Progressive decoding: scans go into a store of the whole image's coefficients; bands of pixels
+// are made from it.
 //
 // The store holds MCU after MCU in raster order, an MCU's blocks in frame component
-// order. Its coefficients are dequantised when a band is made of them.
+// order. Coefficients are dequantised when a band is made from them.
 #include <string.h>
 
 #include "read/jpgRBits.h"
@@ -34,7 +34,7 @@ bool scanFitsMcu(const JpgContext &c) {
   return blocks <= c.blocksPerMcu;
 }
 
-// The store is too big for the caches: blocks are asked for a while before they are needed.
+// Prefetches a block: the store is larger than the caches.
 inline void fetchBlock(const int16_t *block) {
   __builtin_prefetch(block, 1);
   __builtin_prefetch(block + kBlockSize / 2, 1);
@@ -43,7 +43,7 @@ inline void fetchBlock(const int16_t *block) {
 Result decodeInterleavedMcu(JpgContext *c, BitWindow *w, uint32_t mcu) {
   if (!scanFitsMcu(*c)) return JPG_E_UNSUPPORTED;
   int16_t *block = storedMcu(*c, mcu) + c->scanBlockOffset * kBlockSize;
-  constexpr uint32_t kAhead = 16 * kBlockSize;  // most of an interleaved scan lies together
+  constexpr uint32_t kAhead = 16 * kBlockSize;  // prefetch distance; the blocks are contiguous
   for (uint32_t k = 0; k < c->scanNs; k++) {
     JpgScanComponent *component = &c->scanComponents[k];
     for (uint32_t i = 0; i < component->blocksPerMcu; i++, block += kBlockSize) {
@@ -73,8 +73,8 @@ struct BlockGrid {
 constexpr uint32_t ceilDiv8(uint32_t n) { return (n + 7) / 8; }
 constexpr uint32_t lesser(uint32_t a, uint32_t b) { return a < b ? a : b; }
 
-// The image's full size counts for every component, also a subsampled one; the MCUs
-// bound the grid.
+// The grid is computed from the image's full size for every component, also a subsampled one, and
+// is cut to the image's MCUs.
 BlockGrid gridOfScan(const JpgContext &c) {
   BlockGrid grid = {};
   uint32_t i = 0;
@@ -88,7 +88,7 @@ BlockGrid gridOfScan(const JpgContext &c) {
   return grid;
 }
 
-// A row of the grid: its first block, and the way from one to the next.
+// A row of the grid: its first block, and how the others follow.
 struct BlockRow {
   int16_t *block;
   uint32_t columns;
@@ -102,10 +102,10 @@ BlockRow rowOf(const JpgContext &c, const BlockGrid &grid, uint32_t row) {
   return {first, grid.columns, grid.h, static_cast<ptrdiff_t>(c.blocksPerMcu)};
 }
 
-constexpr ptrdiff_t kMcusAhead = 4;  // of a scan of one component, asked for ahead
+constexpr ptrdiff_t kMcusAhead = 4;  // prefetch distance in a scan of one component
 
 Result decodeBlockRow(JpgContext *c, BitWindow *w, const BlockRow &row, bool last) {
-  // Whole MCUs on, where blocks of this component lie again.
+  // A whole number of MCUs, so that a block of the same component is prefetched.
   const ptrdiff_t ahead = kMcusAhead * row.mcuBlocks * ptrdiff_t{kBlockSize};
   int16_t *block = row.block;
   uint32_t inMcu = 0;
@@ -140,7 +140,7 @@ Result decodeScanData(JpgContext *c) {
   return r;
 }
 
-// Decodes the current scan and sets up the one behind it, if any.
+// Decodes the current scan and sets up the next one, if any.
 Result decodeScan(JpgContext *c) {
   if (c->lastMarker == kMarkerEoi) return JPG_NO_DATA;
   if (const Result r = decodeScanData(c); r != JPG_OK) return r;
@@ -161,12 +161,12 @@ Result decodeScans(JpgContext *c, bool incremental) {
 
 // The rows of a call.
 struct RowSpan {
-  uint32_t first;  // rows done before it
-  int32_t count;   // rows that it delivers
+  uint32_t first;  // rows delivered before the call
+  int32_t count;   // rows to deliver
 };
 
-// Limits a call's rows by what the calls before it have delivered. A pass over the rows begins
-// at row 0, and in incremental mode again after the last.
+// Limits a call's rows to those not yet delivered. In incremental mode, a new pass begins at row 0
+// after the last row.
 Result beginRows(JpgContext *c, bool incremental, RowSpan *rows) {
   if (c->height == 0) return JPG_OK;
   if (rows->first >= c->height) {
@@ -181,8 +181,7 @@ Result beginRows(JpgContext *c, bool incremental, RowSpan *rows) {
   return JPG_OK;
 }
 
-// Sets the first scan up again out of its headers. The frame header, which has been read, is
-// skipped.
+// Sets the first scan up again from its headers. The frame header has been read and is skipped.
 Result reopenFirstScan(JpgContext *c) {
   c->segLength = 0;
   c->segConsumed = 0;
@@ -194,16 +193,16 @@ Result reopenFirstScan(JpgContext *c) {
   return setUpScan(c);
 }
 
-// Back to the first scan's data, from wherever marker access or a restart seek has led. A seek
-// may have set other scans up: then the headers are read once more. In a later piece there is no
-// way back; decoding begins where the stream stands.
+// Goes back to the first scan's data after marker access or a restart seek. A restart seek may
+// have set up other scans, so the headers are then read again. A later piece doesn't contain the
+// first scan: there, decoding begins at the stream's position.
 Result returnToFirstScan(JpgContext *c) {
   if (c->read.restartSought == 0 || c->read.inPiece != 0) return returnToScanData(c);
   c->flags &= ~kFlagMarkerAccessUsed;
   return c->read.scanSetUps == 1 ? goToScanData(c, Reposition::kFull) : reopenFirstScan(c);
 }
 
-// Ahead of the very first scan: back to its data, and an empty store.
+// Before the very first scan: goes to its data and clears the store.
 Result beginStore(JpgContext *c) {
   if (c->scanState != kScanStateNone) return JPG_OK;
   if (const Result r = returnToFirstScan(c); r != JPG_OK) return r;
@@ -213,8 +212,8 @@ Result beginStore(JpgContext *c) {
   return JPG_OK;
 }
 
-// Quantisation tables of the components in natural order, to 16 bits, which is what of a
-// product is kept.
+// Quantisation tables of the components in natural order, cut to 16 bits: only the low 16 bits of
+// the products are kept.
 struct NaturalTables {
   int16_t entry[kMaxComponents][kBlockSize];
 };
@@ -227,7 +226,7 @@ void makeNaturalTables(const JpgContext &c, NaturalTables *tables) {
   }
 }
 
-// The samples of the MCU at coefCurrent, in coefBuffer.
+// Makes the samples of the MCU at coefCurrent, in coefBuffer.
 void reconstructMcu(JpgContext *c, const McuPipeline &output, const NaturalTables &tables) {
   const int16_t *in = c->coefCurrent;
   int16_t *out = c->coefBuffer;
@@ -288,7 +287,7 @@ uint32_t JPG_CALL jpgReadProgressiveToRect(JPGHANDLE handle, const JpgRect *rect
   if (c == nullptr || rect == nullptr || rect->bits == nullptr) return JPG_E_INVALID_HANDLE;
   if (c->sofMarker != kMarkerSof2) return JPG_E_UNSUPPORTED;
   const bool incremental = (mode & kModeIncremental) != 0;
-  if (c->scanState == kScanStateNone) c->rowPosition = 0;  // whatever a seek has made of it
+  if (c->scanState == kScanStateNone) c->rowPosition = 0;  // a restart seek may have changed it
   RowSpan span = {c->rowPosition, rows};
   if (const Result r = beginRows(c, incremental, &span); r != JPG_OK) return r;
   if (span.first == 0) {

@@ -12,16 +12,16 @@
 namespace jpg {
 namespace {
 
-// An MCU on its way.
+// A decoded MCU that isn't stored yet.
 struct Mcu {
   int16_t *blocks;
   uint32_t count;  // of blocks
-  int32_t x;       // column in the output
+  int32_t x;       // pixel column in the output
   int32_t columns;
   uint8_t last[kMaxComponents * kMaxComponents];
 };
 
-// One MCU of an interleaved scan, its blocks one after another.
+// Decodes one MCU of an interleaved scan, block by block.
 Result decodeMcu(JpgContext *c, BitWindow *w, const McuPipeline &pipeline, Mcu *mcu) {
   int16_t *block = mcu->blocks;
   mcu->count = 0;
@@ -52,7 +52,8 @@ Result decodeNextMcu(JpgContext *c, BitWindow *w, const McuPipeline &pipeline, M
   return decodeMcu(c, w, pipeline, mcu);
 }
 
-// With a kernel the scratch blocks are free: an MCU is finished when the next one is decoded.
+// With a put kernel the scratch blocks are free and hold a second MCU: each MCU is transformed only
+// after the next one is decoded, so that the transform doesn't wait for coefficients just stored.
 Result decodeMcusOfRow(JpgContext *c, BitWindow *w, const McuPipeline &pipeline,
                        const JpgRect &band) {
   const bool lags = pipeline.put != nullptr;
@@ -80,7 +81,7 @@ Result decodeMcusOfRow(JpgContext *c, BitWindow *w, const McuPipeline &pipeline,
   return r;
 }
 
-// The bands of a call. At least one MCU row is decoded, also for lines <= 0, which
+// Decodes the bands of a call. At least one MCU row is decoded, also for lines <= 0, which
 // store nothing and lower the row count by as much.
 Result decodeRows(JpgContext *c, const McuPipeline &pipeline, const JpgRect &target,
                   int32_t lines) {
@@ -100,7 +101,7 @@ Result decodeRows(JpgContext *c, const McuPipeline &pipeline, const JpgRect &tar
   }
 }
 
-// Limits `lines` to the rows that remain. 0, or JPG_E_FAIL when none do.
+// Limits `lines` to the rows that remain. 0, or JPG_E_FAIL when none remain.
 Result limitLines(const JpgContext &c, int32_t *lines) {
   if (c.height == 0) return JPG_OK;
   const int32_t remaining = asSigned(c.height - c.rowPosition);
@@ -109,7 +110,7 @@ Result limitLines(const JpgContext &c, int32_t *lines) {
   return JPG_OK;
 }
 
-// The kernel that stores an MCU of this frame at once; null for none.
+// The kernel that stores a whole MCU of this frame; null if there is none.
 McuKernel chooseMcuKernel(const JpgContext &c, PixelFormat format) {
   const uint32_t luma = c.scanComponents[0].sampling;
   if (format == PixelFormat::kGray && c.numComponents == 1) return c.kernels->putGray;

@@ -10,31 +10,31 @@
 
 namespace jpg {
 
-// Decodes a block's coefficients through the window; `*last` receives the coded position of the
-// last that may not be 0. 0 or the block decoder's code.
+// Decodes a block's coefficients through the bit window; `*last` receives the zig-zag position
+// after which all of them are 0. 0 or the block decoder's code.
 using BlockRoutine = Result (*)(BitWindow *w, JpgStream *s, int16_t *block,
                                 JpgScanComponent *component, uint32_t *last);
 
-// What a call has chosen. Between a block's decoding and its transform lie those of other blocks,
-// so that a transform needn't wait for coefficients that are just being stored.
+// The routines chosen for a call. A block is transformed only after other blocks have been decoded,
+// so that the transform doesn't wait for coefficients that were just stored.
 struct McuPipeline {
   BlockRoutine decode;      // null where blocks come from a store
-  bool clearsBlocks;        // an MCU's blocks are cleared ahead of decode
-  InverseKernel transform;  // to limited samples
-  McuKernel put;            // stores an MCU at once; null: expand, then write
-  ExpandRoutine expand;     // null: the layout isn't served
-  PixelWriter write;        // null: the rectangle doesn't take the components
+  bool clearsBlocks;        // an MCU's blocks are cleared before decode
+  InverseKernel transform;  // to saturated samples
+  McuKernel put;            // stores a whole MCU; null: expand, then write
+  ExpandRoutine expand;     // null: the layout isn't supported
+  PixelWriter write;        // null: the rectangle doesn't fit the components
   uint32_t pixelBytes;      // of put
   uint32_t sampling;        // for expand
   int32_t mcuWidth;         // pixels of an MCU in the output
   int32_t width;            // pixels of a row to store; 0 or less stores nothing
 };
 
-// The pipeline for the scale that scanState tells, but for `decode`.
+// The pipeline for the scale in scanState, without `decode`.
 McuPipeline makePipeline(const JpgContext &c, PixelFormat format, int32_t width);
 
-// Stores the MCU whose limited sample blocks are at `blocks` (coefBuffer, or, with a kernel,
-// elsewhere), at column x, its first `columns` columns and the band's rows.
+// Stores the first `columns` columns and the band's rows of an MCU at pixel column x. `blocks` are
+// its saturated sample blocks: coefBuffer, or, with a put kernel, any others.
 void storeMcu(JpgContext *c, const McuPipeline &pipeline, const JpgRect &band,
               const int16_t *blocks, int32_t x, int32_t columns);
 

@@ -26,7 +26,7 @@ uint32_t scaleLength(uint32_t length, uint32_t shift) {
 
 // ---- Blocks ---------------------------------------------------------------
 
-// Of each, the corner that the transform takes is cleared first; the DC is always stored.
+// Each routine first clears the corner that its transform reads; the DC is always stored.
 Result decodeHalf(BitWindow *w, JpgStream *s, int16_t *block, JpgScanComponent *component,
                   uint32_t * /*last*/) {
   memset(block, 0, 4 * kRowLength * sizeof(int16_t));
@@ -46,7 +46,7 @@ Result decodeEighth(BitWindow *w, JpgStream *s, int16_t *block, JpgScanComponent
   return decodeCornerFast(w, s, block, component, 0);
 }
 
-// By scale code; null for one that isn't.
+// The routine by scale code; null for an invalid code.
 BlockRoutine blockRoutineOf(int32_t scale) {
   static constexpr BlockRoutine kRoutines[] = {decodeEighth, decodeQuarter, decodeHalf};
   return scale >= kScaleEighth && scale <= kScaleHalf ? kRoutines[scale] : nullptr;
@@ -54,7 +54,7 @@ BlockRoutine blockRoutineOf(int32_t scale) {
 
 // ---- Driver ---------------------------------------------------------------
 
-// Another scale than the one under way starts the picture again.
+// A change of the scale starts the picture again.
 Result changeScale(JpgContext *c, int32_t scale) {
   const auto code = static_cast<uint32_t>(scale);
   if (c->scanState == code) return JPG_OK;
@@ -66,7 +66,7 @@ Result changeScale(JpgContext *c, int32_t scale) {
   return JPG_OK;
 }
 
-// The bands of a call. Rows are counted once all of them are there.
+// Decodes the bands of a call. rowPosition moves only after all of them are decoded.
 Result decodeScaledRows(JpgContext *c, const McuPipeline &pipeline, const JpgRect &target,
                         int32_t lines, int32_t mcuHeight) {
   JpgRect rect = target;
@@ -83,7 +83,8 @@ Result decodeScaledRows(JpgContext *c, const McuPipeline &pipeline, const JpgRec
   return JPG_OK;
 }
 
-// Blocks for which it pays to make skips, for the scales that drop most coefficients.
+// Number of blocks from which on building the skip tables pays, at the scales that drop most
+// coefficients.
 constexpr uint32_t kWorthSkipping = 2000;
 
 void prepareSkips(JpgContext *c, int32_t scale) {
@@ -94,7 +95,7 @@ void prepareSkips(JpgContext *c, int32_t scale) {
   }
 }
 
-// The call behind its checks; 0 at once for an MCU layout that isn't served.
+// The call after its checks. Returns 0 at once for an MCU layout that isn't supported.
 Result readScaled(JpgContext *c, const JpgRect &rect, int32_t lines, int32_t scale) {
   const uint32_t shift = shiftOf(scale);
   const int32_t remaining = asSigned(scaleLength(c->height, shift) - c->rowPosition);

@@ -103,7 +103,7 @@ Result readScanHeader(JpgContext *c, ScanHeader *scan) {
   const uint32_t approximation = readRaw(s, 8);
   scan->Ah = static_cast<uint8_t>(approximation >> 4);
   scan->Al = static_cast<uint8_t>(approximation & 15);
-  c->segConsumed = c->segLength;  // entropy-coded data follow, whatever the length said
+  c->segConsumed = c->segLength;  // the length isn't checked: entropy-coded data follow
   if (c->sofMarker == kMarkerSof2 && !progressionInRange(*scan)) return JPG_E_UNSUPPORTED;
   return JPG_OK;
 }

@@ -1,4 +1,4 @@
-// Scan headers: reading one, and making its tables those of the component slots.
+// Scan headers: reading one, and setting the component slots up for it.
 #ifndef JPG_READ_RSCAN_H
 #define JPG_READ_RSCAN_H
 
@@ -31,7 +31,7 @@ Result readScanHeader(JpgContext *c, ScanHeader *scan);
 // Makes `scan` the current one: tables, block counts, block decoder.
 void useScan(JpgContext *c, const ScanHeader &scan);
 
-// Clears what a scan begins without: predictions, end-of-band run, MCU count.
+// Resets the state of a scan: DC predictors, end-of-band run, MCU count.
 void beginScan(JpgContext *c);
 
 }  // namespace jpg

@@ -12,8 +12,8 @@
 namespace jpg {
 namespace {
 
-// Where differences come from: the bit window while it is open, the bit reader otherwise. The
-// window's head stands apart from it between the rows' ends.
+// The source of differences: the bit window while it is open, the bit reader otherwise. Between
+// rows the window's bits are kept in `head`.
 struct DifferenceSource {
   JpgStream *s;
   BitWindow *w;
@@ -24,7 +24,7 @@ struct DifferenceSource {
   } table[kMaxComponents];
 };
 
-// A row on its way: `above` is the row before it, where there is one.
+// A row being decoded; `above` is the row before it, if there is one.
 struct SpatialRow {
   JpgContext *c;
   DifferenceSource *source;
@@ -35,10 +35,10 @@ struct SpatialRow {
 
 using RowRoutine = Result (*)(const SpatialRow &row);
 
-// Bits of a code and its additional bits.
+// Most bits of a code with its additional bits.
 constexpr uint32_t kDifferenceBits = 2 * kMaxCodeLength;
 
-// By the bit reader. The next difference may be the window's again.
+// Decodes a difference with the bit reader, then tries to open the window again.
 [[gnu::noinline]] Result plainDifference(DifferenceSource *d, uint32_t k, int32_t *difference) {
   if (isOpen(*d->w)) {
     putBack(d->w, d->head);
@@ -50,10 +50,10 @@ constexpr uint32_t kDifferenceBits = 2 * kMaxCodeLength;
   return r;
 }
 
-// A difference without a shortcut.
+// Decodes a difference without shortcuts.
 [[gnu::noinline]] Result longDifference(DifferenceSource *d, uint32_t k, int32_t *difference) {
   if (d->head.count < kDifferenceBits) return plainDifference(d, k, difference);
-  constexpr uint32_t kTopCategory = 16;  // its bits are taken as they stand
+  constexpr uint32_t kTopCategory = 16;  // its additional bits aren't extended
   uint32_t category = 0;
   if (!windowSymbol(d->w, &d->head, d->table[k].decoder, &category)) return JPG_E_FAIL;
   if (category > kTopCategory) return JPG_E_FAIL;
@@ -63,7 +63,7 @@ constexpr uint32_t kDifferenceBits = 2 * kMaxCodeLength;
   return JPG_OK;
 }
 
-// What a row's loop keeps in registers.
+// The state that a row's loop keeps in registers.
 struct RowHead {
   WindowHead window;
   uint32_t loaded;  // as the window's
@@ -77,7 +77,7 @@ inline void endRow(DifferenceSource *d, const RowHead &head) {
   noteReach(d->w, head.reach);
 }
 
-// A difference that takes more than a look at the shortcuts.
+// Decodes a difference that needs more than the shortcut table.
 inline Result slowDifference(DifferenceSource *d, RowHead *head, bool filled, uint32_t k,
                              int32_t *difference) {
   int32_t value = 0;
@@ -88,7 +88,7 @@ inline Result slowDifference(DifferenceSource *d, RowHead *head, bool filled, ui
   return r;
 }
 
-// Bits for a shortcut, or for one to the symbol and the bits of its category.
+// Bits needed for a shortcut, or for one to the symbol alone and its additional bits.
 constexpr uint32_t kQuickBits =
     kWindowBits >= 64 ? kShortcutBits + kMaxDctCategory : kMaxCodeLength;
 
@@ -98,7 +98,7 @@ constexpr uint32_t kQuickBits =
   return filled;
 }
 
-// The same where it is seldom wanted: the head stays in registers where it isn't.
+// fillRow() out of line, for rare refills: by value, so that the head stays in registers otherwise.
 struct Refilled {
   RowHead head;
   bool filled;
@@ -116,14 +116,14 @@ inline bool ensureRow(DifferenceSource *d, RowHead *head, uint32_t bits) {
   return refilled.filled;
 }
 
-// Ahead of the samples from i on, of n components: fills wide registers without a look at how
-// much is left, which no branch prediction could tell. Two samples of a shortcut each are sure
-// to find their bits then.
+// Refills 64-bit registers before the samples from i on, of n components, without a test of how
+// many bits are left: the branch would be unpredictable. There are then enough bits for two samples
+// of a shortcut each.
 inline void fillAhead(DifferenceSource *d, RowHead *head, uint32_t i, uint32_t n) {
   if (kWindowBits >= 64 && (n > 1 || i % 2 == 0)) fillRow(d, head);
 }
 
-// A component's part of the source, which stands apart from memory that rows are written to.
+// A component's table, copied to local variables: stores to rows might alias the source.
 struct RowTable {
   const HuffShortcut *shortcuts;
   uint32_t maxLength;
@@ -138,7 +138,7 @@ template <uint32_t kComponents>
                                                     RowHead *head, uint32_t k,
                                                     int32_t *difference) {
   WindowHead *h = &head->window;
-  // A table that isn't there fails at the first pixel.
+  // A missing table is an error at the first pixel.
   const bool there = kComponents != 0 || table.shortcuts != nullptr;
   if (!ensureRow(d, head, kQuickBits) || !there) {
     return slowDifference(d, head, false, k, difference);
@@ -148,7 +148,7 @@ template <uint32_t kComponents>
   int32_t value = shortcutValue(fast);
   // Skips are 1, or kSkipEnd for category 0.
   if ((shortcutSkip(fast) & ~(1 | kSkipEnd)) != 0) {
-    // The code alone: `value` is the category. A code whose symbol is none has no use.
+    // A shortcut to the symbol alone: `value` is the category, if it is a valid one.
     const auto category = static_cast<uint32_t>(value);
     const bool alone =
         (fast & 0xFF00) == kSkipNone << 8 && length != 0 && category <= kMaxDctCategory;
@@ -161,7 +161,7 @@ template <uint32_t kComponents>
     length += category;
   }
   const uint32_t reach = head->loaded - h->count + table.maxLength;
-  // Of one component each symbol reaches farther than those before.
+  // With one component, `reach` grows with each symbol: no comparison is needed.
   if (kComponents == 1 || reach > head->reach) head->reach = reach;
   dropHeadBits(h, length);
   *difference = value;
@@ -169,7 +169,7 @@ template <uint32_t kComponents>
 }
 
 // Decodes the row's i-th sample, of component k.
-// `kComponents` is theirs, 0 for any number.
+// `kComponents` is the number of components, 0 for any.
 template <typename Samples, uint32_t kComponents = 0>
 [[gnu::always_inline]] inline Result decodeSample(const SpatialRow &row, const RowTable &table,
                                                   RowHead *head, uint32_t i, uint32_t k,
@@ -181,8 +181,8 @@ template <typename Samples, uint32_t kComponents = 0>
   return JPG_OK;
 }
 
-// The same where its room counts for more than its time: in the first pixels of rows, and on
-// narrow registers, which small devices have.
+// decodeSample() out of line, to save code size: for the first pixels of rows, and on 32-bit
+// registers, which small devices have.
 template <typename Samples, uint32_t kComponents = 0>
 [[gnu::noinline]] Result decodeSampleApart(const SpatialRow &row, const RowTable &table,
                                            RowHead *head, uint32_t i, uint32_t k,
@@ -190,12 +190,13 @@ template <typename Samples, uint32_t kComponents = 0>
   return decodeSample<Samples, kComponents>(row, table, head, i, k, prediction);
 }
 
-// First row of a scan or restart interval: from mid-scale, then from the left.
+// First row of a scan or restart interval: the first pixel is predicted from mid-scale, the others
+// from the left (T.81 H.1.2.1).
 template <typename Samples>
 Result decodeFirstRow(const SpatialRow &row) {
   const JpgContext &c = *row.c;
   const uint32_t n = c.numComponents;
-  // A point transform that takes all bits away leaves nothing to halve.
+  // If the point transform shifts all bits out, the mid-scale value is 0.
   const int32_t mid = c.Al < c.precision ? 1 << (c.precision - c.Al - 1) : 0;
   RowHead head = beginRow(*row.source);
   Result r = JPG_OK;
@@ -207,7 +208,7 @@ Result decodeFirstRow(const SpatialRow &row) {
   return r;
 }
 
-// The first pixel of another row: from above.
+// The first pixel of any other row is predicted from above.
 template <typename Samples>
 Result decodeFirstPixel(const SpatialRow &row, RowHead *head) {
   const uint32_t n = row.c->width != 0 ? row.c->numComponents : 0;
@@ -219,11 +220,11 @@ Result decodeFirstPixel(const SpatialRow &row, RowHead *head) {
   return JPG_OK;
 }
 
-// The others of a row of kComponents components.
+// The other pixels of a row of kComponents components.
 template <typename Samples, uint32_t kSelection, uint32_t kComponents>
 Result decodeOtherPixels(const SpatialRow &given, RowHead *out) {
   constexpr uint32_t n = kComponents;
-  const SpatialRow row = given;  // rows of bytes might overlap it
+  const SpatialRow row = given;  // a copy: stores to rows of bytes might alias `given`
   RowHead head = *out;
   RowTable tables[n];
   for (uint32_t k = 0; k < n; k++) tables[k] = rowTable(*row.source, k);
@@ -260,7 +261,7 @@ Result decodeRow(const SpatialRow &row) {
   return r;
 }
 
-// A selection that isn't one shows behind the first pixel.
+// An invalid predictor selection is an error after the first pixel only.
 template <typename Samples>
 Result decodeRowUnselected(const SpatialRow &row) {
   RowHead head = beginRow(*row.source);
@@ -269,7 +270,7 @@ Result decodeRowUnselected(const SpatialRow &row) {
   return r != JPG_OK ? r : JPG_E_INVALID_PARAMETER;
 }
 
-// What a call has chosen.
+// The routines chosen for a call.
 struct SpatialRoutines {
   RowRoutine first;
   RowRoutine other;
@@ -289,8 +290,8 @@ SpatialRoutines chooseByPrecision(const JpgContext &c) {
                                           : chooseRoutines<WordSamples>(c.Ss);
 }
 
-// Behind a restart interval: RSTn begins the next one, EOI is left standing, other
-// markers are passed over. Without a marker there nothing is consumed.
+// After a restart interval: RSTn begins the next one, EOI isn't consumed, and other
+// markers are skipped. If there is no marker, nothing is consumed.
 void passRestart(JpgContext *c) {
   for (uint32_t marker = peekMarker(&c->stream); isMarker(marker);
        marker = peekMarker(&c->stream)) {
@@ -341,8 +342,8 @@ DifferenceSource sourceOf(JpgContext *c, BitWindow *w) {
   return d;
 }
 
-// Decodes the rows. What is then the current row, the one behind those decoded unless
-// they ended the image, becomes the saved row that the next call predicts from.
+// Decodes the rows, then saves the row from which the next call predicts: the row of the caller's
+// rectangle behind those decoded, or the last one if they ended the image.
 Result decodeSpatialRows(JpgContext *c, const JpgRect &rect, int32_t lines) {
   const SpatialRoutines routines = chooseByPrecision(*c);
   const auto mask =

@@ -9,7 +9,7 @@
 namespace jpg {
 namespace {
 
-// What a table is looked up for.
+// The use of a table: decides which shortcuts it gets.
 HuffUse useOf(const JpgContext &c, uint32_t id) {
   if (id >> 4 != 0) return HuffUse::kAc;
   const bool words = c.sofMarker == kMarkerSof3 && c.precision > kMaxBytePrecision;
@@ -31,7 +31,7 @@ JpgHuffTable *tableAt(JpgContext *c, uint32_t slot) {
   return slot < kMaxTables ? &c->dcTables[slot] : &c->acTables[slot - kMaxTables];
 }
 
-// True when a component slot decodes with these arrays.
+// True when a component slot of the current scan uses the table.
 bool scanUses(const JpgContext &c, const JpgHuffTable &table) {
   for (const JpgScanComponent &k : c.scanComponents) {
     if (table.lookup != nullptr && (k.dcLookup == table.lookup || k.acLookup == table.lookup)) {
@@ -41,12 +41,12 @@ bool scanUses(const JpgContext &c, const JpgHuffTable &table) {
   return false;
 }
 
-// Puts `fresh` in the slot. The table that it replaces is freed, or kept aside
-// while the scan under way still decodes with it.
+// Puts `fresh` in the slot. The table that it replaces is freed, or retired if the scan under
+// way still decodes with it.
 void replaceTable(JpgContext *c, uint32_t slot, const JpgHuffTable &fresh) {
   JpgHuffTable *table = tableAt(c, slot);
   if (scanUses(*c, *table)) {
-    c->read.retired[slot] = *table;  // free until now: a scan uses one table of a slot
+    c->read.retired[slot] = *table;  // was empty: a scan uses only one table per slot
   } else {
     freeHuffTable(table);
   }

@@ -1,7 +1,7 @@
 // Table segments: Huffman tables, quantisation tables, restart interval.
 //
-// In: the current segment. Out: the context's tables. A table that doesn't fit
-// what remains of its segment isn't loaded and ends the segment.
+// In: the current segment. Out: the context's tables. A table that is longer than the rest
+// of its segment isn't loaded and ends the segment.
 #ifndef JPG_READ_RTABLES_H
 #define JPG_READ_RTABLES_H
 
@@ -25,7 +25,7 @@ Result readRestartInterval(JpgContext *c);
 // list of them. 0 or JPG_E_OUT_OF_MEMORY.
 Result buildPendingTables(JpgContext *c);
 
-// Frees the tables that only the scan before the current one used.
+// Frees the retired tables, which only earlier scans used.
 void freeRetiredTables(JpgContext *c);
 
 }  // namespace jpg

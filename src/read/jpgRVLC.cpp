@@ -37,7 +37,7 @@ struct Refinement {
 
 Refinement refinementOf(const JpgContext &c) { return {wrapShl(1, c.Al), wrapShl(-1, c.Al)}; }
 
-// Correction bit of a coefficient that is already non-zero (T.81 G.1.2.3).
+// Reads and applies the correction bit of a non-zero coefficient (T.81 G.1.2.3).
 void refineCoefficient(JpgStream *s, int16_t *coefficient, const Refinement &add) {
   if (readBits(s, 1) == 0 || (*coefficient & add.plus) != 0) return;
   *coefficient = low16(*coefficient + (*coefficient >= 0 ? add.plus : add.minus));
@@ -58,7 +58,7 @@ uint32_t refineRun(JpgContext *c, int16_t *block, uint32_t k, uint32_t zeros,
   return k;
 }
 
-// The coded part of a refinement block, up to Se or to an end-of-band run. `k`
+// Decodes the coded part of a refinement block, up to Se or to an end-of-band run. `k`
 // is left where the run begins.
 Result refineCoded(JpgContext *c, int16_t *block, const HuffDecoder &table, uint32_t *k,
                    const Refinement &add) {
@@ -93,8 +93,7 @@ Result decodeBlock(JpgStream *s, int16_t *block, JpgScanComponent *component, ui
   return decodeAcFrom(s, block, *component, lastStored, 0);
 }
 
-// A code with size 0 other than
-// EOB is taken as a run of sixteen zeros whatever its run says.
+// A code with size 0 other than EOB counts as a run of sixteen zeros, whatever its run is.
 Result decodeAcFrom(JpgStream *s, int16_t *block, const JpgScanComponent &component,
                     uint32_t lastStored, uint32_t k) {
   const HuffDecoder table = acDecoder(component);
@@ -105,7 +104,7 @@ Result decodeAcFrom(JpgStream *s, int16_t *block, const JpgScanComponent &compon
     if (size == 0) {
       if (runOf(symbol) == 0) return JPG_OK;
       if (k < kBlockSize) k += 16;
-      // A table may map the endless 1-bits behind the data to zero runs.
+      // A table may map the endless 1-bits after the data to zero runs: don't loop for ever.
       if (k >= kBlockSize && s->endState != kEndNone) return JPG_E_COEF_OVERFLOW;
       continue;
     }

@@ -30,7 +30,7 @@ inline HuffDecoder acDecoder(const JpgScanComponent &k) {
   return {k.acLookup, k.acCodes, k.acMaxLength};
 }
 
-// A coefficient: the low 16 bits of value and step.
+// A coefficient: the low 16 bits of the product of value and step.
 inline int16_t dequantise(int32_t value, uint32_t quant) {
   return low16(wrapMul(value, asSigned(quant)));
 }
@@ -52,25 +52,25 @@ inline int32_t receiveExtend(JpgStream *s, uint32_t category) {
   return extend(v, category);
 }
 
-// A block of a sequential scan, into a block that the caller has cleared: coefficients behind coded
-// position `lastStored` are decoded and dropped. 0, JPG_E_BAD_DC_CODE, JPG_E_BAD_AC_CODE or
-// JPG_E_COEF_OVERFLOW.
+// Decodes a block of a sequential scan into a block that the caller has cleared. Coefficients after
+// zig-zag position `lastStored` are decoded and dropped. 0, JPG_E_BAD_DC_CODE, JPG_E_BAD_AC_CODE
+// or JPG_E_COEF_OVERFLOW.
 Result decodeBlock(JpgStream *s, int16_t *block, JpgScanComponent *component, uint32_t lastStored);
 
-// The AC coefficients of such a block behind coded position k.
+// Decodes the AC coefficients of such a block after zig-zag position k.
 Result decodeAcFrom(JpgStream *s, int16_t *block, const JpgScanComponent &component,
                     uint32_t lastStored, uint32_t k);
 
-// Blocks of a progressive scan (T.81 G.1.2, G.2), by Ss, Se, Ah, Al and eobRun of
+// Decode a block of a progressive scan (T.81 G.1.2, G.2) by Ss, Se, Ah, Al and eobRun of
 // the context. 0, JPG_E_BAD_DC_CODE, JPG_E_BAD_AC_CODE, JPG_E_COEF_OVERFLOW, or
-// JPG_NO_DATA for a refinement that adds more than one bit.
+// JPG_NO_DATA for a refinement of more than one bit.
 Result decodeDcFirst(JpgContext *c, int16_t *block, JpgScanComponent *component);
 Result decodeDcRefine(JpgContext *c, int16_t *block, JpgScanComponent *component);
 Result decodeAcFirst(JpgContext *c, int16_t *block, JpgScanComponent *component);
 Result decodeAcRefine(JpgContext *c, int16_t *block, JpgScanComponent *component);
 
-// A difference of a lossless scan: -32767 to 32767, and 16 bits as they stand
-// (0 to 65535) for category 16. 0 or JPG_E_FAIL.
+// Decodes a difference of a lossless scan: -32767 to 32767, or for category 16 the 16
+// additional bits without extension (0 to 65535). 0 or JPG_E_FAIL.
 Result decodeDifference(JpgStream *s, const HuffDecoder &table, int32_t *difference);
 
 }  // namespace jpg

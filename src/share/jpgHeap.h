@@ -29,7 +29,7 @@ void heapRelease(T *&block) {
   block = nullptr;
 }
 
-// Difference of the first unequal bytes of two zero-terminated strings, 0 when equal.
+// Compares two zero-terminated strings: the difference of the first unequal bytes, 0 if equal.
 int compareText(const char *a, const char *b);
 
 }  // namespace jpg

@@ -30,7 +30,7 @@ constexpr uint32_t kMarkerApp14 = 0xFFEE;  // Adobe
 constexpr uint32_t kSoiLength = 2;  // bytes of SOI, behind which the segments begin
 
 constexpr uint32_t kMarkerFirst = 0xFFC0;  // lowest code taken for a marker
-constexpr uint32_t kMarkerLast = 0xFFFE;   // highest; FF FF is fill or the end of the data
+constexpr uint32_t kMarkerLast = 0xFFFE;   // highest; FF FF is a fill byte or the end of the data
 
 constexpr bool isMarker(uint32_t code) { return code >= kMarkerFirst && code <= kMarkerLast; }
 constexpr bool isRestart(uint32_t code) { return code >= kMarkerRst0 && code <= kMarkerRst7; }

@@ -4,9 +4,10 @@
 
 namespace jpg {
 
-// The reciprocals of steps that are 8 t, t = 1 to 255. With f = floor(log2 t), n / 8 =
-// 4 floor(n / 8) / 4 is divided by t as floor(n / 8) * ceil(2^(15 + f) / t) / 2^(15 + f), which is
-// exact below 2^15 (the test tries all).
+// The reciprocals of steps 8 t, t = 1 to 255. With f = floor(log2 t), floor(n / 8 / t) is computed
+// as floor(n / 8) * ceil(2^(15 + f) / t) / 2^(15 + f), rounded down, which is exact for n < 2^15
+// (a test tries all). n / 2 & ~3 is 4 floor(n / 8); `shift` is 2^(15 - f), and the two shifts by
+// 16 bits divide by the rest.
 void makeReciprocals(const uint32_t *steps, QuantReciprocals *q) {
   for (uint32_t k = 0; k < kBlockSize; k++) {
     const uint32_t at = kZigZag.natural[k];

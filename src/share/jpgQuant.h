@@ -1,4 +1,4 @@
-// Quantisation on the write side: division by a table's steps as multiplication.
+// Quantisation on the write side: division by a table's steps through reciprocals.
 #ifndef JPG_SHARE_QUANT_H
 #define JPG_SHARE_QUANT_H
 
@@ -8,9 +8,9 @@ namespace jpg {
 
 constexpr uint32_t kForwardScale = 8;  // of the forward DCT's output, and so of the steps
 
-// Division of coefficients by quantisation steps, a table entry times 8 each, as products:
-// (|c| + half) / step is the upper half of ((|c| + half) / 2 & ~3) * factor, times `shift`,
-// upper half. In natural order.
+// Replaces the division of a coefficient c by its quantisation step, 8 times the table entry, with
+// two multiplications: p is the upper 16 bits of ((|c| + half) / 2 & ~3) * factor, and
+// (|c| + half) / step is the upper 16 bits of p * shift. In natural order.
 struct QuantReciprocals {
   uint16_t half[64];
   uint16_t factor[64];

@@ -14,7 +14,7 @@ constexpr SampleLimitTable makeSampleLimit() {
   return t;
 }
 
-// value * numerator / 100000, the nearest integer, halves away from zero.
+// value * numerator / 100000, rounded to nearest, halves away from zero.
 constexpr int32_t scaleRounded(int32_t value, int32_t numerator) {
   constexpr int32_t kDenominator = 100000;
   const int32_t product = value * numerator;

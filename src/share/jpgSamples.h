@@ -1,4 +1,4 @@
-// Samples: their range, the limits on them, and what chroma adds to colours.
+// Samples: their range, their saturation, and what chroma adds to colours.
 //
 // Inside the codec samples are level-shifted to -128..127; 128 is added where a byte is stored.
 #ifndef JPG_SHARE_SAMPLES_H
@@ -17,7 +17,7 @@ constexpr uint32_t kFullCell = 8;   // samples of a block at full size, both way
 
 inline uint8_t toByte(int16_t sample) { return static_cast<uint8_t>(sample + kLevelShift); }
 
-// Sample limit: entry i is i - kSampleLimitZero limited to -128..127.
+// Sample limit: entry i is i - kSampleLimitZero, saturated to -128..127.
 constexpr int32_t kSampleLimitZero = 384;
 constexpr int32_t kSampleLimitSize = 768;
 
@@ -26,8 +26,8 @@ struct SampleLimitTable {
 };
 extern const SampleLimitTable jpgSampleLimit;
 
-// The table's entry for a sample; samples beyond the table, which only extreme
-// coefficients give, saturate like those at its ends.
+// Saturates a sample by the table. Samples outside the table, which only extreme coefficients
+// give, take the entry at its nearer end.
 inline int16_t limitSample(int32_t sample) {
   int32_t i = sample + kSampleLimitZero;
   if (i < 0) i = 0;
@@ -46,8 +46,8 @@ struct ColorTable {
 extern const ColorTable jpgCbTable;  // to blue, to green
 extern const ColorTable jpgCrTable;  // to green, to red
 
-// Pixel limit: entry i is i - 512 limited to 0..255; read at kPixelLimitZero + v
-// for a level-shifted value v of -640..639.
+// Pixel limit: entry i is i - 512, saturated to 0..255. The byte of a level-shifted value v,
+// -640..639, is entry kPixelLimitZero + v.
 constexpr int32_t kPixelLimitZero = 640;
 struct PixelLimitTable {
   uint8_t entry[1280];

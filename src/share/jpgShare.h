@@ -30,12 +30,12 @@ constexpr uint32_t kNoPending = 0xFFFFFFFF;  // ends pendingHuffIds
 
 // JpgContext::flags bits.
 constexpr uint32_t kFlagNoColorConversion = 0x80000000;  // components as decoded
-constexpr uint32_t kFlagMarkerAccessUsed = 0x40000000;   // the stream may stand elsewhere
+constexpr uint32_t kFlagMarkerAccessUsed = 0x40000000;   // the stream may have been moved
 constexpr uint32_t kFlagMemorySource = 0x20000000;
 constexpr uint32_t kFlagPrologParsed = 0x10000000;       // set at every prolog parse
 constexpr uint32_t kFlagWriterOpen = 0x08000000;         // set by every write prolog
 constexpr uint32_t kFlagPositioned = 0x04000000;         // at a scan's or interval's start
-constexpr uint32_t kFlagHeadersWritten = 0x02000000;     // ahead of the first encode call
+constexpr uint32_t kFlagHeadersWritten = 0x02000000;     // before the first encode call
 constexpr uint32_t kFlagIncrementalActive = 0x01000000;  // progressive: pass begun scan by scan
 constexpr uint32_t kFlagJfifSeen = 0x00800000;
 constexpr uint32_t kFlagAdobeSeen = 0x00400000;
@@ -92,12 +92,12 @@ struct ReadState {
 
 // State of the writer that has no place of its own elsewhere in the record.
 struct WriteState {
-  uint32_t outputFailed;  // 0, or 2 once the sink has come up short
+  uint32_t outputFailed;  // 0, or 2 once the sink has taken too few bytes
   uint32_t predictor;     // lossless predictor, 1 to 7
-  // The picture under way, as its headers say; what setters store later has no effect on it.
+  // The picture under way as its headers describe it; later setter calls have no effect on it.
   uint32_t frameOut;         // 1 once the headers have gone out
   uint32_t frameWidth;       // pixels
-  uint32_t frameHeight;      // pixels, 0 = told by DNL
+  uint32_t frameHeight;      // pixels, 0 = given by DNL
   uint32_t frameComponents;  // 1 to 4
   uint32_t frameRestart;     // MCUs (lossless: pixels) between restart markers, 0 = none
   uint32_t frameRaw;         // 1: no colour conversion

@@ -8,7 +8,7 @@
 namespace jpg {
 namespace {
 
-constexpr uint8_t kFill = 0xFF;  // what lies behind the end of the data
+constexpr uint8_t kFill = 0xFF;  // returned after the end of the data
 constexpr uint32_t kMaxFilePosition = 0x7FFFFFFF;
 
 HANDLE openForReading(const JpgWChar *name) {
@@ -54,7 +54,7 @@ uint32_t seekFileRange(JpgStream *s, uint32_t offset, uint32_t origin) {
   return reached == kSeekFailed ? kSeekFailed : reached - s->startOffset;
 }
 
-// Positions beyond the block are kept as such; reading there finds the end.
+// Positions outside the block are accepted; reading there finds the end of the data.
 uint32_t seekMemory(JpgStream *s, uint32_t offset, uint32_t origin) {
   uint32_t position = offset;
   if (origin == kSeekCurrent) position = s->position + offset;

@@ -15,7 +15,7 @@ namespace jpg {
 
 constexpr uint32_t kStreamBuffer = 4096;      // input block, and growth step of a memory sink
 constexpr uint32_t kMaxFileName = 256;        // UTF-16 units, terminator included
-constexpr uint32_t kSeekFailed = 0xFFFFFFFF;  // streamSeek's answer on failure
+constexpr uint32_t kSeekFailed = 0xFFFFFFFF;  // result of streamSeek on failure
 
 // JpgStream::mode bits.
 constexpr uint32_t kModeRead = 2;
@@ -24,7 +24,7 @@ constexpr uint32_t kModeMemory = 16;
 
 // JpgStream::endState values.
 constexpr uint32_t kEndNone = 0;        // data flow
-constexpr uint32_t kEndPassed = 1;      // the end was met before
+constexpr uint32_t kEndPassed = 1;      // the end was reached earlier
 constexpr uint32_t kEndReadFailed = 2;  // the last read failed or found the end
 constexpr uint32_t kEndNotOpened = 3;   // the file could not be opened; never closed
 
@@ -72,7 +72,7 @@ uint32_t streamOpenRead(JpgStream *s);
 // 0 or JPG_E_OPEN_FAILED.
 uint32_t streamOpenWrite(JpgStream *s);
 
-// Forgets all buffered bytes and bits.
+// Discards all buffered bytes and bits.
 void streamReset(JpgStream *s);
 
 // Moves to `offset` from `origin`; returns the new position relative to the
@@ -91,8 +91,8 @@ int32_t streamWrite(JpgStream *s, const void *data, uint32_t n);
 // Closes the file, if one is open. 0 or JPG_E_FAIL. A sink's block stays.
 uint32_t streamClose(JpgStream *s);
 
-// Takes the next block into inputBuffer and returns its first byte; 0xFF for
-// ever once the data have ended or a read has failed (endState tells).
+// Reads the next block into inputBuffer and returns its first byte. Once the data have ended or a
+// read has failed (see endState), every call returns 0xFF.
 uint8_t streamRefill(JpgStream *s);
 
 // The next byte of a source.

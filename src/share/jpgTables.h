@@ -54,7 +54,7 @@ constexpr ExtendTable makeExtendTable() {
 
 constexpr ExtendTable kExtend = makeExtendTable();
 
-// What the bits `v` of a category stand for. Without a branch: the sign is anybody's guess.
+// The value of the additional bits `v` of a category. Branch-free: the sign is unpredictable.
 constexpr int32_t extend(int32_t v, uint32_t category) {
   return v + (kExtend.offset[category] & asr(v - kExtend.threshold[category], 31));
 }

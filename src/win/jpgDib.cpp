@@ -27,7 +27,7 @@ void fillColors(RGBQUAD *table, uint16_t bits, uint32_t components) {
   if (bits == 8 && components == 3) fillReductionPalette(table);
 }
 
-// Dots per inch to pixels per metre, to the nearest.
+// Dots per inch to pixels per metre, rounded to nearest.
 int32_t perMetre(uint16_t dotsPerInch) { return (dotsPerInch * 10000 + 127) / 254; }
 
 }  // namespace
@@ -84,7 +84,7 @@ uint32_t dibRowBytes(int32_t width, uint32_t bitsPerPixel) {
 
 Result makeDibRect(const BITMAPINFOHEADER &header, const ImageShape &shape, int32_t lines,
                    void *bits, JpgRect *rect) {
-  // Whole bytes a pixel: rows are right for 8, 16, 24 and 32 bits only.
+  // Whole bytes per pixel: the row length is right for 8, 16, 24 and 32 bits only.
   const uint32_t bytesPerPixel = header.biBitCount / 8U;
   const uint32_t rowBytes = dibRowBytes(header.biWidth, 8 * bytesPerPixel);
   if (header.biWidth < 1 || static_cast<int32_t>(shape.width) > header.biWidth) {

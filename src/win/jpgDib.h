@@ -1,7 +1,7 @@
 // Windows device-independent bitmaps: headers, rectangles over their bits, and
 // temporary buffers.
 //
-// What the readers, the writer and the Exif thumbnail share. Nothing here decodes.
+// Shared by the readers, the writer and the Exif thumbnail. Nothing here decodes.
 #ifndef JPG_WIN_DIB_H
 #define JPG_WIN_DIB_H
 
@@ -18,12 +18,12 @@ struct ImageShape {
   uint32_t components;
 };
 
-// A bitmap's description may lie at any address, as it does in a file's bytes, where a file
-// header of 14 bytes is ahead of it. It is therefore copied, never looked at in place.
+// A bitmap's description may be unaligned, as it is in a .bmp file in memory, behind a file header
+// of 14 bytes. It is therefore always copied, never accessed in place.
 BITMAPINFOHEADER loadDibHeader(const void *bmi);
 void storeDibHeader(void *bmi, const BITMAPINFOHEADER &header);
 
-// The colour table, or the masks, behind a description's header. Entries are bytes.
+// The colour table, or the masks, behind a description's header. Entries need no alignment.
 RGBQUAD *colorTable(void *bmi);
 const RGBQUAD *colorTable(const void *bmi);
 
@@ -32,7 +32,7 @@ const RGBQUAD *colorTable(const void *bmi);
 // or three masks (16 bits).
 void fillDibHeader(void *bmi, const ImageShape &shape);
 
-// Takes the JFIF density for the header's resolution, in pixels per metre.
+// Stores the JFIF density as the header's resolution, in pixels per metre.
 void setDibResolution(const JpgContext &c, void *bmi);
 
 // Bytes of a bitmap row of `width` pixels, padded to 4; 0 when `width` isn't positive
@@ -48,19 +48,19 @@ Result makeDibRect(const BITMAPINFOHEADER &header, const ImageShape &shape, int3
 // and height. JPG_E_OUT_OF_MEMORY when the heap has no room.
 Result allocateDibBuffer(JpgRect *rect);
 
-// Frees them. JPG_E_INVALID_PARAMETER when there are none, JPG_E_FAIL when the heap
-// refuses them.
+// Frees the rectangle's bits. JPG_E_INVALID_PARAMETER when there are none, JPG_E_FAIL when the
+// heap fails to free them.
 Result freeDibBuffer(JpgRect *rect);
 
-// A way to fill a rectangle with rows.
+// A reader that fills a rectangle with rows.
 struct RectSource {
   Result (*read)(void *source, const JpgRect *rect, int32_t lines);
   void *source;
 };
 
-// Fills the bitmap from a source of three-component rows by way of a 24-bit buffer,
-// whose colours are then reduced. 0, JPG_E_OUT_OF_MEMORY, JPG_E_INVALID_PARAMETER for a
-// bitmap of neither 8 nor 16 bits (after reading), or the source's code.
+// Reads three-component rows into a 24-bit buffer and reduces its colours into the bitmap.
+// 0, JPG_E_OUT_OF_MEMORY, JPG_E_INVALID_PARAMETER for a bitmap of neither 8 nor 16 bits (after
+// reading), or the source's code.
 Result readReduced(const BITMAPINFOHEADER &header, const JpgRect &dib, const RectSource &source,
                    int32_t lines);
 

@@ -9,7 +9,7 @@ namespace {
 
 constexpr RGBQUAD kBlack = {0, 0, 0, 0};
 
-// What the conversion of a pixel needs beside its row.
+// What the conversion of a pixel needs besides its row.
 struct PixelSource {
   const RGBQUAD *table;
   uint32_t entries;  // of the table; pixels beyond it are black
@@ -44,7 +44,7 @@ uint32_t wordAt(const uint8_t *row, uint32_t x) {
 
 uint8_t bitsOf(uint32_t value, uint32_t mask) { return static_cast<uint8_t>(value & mask); }
 
-// The low bits that the narrow fields don't have stay 0.
+// 5-bit fields go into the upper bits of a byte; the low bits stay 0.
 RGBQUAD read555(const PixelSource & /*source*/, const uint8_t *row, uint32_t x) {
   const uint32_t p = wordAt(row, x);
   return {bitsOf(p << 3, 0xF8), bitsOf(p >> 2, 0xF8), bitsOf(p >> 7, 0xF8), 0};

@@ -17,11 +17,10 @@ struct PlainDib {
   uint32_t compression;  // BI_RGB for rows expanded from run-length codes
 };
 
-// Converts the first `target.height` rows in memory into the target, whose last row
-// receives the first: the bitmap is taken as bottom-up whatever its biHeight says. The
-// target has 8 bits a pixel (grey: the green byte) or 24 (blue, green, red). 0,
-// JPG_E_INVALID_PARAMETER for 4 or 8 bits that are marked as compressed, or JPG_E_FAIL
-// for a depth that isn't served.
+// Converts the first `target.height` rows in memory into the target in reverse order: the
+// bitmap counts as bottom-up whatever its biHeight says. The target has 8 bits a pixel (grey:
+// the green byte) or 24 (blue, green, red). 0, JPG_E_INVALID_PARAMETER for 4 or 8 bits that
+// are marked as compressed, or JPG_E_FAIL for a depth that isn't supported.
 Result convertDibRows(const PlainDib &dib, const JpgRect &target);
 
 }  // namespace jpg

@@ -6,10 +6,10 @@ namespace jpg {
 namespace {
 
 constexpr uint32_t kAheadCount = 10;    // screen entries ahead of the cube
-constexpr uint32_t kBehindFirst = 226;  // and behind it: all that the cube leaves
+constexpr uint32_t kBehindFirst = 226;  // first of the screen entries behind the cube
 constexpr uint32_t kBehindCount = 30;
 
-// Takes screen palette entries over into the same places of the table.
+// Copies screen palette entries to the same places of the table.
 void copyScreenEntries(HDC screen, uint32_t first, uint32_t count, RGBQUAD *table) {
   PALETTEENTRY entries[kBehindCount] = {};
   GetSystemPaletteEntries(screen, first, count, entries);

@@ -25,7 +25,8 @@ Result readScaled(void *source, const JpgRect *rect, int32_t lines) {
   return jpgReadScaleOutputToRect(from->handle, rect, lines, from->argument);
 }
 
-// The caller's bitmap: its description, and its pixels, null to ask for the former.
+// The caller's bitmap: its description, and its pixels. With null pixels only the description is
+// filled in.
 struct Dib {
   void *bmi;
   void *bits;

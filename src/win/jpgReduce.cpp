@@ -9,7 +9,7 @@ namespace {
 
 constexpr uint32_t kColors = 3;  // blue, green, red
 
-// Level of the colour cube nearest to a sample value, by equal parts of 0 to 255.
+// Level of the colour cube for a sample value: 0 to 255 is divided into equal parts.
 struct LevelTable {
   uint8_t level[256];
 };
@@ -27,14 +27,14 @@ constexpr LevelTable kLevels = makeLevels();
 
 int32_t clampByte(int32_t v) { return v < 0 ? 0 : v > 255 ? 255 : v; }
 
-// Two rows of samples with the errors spread to them so far.
+// Two rows of samples with the errors added to them so far.
 struct ErrorRows {
   int32_t *current;
   int32_t *next;
   uint32_t width;  // pixels
 };
 
-// The place of a pixel on its way through the rows.
+// The position of a pixel in the rows.
 struct Pixel {
   uint32_t x;
   bool lastColumn;
@@ -48,10 +48,10 @@ void loadRow(const uint8_t *in, uint32_t width, int32_t *row) {
   for (uint32_t i = 0; i < kColors * width; i++) row[i] = in[i];
 }
 
-// Share of an error by sixteenths, rounded toward minus infinity.
+// `weight` sixteenths of an error, rounded toward minus infinity.
 int32_t share(int32_t error, int32_t weight) { return asr(error * weight, 4); }
 
-// Floyd and Steinberg's weights: 7 to the right, 3, 5, 1 below.
+// Floyd and Steinberg's weights: 7 to the right; 3, 5, 1 to the row below.
 void spreadPaletteError(const ErrorRows &rows, const Pixel &pixel, uint32_t i, int32_t error) {
   if (!pixel.lastColumn) {
     rows.current[i + kColors] += share(error, 7);
@@ -72,7 +72,7 @@ void putPalettePixel(const ErrorRows &rows, const Pixel &pixel, uint8_t *out) {
   out[pixel.x] = static_cast<uint8_t>(cubeIndex(level[2], level[1], level[0]));
 }
 
-// Half of the error below, the rest to the right.
+// Half of the error goes to the pixel below, the rest to the right.
 void spreadWordError(const ErrorRows &rows, const Pixel &pixel, uint32_t i, int32_t error) {
   const int32_t below = asr(error, 1);
   if (!pixel.lastRow) rows.next[i] += below;
@@ -131,7 +131,7 @@ Result reduceColors(uint32_t bitsPerPixel, const JpgRect &from, const JpgRect &t
   const uint32_t rowSamples = kColors * width;
   auto *work = static_cast<int32_t *>(heapAllocChecked(uint64_t{2} * rowSamples * sizeof(int32_t)));
   if (work == nullptr) return JPG_E_OUT_OF_MEMORY;
-  // The last row spreads into a row that is never read; it must hold values all the same.
+  // The last row spreads its errors to a row that is never used; it must be initialised even so.
   for (uint32_t i = 0; i < 2 * rowSamples; i++) work[i] = 0;
   if (from.height > 0) reduceRows(from, to, {work, work + rowSamples, width}, put);
   return heapFree(work);

@@ -49,7 +49,7 @@ uint32_t pixelOf(const RlePlane &plane, uint32_t byte, uint32_t i) {
 
 Result putRun(RleState *s, const RlePlane &plane, uint32_t count) {
   if (!hasRoom(*s, plane, count)) return JPG_E_FAIL;
-  if (s->left == 0) return JPG_OK;  // the data end ahead of the run's value
+  if (s->left == 0) return JPG_OK;  // the data end before the run's value
   const uint32_t byte = take(s);
   for (uint32_t i = 0; i < count; i++) putPixel(s, plane, pixelOf(plane, byte, i));
   return JPG_OK;
@@ -73,7 +73,7 @@ Result putLiterals(RleState *s, const RlePlane &plane, uint32_t count) {
   return JPG_OK;
 }
 
-// Carries out the code behind a count of 0.
+// Handles the code behind a count of 0.
 Result escape(RleState *s, const RlePlane &plane) {
   const uint32_t code = take(s);
   switch (code) {

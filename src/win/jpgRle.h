@@ -8,7 +8,7 @@
 
 namespace jpg {
 
-// The rows that coded data are expanded into, from row 0 in memory.
+// The rows into which coded data are expanded, from the first in memory.
 struct RlePlane {
   uint8_t *bits;      // zeroed
   uint32_t rowBytes;  // a multiple of 4

@@ -22,8 +22,8 @@ int64_t rowsOf(const BITMAPINFOHEADER &header) {
   return rows < 0 ? -rows : rows;
 }
 
-// Before the first line: the size of a bitmap that comes in pieces, and the
-// components that its depth suggests.
+// Before the first line: sets the size of a bitmap that is passed in pieces, and the number of
+// components by its depth.
 void suggestFrame(JpgContext *c, const DibLines &dib) {
   const BITMAPINFOHEADER &header = dib.header;
   if (dib.lines != header.biHeight) {
@@ -33,7 +33,7 @@ void suggestFrame(JpgContext *c, const DibLines &dib) {
   if (c->numComponents == 0) c->numComponents = header.biBitCount == 8 ? 1 : 3;
 }
 
-// Components and width that the rows must have: those of the frame, once it is begun.
+// Components and width of the rows: those of the frame once it has begun, else those set.
 uint32_t componentsOf(const JpgContext &c) {
   const bool framed = c.write.frameOut != 0 && c.write.frameComponents != 0;
   return framed ? c.write.frameComponents : c.numComponents;
@@ -43,7 +43,7 @@ bool continuesFrame(const JpgContext &c, const BITMAPINFOHEADER &header) {
   return c.rowPosition == 0 || static_cast<uint32_t>(header.biWidth) == c.write.frameWidth;
 }
 
-// The rectangle's shape; its bits are still to come.
+// A rectangle of the right shape, without bits yet.
 JpgRect describeLines(const JpgContext &c, const DibLines &dib) {
   JpgRect rect = {};
   rect.width = dib.header.biWidth;
@@ -55,7 +55,7 @@ JpgRect describeLines(const JpgContext &c, const DibLines &dib) {
   return rect;
 }
 
-// 24-bit colour goes as it lies. A height of 0 counts as bottom-up here.
+// Encodes 24-bit colour in place. A height of 0 counts as bottom-up here.
 Result encodeInPlace(JpgContext *c, const DibLines &dib, JpgRect rect) {
   rect.bits = const_cast<uint8_t *>(dib.bits);
   if (dib.header.biHeight >= 0) {
@@ -66,7 +66,7 @@ Result encodeInPlace(JpgContext *c, const DibLines &dib, JpgRect rect) {
   return jpgWriteFromRect(c, &rect, static_cast<uint32_t>(dib.lines));
 }
 
-// Expands run-length coded rows and converts what they give.
+// Expands run-length coded rows and converts them.
 Result convertRle(const DibLines &dib, const JpgRect &target) {
   const BITMAPINFOHEADER &header = dib.header;
   if (header.biHeight < 1) return JPG_E_FAIL;  // coded bitmaps are bottom-up
@@ -90,7 +90,7 @@ Result convertLines(const DibLines &dib, const JpgRect &target) {
   return convertDibRows({header, dib.colors, dib.bits, header.biBitCount, compression}, target);
 }
 
-// Everything else goes by way of a top-down buffer.
+// Encodes any other bitmap from a top-down copy.
 Result encodeConverted(JpgContext *c, const DibLines &dib, JpgRect rect) {
   if (const Result r = allocateDibBuffer(&rect); r != JPG_OK) return r;
   Result r = convertLines(dib, rect);

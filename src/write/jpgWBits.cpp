@@ -12,15 +12,15 @@ constexpr uint32_t kSymbolEob = 0x00;  // no non-zero coefficient follows
 constexpr uint32_t kSymbolZrl = 0xF0;  // sixteen zeros
 constexpr uint32_t kMaxRun = 15;
 
-// A value behind the code that `table` has for its category and `run`.
+// The code of `table` for the run and the value's category, then the value's additional bits.
 inline void putValue(BitRun *b, const JpgHuffCode *table, int32_t value, uint32_t run) {
   const Magnitude m = magnitudeOf(value);
   const JpgHuffCode &code = table[run << 4 | m.category];
   putRunBits(b, code.code << m.category | m.bits, code.length + uint32_t{m.category});
 }
 
-// The levels that `present` tells of, of positions `base` to `base` + 31. Returns the last
-// position coded, `last` without one.
+// Codes the non-zero levels of positions `base` to `base` + 31, whose mask is `present`. `last` is
+// the position coded last before them; returns the new one.
 inline uint32_t putLevels(BitRun *b, const JpgHuffCode *table, const int16_t *levels,
                           uint32_t present, uint32_t base, uint32_t last) {
   for (; present != 0; present &= present - 1) {
@@ -57,7 +57,7 @@ BitRun beginRun(JpgContext *c, uint8_t *apart) {
 Result endRun(JpgContext *c, const BitRun &run) {
   JpgStream *s = &c->stream;
   BitRun rest = run;
-  // No more than a narrow run would leave.
+  // The stream's own bit buffer has room for fewer than 32 bits.
   if (rest.count >= kBitBufferSize) emitWord(&rest);
   s->bitBuffer = static_cast<uint32_t>(rest.bits) & ((1U << rest.count) - 1);
   s->bitCount = kBitBufferSize - rest.count;

@@ -1,5 +1,5 @@
-// Blocks of levels through a wide bit buffer: what the operations of jpgWVLC.h would put
-// out, a block at a time.
+// Huffman coding through a register-wide bit buffer (BitRun): a run codes a block, or up to
+// kMaxRunCodes lossless samples.
 #ifndef JPG_WRITE_WBITS_H
 #define JPG_WRITE_WBITS_H
 
@@ -12,30 +12,31 @@
 
 namespace jpg {
 
-// Room for the bytes of a run: those of a block are 31 pending bits and 64 codes of 16 bits with
-// 11 more, every byte stuffed.
+// Room for the bytes of a run: a block takes at most 31 pending bits and 64 codes of 16 bits with
+// 11 additional bits each, with every byte stuffed.
 constexpr uint32_t kMaxRunBytes = 448;
-// Codes of up to 32 bits that a run may hold.
+// Codes of up to 32 bits, additional bits included, that fit a run.
 constexpr uint32_t kMaxRunCodes = 48;
 
-// Bits at which a run hands bytes on: all that its word holds, on wide registers.
+// Bits in the buffer at which it is stored as bytes: the width of a register.
 constexpr uint32_t kRunBits = sizeof(size_t) >= 8 ? 64 : 32;
 
 // Bits on their way to `out`, right-aligned; fewer than kRunBits between operations.
 struct BitRun {
-  uint64_t bits;  // what lies above `count` bits has no meaning
+  uint64_t bits;  // bits above the low `count` are undefined
   uint32_t count;
   uint8_t *out;
   uint8_t *begin;
 };
 
-// Begins a run in the stage, or in `apart`, kMaxRunBytes of room, where that is nearly full.
+// Begins a run, which writes directly into the stage, or into `apart`, kMaxRunBytes of room, when
+// the stage is nearly full.
 BitRun beginRun(JpgContext *c, uint8_t *apart);
 
-// Hands the run's bytes and bits to the stream.
+// Hands the run's bytes and its pending bits to the stream.
 Result endRun(JpgContext *c, const BitRun &run);
 
-// The oldest 32 bits as bytes, FF with a stuffed zero.
+// Stores the oldest 32 bits as bytes, with a stuffed zero behind each FF.
 inline void emitWord(BitRun *b) {
   b->count -= 32;
   const auto word = static_cast<uint32_t>(b->bits >> b->count);
@@ -47,7 +48,7 @@ inline void emitWord(BitRun *b) {
   }
 }
 
-// 64 bits as bytes.
+// Stores 64 bits as bytes, stuffed as in emitWord().
 inline void emitWide(BitRun *b, uint64_t word) {
   constexpr uint64_t kOnes = ~uint64_t{0} / 255;
   if (((~word - kOnes) & word & (kOnes << 7)) == 0) {
@@ -77,16 +78,16 @@ inline void putRunBits(BitRun *b, uint32_t value, uint32_t length) {
   emitWide(b, before << (length - b->count) | value >> b->count);
 }
 
-// Codes a DC difference, -2047..2047, or a lossless one of up to 8-bit samples, with an
-// encoding table (256 codes by symbol).
+// Codes a DC difference, -2047..2047, or the prediction difference of lossless samples of up to 8
+// bits. `table` is an encoding table: 256 codes by symbol.
 inline void putDifference(BitRun *b, const JpgHuffCode *table, int32_t difference) {
   const Magnitude m = magnitudeOf(difference);
   const JpgHuffCode &code = table[m.category];
   putRunBits(b, code.code << m.category | m.bits, code.length + uint32_t{m.category});
 }
 
-// Codes a lossless difference of samples above 8 bits, brought into -32767..32768 modulo
-// 65536; 32768 takes category 16 and 16 bits.
+// Codes the prediction difference of lossless samples above 8 bits, reduced modulo 65536 to
+// -32767..32768; 32768 is coded as category 16 with 16 additional bits.
 inline void putLosslessDifference(BitRun *b, const JpgHuffCode *table, int32_t difference) {
   constexpr int32_t kHalfRange = 32768;
   const uint32_t low = static_cast<uint32_t>(difference) & 0xFFFF;
@@ -98,8 +99,8 @@ inline void putLosslessDifference(BitRun *b, const JpgHuffCode *table, int32_t d
   putRunBits(b, table[category].code << category | bits, table[category].length + category);
 }
 
-// Codes a block: its levels in zig-zag order, each -2047..2047, of which bit k of `present`
-// says whether level k isn't 0. The DC predictor is brought up to date.
+// Codes a block: its levels in zig-zag order, each -2047..2047. `present` is the mask of non-zero
+// levels, bit k for level k. Updates the DC predictor.
 Result encodeLevels(JpgContext *c, JpgScanComponent *component, const int16_t *levels,
                     uint64_t present);
 

@@ -35,7 +35,7 @@ Result initWriter(JpgContext *c) {
   return JPG_OK;
 }
 
-// Completes the stream: DNL where the height was never told, then EOI.
+// Completes the stream: DNL if the height was never set, then EOI.
 Result finishStream(JpgContext *c) {
   if (c->write.outputFailed != kOutputFine) return JPG_E_WRITE_FAULT;
   const uint32_t height = c->write.frameOut != 0 ? c->write.frameHeight : c->height;
@@ -46,7 +46,7 @@ Result finishStream(JpgContext *c) {
   return flushStage(c);
 }
 
-// Destroys the record; the first error counts.
+// Destroys the record. Returns the first error.
 Result closeWriter(JpgContext *c, Result r) {
   heapRelease(c->losslessRowBuffer);
   const Result destroyed = destroyContext(c);
@@ -55,7 +55,7 @@ Result closeWriter(JpgContext *c, Result r) {
 
 bool isMemorySink(const JpgContext &c) { return (c.stream.mode & kModeMemory) != 0; }
 
-// Hands the sink's block over; the sink has none afterwards.
+// Passes the sink's block to the caller; the sink is empty afterwards.
 void handOver(JpgStream *s, void **data, uint32_t *size) {
   *data = s->current;
   *size = s->size;
@@ -65,8 +65,8 @@ void handOver(JpgStream *s, void **data, uint32_t *size) {
   s->position = 0;
 }
 
-// Walks the word's bytes from the lowest up: factors of 1 and 2, up to the first
-// byte that must be 0. Bytes above that one aren't looked at.
+// Checks the word's bytes from the lowest up: each holds two sampling factors of 1 or 2. A byte of
+// 0 ends the check; bytes above it aren't looked at.
 bool samplingIsValid(uint32_t packed) {
   for (uint32_t i = 0; i < kMaxComponents; i++, packed >>= 8) {
     const uint32_t byte = packed & 0xFF;
@@ -80,8 +80,8 @@ bool samplingIsValid(uint32_t packed) {
 // encoded yet.
 Result writeHeadersEarly(JpgContext *c) {
   if (c->rowPosition != 0 || (c->flags & kFlagHeadersWritten) != 0) return JPG_OK;
-  if (c->write.outputFailed != kOutputFine) return JPG_OK;  // told by the caller's own check
-  // Sizes that were never told stand as 0; others must fit their fields.
+  if (c->write.outputFailed != kOutputFine) return JPG_OK;  // the caller reports it
+  // Sizes that were never set are 0; others must fit their fields.
   if (c->width > kMaxDimension || c->height > kMaxDimension) return JPG_E_INVALID_PARAMETER;
   planFrame(c, settingsOf(*c));
   layOutFrame(c);
@@ -124,7 +124,7 @@ uint32_t JPG_CALL jpgWriteEpilogToFile(JPGHANDLE handle) {
   JpgContext *c = validWriter(handle);
   if (c == nullptr) return JPG_E_INVALID_HANDLE;
   const Result r = finishStream(c);
-  if (isMemorySink(*c)) heapRelease(c->stream.current);  // nobody else will
+  if (isMemorySink(*c)) heapRelease(c->stream.current);  // wasn't passed to the caller
   return closeWriter(c, r);
 }
 
@@ -151,7 +151,7 @@ uint32_t JPG_CALL jpgWriteGetPartialBitstream(JPGHANDLE handle, void **data, uin
   if (const Result r = flushStage(c); r != JPG_OK) return r;
   handOver(&c->stream, data, size);
   for (JpgScanComponent &component : c->scanComponents) component.dcPredictor = 0;
-  // A lossless picture's next line has none above it in its piece.
+  // The next line of a lossless picture begins a piece: it has no line above it to predict from.
   if (c->sofMarker == kMarkerSof3) c->flags |= kFlagPositioned;
   return JPG_OK;
 }

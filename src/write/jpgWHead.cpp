@@ -14,7 +14,7 @@ namespace {
 constexpr uint32_t kQuantTables = 2;  // luminance, chrominance
 constexpr uint8_t kClassDc = 0x00;    // Tc of a table byte
 constexpr uint8_t kClassAc = 0x10;
-constexpr uint32_t kSingleSampling = 0x11;  // of one component, whatever was set
+constexpr uint32_t kSingleSampling = 0x11;  // of a single component, whatever was set
 
 constexpr StandardTable kDcTables[] = {{kDcLuminanceCounts, kDcValues, sizeof(kDcValues)},
                                        {kDcChrominanceCounts, kDcValues, sizeof(kDcValues)}};
@@ -37,7 +37,7 @@ void makeQuantTable(const QuantBase &base, uint32_t quality, uint32_t *table) {
   }
 }
 
-// One DQT with both tables. The entries then take on the forward DCT's scale.
+// Writes one DQT with both tables, then multiplies their entries by the forward DCT's scale.
 Result writeQuantTables(JpgContext *c) {
   makeQuantTable(kLuminanceQuant, c->quality, c->quantTables[0]);
   makeQuantTable(kChrominanceQuant, c->quality, c->quantTables[1]);

@@ -20,8 +20,8 @@ struct StandardTable {
   uint32_t symbols;
 };
 
-// Makes a table's encoding table in `table`, replacing what was there; and writes DHT for it,
-// tcTh being the table byte. 0, JPG_E_OUT_OF_MEMORY or JPG_E_WRITE_FAULT.
+// The first builds the encoding table of `source` in `table`, replacing what was there; the second
+// writes its DHT segment with the table byte tcTh. 0, JPG_E_OUT_OF_MEMORY or JPG_E_WRITE_FAULT.
 Result makeEncodingTable(const StandardTable &source, JpgHuffTable *table);
 Result writeHuffmanTable(JpgContext *c, const StandardTable &source, uint32_t tcTh);
 
@@ -33,23 +33,23 @@ Result checkFrameSize(const JpgRect &rect, uint32_t height);
 Result checkComponentSlots(const JpgRect &rect);
 
 // A frame begins in steps. The first ones only plan it: they can fail and be repeated with other
-// settings, and nothing has been written by then. From writeFrameHeaders on, encode calls go by
-// the frame that went out, whatever setters store.
+// settings, since nothing has been written yet. Once writeFrameHeaders has run, encode calls use
+// the frame as it was written; later setter calls have no effect on it.
 
-// What a frame is made by, beside restart interval, colour conversion and sampling factors.
+// A frame's settings besides restart interval, colour conversion and sampling factors.
 struct FrameSettings {
   uint32_t width;   // pixels
   uint32_t height;  // pixels, 0 = unknown
   uint32_t components;
 };
 
-// By the setters alone; and of a picture that begins with this rectangle, whose height counts
-// where none was set.
+// The settings by the setters alone, or for a picture that begins with this rectangle; the
+// rectangle's height counts if none was set.
 FrameSettings settingsOf(const JpgContext &c);
 FrameSettings settingsOf(const JpgContext &c, const JpgRect &rect);
 uint32_t frameHeight(const JpgContext &c, const JpgRect &rect);
 
-// Takes the settings as they are now for the frame.
+// Copies the current settings into the frame.
 void planFrame(JpgContext *c, const FrameSettings &settings);
 
 // Sampling and geometry of the planned DCT frame.
@@ -58,7 +58,7 @@ void layOutFrame(JpgContext *c);
 // Makes the encoding tables of a DCT frame. 0 or JPG_E_OUT_OF_MEMORY.
 Result makeEncodingTables(JpgContext *c);
 
-// The planned frame becomes the record's, which getters tell of.
+// Makes the planned frame the record's frame, which the getters report.
 void settleFrame(JpgContext *c, uint32_t marker, uint32_t precision);
 
 // Gives the planned frame's components their identifiers.
@@ -70,8 +70,8 @@ Result writeFrameHeader(JpgContext *c, uint32_t marker);
 // Writes DRI when there is a restart interval.
 Result writeRestartInterval(JpgContext *c);
 
-// Writes the headers of the planned baseline image, by quality and precision too, and sets the
-// components up for encoding. Only a sink that comes up short makes it fail.
+// Writes the headers of the planned baseline image, with tables for the set quality and precision,
+// and sets the components up for encoding. Fails only when the sink takes too few bytes.
 Result writeFrameHeaders(JpgContext *c);
 
 }  // namespace jpg

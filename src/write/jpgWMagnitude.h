@@ -1,5 +1,5 @@
-// Magnitude categories and additional bits (T.81 F.1.2.1) of the values that DCT coding, and
-// lossless coding of bytes, puts out.
+// Look-up table of magnitude categories and additional bits (T.81 F.1.2.1) for the values that
+// occur in DCT coding and in lossless coding of bytes.
 #ifndef JPG_WRITE_WMAGNITUDE_H
 #define JPG_WRITE_WMAGNITUDE_H
 
@@ -9,10 +9,10 @@ namespace jpg {
 
 constexpr int32_t kMaxMagnitude = 2047;
 
-// In one word: two halves would be copied by a call where words must be aligned.
+// Aligned to a word, so that it is loaded at once: strict-alignment targets would call memcpy.
 struct alignas(uint32_t) Magnitude {
   uint16_t category;  // bits of |v|
-  uint16_t bits;      // additional ones
+  uint16_t bits;      // additional bits
 };
 struct MagnitudeTable {
   Magnitude entry[2 * kMaxMagnitude + 1];  // from -kMaxMagnitude on

@@ -9,7 +9,7 @@ namespace {
 constexpr uint32_t kLengthField = 2;  // a length counts its own field
 constexpr uint32_t kMaxSegmentData = 0xFFFF - kLengthField;
 constexpr uint32_t kMaxLines = 0xFFFF;  // of DNL
-constexpr uint32_t kRestartCount = 8;   // RST0 to RST7, over and over
+constexpr uint32_t kRestartCount = 8;   // RST0 to RST7, in turn
 
 }  // namespace
 

@@ -31,7 +31,7 @@ void convertBgrToRgb(const uint8_t *in, int16_t *out, uint32_t pixels) {
   }
 }
 
-// Bytes as they stand; the gatherers of these layouts shift the level.
+// Plain bytes; the level shift of these layouts is done by their gather routines.
 template <uint32_t kComponents>
 void convertPlain(const uint8_t *in, int16_t *out, uint32_t pixels) {
   for (uint32_t i = 0; i < pixels * kComponents; i++) out[i] = in[i];

@@ -1,5 +1,5 @@
-// An MCU's way from the caller's pixels to blocks: conversion into a work area of
-// 16 x 16 pixels, and gathering of each component's blocks from it.
+// An MCU's way from the caller's pixels to blocks: colour conversion into a work area of
+// 16 x 16 pixels, then gathering of each component's blocks from it.
 //
 // In: interleaved bytes. Out: level-shifted samples, block after block, as
 // encodeMcu takes them. Chroma is decimated, never averaged. Both kinds of routine
@@ -33,7 +33,7 @@ struct McuSource {
 };
 
 // Chooses the routines by the frame's components and sampling and the colour
-// conversion flag. 0, or JPG_E_UNSUPPORTED for a layout that isn't served.
+// conversion flag. 0, or JPG_E_UNSUPPORTED for a layout that isn't supported.
 Result chooseMcuSource(const JpgContext &c, McuSource *source);
 
 }  // namespace jpg

@@ -1,4 +1,4 @@
-// The encode driver.
+// The baseline encode driver: bands of pixels to MCUs.
 #include <string.h>
 
 #include "share/jpgHeap.h"
@@ -12,13 +12,13 @@ namespace {
 
 constexpr int32_t kPrecision = 8;  // of baseline images
 
-// A band of lines on its way into the work area.
+// The source of a call's MCUs.
 struct BandSource {
   const JpgRect *rect;
   int16_t *area;  // kAreaSize lines of kAreaSize pixels
   McuSource routines;
   uint32_t lastColumnPixels;  // of the right-edge MCU
-  const uint8_t *passedBy;    // MCU that belongs into the area but went through the kernel
+  const uint8_t *passedBy;    // last MCU, if the kernel took it past the work area; or null
 };
 
 // Converts the MCU at `in` into the work area. Samples beyond `lines` and `pixels`
@@ -33,7 +33,8 @@ void loadArea(const JpgContext &c, const BandSource &band, const uint8_t *in, ui
   }
 }
 
-// An MCU by the work area. What the area should hold of the one before is loaded first.
+// Encodes an MCU through the work area. If the MCU before it went through the kernel, that one is
+// loaded first, because a partial MCU is filled with its samples.
 Result encodeByArea(JpgContext *c, BandSource *band, const uint8_t *in, uint32_t lines,
                     uint32_t pixels) {
   if (band->passedBy != nullptr) loadArea(*c, *band, band->passedBy, c->mcuHeight, c->mcuWidth);
@@ -47,7 +48,7 @@ Result encodeByArea(JpgContext *c, BandSource *band, const uint8_t *in, uint32_t
   return encodeMcu(c, blocks);
 }
 
-// A whole MCU by the kernel.
+// Encodes a whole MCU through the kernel.
 Result encodeByKernel(JpgContext *c, BandSource *band, const uint8_t *in) {
   int16_t blocks[kMaxBlocksPerMcu * kBlockSize];
   band->routines.load(in, band->rect->stride, blocks);
@@ -55,7 +56,7 @@ Result encodeByKernel(JpgContext *c, BandSource *band, const uint8_t *in) {
   return encodeMcu(c, blocks);
 }
 
-// One row of MCUs, of which `lines` lines are there.
+// Encodes one row of MCUs of which `lines` lines are given.
 Result encodeMcuRow(JpgContext *c, BandSource *band, const uint8_t *in, uint32_t lines) {
   for (uint32_t i = 0; i < c->mcusPerRow; i++) {
     const bool last = i + 1 == c->mcusPerRow;
@@ -86,8 +87,8 @@ bool agreesWithHeaders(const JpgContext &c, const JpgRect &rect) {
          static_cast<uint32_t>(rect.channels) == c.write.frameComponents;
 }
 
-// The first call plans the frame, unless the first partial bitstream has taken the headers
-// along: then the rectangle must agree with them.
+// The first call plans the frame. If the headers went out with the first partial bitstream, the
+// rectangle must agree with them instead.
 Result planFirstCall(JpgContext *c, const JpgRect &rect) {
   if (const Result r = checkFrameSize(rect, frameHeight(*c, rect)); r != JPG_OK) return r;
   if (rect.bitsPerSample != kPrecision) return JPG_E_INVALID_PARAMETER;
@@ -98,8 +99,8 @@ Result planFirstCall(JpgContext *c, const JpgRect &rect) {
   return JPG_OK;
 }
 
-// The headers of a frame whose source is served. The tables' memory is the last that can fail
-// to be had, but for the sink's.
+// Writes the headers of a frame whose pixel layout is supported. The tables are allocated first:
+// after that, only the sink can run out of memory.
 Result beginFrame(JpgContext *c) {
   if (const Result r = makeEncodingTables(c); r != JPG_OK) return r;
   settleFrame(c, kMarkerSof0, kPrecision);

@@ -58,7 +58,7 @@ Result writeSpatialHeaders(JpgContext *c) {
 
 // ---- Lines ----------------------------------------------------------------
 
-// A line on its way: `above` is the line before it, where there is one.
+// A line to be coded; `above` is the line before it, if there is one.
 struct SpatialLine {
   JpgContext *c;
   const uint8_t *above;
@@ -114,7 +114,7 @@ Result encodeLine(const SpatialLine &line) {
   });
 }
 
-// What a call has chosen.
+// The routines chosen for a call.
 struct LineRoutines {
   LineRoutine first;
   LineRoutine other;
@@ -176,7 +176,7 @@ Result reserveSavedLine(JpgContext *c, uint32_t lines) {
   return c->losslessRowBuffer != nullptr ? JPG_OK : JPG_E_OUT_OF_MEMORY;
 }
 
-// All that can be refused or can fail to be allocated comes before the first header byte.
+// All checks and allocations come before the first header byte is written.
 Result beginSpatialFrame(JpgContext *c, const JpgRect &rect, uint32_t lines) {
   // Headers that went out with a partial bitstream are those of a baseline image.
   if ((c->flags & kFlagHeadersWritten) != 0) return JPG_E_UNSUPPORTED;

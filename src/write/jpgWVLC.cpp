@@ -27,7 +27,7 @@ Result putDataByte(JpgContext *c, uint32_t byte) {
   return byte == kFill ? putByte(c, 0) : JPG_OK;
 }
 
-// Pads the pending bits to whole bytes and puts them out.
+// Pads the pending bits to whole bytes and writes them.
 Result flushBits(JpgContext *c) {
   JpgStream *s = &c->stream;
   if (s->bitCount == kBitBufferSize) return JPG_OK;
@@ -42,7 +42,8 @@ Result flushBits(JpgContext *c) {
   return JPG_OK;
 }
 
-// Transforms and quantises an MCU's blocks, those of components with one table together.
+// Transforms and quantises an MCU's blocks; components that share a quantisation table go through
+// the kernel together.
 void makeLevels(const JpgContext &c, int16_t *blocks, uint64_t *present) {
   for (uint32_t i = 0; i < c.write.frameComponents;) {
     const JpgScanComponent &k = c.scanComponents[i];

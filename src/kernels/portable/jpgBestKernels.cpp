@@ -1,4 +1,4 @@
-// For processors without a set of their own, and for builds that ask for the portable one.
+// For processors without a set of their own, and for builds that ask for the portable set.
 #include "kernels/jpgKernels.h"
 
 namespace jpg {

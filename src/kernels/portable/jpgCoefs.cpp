@@ -1,4 +1,4 @@
-// Which coefficients of a block aren't 0, and dequantisation, for any processor.
+// The mask of a block's non-zero coefficients, and dequantisation, for any processor.
 #include <string.h>
 
 #include "kernels/portable/jpgPortable.h"
@@ -13,7 +13,7 @@ bool isAligned(const int16_t *block) {
   return reinterpret_cast<uintptr_t>(block) % sizeof(uint32_t) == 0;
 }
 
-// Most halves of rows are empty, which two words tell.
+// Rows are tested by halves, two words each: most halves are all zero.
 constexpr uint32_t kHalfRow = 4;
 
 bool isEmpty(const int16_t *half) {
@@ -22,9 +22,9 @@ bool isEmpty(const int16_t *half) {
   return (words[0] | words[1]) == 0;
 }
 
-// Calls take(place, coded position) for the coefficients of a block, in natural order, but for
-// empty halves of rows, where it calls empty(place); those are found in blocks of words. Each
-// coefficient has code of its own.
+// Calls take(natural index, zig-zag position) for each coefficient of a block, in natural order,
+// and empty(natural index) instead for a half row of zeros. These are skipped only when `words`
+// says that the block is aligned to words. Fully unrolled, so that both indices are constants.
 template <typename Take, typename Empty, uint32_t kPlace = 0>
 [[gnu::always_inline]] inline void forCoefficients(const int16_t *block, bool words,
                                                    const Take &take, const Empty &empty) {
@@ -45,7 +45,7 @@ template <typename Take, typename Empty, uint32_t kPlace = 0>
 }  // namespace
 
 uint64_t portableNonZeroMask(const int16_t *block) {
-  uint32_t low = 0, high = 0;  // shifts of 64 bits take longer
+  uint32_t low = 0, high = 0;  // two halves: 64-bit shifts are slow on 32-bit processors
   const auto take = [&](uint32_t n, uint32_t k) {
     if (block[n] == 0) return;
     if (k < 32) {
@@ -62,7 +62,7 @@ uint32_t portableDequantise(const int16_t *in, const int16_t *steps, int16_t *ou
   uint32_t last = 0, lastHere = 0;
   const auto take = [&](uint32_t n, uint32_t k) {
     if (n % kHalfRow == 0) lastHere = 0;
-    if (in[n] != 0) lastHere = k;  // positions of a row ascend
+    if (in[n] != 0) lastHere = k;  // zig-zag positions ascend along a row
     out[n] = low16(in[n] * steps[n]);
     if (n % kHalfRow == kHalfRow - 1 && lastHere > last) last = lastHere;
   };

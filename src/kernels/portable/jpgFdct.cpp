@@ -1,11 +1,11 @@
-// The forward transform and its quantisation, for any processor: the definition of what the
-// library writes.
+// The forward transform and quantisation, for any processor: the definition of what the library
+// writes.
 //
-// A separable forward DCT of butterflies and rotations in 12-bit fixed point: columns first,
-// leaving 8 times the one-dimensional transform, then rows, which take those three bits back. The
-// output is 8 times that of T.81 A.3.3: the DC term is the plain sum of the samples. The second
-// pass compares its coefficients with half their steps, for most are below; only others are
-// divided, by the steps' reciprocals.
+// A separable forward DCT of butterflies and rotations in fixed point with 12 fraction bits:
+// columns first, whose output is 8 times the one-dimensional transform, then rows, which shift
+// those three bits out again. The result is 8 times that of T.81 A.3.3: the DC term is the plain
+// sum of the samples. The row pass compares each coefficient with half its step: most are smaller
+// and become 0. Only the others are divided, by multiplying with the step's reciprocal.
 #include <string.h>
 
 #include "kernels/portable/jpgPortable.h"
@@ -22,8 +22,8 @@ constexpr uint32_t kRowShift = 15;     // 8 x 2^12 down to 1
 constexpr uint32_t kEvenRowShift = 3;  // 8 down to 1
 
 // Multipliers, scaled by 4096: 0.7070 (cos(pi/4)), 0.5413, 0.7654, -1.8479, 0.2759, 1.1111,
-// -1.6628, 1.1758, -1.9614, -0.3901. In memory: of constants that it knows, a compiler makes chains
-// of shifts and additions, which take longer on processors that multiply in a cycle or two.
+// -1.6628, 1.1758, -1.9614, -0.3901. Kept in memory: compilers turn multiplications by known
+// constants into shifts and adds, which are slower on processors that multiply in a cycle or two.
 struct Factors {
   int32_t c4, k1, k2, k3, k4, k5, k6, k7, k8, k9;
 };
@@ -31,19 +31,20 @@ constexpr Factors kFactors = {2896, 2217, 3135, -7569, 1130, 4551, -6811, 4816, 
 
 inline const Factors *factors() {
   const Factors *f = &kFactors;
-  // Hides the constants from the optimiser, which would turn the multiplications into shifts.
+  // Hides the constants from the optimiser, which would turn the multiplications into shifts
+  // and adds.
   asm("" : "+r"(f));
   return f;
 }
 
-// A line of samples or coefficients. Without arrays, which not every compiler at -O2 keeps in
-// registers.
+// A line (row or column) of samples or coefficients. Single members rather than an array: some
+// compilers spill arrays to memory at -O2.
 struct Line {
   int32_t v0, v1, v2, v3, v4, v5, v6, v7;
 };
 
-// The one-dimensional transform with the rounding for a shift by kShift, but of coefficients 0
-// and 4, which have the scale of the samples.
+// The one-dimensional transform, ahead of the right shift by kShift; the rounding term is already
+// added. Coefficients 0 and 4 aren't scaled by 4096 and have no rounding term.
 template <uint32_t kShift>
 [[gnu::always_inline]] inline Line transformLine(const Factors &f, const Line &x) {
   constexpr int32_t kHalf = 1 << (kShift - 1);
@@ -79,8 +80,8 @@ void transformColumn(const Factors &f, const int16_t *in, int32_t *out) {
   out[8 * 7] = asr(y.v7, kColumnShift);
 }
 
-// Replaces a row by its coefficients. Bit k of the result: coefficient k isn't below `half`,
-// that is half of its step.
+// Replaces a row by its coefficients. Bit k of the result is set where the magnitude of
+// coefficient k is at least half[k], half its quantisation step: its level isn't 0.
 uint32_t transformRow(const Factors &f, int32_t *row, const uint16_t *half) {
   const Line x = {row[0], row[1], row[2], row[3], row[4], row[5], row[6], row[7]};
   const Line y = transformLine<kRowShift>(f, x);
@@ -101,8 +102,8 @@ uint32_t transformRow(const Factors &f, int32_t *row, const uint16_t *half) {
   return large;
 }
 
-// The nearest multiple of the step, halves away from zero: (magnitude + half) / step, as
-// QuantReciprocals tells.
+// coefficient / step, rounded to nearest, halves away from zero: (magnitude + half) / step by the
+// multiplications that QuantReciprocals describes.
 inline int32_t quantise(int32_t coefficient, const QuantReciprocals &q, uint32_t at) {
   const auto magnitude = static_cast<uint32_t>(coefficient < 0 ? -coefficient : coefficient);
   const uint32_t n = (magnitude + q.half[at]) / 2 & ~3U;
@@ -110,13 +111,13 @@ inline int32_t quantise(int32_t coefficient, const QuantReciprocals &q, uint32_t
   return coefficient < 0 ? -level : level;
 }
 
-// Which levels aren't 0, in halves: shifts of 64 bits take longer.
+// Mask of non-zero levels, in two halves: 64-bit shifts are slow on 32-bit processors.
 struct LevelMask {
   uint32_t half[2];
 };
 
-// Levels of the coefficients that `large` has a bit for, at `row`, the first one at place `at` of
-// the natural order.
+// Stores the levels of those coefficients of a row whose bit is set in `large`. `at` is the
+// natural index of the row's first coefficient.
 inline void putLevels(const int32_t *row, uint32_t large, const QuantReciprocals &q, uint32_t at,
                       int16_t *levels, LevelMask *mask) {
   for (; large != 0; large &= large - 1) {

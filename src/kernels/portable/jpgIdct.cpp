@@ -1,14 +1,15 @@
-// The inverse transforms and the limit on their samples, for any processor: the definition of
-// what the library delivers.
+// The inverse transforms, with samples saturated to -128..127, for any processor: the definition
+// of what the library delivers.
 //
-// A separable inverse DCT in 12-bit fixed point: columns first, leaving values at 8 times the
-// one-dimensional transform, then rows, which divide by 2^17. Sums and products wrap modulo 2^32.
+// A separable inverse DCT in fixed point with 12 fraction bits: columns first, whose output is 8
+// times the one-dimensional transform, then rows, shifted right by 17. Sums and products wrap
+// modulo 2^32.
 // In the first pass the product of x1 in the first rotation is x1 * x1, where a textbook transform
 // has x1 * sin(pi/16): this is the library's output whenever vertical frequency 1 is present, and
 // must stay.
 //
-// Most blocks of a picture have coefficients in a corner alone, so that the passes come for
-// 2, 4 and 8 coefficients of a line. Which ones the second pass needs, the first one sees.
+// Most blocks have coefficients only in the low-frequency corner, so both passes have variants for
+// lines of 2, 4 and 8 coefficients. The column pass finds out which one the row pass needs.
 #include <string.h>
 
 #include "kernels/portable/jpgPortable.h"
@@ -25,16 +26,16 @@ constexpr int32_t kC3 = 3406, kS3 = 2276;  // 3pi/16
 constexpr int32_t kC4 = 2896;              // pi/4, cosine and sine
 constexpr int32_t kC2 = 3784, kS2 = 1567;  // pi/8
 
-constexpr uint32_t kColumnShift = 9;  // first pass: 2^12 down to 8
-constexpr uint32_t kRowShift = 17;    // second pass: 8 x 2^12 x 4 down to 1
+constexpr uint32_t kColumnShift = 9;  // columns: 2^12 down to 8
+constexpr uint32_t kRowShift = 17;    // rows: 8 x 2^12 x 4 down to 1
 constexpr uint32_t kButterflyShift = 12;
 
-// Coded positions up to which coefficients lie in the first rows and columns alone.
+// Zig-zag positions up to here lie in the first 4 rows and 2 columns, or 4 rows and 4 columns.
 constexpr uint32_t kLastOf4x2 = 4;
 constexpr uint32_t kLastOf4x4 = 9;
 
-// The multipliers in memory: of constants that it knows, a compiler makes chains of shifts and
-// additions, which take longer on processors that multiply in a cycle or two.
+// The multipliers, in memory: compilers turn multiplications by known constants into shifts and
+// adds, which are slower on processors that multiply in a cycle or two.
 struct Factors {
   int32_t c1, s1, c3, s3, c4, c2, s2;
 };
@@ -42,20 +43,21 @@ constexpr Factors kFactors = {kC1, kS1, kC3, kS3, kC4, kC2, kS2};
 
 inline const Factors *factors() {
   const Factors *f = &kFactors;
-  // Hides the constants from the optimiser, which would turn the multiplications into shifts.
+  // Hides the constants from the optimiser, which would turn the multiplications into shifts
+  // and adds.
   asm("" : "+r"(f));
   return f;
 }
 
-// A line of coefficients, or of values ahead of the shift. Without arrays, which not every
-// compiler at -O2 keeps in registers.
+// A line (row or column) of coefficients, or of its transform ahead of the right shift. Single
+// members rather than an array: some compilers spill arrays to memory at -O2.
 struct Line {
   int32_t v0, v1, v2, v3, v4, v5, v6, v7;
 };
 
-// The one-dimensional transform of the first kTerms coefficients (2, 4 or 8) of a line with the
-// rounding for a shift by kShift. x1S1 is the first rotation's product of v1, which the two passes
-// form differently.
+// The one-dimensional transform of a line whose coefficients from kTerms (2, 4 or 8) on are 0,
+// ahead of the right shift by kShift; the rounding term is already added. x1S1 is the product of
+// v1 in the first rotation's second sum, which differs between columns and rows.
 template <uint32_t kTerms, uint32_t kShift>
 [[gnu::always_inline]] inline Line transformLine(const Factors &f, const Line &x, int32_t x1S1) {
   int32_t p = wrapMul(x.v1, f.c1), q = x1S1;
@@ -118,13 +120,14 @@ inline void putFlatColumn(int32_t level, int32_t *out) {
   out[8 * 4] = out[8 * 5] = out[8 * 6] = out[8 * 7] = level;
 }
 
-// What the columns left of it and it itself have.
+// What the column pass found in a block.
 struct Columns {
-  uint32_t count;  // columns from the left with anything in them
-  bool flat;       // none has more than its DC coefficient
+  uint32_t count;  // columns up to the last one that isn't all 0
+  bool flat;       // no column has more than its first coefficient
 };
 
-// A column of kRows coefficients, 4 or 8, when those to its right are done.
+// Transforms a column of which the first kRows coefficients, 4 or 8, may be non-zero. Columns run
+// from right to left: those of zeros at the right edge are skipped and stay unset in `out`.
 template <uint32_t kRows>
 [[gnu::always_inline]] inline void transformColumn(const Factors &f, const int16_t *in,
                                                    int32_t *out, uint32_t column, Columns *c) {
@@ -157,7 +160,7 @@ Columns transformColumns(const Factors &f, const int16_t *block, int32_t *work) 
   return c;
 }
 
-// Stores a row's samples. They are looked at together: only few rows leave the range.
+// Transforms a row and stores its samples. One range check a row: clamping is rare.
 template <uint32_t kTerms>
 inline void putRow(const Factors &f, const int32_t *row, int16_t *out) {
   Line x = {row[0], row[1], 0, 0, 0, 0, 0, 0};
@@ -190,7 +193,7 @@ inline void putRow(const Factors &f, const int32_t *row, int16_t *out) {
   for (uint32_t k = 0; k < 8; k++) out[k] = limitSample(out[k]);
 }
 
-// A row of which all but the first coefficient is 0.
+// A row whose coefficients but the first are 0.
 void putFlatRow(const Factors & /*f*/, const int32_t *row, int16_t *out) {
   const int32_t level = wrapAdd(wrapMul(row[0], kC4), 1 << (kRowShift - 1));
   const int16_t sample = limitSample(asr(level, kRowShift));
@@ -199,7 +202,7 @@ void putFlatRow(const Factors & /*f*/, const int32_t *row, int16_t *out) {
 
 using PutRow = void (*)(const Factors &f, const int32_t *row, int16_t *out);
 
-// With columns that are flat all rows are the same.
+// If all columns are flat, the rows are equal: one is transformed and copied.
 template <PutRow kPut>
 void putRows(const Factors &f, const int32_t *work, bool flat, int16_t *block) {
   const uint32_t rows = flat ? 1 : 8;
@@ -209,7 +212,7 @@ void putRows(const Factors &f, const int32_t *work, bool flat, int16_t *block) {
   }
 }
 
-// The columns that the second pass of 4 or 8 reads beside the first `count`.
+// Clears the skipped columns that the row pass over 4 or 8 columns reads behind the first `count`.
 void clearColumns(int32_t *work, uint32_t count) {
   switch (count) {
     case 3:
@@ -229,7 +232,7 @@ void clearColumns(int32_t *work, uint32_t count) {
   }
 }
 
-// A block of a DC coefficient alone: 64 equal samples.
+// A block with DC alone: 64 equal samples.
 void makeFlat(int16_t *block) {
   const int32_t column = asr(block[0] * kC4 + (1 << (kColumnShift - 1)), kColumnShift);
   const int32_t row = wrapAdd(wrapMul(column, kC4), 1 << (kRowShift - 1));
@@ -239,12 +242,12 @@ void makeFlat(int16_t *block) {
 
 // ---- Smaller cells ----------------------------------------------------------
 
-// Rounding shift of a 12-bit product sum down to `shift` places.
+// v / 2^shift, rounded to nearest.
 constexpr int32_t roundShift(int32_t v, uint32_t shift) {
   return asr(wrapAdd(v, 1 << (shift - 1)), shift);
 }
 
-// Four values of a line ahead of descaling, scaled by 4096.
+// Four values of a line ahead of the right shift, scaled by 4096.
 struct Line4 {
   int32_t y[4];
 };
@@ -259,7 +262,7 @@ Line4 transformLine4(int32_t x0, int32_t x1, int32_t x2, int32_t x3) {
   return {{wrapAdd(e0, u), wrapAdd(e1, t), wrapSub(e1, t), wrapSub(e0, u)}};
 }
 
-// Limits the n x n samples in the block's top-left corner.
+// Saturates the n x n samples in the block's top-left corner.
 void limitCorner(int16_t *block, uint32_t n) {
   for (uint32_t y = 0; y < n; y++) {
     for (uint32_t x = 0; x < n; x++) {

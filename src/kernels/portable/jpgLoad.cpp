@@ -1,6 +1,6 @@
-// Blocks straight from whole MCUs of pixels, for any processor: what the conversion and the
-// gathering routines of jpgWMcu.cpp give, without the work area between them. Chroma, which is
-// decimated, is made only of the pixels that it is taken from.
+// Blocks straight from whole MCUs of pixels, for any processor: the result of the conversion and
+// gathering routines of jpgWMcu.cpp without their work area. Chroma is decimated, so it is
+// computed only for the pixels that are kept.
 #include "kernels/portable/jpgPortable.h"
 #include "share/jpgArith.h"
 #include "share/jpgSamples.h"
@@ -13,8 +13,8 @@ constexpr uint32_t kPixelBytes = 3;
 constexpr uint32_t kFractionBits = 12;
 constexpr int32_t kHalf = 1 << (kFractionBits - 1);
 
-// The conversion's factors, scaled by 4096. In memory: of constants that it knows, a compiler
-// makes chains of shifts and additions, which take longer on processors that multiply in a cycle
+// The conversion's factors, scaled by 4096. Kept in memory: compilers turn multiplications by
+// known constants into shifts and adds, which are slower on processors that multiply in a cycle
 // or two.
 struct Factors {
   int32_t yRed, yGreen, yBlue, yRest;
@@ -27,7 +27,8 @@ constexpr uint32_t kHalfFactorBits = 11;  // 2048: 0.5 scaled by 4096
 
 inline const Factors *factors() {
   const Factors *f = &kFactors;
-  // Hides the constants from the optimiser, which would turn the multiplications into shifts.
+  // Hides the constants from the optimiser, which would turn the multiplications into shifts
+  // and adds.
   asm("" : "+r"(f));
   return f;
 }
@@ -44,7 +45,7 @@ void loadLuma(const uint8_t *in, ptrdiff_t stride, int16_t *out) {
   }
 }
 
-// A block of Cb and one of Cr, of every kAcross-th pixel of every row here.
+// A block of Cb and one of Cr, from every kAcross-th pixel of eight rows `stride` apart.
 template <uint32_t kAcross>
 void loadChroma(const uint8_t *in, ptrdiff_t stride, int16_t *out) {
   const Factors f = *factors();

@@ -1,4 +1,4 @@
-// The portable kernels: C++ for any processor. They define what every set gives.
+// The portable kernels: C++ for any processor. They define the result of every set.
 #ifndef JPG_KERNELS_PORTABLE_PORTABLE_H
 #define JPG_KERNELS_PORTABLE_PORTABLE_H
 
@@ -6,7 +6,7 @@
 
 namespace jpg {
 
-// Inverse transforms to cells of 8, 4, 2 and 1 samples both ways.
+// Inverse transforms to cells of 8 x 8, 4 x 4, 2 x 2 and 1 x 1 samples.
 void jpgIdct8x8(int16_t *block, uint32_t last);
 void jpgIdct4x4(int16_t *block, uint32_t last);
 void jpgIdct2x2(int16_t *block, uint32_t last);

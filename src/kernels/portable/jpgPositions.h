@@ -1,4 +1,4 @@
-// Coded positions by natural order: the zig-zag sequence the other way round.
+// Zig-zag positions by natural index: the inverse of the zig-zag sequence.
 #ifndef JPG_KERNELS_PORTABLE_POSITIONS_H
 #define JPG_KERNELS_PORTABLE_POSITIONS_H
 

@@ -1,5 +1,5 @@
-// Pixels of an MCU straight from its blocks: what the expansion and pixel output of
-// src/read make of them, without the blocks in between.
+// Pixels of an MCU straight from its blocks: the result of the expansion and the pixel output of
+// jpgRClr.cpp without expanded blocks in between.
 #include "kernels/portable/jpgPortable.h"
 #include "share/jpgSamples.h"
 #include "share/jpgTables.h"
@@ -7,12 +7,14 @@
 namespace jpg {
 namespace {
 
-// What a chroma sample makes of a limited Y, -128..127: a pixel's colours.
+// The colours of a pixel by its Y, -128..127, for one pair of chroma samples: rows of the pixel
+// limit table, shifted by what the chroma adds.
 struct Tint {
   const uint8_t *blue, *green, *red;
 };
 
-// The tables' middles. Compilers would otherwise add the distance again for each pixel.
+// Pointers to the tables' entries for 0. Hidden from the optimiser, which would otherwise add the
+// offset again for each pixel.
 struct Middles {
   const ColorPair *cb, *cr;
   const uint8_t *limit;
@@ -37,16 +39,16 @@ inline void putPixel(const Tint &tint, int32_t luma, uint8_t *out) {
   out[2] = tint.red[luma];
 }
 
-// Lines that share their chroma, from a chroma sample on.
+// Position in one line, or in two lines that share their chroma.
 struct YccLines {
   const int16_t *y;   // of the upper line
-  const int16_t *cb;  // that of cr lies a block behind it
+  const int16_t *cb;  // Cr lies one block further on
   uint8_t *out;       // the upper line's pixels
   uint8_t *below;     // the lower one's, where there is one
 };
 
-// Moves over the pixels of one chroma sample, kAcross x kDown of them. From a sample of Y to its
-// neighbours it is so many samples.
+// Stores the kAcross x kDown pixels of one chroma sample and moves on to the next. toBeside and
+// toBelow are the distances from a sample of Y to its right and lower neighbour, in samples.
 template <uint32_t kAcross, uint32_t kDown>
 [[gnu::always_inline]] inline void putCell(const Middles &m, YccLines *l, uint32_t toBeside,
                                            uint32_t toBelow) {
@@ -92,12 +94,12 @@ void putWhole(const int16_t *blocks, uint8_t *out, ptrdiff_t stride) {
   }
 }
 
-// Lines of any length at any scale; cells of Y lie side by side. From a line to the one below it
-// is so many samples.
+// Lines of any length at any scale, whose cells of Y lie in blocks side by side. toBelow is the
+// distance from a line of Y to the one below it, in samples.
 template <uint32_t kAcross, uint32_t kDown>
 void putLines(YccLines l, uint32_t columns, uint32_t cell, uint32_t toBelow) {
   const Middles m = middles();
-  // A cell of one sample shares its chroma with the cell beside it.
+  // With cells of one sample, the right neighbour is in the next block.
   const uint32_t toBeside = cell > 1 ? 1 : kBlockSize;
   const uint32_t together = cell > kAcross ? cell : kAcross;
   for (;;) {

@@ -1,8 +1,8 @@
-// Kernels for x86 processors with AVX2. The files of this set are compiled for them; so
-// that no code of theirs is taken for another's, they include no inline functions of ours.
+// Kernels for x86 processors with AVX2. Only the files of this set are compiled for AVX2. They
+// include none of our inline functions: the linker might keep their AVX2 copy for all callers.
 //
-// Each leaves the upper halves of the vector registers unused (vzeroupper): otherwise older
-// vector instructions of the caller's may be slow afterwards.
+// Each kernel clears the upper halves of the vector registers at its end (vzeroupper): otherwise
+// the caller's SSE instructions would pay a transition penalty.
 #ifndef JPG_KERNELS_X86_AVX2_H
 #define JPG_KERNELS_X86_AVX2_H
 

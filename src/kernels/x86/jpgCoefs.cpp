@@ -1,5 +1,5 @@
-// Which coefficients of a block aren't 0, in zig-zag order; and of one that is dequantised, the
-// last of them.
+// The mask of a block's non-zero coefficients in zig-zag order, and dequantisation, which returns
+// the position of the last non-zero product.
 #include <immintrin.h>
 
 #include "kernels/x86/jpgAvx2.h"
@@ -8,14 +8,14 @@
 namespace jpg {
 namespace {
 
-// Bytes of two rows: 0 where the coefficient is 0, else -1.
+// Two rows as bytes: 0 where the coefficient is 0, else -1.
 __m128i presentRows(const int16_t *rows) {
   const auto *p = reinterpret_cast<const __m128i *>(rows);
   const __m128i packed = _mm_packs_epi16(_mm_loadu_si128(p), _mm_loadu_si128(p + 1));
   return _mm_xor_si128(_mm_cmpeq_epi8(packed, _mm_setzero_si128()), _mm_set1_epi8(-1));
 }
 
-// Masks that gather sixteen positions of the zig-zag sequence out of two rows.
+// What two rows contribute to sixteen positions of the zig-zag sequence; other bytes are 0.
 template <int kGroup, int kRows>
 __m128i take(__m128i rows) {
   static constexpr ByteMask kMask = makeByteMask(kGroup, kRows);
@@ -45,10 +45,10 @@ uint32_t avx2Dequantise(const int16_t *in, const int16_t *steps, int16_t *out) {
     const __m256i q = _mm256_loadu_si256(reinterpret_cast<const __m256i *>(steps + k));
     _mm256_storeu_si256(reinterpret_cast<__m256i *>(out + k), _mm256_mullo_epi16(c, q));
   }
-  // gcc 12 leaves it out ahead of the tail. With upper halves in use, every older vector
-  // instruction that follows may be slow, the caller's too.
+  // gcc 12 omits vzeroupper ahead of the tail call. With dirty upper halves, every SSE instruction
+  // that follows may be slow, the caller's too.
   _mm256_zeroupper();
-  // The position 0 for none.
+  // | 1: position 0 for a block of zeros.
   return 63 - static_cast<uint32_t>(__builtin_clzll(avx2NonZeroMask(out) | 1));
 }
 

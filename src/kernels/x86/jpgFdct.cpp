@@ -1,9 +1,9 @@
 // The forward transform of portable/jpgFdct.cpp and the division by quantisation steps.
 //
-// Samples that differ by 255 at most keep every sum of two values, and the differences of two
-// such sums, within 16 bits: these reach 2 * 64 * 255 in the second pass. (With 256 they would
-// reach 32768.) Other sums are formed by vpmaddwd in 32 bits. The rotations are multiplied
-// out: r * kK5 + (r + q) * kK4 is r * (kK5 + kK4) + q * kK4, and so on, with the same 32-bit
+// A block's samples differ by at most 255, so every sum of two values, and every difference of two
+// such sums, fits 16 bits: they reach 2 * 64 * 255 in the row pass. (With a difference of 256 they
+// would reach 32768.) Other sums are formed by vpmaddwd in 32 bits. The rotations are multiplied
+// out: r * kK5 + (r + q) * kK4 becomes r * (kK5 + kK4) + q * kK4, and so on, with the same 32-bit
 // sums.
 #include <immintrin.h>
 
@@ -13,7 +13,7 @@
 namespace jpg {
 namespace {
 
-// The multipliers of portable/jpgFdct.cpp.
+// The multipliers of portable/jpgFdct.cpp; kK3, kK6, kK8 and kK9 have the opposite sign.
 constexpr int kC4 = 2896, kK1 = 2217, kK2 = 3135, kK3 = 7569, kK4 = 1130, kK5 = 4551, kK6 = 6811,
               kK7 = 4816, kK8 = 8034, kK9 = 1598;
 
@@ -27,8 +27,9 @@ __m256i roundShift(__m256i v) {
   return _mm256_srai_epi32(_mm256_add_epi32(v, _mm256_set1_epi32(1 << (kShift - 1))), kShift);
 }
 
-// Two blocks are transformed at a time, one in each half of a register: eight 16-bit values
-// of both, or pairs of them, the first four (low) and the last four (high).
+// Two blocks are transformed at a time, one in each 128-bit lane: eight 16-bit values of each
+// block a register, or pairs of values in two registers, the first four pairs of each block (low)
+// and the last four (high).
 struct Pairs {
   __m256i low, high;
 };
@@ -49,7 +50,7 @@ Pairs sum(const Pairs &x, int a, int b, const Pairs &y, int c, int d) {
   return {_mm256_add_epi32(p.low, q.low), _mm256_add_epi32(p.high, q.high)};
 }
 
-// 32-bit values, rounded and shifted, that then fit 16 bits.
+// Rounds and shifts 32-bit values, which then fit 16 bits.
 template <int kShift>
 __m256i narrow(const Pairs &v) {
   return _mm256_packs_epi32(roundShift<kShift>(v.low), roundShift<kShift>(v.high));
@@ -59,15 +60,15 @@ struct Matrix {
   __m256i row[8];
 };
 
-// Outputs 0 and 4 of a line, which carry the input's scale: 8 times that after the first
-// pass, an eighth after the second.
+// Outputs 0 and 4 of a line, which have the scale of the input: times 8 after the column pass,
+// divided by 8 after the row pass.
 template <bool kFirst>
 __m256i scaled(const Pairs &v) {
   if (!kFirst) return narrow<3>(v);
   return _mm256_slli_epi16(_mm256_packs_epi32(v.low, v.high), 3);
 }
 
-// Eight one-dimensional transforms of each block, descaled.
+// Eight one-dimensional transforms of each block, shifted right.
 template <bool kFirst>
 [[gnu::always_inline]] inline Matrix transform(const Matrix &in) {
   constexpr int kShift = kFirst ? 9 : 15;
@@ -93,7 +94,7 @@ template <bool kFirst>
            narrow<kShift>(sum(rt, kK4, kK4, qp, kK4 - kK6, kK4 - kK6))}};
 }
 
-// Both blocks transposed.
+// Transposes both blocks.
 [[gnu::always_inline]] inline Matrix transpose(const Matrix &m) {
   __m256i a[8], b[8];
   for (int k = 0; k < 4; k++) {
@@ -145,10 +146,10 @@ template <int kGroup>
   return take<kGroup, 7>(rows[7], v);
 }
 
-// Where the levels of two blocks go, and which of them aren't 0.
+// Where the levels of two blocks go.
 struct Levels {
   int16_t *first, *second;
-  uint64_t present[2];
+  uint64_t present[2];  // mask of each block's non-zero levels
 };
 
 // Stores sixteen levels of each block.

@@ -1,8 +1,8 @@
-// The inverse transform of portable/jpgIdct.cpp, eight columns and then eight rows at a time.
+// The inverse transform of portable/jpgIdct.cpp: all eight columns, then all eight rows at once.
 //
 // Products of 16-bit factors are formed and added in pairs (vpmaddwd), modulo 2^32 as there.
-// The second pass takes the first one's values as 16-bit factors too; a block whose values
-// need more goes through the plain routine.
+// The row pass needs the column pass's output in 16 bits; a block that might exceed them goes
+// through the portable routine.
 #include <immintrin.h>
 
 #include "kernels/portable/jpgPortable.h"
@@ -14,7 +14,7 @@ namespace {
 // The multipliers of portable/jpgIdct.cpp.
 constexpr int kC1 = 4017, kS1 = 799, kC3 = 3406, kS3 = 2276, kC4 = 2896, kC2 = 3784, kS2 = 1567;
 
-// A pair of factors for vpmaddwd: `a` meets the first value of a pair, `b` the second.
+// A pair of factors for vpmaddwd: `a` multiplies the first value of a pair, `b` the second.
 __m256i factors(int a, int b) {
   return _mm256_set1_epi32(
       static_cast<int>(static_cast<unsigned>(b) << 16 | (static_cast<unsigned>(a) & 0xFFFF)));
@@ -37,8 +37,8 @@ struct Line {
   __m256i y[8];
 };
 
-// Eight one-dimensional transforms of x[0..7], descaled by kShift. q1 is what x1 meets in the
-// first rotation's second sum.
+// Eight one-dimensional transforms of x[0..7], shifted right by kShift. q1 is the factor of x1 in
+// the first rotation's second sum.
 template <int kShift>
 [[gnu::always_inline]] inline Line transform(const __m128i *x, __m128i q1) {
   const __m256i x17 = pairs(x[1], x[7]), x35 = pairs(x[3], x[5]);
@@ -66,13 +66,13 @@ template <int kShift>
   return line;
 }
 
-// A column whose coefficients' magnitudes sum up to this, |x1| among them, leaves values of
-// 16 bits after the first pass: |y| is at most 3784 of the even ones' sum, and of the odd ones'
-// (4017 |x7| + |x1| (4017 + |x1|) + ...) / sqrt(2), in all below (6917 * 2900) / sqrt(2) + 2^12,
-// and is then shifted by 9.
+// If the magnitudes of a column's coefficients sum to no more than this, the column pass's output
+// fits 16 bits. An even coefficient adds at most 3784 of its magnitude, an odd one at most
+// 4017 + |x1| <= 6917 over sqrt(2) (x1 is multiplied by itself, too): in all
+// |y| < 6917 * 2900 / sqrt(2) + 2^12 < 2^24, which is then shifted right by 9.
 constexpr short kMostMagnitude = 2900;
 
-// Sums of the magnitudes of kRows rows, column by column.
+// True if no column of kRows coefficients has a sum of magnitudes above kMostMagnitude.
 template <int kRows>
 bool isModest(const __m128i *x) {
   __m128i sum = _mm_abs_epi16(x[0]);
@@ -81,12 +81,12 @@ bool isModest(const __m128i *x) {
   return _mm_testz_si128(beyond, beyond) != 0;
 }
 
-// Two rows of a transposed matrix.
+// A transposed matrix of 16-bit values.
 struct Transposed {
-  __m256i row[4];  // rows k and k + 4
+  __m256i row[4];  // rows k and k + 4 in the lanes of row[k]
 };
 
-// From eight lines of 32-bit values that fit 16 bits.
+// Transposes eight lines of 32-bit values that fit 16 bits.
 [[gnu::always_inline]] inline Transposed transpose(const Line &line) {
   __m256i packed[4];
   for (int k = 0; k < 4; k++) packed[k] = _mm256_packs_epi32(line.y[2 * k], line.y[2 * k + 1]);
@@ -104,7 +104,8 @@ __m256i limited(__m256i v) {
   return _mm256_min_epi16(_mm256_max_epi16(v, _mm256_set1_epi16(-128)), _mm256_set1_epi16(127));
 }
 
-// Eight rows of samples from the second pass's lines, whose values, shifted by 17, fit 16 bits.
+// Stores eight rows of samples from the lines of the row pass: shifted right by 17, their values
+// fit 16 bits.
 [[gnu::always_inline]] inline void storeSamples(const Line &lines, int16_t *block) {
   const Transposed out = transpose(lines);
   for (int k = 0; k < 4; k++) {
@@ -115,8 +116,7 @@ __m256i limited(__m256i v) {
   }
 }
 
-// The transform of values 0 to 3 where the others are 0, of pairs (x0, x2) and (x1, x3), in
-// registers of four or eight 32-bit values. q1 stands in pairs for what x1 meets.
+// Operations on registers of four or eight 32-bit values, for transformSparse.
 struct Four {
   using Word = __m128i;
   static Word madd(Word a, Word b) { return _mm_madd_epi16(a, b); }
@@ -151,7 +151,9 @@ struct SparseLine {
   typename Lanes::Word y[8];
 };
 
-// plus3 and minus3 are the pairs (q1, -kS3) and (q1, kS3).
+// One-dimensional transforms of lines whose values 4 to 7 are 0, from the pairs (x0, x2) and
+// (x1, x3). plus3 and minus3 are the factor pairs (q1, -kS3) and (q1, kS3), with q1 as for
+// transform().
 template <typename Lanes, int kShift>
 [[gnu::always_inline]] inline SparseLine<Lanes> transformSparse(typename Lanes::Word x02,
                                                                 typename Lanes::Word x13,
@@ -176,13 +178,13 @@ template <typename Lanes, int kShift>
   return line;
 }
 
-// Two rows of columns 0 to 3 as pairs of columns (0, 2), (1, 3) of the one and the other.
+// Columns 0 to 3 of two rows, reordered to the pairs of columns (0, 2) and (1, 3) of each row.
 __m128i pairColumns(__m128i a, __m128i b) {
   const __m128i order = _mm_setr_epi8(0, 1, 4, 5, 2, 3, 6, 7, 8, 9, 12, 13, 10, 11, 14, 15);
   return _mm_shuffle_epi8(_mm_packs_epi32(a, b), order);
 }
 
-// Pairs of eight rows.
+// One of the two pairs of each of eight rows: selection 0x88 for (0, 2), 0xDD for (1, 3).
 template <int kSelection>
 __m256i gatherPairs(const __m128i *rows) {
   const auto pick = [](__m128i a, __m128i b) {
@@ -192,7 +194,7 @@ __m256i gatherPairs(const __m128i *rows) {
                                  pick(rows[2], rows[3]), 1);
 }
 
-// Coded positions up to this lie in rows and columns 0 to 3.
+// Zig-zag positions up to here lie in rows and columns 0 to 3.
 constexpr uint32_t kLastSparse = 9;
 
 // A block with coefficients in rows and columns 0 to 3 only.
@@ -213,7 +215,7 @@ void makeSparse(const __m128i *x, int16_t *block) {
 }
 
 void makeDense(__m128i *x, int16_t *block) {
-  // x1 times itself, as the first pass of the plain routine has it.
+  // x1 * x1, as in the column pass of the portable routine: required.
   const Transposed t = transpose(transform<9>(x, x[1]));
   for (int k = 0; k < 4; k++) {
     x[k] = _mm256_castsi256_si128(t.row[k]);
@@ -222,7 +224,7 @@ void makeDense(__m128i *x, int16_t *block) {
   storeSamples(transform<17>(x, _mm_set1_epi16(kS1)), block);
 }
 
-// A block of a DC coefficient alone: 64 equal samples.
+// A block with DC alone: 64 equal samples.
 void makeFlat(int16_t *block) {
   const int column = (block[0] * kC4 + (1 << 8)) >> 9;
   int sample = (column * kC4 + (1 << 16)) >> 17;
@@ -279,7 +281,7 @@ Line4 transform4(__m128i x02, __m128i x13) {
            round(_mm_sub_epi32(e0, u))}};
 }
 
-// Columns 0 and 1, and 2 and 3, of four lines whose values fit 16 bits.
+// Columns 0 and 1 (low), 2 and 3 (high) of four lines whose values fit 16 bits.
 struct Columns4 {
   __m128i low, high;
 };
@@ -303,7 +305,7 @@ __m128i loadHalf(const int16_t *row) {
   return _mm_loadl_epi64(reinterpret_cast<const __m128i *>(row));
 }
 
-// Two rows of four limited samples.
+// Stores two rows of four samples, saturated.
 void storeHalves(int16_t *row, __m128i v) {
   const __m128i limited =
       _mm_min_epi16(_mm_max_epi16(v, _mm_set1_epi16(-128)), _mm_set1_epi16(127));

@@ -1,4 +1,4 @@
-// An MCU's blocks from pixels: the colour conversion of jpgWMcu.cpp with its decimated chroma.
+// An MCU's blocks from pixels: the colour conversion and chroma decimation of jpgWMcu.cpp.
 #include <immintrin.h>
 
 #include "kernels/x86/jpgAvx2.h"
@@ -7,8 +7,8 @@ namespace jpg {
 namespace {
 
 constexpr int kCell = 8, kBlockSize = 64;
-constexpr int kHalf = 1 << 11;                   // rounding, at 12 fraction bits
-constexpr int kLumaShift = kHalf - (128 << 12);  // and the level shift
+constexpr int kHalf = 1 << 11;                   // rounding term for 12 fraction bits
+constexpr int kLumaShift = kHalf - (128 << 12);  // with the level shift of 128
 
 constexpr int kPixelBytes = 3;
 
@@ -20,7 +20,7 @@ __m256i factors(int a, int b) {
       static_cast<int>(static_cast<unsigned>(b) << 16 | (static_cast<unsigned>(a) & 0xFFFF)));
 }
 
-// Of (blue, green) pairs and red in the lower half of each 32 bits.
+// Weighted sums of (blue, green) pairs and of red, which is in the low half of each 32 bits.
 __m256i weigh(__m256i bg, __m256i red, int blue, int green, int redFactor, int add) {
   const __m256i s = _mm256_add_epi32(_mm256_madd_epi16(bg, factors(blue, green)),
                                      _mm256_madd_epi16(red, factors(redFactor, 0)));
@@ -31,19 +31,19 @@ __m256i luma(__m256i bg, __m256i red) { return weigh(bg, red, 467, 2404, 1225, k
 __m256i cb(__m256i bg, __m256i red) { return weigh(bg, red, 2048, -1357, -691, kHalf); }
 __m256i cr(__m256i bg, __m256i red) { return weigh(bg, red, -333, -1715, 2048, kHalf); }
 
-// Eight 32-bit values as 16 bits.
+// Stores eight 32-bit values as 16 bits.
 void store(int16_t *out, __m256i v) {
   _mm_storeu_si128(reinterpret_cast<__m128i *>(out),
                    _mm_packs_epi32(_mm256_castsi256_si128(v), _mm256_extracti128_si256(v, 1)));
 }
 
-// Eight pixels as weigh takes them.
+// Eight pixels as weigh() takes them.
 struct Weighable {
   __m256i bg, red;
 };
 
-// From 24 bytes: pixels 0 to 3 stand in the first 12 of the lower lane, 4 to 7 in the last 12
-// of the upper one.
+// Loads eight pixels of 3 bytes: 0 to 3 are the first 12 bytes of the low lane, 4 to 7 the last 12
+// of the high lane, so that no byte outside the 24 is read.
 Weighable loadPixels(const uint8_t *in) {
   const __m256i v = _mm256_inserti128_si256(_mm256_castsi128_si256(load16(in)), load16(in + 8), 1);
   const __m256i bg = _mm256_setr_epi8(0, -1, 1, -1, 3, -1, 4, -1, 6, -1, 7, -1, 9, -1, 10, -1,  //
@@ -54,7 +54,7 @@ Weighable loadPixels(const uint8_t *in) {
   return {_mm256_shuffle_epi8(v, bg), _mm256_shuffle_epi8(v, red)};
 }
 
-// The 32-bit values at even places of both.
+// The 32-bit values at even indices of both: every second pixel.
 __m256i evens(__m256i left, __m256i right) {
   const __m256 mixed =
       _mm256_shuffle_ps(_mm256_castsi256_ps(left), _mm256_castsi256_ps(right), 0x88);

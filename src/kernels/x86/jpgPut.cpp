@@ -1,4 +1,4 @@
-// Pixels of an MCU: the colour conversion of jpgRClr.cpp with its replicated chroma.
+// Pixels of an MCU from its blocks: the colour conversion and chroma replication of jpgRClr.cpp.
 #include <immintrin.h>
 #include <string.h>
 
@@ -11,9 +11,9 @@ constexpr uint32_t kCell = 8;        // samples of a block, both ways
 constexpr uint32_t kBlockSize = 64;  // samples of a block
 constexpr uint32_t kPixelBytes = 3;
 
-// Multipliers of 2^-15 that give the colour tables' entries with _mm_mulhrs_epi16, for every
-// sample of -128..127 (a test compares them all). Blue and red have the sample added: 1.772
-// and 1.402 are above 1.
+// Multipliers, scaled by 2^15, with which _mm_mulhrs_epi16 gives exactly the colour tables'
+// entries for every sample of -128..127 (a test compares them all). 1.772 and 1.402 are above 1,
+// so the sample itself is added for blue and red.
 constexpr int16_t kCbBlue = 25297;    // 0.772
 constexpr int16_t kCbGreen = -11277;  // -0.34414
 constexpr int16_t kCrGreen = -23401;  // -0.71414
@@ -23,7 +23,7 @@ __m128i loadRow(const int16_t *samples) {
   return _mm_loadu_si128(reinterpret_cast<const __m128i *>(samples));
 }
 
-// What eight chroma samples add to the colours, with the level shift of 128.
+// What eight chroma samples add to Y for each colour, the level shift of 128 included.
 struct Offsets {
   __m128i blue, green, red;
 };
@@ -43,7 +43,7 @@ struct Colors {
   __m128i blue, green, red;
 };
 
-// Sixteen pixels whose chroma is given for every second one.
+// Sixteen pixels, two to each chroma sample.
 Colors sixteen(__m128i left, __m128i right, const Offsets &o) {
   const auto join = [&](__m128i offset) {
     return _mm_packus_epi16(_mm_add_epi16(left, _mm_unpacklo_epi16(offset, offset)),
@@ -52,7 +52,7 @@ Colors sixteen(__m128i left, __m128i right, const Offsets &o) {
   return {join(o.blue), join(o.green), join(o.red)};
 }
 
-// Eight pixels, twice.
+// Eight pixels; the upper eight bytes repeat them.
 Colors eight(__m128i y, const Offsets &o) {
   const auto join = [&](__m128i offset) {
     const __m128i v = _mm_add_epi16(y, offset);
@@ -61,8 +61,8 @@ Colors eight(__m128i y, const Offsets &o) {
   return {join(o.blue), join(o.green), join(o.red)};
 }
 
-// Byte i of the third of 48 interleaved bytes that begins at 16 * kThird: which of the 16
-// bytes of colour kColor it takes, -1 for another colour's.
+// Shuffle mask for bytes 16 * kThird to 16 * kThird + 15 of 48 interleaved bytes: the index of the
+// byte of colour kColor that goes there, -1 where another colour's does.
 template <int kThird, int kColor>
 __m128i interleaveMask() {
   const auto at = [](int i) {
@@ -141,8 +141,8 @@ __m128i loadFour(const int16_t *samples) {
   return _mm_loadl_epi64(reinterpret_cast<const __m128i *>(samples));
 }
 
-// `rows` rows of the sixteen pixels, which lie kPitch pixels apart; `columns` of them count, at
-// most kMost.
+// Stores `rows` rows of `columns` pixels, at most kMost; the rows begin kPitch pixels apart in the
+// sixteen.
 template <uint32_t kPitch, uint32_t kMost>
 void storeRows(uint8_t *out, ptrdiff_t stride, uint32_t rows, uint32_t columns, const Colors &c) {
   uint8_t lines[3 * 16];
@@ -150,7 +150,7 @@ void storeRows(uint8_t *out, ptrdiff_t stride, uint32_t rows, uint32_t columns, 
   const uint8_t *line = lines;
   for (uint32_t r = 0; r < rows; r++, out += stride, line += kPixelBytes * kPitch) {
     if (columns == kMost) {
-      memcpy(out, line, kPixelBytes * kMost);  // moves of registers
+      memcpy(out, line, kPixelBytes * kMost);  // constant size: no call
     } else {
       memcpy(out, line, kPixelBytes * columns);
     }
@@ -159,7 +159,7 @@ void storeRows(uint8_t *out, ptrdiff_t stride, uint32_t rows, uint32_t columns, 
 
 __m128i twice(__m128i v) { return _mm_unpacklo_epi16(v, v); }
 
-// Two lines of luma, eight pixels each, with their chroma.
+// Pixels of two lines of eight luma samples with their chroma.
 Colors pairOfLines(__m128i upper, __m128i lower, const Offsets &above, const Offsets &below) {
   const auto join = [&](__m128i a, __m128i b) {
     return _mm_packus_epi16(_mm_add_epi16(upper, a), _mm_add_epi16(lower, b));
@@ -167,7 +167,7 @@ Colors pairOfLines(__m128i upper, __m128i lower, const Offsets &above, const Off
   return {join(above.blue, below.blue), join(above.green, below.green), join(above.red, below.red)};
 }
 
-// Cells of four samples both ways, two rows at a time.
+// Cells of 4 x 4 samples, two rows at a time.
 template <uint32_t kAcross, uint32_t kDown>
 void putYccHalf(const int16_t *blocks, uint8_t *out, ptrdiff_t stride, uint32_t rows,
                 uint32_t columns) {
@@ -191,8 +191,8 @@ void putYccHalf(const int16_t *blocks, uint8_t *out, ptrdiff_t stride, uint32_t 
   }
 }
 
-// Cells of two samples both ways: rows r and r + 1, each of four samples, of which two count
-// where there is one cell across.
+// Cells of 2 x 2 samples: two rows of four samples, of which only two a row are used when
+// kAcross is 1.
 template <uint32_t kAcross>
 __m128i loadQuarters(const int16_t *y) {
   const auto pair = [](const int16_t *samples) {
@@ -204,7 +204,7 @@ __m128i loadQuarters(const int16_t *y) {
   return _mm_setr_epi32(pair(y), pair(y + kNext), pair(y + kCell), pair(y + kNext + kCell));
 }
 
-// What the chroma of rows r and r + 1 adds.
+// What the chroma adds in the two rows that loadQuarters() loads.
 template <uint32_t kAcross, uint32_t kDown>
 Offsets offsetsOfQuarter(const int16_t *cb, const int16_t *cr) {
   const auto spread = [](__m128i v) { return kAcross == 2 ? twice(v) : v; };

@@ -1,5 +1,5 @@
-// Masks for pshufb that bring a block into the order of the zig-zag sequence. Only constants:
-// nothing here is a function when the program runs.
+// Masks for pshufb that reorder a block into the zig-zag sequence, computed at compile time: no
+// code is generated from here.
 #ifndef JPG_KERNELS_X86_ZIGZAGMASK_H
 #define JPG_KERNELS_X86_ZIGZAGMASK_H
 
@@ -20,7 +20,8 @@ constexpr int zigZagNatural(int k) {
 
 constexpr char kNoByte = -128;
 
-// What a row of 16-bit values gives to the eight positions from 8 * group on.
+// Moves 16-bit values of a row to their places among zig-zag positions 8 * group to
+// 8 * group + 7.
 struct WordMask {
   alignas(16) char byte[16];
   bool any;
@@ -38,7 +39,8 @@ constexpr WordMask makeWordMask(int group, int row) {
   return m;
 }
 
-// What two rows of bytes, 2 * pair and the next, give to the sixteen from 16 * group on.
+// Moves bytes of rows 2 * pair and 2 * pair + 1 to their places among zig-zag positions
+// 16 * group to 16 * group + 15.
 struct ByteMask {
   alignas(16) char byte[16];
 };

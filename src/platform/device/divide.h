@@ -1,5 +1,5 @@
-// Division for cores that have no instruction for it, where the compiler's runtime doesn't
-// come along.
+// Division for cores without a divide instruction, for builds that don't link the compiler's
+// runtime library.
 #ifndef JPG_PLATFORM_DEVICE_DIVIDE_H
 #define JPG_PLATFORM_DEVICE_DIVIDE_H
 
@@ -16,7 +16,7 @@ struct Divided {
 inline uint32_t leadingZeros(uint32_t word) { return static_cast<uint32_t>(__builtin_clz(word)); }
 inline uint32_t leadingZeros(uint64_t word) { return static_cast<uint32_t>(__builtin_clzll(word)); }
 
-// Long division, a bit of the quotient a step. The divisor isn't 0.
+// Long division, one bit of the quotient per step. The divisor must not be 0.
 template <typename Word>
 inline Divided<Word> divide(Word dividend, Word divisor) {
   if (dividend < divisor) return {0, dividend};

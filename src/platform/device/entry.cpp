@@ -1,4 +1,4 @@
-// The DLL's entry point, and what the compiler's runtime would take from a C library.
+// The DLL's entry point, and a routine that the compiler's runtime expects from a C library.
 #include <stdint.h>
 
 extern "C" {
@@ -10,7 +10,7 @@ int32_t __aeabi_idiv0(int32_t result);
 // thread.
 int32_t DllEntry(void * /*instance*/, uint32_t /*reason*/, void * /*reserved*/) { return 1; }
 
-// Where the compiler's division goes for a divisor of 0, which the library never has.
+// Called by the compiler's division for a divisor of 0, which doesn't occur in the library.
 int32_t __aeabi_idiv0(int32_t result) { return result; }
 
 }  // extern "C"

@@ -1,5 +1,5 @@
-@ What the DLL takes from the system library: a thunk for each function, and the import
-@ tables as the system's loader wants them. Addresses are offsets from the image's base;
+@ What the DLL imports from the system library: a thunk for each function, and the import
+@ tables in the format of the system's loader. Addresses are offsets from the image's base;
 @ the loader overwrites the words of .idata.5 with the functions' addresses.
     .syntax unified
     .arm

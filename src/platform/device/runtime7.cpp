@@ -1,5 +1,5 @@
-// What clang calls on ARMv7 for Windows: division, with the divisor ahead of the dividend,
-// quotient and remainder side by side in registers.
+// The division routines that clang calls on ARMv7 for Windows: the divisor is the first argument,
+// the dividend the second; quotient and remainder are returned in registers.
 #include "divide.h"
 
 namespace {
@@ -18,7 +18,7 @@ uint64_t __rt_udiv(uint32_t divisor, uint32_t dividend);
 void jpgDivide64(Operands<uint64_t> *operands);
 void __rt_udiv64();
 
-// r0 / r1: the low word of the result comes back in r0, the high one in r1.
+// Divides r1 by r0. The 64-bit result puts the quotient into r0 and the remainder into r1.
 uint64_t __rt_udiv(uint32_t divisor, uint32_t dividend) {
   const jpg::Divided<uint32_t> d = jpg::divide(dividend, divisor);
   return uint64_t{d.remainder} << 32 | d.quotient;
@@ -29,7 +29,7 @@ void jpgDivide64(Operands<uint64_t> *operands) {
   *operands = {d.quotient, d.remainder};
 }
 
-// r0:r1 and r2:r3 both ways, which C can't say: they go by the stack.
+// Arguments and results are in r0:r1 and r2:r3, which C can't express: pass them on the stack.
 __attribute__((naked)) void __rt_udiv64() {
   __asm__(
       "push {r0-r4, lr}\n"

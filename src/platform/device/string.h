@@ -1,6 +1,6 @@
-// Memory functions for the device's build, which has no C library but the system's.
+// Memory functions for the device's build, which has no C library besides the system's.
 //
-// The compiler expands what is short and constant; the rest goes to the system library.
+// The compiler expands short calls of constant length inline; others go to the system library.
 #ifndef JPG_PLATFORM_DEVICE_STRING_H
 #define JPG_PLATFORM_DEVICE_STRING_H
 

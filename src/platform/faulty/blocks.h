@@ -1,5 +1,5 @@
 // Where the faulty provider's heap blocks come from. The build chooses: blocks.cpp for the
-// C library's heap, another file for blocks that watch over their bounds.
+// C library's heap, another file for blocks that detect accesses out of bounds.
 #ifndef JPG_PLATFORM_FAULTY_BLOCKS_H
 #define JPG_PLATFORM_FAULTY_BLOCKS_H
 

@@ -39,25 +39,24 @@ struct OpenArguments {
   uint32_t attributes;
 };
 
-// Forgets faults and counts. What is alive stays alive but is no longer counted.
+// Clears faults and counts. Live blocks and files stay alive but are no longer counted.
 void reset();
 
 // Arms `fault` for the n-th call of `operation` after reset(), from 1.
 void arm(Operation operation, Fault fault, uint32_t n);
 
-// Files take `bytes` more bytes in all. The write that finds less room is cut short there;
-// later ones take nothing, or, with `once`, all of theirs.
+// All files together accept `bytes` more bytes. The write that exceeds them is cut short; later
+// ones write nothing or, with `once`, all of their bytes.
 void limitOutput(size_t bytes, bool once);
 
 // From the n-th read since reset() on, counted from 1, every file ends at `bytes`.
 void shrinkFiles(uint32_t n, size_t bytes);
 
-// From now on, reset() or not, heap blocks hold this byte wherever nothing has been stored to
-// them yet, and once they are released. (Before the first call it is A5, in the first 1 MB of a
-// block.)
+// From now on, also after reset(), heap blocks are filled with this byte when they are allocated
+// and when they are freed. (Before the first call it is A5, in the first 1 MB of a block.)
 void fillWith(uint8_t byte);
 
-// From now on, until reset(), the processor has no features that could be asked for.
+// Until reset(), the processor reports none of the optional features.
 void usePlainProcessor();
 
 uint32_t calls(Operation operation);   // since reset()

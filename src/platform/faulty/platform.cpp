@@ -42,7 +42,7 @@ State &state() {
 
 size_t index(Operation operation) { return static_cast<size_t>(operation); }
 
-// Counts a call and tells the fault that strikes it.
+// Counts a call and returns the fault that is armed for it.
 Fault strike(Operation operation) {
   State &s = state();
   const size_t i = index(operation);
@@ -64,10 +64,10 @@ void addBlock(void *block, size_t bytes) {
   if (s.liveBytes > s.peakBytes) s.peakBytes = s.liveBytes;
 }
 
-// What nobody may count on: bytes of a block ahead of the first store and after its release.
+// Filling for a block's undefined bytes: after its allocation and after its release.
 struct Filling {
   uint8_t byte = 0xA5;
-  size_t most = 1 << 20;  // large blocks only at their beginning, to save time
+  size_t most = 1 << 20;  // bytes; large blocks are filled only up to here, to save time
 };
 
 Filling &filling() {
@@ -81,7 +81,7 @@ void fill(void *block, size_t bytes) {
   markUndefined(block, bytes);
 }
 
-// How many of these bytes there is room for.
+// How many of these bytes the limit on output still allows.
 DWORD takeRoom(DWORD bytes) {
   State &s = state();
   if (bytes <= s.room) {
@@ -169,7 +169,7 @@ void *HeapAlloc(HANDLE /*heap*/, DWORD flags, size_t bytes) {
   return block;
 }
 
-// The block always moves, so that nobody gets away with its old address.
+// The block always moves, so that use of the old address shows.
 void *HeapReAlloc(HANDLE /*heap*/, DWORD flags, void *block, size_t bytes) {
   size_t before = 0;
   if (flags != 0 || faulty::fails(Operation::kAlloc) || !faulty::removeBlock(block, &before))

@@ -7,10 +7,10 @@
 
 namespace jpg {
 
-// There is one heap; its handle only has to be something.
+// There is one heap; its handle isn't used.
 HANDLE GetProcessHeap() { return nullptr; }
 
-// A block of no bytes is a block, as on the system.
+// A block of 0 bytes is allowed and not null, as on the original system.
 void *HeapAlloc(HANDLE /*heap*/, DWORD /*flags*/, size_t bytes) {
   void *block = malloc(bytes != 0 ? bytes : 1);
   markUndefined(block, bytes);

@@ -1,8 +1,8 @@
 // The platform's operations, by their own names, over POSIX.
 //
-// The core includes "platform.h" and takes the provider that the build has put on
-// the include path. Signatures and values are the system interface's; only what the
-// library calls is here.
+// The core includes "platform.h" and gets the provider that the build has put on
+// the include path. Signatures and values are those of the system interface; only
+// what the library calls is declared.
 #ifndef JPG_PLATFORM_POSIX_PLATFORM_H
 #define JPG_PLATFORM_POSIX_PLATFORM_H
 
@@ -50,7 +50,7 @@ BOOL ReadFile(HANDLE file, void *buffer, DWORD bytes, DWORD *count, void *overla
 // Writes all bytes, unless the file takes no more.
 BOOL WriteFile(HANDLE file, const void *buffer, DWORD bytes, DWORD *count, void *overlapped);
 
-// Signed 32-bit distance; the high part isn't served and must be null. The new
+// Signed 32-bit distance; the high part isn't supported and must be null. The new
 // position, INVALID_SET_FILE_POINTER when it would be negative or exceed 32 bits.
 DWORD SetFilePointer(HANDLE file, LONG distance, LONG *distanceHigh, DWORD origin);
 
@@ -60,7 +60,7 @@ DWORD GetFileSize(HANDLE file, DWORD *high);
 
 BOOL CloseHandle(HANDLE file);
 
-// Only what the library asks for; not 0 when the processor and the system have it.
+// Only the feature that the library asks for; not 0 when the processor and the system support it.
 constexpr DWORD PF_AVX2_INSTRUCTIONS_AVAILABLE = 40;
 BOOL IsProcessorFeaturePresent(DWORD feature);
 

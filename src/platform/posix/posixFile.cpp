@@ -56,7 +56,7 @@ int openDescriptor(const char *path, DWORD access, DWORD creation) {
   return fd;
 }
 
-// What can't be told isn't one.
+// False where fstat fails.
 bool isDirectory(int fd) {
   struct stat info = {};
   fstat(fd, &info);

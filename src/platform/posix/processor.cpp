@@ -1,5 +1,5 @@
-// What the processor can do, found out once, when the program is loaded: asking it takes
-// microseconds on a virtual machine, and the library has no variables to keep the answer in.
+// The processor's features, determined once when the program is loaded: cpuid takes microseconds
+// on a virtual machine, and the library has no variables that could cache the result.
 #include "posixFile.h"
 
 #if defined(__x86_64__) && defined(__GLIBC__)
@@ -7,11 +7,11 @@
 
 namespace {
 
-// State that the system saves for the AVX registers: XCR0 bits 1 and 2.
+// XCR0 bits 1 and 2: the system saves the state of the AVX registers.
 constexpr uint32_t kAvxState = 6;
 
-// The dynamic linker calls the resolver ahead of everything else; it may use nothing but
-// the processor.
+// The dynamic linker calls the resolver before anything else is set up, so it must not call a
+// sanitizer's or a profiler's runtime.
 #if defined(__clang__)
 #define JPG_BARE                                                                    \
   __attribute__((disable_sanitizer_instrumentation, no_profile_instrument_function, \
@@ -41,8 +41,8 @@ int32_t answerNone(uint32_t /*feature*/) { return 0; }
 
 }  // namespace
 
-// The attribute names the resolver as the assembler knows it, so it is told that name;
-// compilers differ in what they make of a static function's own.
+// The ifunc attribute takes the resolver's assembler name. It is set explicitly, because compilers
+// differ in how they mangle the name of a static function.
 using Answer = int32_t (*)(uint32_t feature);
 extern "C" {
 static Answer jpgResolveFeature() __asm__("jpgResolveFeature");
