@@ -10,7 +10,7 @@ extern "C" {
 namespace jpgbench {
 namespace {
 
-// Everything that a call owns.
+// The objects that a call owns.
 struct Session {
   AVCodecContext *codec = nullptr;
   AVPacket *packet = av_packet_alloc();
@@ -44,7 +44,7 @@ size_t bytesOfPixel(int format) {
   }
 }
 
-// The decoder's own buffer is what its users work with; a copy is made to check it.
+// Users of the decoder work with its own buffer. It is copied only so that it can be checked.
 void takeRows(const AVFrame &frame, Bytes *pixels) {
   const size_t row = bytesOfPixel(frame.format) * static_cast<size_t>(frame.width);
   const auto rows = static_cast<size_t>(frame.height);
@@ -61,7 +61,7 @@ bool decodeWithAvcodec(const Bytes &stream, Bytes *pixels) {
   const AVCodec *which = avcodec_find_decoder(AV_CODEC_ID_MJPEG);
   Session s(which);
   if (s.codec == nullptr || avcodec_open2(s.codec, which, nullptr) < 0) return false;
-  // The bytes stay the caller's.
+  // The packet doesn't own the bytes.
   s.packet->data = const_cast<uint8_t *>(stream.data());
   s.packet->size = static_cast<int>(stream.size());
   if (avcodec_send_packet(s.codec, s.packet) < 0) return false;

@@ -1,9 +1,9 @@
-// Does the same work with the library and with independent codecs, in one process and in
-// turn, and prints the speeds and their ratio: jpg_bench [BENCHMARK OPTION...]
+// Does the same work with the library and with independent codecs, alternately in one process,
+// and prints the speeds and their ratio: jpg_bench [BENCHMARK OPTION...]
 //
-// jpg_bench --once NAME SIZE ours|theirs [TIMES] does one call only, or so many, for tools that
-// count;
-// jpg_bench --list tells the names, sizes and pixels of what they count.
+// jpg_bench --once NAME SIZE ours|theirs [TIMES] does one call, or so many, for tools that count
+// instructions;
+// jpg_bench --list prints the names, sizes and pixels of the workloads for them.
 #include <benchmark/benchmark.h>
 
 #include <cstdio>
@@ -17,7 +17,7 @@ namespace {
 
 using jpgbench::Workload;
 
-// What tools that count collect.
+// The function whose instructions the tools count.
 [[gnu::noinline]] bool measuredCall(const std::function<bool()> &call) { return call(); }
 
 void run(benchmark::State &state, const Workload &workload, const std::function<bool()> &call) {
@@ -82,7 +82,7 @@ int runOnce(const std::vector<Workload> &workloads, char **words, int times) {
   return 1;
 }
 
-// The workloads of the smaller pictures, which is where counting takes seconds.
+// Lists the workloads with the smaller pictures, for which counting takes only seconds.
 int list(const std::vector<Workload> &workloads) {
   for (const Workload &w : workloads) {
     if (w.megapixels > 1) continue;

@@ -1,7 +1,7 @@
 // The lossy workloads for tools that count instructions from a program's start to its end:
 //   jpg_count --list                            names, sizes and pixels, by tabs
 //   jpg_count NAME SIZE ours|theirs CALLS       prepares the input and does so many calls
-// What one call takes is the difference of runs with two calls and with one.
+// The cost of one call is the difference between runs with two calls and with one.
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>

@@ -1,5 +1,5 @@
-// The heap that a call holds at its peak, beside what it holds when it begins, the library's
-// and the independent codec's: prints one Markdown table. Interposes the C library's heap.
+// Measures the heap at the peak of a call, less that at its beginning, for the library and for the
+// independent codec, and prints a Markdown table. Replaces the C library's heap functions.
 #include <malloc.h>
 
 #include <atomic>
@@ -56,8 +56,8 @@ void free(void *block) noexcept {
 
 namespace {
 
-// KiB; below 0 when the call fails. The first call makes room for its output, which the caller
-// of either codec provides.
+// The peak in KiB; negative when the call fails. A first call allocates the output buffer, which
+// isn't counted: the caller of either codec provides it.
 double peakOf(const std::function<bool()> &call) {
   if (!call()) return -1;
   const size_t before = live;

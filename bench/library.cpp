@@ -44,7 +44,7 @@ uint32_t decodeOpen(JPGHANDLE h, uint32_t denominator, Bytes *pixels) {
     if (r != JPG_OK) return r;
   }
   const size_t row = size_t{f.width} * f.channels * (f.precision > 8 ? 2 : 1);
-  // One row more: the lossless reader looks behind the last one.
+  // One row more: the lossless decoder reads the row behind the last one.
   if (pixels->size() < row * (f.height + 1)) pixels->resize(row * (f.height + 1));
   JpgRect rect = {};
   rect.width = static_cast<int32_t>(f.width);

@@ -6,13 +6,13 @@
 
 namespace jpgbench {
 
-// Decodes a stream of any process, whole, at 1/denominator (1, 2, 4, 8; above 1 sequential
-// streams only) into `pixels`, which takes the size needed.
+// Decodes a whole stream of any process at 1/denominator (1, 2, 4, 8; above 1 sequential
+// streams only) into `pixels`, which is resized.
 bool decodeWithLibrary(const Bytes &stream, uint32_t denominator, Bytes *pixels);
 
 bool encodeWithLibrary(const Picture &picture, const Coding &coding, Bytes *stream);
 
-// Components as they stand, of 8 or 16 bits.
+// Encodes the components without conversion; 8 or 16 bits.
 bool encodeLosslesslyWithLibrary(const Picture &picture, int predictor, Bytes *stream);
 
 }  // namespace jpgbench

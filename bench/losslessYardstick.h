@@ -1,5 +1,5 @@
 // Independent lossless codecs from Debian: libavcodec, and DCMTK for 16-bit encoding, which
-// libavcodec hasn't. One thread each.
+// libavcodec lacks. One thread each.
 #ifndef JPG_BENCH_LOSSLESSYARDSTICK_H
 #define JPG_BENCH_LOSSLESSYARDSTICK_H
 

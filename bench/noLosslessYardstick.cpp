@@ -1,4 +1,4 @@
-// Where only lossy coding is compared: without the libraries of the lossless codecs.
+// For programs that compare lossy coding only: no libraries of lossless codecs.
 #include "losslessYardstick.h"
 
 namespace jpgbench {

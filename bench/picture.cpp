@@ -10,7 +10,7 @@
 namespace jpgbench {
 namespace {
 
-// Grain of -8..7 from a hash of the place.
+// Grain of -8..7 by a hash of the position.
 int grainAt(uint32_t x, uint32_t y) {
   uint32_t h = x * 0x9E3779B1U ^ y * 0x85EBCA77U;
   h ^= h >> 15;

@@ -10,7 +10,7 @@ namespace jpgbench {
 
 using Bytes = std::vector<uint8_t>;
 
-// Rows of interleaved samples, blue first; words of the machine above 8 bits.
+// Rows of interleaved samples, blue first; above 8 bits, words in the machine's byte order.
 struct Picture {
   uint32_t width = 0, height = 0;
   uint32_t channels = 3;
@@ -21,7 +21,7 @@ struct Picture {
   double megapixels() const { return static_cast<double>(width) * height / 1e6; }
 };
 
-// How a picture is coded.
+// Settings for coding a picture.
 struct Coding {
   int quality = 90;
   uint32_t sampling = 0x00221111;  // a byte a component, the first one highest
@@ -31,16 +31,16 @@ struct Coding {
 // The contents of a file; empty when it can't be read.
 Bytes readFile(const std::string &name);
 
-// A picture with what photographs have: soft gradients, edges and fine grain, by rule, so
-// that every machine works on the same bytes.
+// A computed picture with the features of photographs: soft gradients, edges and fine grain. Every
+// machine gets the same bytes.
 Picture makePhotograph(uint32_t width, uint32_t height);
 
 // A photograph of about so many megapixels: from the folder of real files if there is one,
-// else made by rule.
+// else computed.
 Picture photographOf(const std::string &folder, double megapixels);
 
 Picture toGray(const Picture &picture);
-// Grey in 16 bits: the green above, noise of the picture's grain below.
+// Grey in 16 bits: green in the upper byte, noise like the picture's grain in the lower.
 Picture toWords(const Picture &picture);
 // The middle of a picture.
 Picture cropped(const Picture &picture, uint32_t width, uint32_t height);

@@ -1,4 +1,4 @@
-// What is measured: pairs of calls that do the same work, the library's and an independent
+// The workloads: pairs of calls that do the same work, the library's and an independent
 // codec's.
 #ifndef JPG_BENCH_WORKLOADS_H
 #define JPG_BENCH_WORKLOADS_H
@@ -15,12 +15,12 @@ struct Workload {
   std::string name;               // "decode 4:2:0 q90"
   std::string size;               // "12 MP"
   double megapixels;              // of one call
-  double mustReach;               // the ratio
+  double mustReach;               // least ratio of the speeds, ours to theirs
   std::function<bool()> prepare;  // makes the input; before the others
   std::function<bool()> ours, theirs;
 };
 
-// All of them, over photographs of `folder` where it exists, of about so many megapixels.
+// All workloads, with photographs of about so many megapixels from `folder` if it exists.
 std::vector<Workload> makeWorkloads(const std::string &folder, const std::vector<double> &sizes);
 
 }  // namespace jpgbench

@@ -9,7 +9,7 @@
 namespace jpgbench {
 namespace {
 
-// libjpeg calls back on errors and expects not to be returned to.
+// libjpeg calls a handler on errors, which mustn't return.
 struct Failure {
   jpeg_error_mgr manager;
   std::jmp_buf back;

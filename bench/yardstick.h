@@ -1,5 +1,5 @@
-// Debian's libjpeg, set to do the library's work: accurate integer transform, replicated
-// chroma, pixels with blue first.
+// Debian's libjpeg, set up for the same work as the library: accurate integer transform,
+// replicated chroma, pixels with blue first.
 #ifndef JPG_BENCH_YARDSTICK_H
 #define JPG_BENCH_YARDSTICK_H
 
@@ -7,8 +7,8 @@
 
 namespace jpgbench {
 
-// Decodes a grey or three-component stream at 1/denominator into `pixels`, which takes the
-// size needed. False when libjpeg refuses or warns.
+// Decodes a grey or three-component stream at 1/denominator into `pixels`, which is resized.
+// False when libjpeg refuses or warns.
 bool decodeWithLibjpeg(const Bytes &stream, uint32_t denominator, Bytes *pixels);
 
 // Encodes with standard tables (progressive: the default script) into `stream`.
