@@ -2,10 +2,9 @@
 """Keeps the README's table of speeds in step with docs/performance.md:
 speed_table.py [--update] [README PERFORMANCE]
 
-The table stands behind the README's line "<!-- of docs/performance.md -->" and has a choice of
-the workloads there, with the library's megapixels a second and the ratio beside the other
-codec. Without --update differences are told and the status is 1; with it the table is
-replaced.
+The table follows the README's line "<!-- of docs/performance.md -->" and has some of the
+workloads there, with the library's megapixels a second and the ratio to the other codec.
+Without --update differences are printed and the status is 1; with it the table is replaced.
 """
 import pathlib
 import re
@@ -27,7 +26,7 @@ ROW = re.compile(r"^\| (?P<work>[^|]+?) \| (?P<size>[\d.]+ MP) \| (?P<ours>[\d.]
 
 def table(measured):
     cells, sizes = {}, []
-    # Behind the first heading stand other machines.
+    # Other machines follow the first heading.
     for row in ROW.finditer(measured.split("\n## ")[0]):
         if row["work"] in WORKLOADS:
             cells[row["work"], row["size"]] = f"{float(row['ours']):.0f} ({row['ratio']})"
@@ -56,7 +55,7 @@ def main():
     if "--update" in sys.argv:
         readme.write_text(new, encoding="utf-8")
         return 0
-    print(f"{readme}: other speeds than in {performance} (scripts/speed_table.py --update)")
+    print(f"{readme}: speeds differ from {performance} (scripts/speed_table.py --update)")
     return 1
 
 
