@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# MemorySanitizer, in the short form: the golden table, damaged streams of every kind through
-# everything, faults in every function, the fuzz targets over their seeds. All tests:
+# MemorySanitizer, short form: the golden table, damaged streams of every kind through all
+# functions, faults in every function, the fuzz targets over their seeds. All tests:
 # scripts/test.sh --preset msan.
 set -euo pipefail
 cd "$(dirname "$0")/.."

@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # The long forms of the sweeps: sweep.sh [--preset NAME] [-j PROCESSES]
 # - small streams of every kind cut short at every byte and with every other value of every byte,
-#   through everything that an application may do with them;
+#   through every function that an application may call on them;
 # - faults, with full disks after every byte and files that end at every byte;
 # - Huffman tables enumerated a level deeper.
 # The preset is asan unless said otherwise. Prints the cases and the slowest of each stream.
@@ -14,7 +14,7 @@ while [ $# -gt 0 ]; do
   case $1 in
     --preset) preset=$2 ;;
     -j) processes=$2 ;;
-    *) echo "sweep.sh: what is $1?" >&2 && exit 2 ;;
+    *) echo "sweep.sh: unknown option $1" >&2 && exit 2 ;;
   esac
   shift 2
 done

@@ -31,7 +31,7 @@ build_loader() {
   cmake --build "$folder/loader-$1"
 }
 
-# check_zip BINARY_DIR: the package of what was built.
+# check_zip BINARY_DIR: checks the package of the build.
 check_zip() {
   step "The zip, and programs linked with what is in it"
   python3 tests/dll/check_zip.py "$1" . "$target" "$folder/zip-$target"
