@@ -28,6 +28,32 @@ def pages():
     return [os.path.relpath(name, SOURCE) for name in found]
 
 
+def files_like(pattern):
+    names = glob.glob(f"{SOURCE}/{pattern}", recursive=True)
+    return [os.path.relpath(name, SOURCE) for name in names]
+
+
+def source_files():
+    return files_like("src/**/*.*")
+
+
+def modules():
+    return {os.path.splitext(os.path.basename(name))[0] for name in source_files()}
+
+
+def test_programs():
+    lists = "".join(read(name) for name in files_like("tests/**/CMakeLists.txt"))
+    return set(re.findall(r"(?:jpg_add_test\(|add_test\(NAME )(\w+)", lists))
+
+
+def placed_functions():
+    """The functions of the architecture page that stand ahead of their file in brackets."""
+    places = re.findall(r"((?:`\w+`(?:,| and)?\s+)+)\(`([\w/]+\.\w+)`[),]",
+                        read("docs/architecture.md"))
+    return [(function, file) for functions, file in places
+            for function in re.findall(r"`(\w+)`", functions)]
+
+
 class Pages(unittest.TestCase):
     def test_links_lead_somewhere(self):
         links = 0
@@ -41,12 +67,42 @@ class Pages(unittest.TestCase):
         self.assertGreater(links, 5)
 
     def test_modules_of_the_architecture_exist(self):
-        sources = {os.path.splitext(os.path.basename(name))[0]
-                   for name in glob.glob(f"{SOURCE}/src/**/*.*", recursive=True)}
+        # The page also names functions, whose files the next test looks into.
+        functions = {function for function, _ in placed_functions()}
         for page in ("docs/architecture.md", "docs/architecture.svg"):
-            modules = set(re.findall(r"\bjpg[A-Z]\w+", read(page)))
-            self.assertGreater(len(modules), 15)
-            self.assertEqual(modules - sources, set(), page)
+            named = set(re.findall(r"\bjpg[A-Z]\w+", read(page)))
+            self.assertGreater(len(named), 15)
+            self.assertEqual(named - modules() - functions, set(), page)
+
+    def test_functions_of_the_architecture_are_in_the_files_that_it_names(self):
+        places = placed_functions()
+        self.assertGreater(len(places), 50)
+        for function, file in places:
+            # Where it begins, not a call: at the margin, or a field of a record.
+            begins = rf"(?m)^(?:\S[^;=\n]*\b|  +\w[\w ]* ){function}(?:\(|;| = \{{| \{{|<)"
+            self.assertRegex(read(f"src/{file}"), begins, f"{function} in {file}")
+
+    def test_other_names_of_the_architecture_are_in_the_sources(self):
+        named = set(re.findall(r"`([a-z]+[A-Z]\w*)`", read("docs/architecture.md")))
+        self.assertGreater(len(named), 50)
+        words = set()
+        for file in source_files():
+            words |= set(re.findall(r"\w+", read(file)))
+        self.assertEqual(named - words - modules() - test_programs(), set())
+
+    def test_functions_without_coverage_are_in_the_files_that_the_page_names(self):
+        page = read("docs/coverage-exclusions.md")
+        rows = re.findall(r"(?m)^\| `(\S+)` \| (`\w+`(?:, `\w+`)*) \|$", page)
+        self.assertGreater(len(rows), 3)
+        singles = re.findall(r"(?m)^- `(\S+)`, (`\w+`):", page)
+        for file, functions in rows + singles:
+            for function in re.findall(r"\w+", functions):
+                self.assertRegex(read(f"src/{file}"), rf"(?m)^\S.*\b{function}\(", file)
+
+    def test_test_programs_of_the_architecture_exist(self):
+        named = set(re.findall(r"`(\w+_test|read\w+Test|golden_\w+)\b", read("docs/architecture.md")))
+        self.assertGreater(len(named), 8)
+        self.assertEqual(named - test_programs(), set())
 
     def test_the_drawing_is_well_formed_and_holds_its_text(self):
         root = xml.etree.ElementTree.parse(f"{SOURCE}/docs/architecture.svg").getroot()
