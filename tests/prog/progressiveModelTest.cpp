@@ -7,6 +7,7 @@
 #include "progressiveModel.h"
 #include "progressiveStream.h"
 #include "support/canvas.h"
+#include "support/random.h"
 #include "support/reader.h"
 
 namespace {

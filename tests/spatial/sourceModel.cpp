@@ -5,6 +5,7 @@
 #include "readerModel.h"
 #include "support/bytes.h"
 #include "support/entropy.h"
+#include "support/random.h"
 
 namespace jpgtest {
 namespace {

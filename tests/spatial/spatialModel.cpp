@@ -4,6 +4,8 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "support/random.h"
+
 namespace jpgtest {
 namespace {
 
@@ -120,15 +122,14 @@ std::string describe(const SpatialJob &job) {
 Samples samplesOf(const SpatialJob &job) {
   Samples out;
   const int top = (1 << job.precision) - 1;
-  uint32_t seed = job.precision * 977 + job.components;
+  Random random(job.precision * 977 + job.components);
   for (uint32_t y = 0; y < job.height; y++) {
     for (uint32_t x = 0; x < job.width; x++) {
       for (uint32_t k = 0; k < job.components; k++) {
-        seed = seed * 1664525 + 1013904223;
-        const int noise = static_cast<int>(seed >> 8) & top;
+        const int noise = random.between(0, top);
         const int smooth =
             static_cast<int>((x * 3 + y * 5 + k * 11) * static_cast<uint32_t>(top) / 200 +
-                             (seed >> 30)) &
+                             random.below(4)) &
             top;
         const int extreme = (x + y + k) % 2 == 0 ? 0 : top;
         out.push_back(job.kind == Kind::kNoise    ? noise

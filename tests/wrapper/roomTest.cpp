@@ -9,6 +9,7 @@
 #include "jpg.hpp"
 #include "prog/progressiveStream.h"
 #include "support/picture.h"
+#include "support/random.h"
 #include "support/reader.h"
 
 namespace {

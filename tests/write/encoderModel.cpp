@@ -6,6 +6,7 @@
 
 #include "encoderTables.h"
 #include "support/modelFdct.h"
+#include "support/random.h"
 
 namespace jpgtest {
 namespace {
@@ -242,12 +243,11 @@ std::string describe(const EncodeJob &job) {
 
 Bytes pixelsOf(const EncodeJob &job) {
   Bytes out;
-  uint32_t seed = job.seed * 2654435761U + 1;
+  Random random(job.seed);
   for (uint32_t y = 0; y < job.height; y++) {
     for (uint32_t x = 0; x < job.width; x++) {
       for (uint32_t k = 0; k < job.channels; k++) {
-        seed = seed * 1664525 + 1013904223;
-        const uint32_t noise = seed >> 24;
+        const uint32_t noise = random.byte();
         const uint32_t kind = (x / 8 + y / 8 + job.seed) % 4;
         const uint32_t value = kind == 0   ? noise
                                : kind == 1 ? 5 * x + 3 * y + 40 * k

@@ -7,6 +7,7 @@
 #include "share/jpgShare.h"
 #include "support/canvas.h"
 #include "support/picture.h"
+#include "support/random.h"
 #include "support/reader.h"
 
 namespace jpgtest {

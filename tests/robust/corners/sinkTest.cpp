@@ -6,6 +6,7 @@
 #include "exif/tiffBuilder.h"
 #include "faulty.h"
 #include "support/picture.h"
+#include "support/random.h"
 #include "support/reader.h"
 
 namespace jpgtest {

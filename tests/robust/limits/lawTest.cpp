@@ -8,6 +8,7 @@
 #include "robust/limits/bombs.h"
 #include "robust/limits/heapLaw.h"
 #include "support/picture.h"
+#include "support/random.h"
 #include "support/reader.h"
 
 namespace jpgtest {

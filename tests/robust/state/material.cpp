@@ -7,6 +7,7 @@
 #include "prog/progressiveStream.h"
 #include "spatial/sourceModel.h"
 #include "support/picture.h"
+#include "support/random.h"
 
 namespace jpgtest {
 namespace {
