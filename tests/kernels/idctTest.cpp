@@ -7,8 +7,8 @@
 #include <cstdint>
 
 #include "kernels/portable/jpgPortable.h"
+#include "model/idct.h"
 #include "share/jpgSamples.h"
-#include "support/modelIdct.h"
 #include "support/random.h"
 
 namespace {

@@ -4,9 +4,9 @@
 
 #include <vector>
 
-#include "progressiveStream.h"
+#include "model/reader.h"
 #include "support/canvas.h"
-#include "support/model.h"
+#include "support/progressiveStream.h"
 #include "support/random.h"
 #include "support/reader.h"
 

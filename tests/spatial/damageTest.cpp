@@ -10,7 +10,8 @@
 #include <fstream>
 #include <iterator>
 
-#include "sourceModel.h"
+#include "model/losslessSource.h"
+#include "spatial/outcome.h"
 #include "support/random.h"
 
 namespace {
