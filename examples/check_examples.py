@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Runs the examples on the sample and looks at what comes out.
+"""Runs the examples on the sample and checks their output.
 
 check_examples.py BIN_DIR JPGTOOL SAMPLE
 """

@@ -5,7 +5,7 @@
 
 #include "support.h"
 
-/* What to do about a code. Codes above these tell of a caller's mistake. */
+/* What to do about a code. Most other codes mean a mistake of the caller. */
 static const char *advice(uint32_t r) {
   switch (r) {
     case JPG_OK:
@@ -14,11 +14,11 @@ static const char *advice(uint32_t r) {
     case JPG_E_BAD_DC_CODE:
     case JPG_E_BAD_AC_CODE:
     case JPG_E_COEF_OVERFLOW:
-      return "damaged: the rows ahead of the damage are good";
+      return "damaged: the rows above the damage are good";
     case JPG_E_NOT_JPEG:
       return "not a JPEG file";
     case JPG_E_UNSUPPORTED:
-      return "a JPEG file of a kind that isn't served";
+      return "a kind of JPEG file that isn't supported";
     case JPG_E_OUT_OF_MEMORY:
       return "too large for the memory left: try a band, or a smaller scale";
     case JPG_E_OPEN_FAILED:
@@ -43,10 +43,10 @@ int main(int argc, char **argv) {
     return 2;
   }
   r = openWhatThereIs(argv[1], &handle);
-  if (r == JPG_OK) r = makeRectFor(handle, &rect); /* black: rows that don't come stay so */
+  if (r == JPG_OK) r = makeRectFor(handle, &rect); /* black: missing rows stay so */
   if (r == JPG_OK) r = jpgReadToRect(handle, &rect, rect.height);
   if (rect.bits != NULL) saved = savePnm(argv[2], &rect);
-  jpgReadEpilog(handle); /* whatever happened, a handle is closed */
+  jpgReadEpilog(handle); /* always close the handle */
   free(rect.bits);
   printf("%s: %s (0x%08lX)\n", argv[1], advice(r), (unsigned long)r);
   return finish(argv[2], saved);

@@ -1,4 +1,4 @@
-// Tells how and where a picture was taken: exif IN.jpg
+// Prints how and where a picture was taken: exif IN.jpg
 #include <cstdio>
 
 #include "jpg.hpp"

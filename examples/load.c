@@ -19,7 +19,7 @@ static uint32_t load(const JpgWChar *path, JpgRect *rect) {
   rect->width = (int32_t)width;
   rect->height = (int32_t)height;
   rect->stride = rect->width * rect->channels;
-  /* Whatever the header claims. The caller frees it. */
+  /* The size is what the header claims, right or wrong. The caller frees it. */
   rect->bits =
       (uint64_t)width * height <= MAX_PIXELS ? malloc((size_t)rect->stride * height + 1) : NULL;
   if (rect->bits == NULL) {

@@ -25,7 +25,7 @@ int main(int argc, char **argv) {
   r = openFile(argv[1], 0, &handle);
   if (r == JPG_OK) r = preview(handle, &rect);
   if (r == JPG_OK) r = savePnm(argv[2], &rect);
-  jpgReadEpilog(handle); /* refuses a null handle, no more */
+  jpgReadEpilog(handle); /* a null handle is only refused */
   free(rect.bits);
   return finish(argv[1], r);
 }

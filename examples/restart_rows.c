@@ -14,12 +14,12 @@ static uint32_t makeRows(JPGHANDLE handle, JpgRect *rect) {
   uint32_t r = jpgReadGetImageSize(handle, &width, &height);
   if (r == JPG_OK) r = jpgReadGetNumberOfChannels(handle, &components);
   if (r != JPG_OK) return r;
-  if (height == 0 || height > MCU_ROWS) height = MCU_ROWS; /* 0: told behind the rows */
+  if (height == 0 || height > MCU_ROWS) height = MCU_ROWS; /* 0: the height follows the rows */
   return makeRect(width, height, components < 3 ? 1 : 3, rect);
 }
 
-/* The library counts intervals here, so the caller limits the rows to those that it has room
-   for. */
+/* After a seek the library doesn't limit the rows, so the caller asks only for those that it has
+   room for. */
 static uint32_t decodeFrom(JPGHANDLE handle, int32_t interval, const JpgRect *rect) {
   uint32_t r = jpgReadSeekRestartMarker(handle, interval, JPG_RESTART_FROM_START);
   if (r == JPG_OK) r = jpgReadToRect(handle, rect, rect->height);

@@ -14,8 +14,8 @@ static void printText(JPGHANDLE handle) {
   }
 }
 
-/* What a caller doesn't read of a segment is skipped on the way to the next one. Behind SOS
-   come coded data. */
+/* Data of a segment that aren't read are skipped on the way to the next one. Coded data follow
+   SOS. */
 static uint32_t list(JPGHANDLE handle) {
   uint16_t marker;
   uint32_t length;

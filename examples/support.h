@@ -1,4 +1,4 @@
-/* What the examples share: paths, and PGM and PPM files. */
+/* Shared by the examples: paths, and PGM and PPM files. */
 #ifndef JPG_EXAMPLES_SUPPORT_H
 #define JPG_EXAMPLES_SUPPORT_H
 

@@ -15,7 +15,7 @@ struct Job {
   uint64_t sum = 0;  // of all samples
 };
 
-// A handle is one thread's at a time; there is nothing else that threads could share.
+// A handle may be used by one thread at a time; handles share nothing.
 void decode(Job *job) {
   jpg::Result<jpg::Reader> reader = jpg::Reader::file(job->name);
   if (!reader) return void(job->status = reader.status());

@@ -6,8 +6,8 @@
 
 #include "support.h"
 
-/* "Exif", a TIFF header, an empty 0th directory and a 1st one that says: a JPEG thumbnail of
-   so many bytes stands at byte 56 of the TIFF structure. Little-endian. */
+/* "Exif", a TIFF header, an empty 0th directory and a 1st one with the length of a JPEG thumbnail
+   at byte 56 of the TIFF structure. Little-endian. */
 #define EXIF_BYTES 6
 #define TIFF_BYTES 56
 static const uint8_t kHead[EXIF_BYTES + TIFF_BYTES] = {
@@ -29,7 +29,7 @@ static uint32_t encodeSmall(const JpgRect *rect, void **data, uint32_t *size) {
   return r == JPG_OK ? closed : r;
 }
 
-/* The segment in pieces: its marker and length first, then its data in two calls. */
+/* Writes the segment in pieces: its marker and length first, then its data in two calls. */
 static uint32_t writeExif(JPGHANDLE handle, const void *thumbnail, uint32_t size) {
   uint8_t head[sizeof(kHead)];
   uint32_t r = jpgWriteWriteMarkerCode(handle, 0xFFE1, (uint32_t)sizeof(kHead) + size);
@@ -64,7 +64,7 @@ int main(int argc, char **argv) {
   if (r == JPG_OK) r = loadPnm(argv[2], &small);
   if (r == JPG_OK) r = encodeSmall(&small, &data, &size);
   if (r == JPG_OK) r = writeFile(argv[3], &rect, data, size);
-  jpgWriteFreeBitstream(data); /* refuses null, no more */
+  jpgWriteFreeBitstream(data); /* null is only refused */
   free(rect.bits);
   free(small.bits);
   return finish(argv[3], r);

@@ -2,7 +2,7 @@
 // handle of any kind and any arguments that a caller may pass, and a stream that read handles
 // are opened on.
 //
-// What the library trusts its caller with is kept: buffers have room for what is asked for.
+// The conditions that the library can't check are kept: buffers have room for what is asked for.
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
@@ -85,7 +85,7 @@ class Machine {
   void callSettings(unsigned function);
   void callWriter(unsigned function);
 
-  // A handle of any kind; mostly of the one meant.
+  // A handle of any kind; mostly of the right one.
   JPGHANDLE any(JPGHANDLE const *meant) {
     const uint8_t choice = in_.byte();
     if (choice < 200) return meant[choice % kSlots];
@@ -97,7 +97,7 @@ class Machine {
     const uint8_t choice = in_.byte();
     return choice < 230 ? exifs_[choice % kSlots] : reinterpret_cast<JPGEXIFHANDLE>(any(readers_));
   }
-  // Forgets a handle that an epilog has taken.
+  // Removes a handle that an epilog has closed.
   void closed(JPGHANDLE h) {
     for (JPGHANDLE &r : readers_) r = r == h ? nullptr : r;
     for (JPGHANDLE &w : writers_) w = w == h ? nullptr : w;
@@ -128,7 +128,7 @@ class Machine {
   JPGEXIFHANDLE exifs_[kSlots] = {};
 };
 
-// Large frames would make runs slow.
+// True for large frames, which would make runs slow.
 bool Machine::isCostly(JPGHANDLE h) const {
   uint32_t width = 0, height = 0;
   if (jpgReadGetImageSize(h, &width, &height) != JPG_OK) return false;
@@ -299,7 +299,7 @@ void Machine::callReader(unsigned function) {
   expectStored(word);
   expectStored(second);
   expectStored(marker);
-  // Nothing that was taken from the library's own memory may be undefined.
+  // Nothing that was read from the library's own memory may be undefined.
   expectStored(row_.data(), row_.size());
 }
 

@@ -1,6 +1,5 @@
-// Differential fuzz target: what comes out of a stream doesn't depend on the kernels, on how
-// many rows a call asks for, or on where the stream lies; and neither does what is written of
-// pixels.
+// Differential fuzz target: the decoded picture must not depend on the kernels, on the number of
+// rows per call, or on whether the stream is in memory or in a file; nor must the encoded stream.
 #include <sys/mman.h>
 #include <unistd.h>
 
@@ -33,7 +32,7 @@ struct Way {
   bool file;
 };
 
-// What came of it: the first code that isn't success, and all bytes.
+// The outcome: the first code that isn't success, and all bytes.
 struct Outcome {
   uint32_t opened = 0;
   uint32_t result = 0;
@@ -79,7 +78,7 @@ uint32_t readRows(JPGHANDLE h, const Decoding &how, const JpgRect &rect, int32_t
   return jpgReadToRect(h, &rect, rows);
 }
 
-// All rows at once or in bands; lossless ones leave the row kept behind each band.
+// Reads all rows at once or in bands. Lossless bands: behind each, a call for the saved row.
 void readAll(JPGHANDLE h, const Decoding &how, bool bands, JpgRect rect, Outcome *out) {
   const int32_t step = bands ? kBand : rect.height;
   const bool lossless = how.process == JPG_PROCESS_LOSSLESS;
@@ -103,7 +102,7 @@ void decode(JPGHANDLE h, uint8_t calls, uint8_t scale, bool bands, Outcome *out)
   jpgReadGetCodingProcess(h, &how.process);
   if ((calls & 4) != 0) jpgReadSetNoColorConversion(h);
   if ((calls & 8) != 0) jpgReadScaleOutputGetImageSize(h, &width, &height, how.scale);
-  // While the height is unknown, the size of a band decides how many rows there are.
+  // While the height is unknown, the number of rows depends on the size of the bands.
   if (height == 0 || uint64_t{width} * height > kMaxPixels) return;
   const uint32_t pixel = how.process == JPG_PROCESS_LOSSLESS ? 2 * channels : 4;
   out->bytes.assign(size_t{pixel} * (width + 1) * (height + 1), 0x5A);
@@ -114,7 +113,7 @@ void decode(JPGHANDLE h, uint8_t calls, uint8_t scale, bool bands, Outcome *out)
   rect.bitsPerPixel = static_cast<int32_t>(8 * channels);
   rect.bits = out->bytes.data();
   readAll(h, how, bands, rect, out);
-  // The row behind the last is the decoder's to use.
+  // The decoder may use the row behind the last one.
   out->bytes.resize(size_t{pixel} * (width + 1) * height);
 }
 
@@ -136,7 +135,7 @@ Outcome read(const Bytes &stream, const uint8_t *choices, const Way &way) {
   return out;
 }
 
-// The stream's bytes as pixels.
+// Writes the stream's bytes as pixels.
 Outcome writePixels(const Bytes &pixels, const uint8_t *choices, const Way &way) {
   static constexpr uint32_t kSamplings[] = {0x00111111, 0x00211111, 0x00121111, 0x00221111};
   Outcome out;
@@ -157,8 +156,8 @@ Outcome writePixels(const Bytes &pixels, const uint8_t *choices, const Way &way)
   jpgWriteSetSpatialPredictor(h, choices[3] & 7);
   Bytes copy = pixels;
   JpgRect rect = {width, height, width * channels, 8 * channels, channels, 8, nullptr, 0, 0};
-  // Partial MCUs are filled with what was coded before them in the same call, so that bands
-  // make a difference where there are any.
+  // Partial MCUs are filled with samples coded before them in the same call, so the stream depends
+  // on the bands if there are any.
   const bool whole = lossless || (width % kBand == 0 && height % kBand == 0);
   const int32_t step = way.bands && whole ? kBand : height;
   for (int32_t y = 0; y < height && out.result == JPG_OK; y += step) {

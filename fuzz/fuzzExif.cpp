@@ -1,6 +1,6 @@
 // Fuzz target of the Exif attributes: the first byte chooses the bitmap, the rest is the TIFF
-// structure of the segment. The cursor over the directories isn't exported; it is taken from
-// the library's own header.
+// structure of the segment. The cursor over the directories isn't exported; the target uses the
+// library's internal header.
 #include "exif/jpgRExif.h"
 
 #include <cstddef>
@@ -75,7 +75,7 @@ void walkAll(JPGEXIFHANDLE exif) {
   }
 }
 
-// Into a bitmap of just the size that was described.
+// Reads the thumbnail into a bitmap of exactly the size that was described.
 void readThumbnail(JPGEXIFHANDLE exif, uint8_t choice) {
   struct {
     BITMAPINFOHEADER header;
@@ -97,8 +97,8 @@ void readThumbnail(JPGEXIFHANDLE exif, uint8_t choice) {
   uint8_t *pixels = memory.data() + kGuardBytes;
   jpgtest::markUnstored(pixels, static_cast<size_t>(size));
   const uint32_t r = jpgExifReadThumbnailToWinDIBits(exif, pixels, bmi);
-  // Bytes of a row that are pixels in every case: two components are stored as the first of
-  // them though the depth is 16, four as three.
+  // Bytes of a row that are pixels in every case: of two components only the first is stored,
+  // though the depth is 16; of four, three.
   const size_t bytes = static_cast<size_t>(width) * (bitmap.header.biBitCount < 24 ? 1 : 3);
   for (uint64_t y = 0; r == JPG_OK && y * row < size; y++) {
     jpgtest::expectStored(pixels + y * row, bytes);

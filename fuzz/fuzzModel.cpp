@@ -1,10 +1,10 @@
-// Differential fuzz target: the library beside the slow models of the tests. Every call gives
-// the same result and every byte of the pixels is the same.
+// Differential fuzz target: compares the library with the slow models of the tests. Every call must
+// give the same result, and every byte of the pixels must be the same.
 //
-// Sequential streams are the input's own bytes, headers and all, under any calls in any order:
+// Sequential streams are the input's own bytes, headers included, with any calls in any order:
 // marker access, restart seeks, pieces of the bitstream, bands. The models of progressive and
-// lossless decoding want sound headers, so these are made by rule from the input's first bytes,
-// and the rest are the coded data.
+// lossless decoding need valid headers, so these are generated from the input's first bytes; the
+// rest are the coded data.
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
@@ -32,7 +32,7 @@ void check(bool holds) {
   if (!holds) __builtin_trap();
 }
 
-// Takes bytes off the input, 0 behind its end.
+// Reads bytes of the input, 0 after its end.
 class Input {
  public:
   Input(const uint8_t *data, size_t size) : data_(data), size_(size) {}
@@ -72,13 +72,13 @@ class Pair {
   Pair(const Pair &) = delete;
   Pair &operator=(const Pair &) = delete;
 
-  // Whether the model can go on with it.
+  // True if the model supports the stream.
   bool isComparable() const {
     return handle_ != nullptr && process_ >= JPG_PROCESS_EXTENDED &&
            uint64_t{width_} * std::max(height_, 1U) <= kMaxPixels && model_.knowsPixels();
   }
 
-  // False when the model has lost its way.
+  // False when the model can't follow any longer.
   bool call(uint8_t choice) {
     const int32_t number = choice / 8;  // 0 to 31
     switch (choice % 8) {
@@ -131,7 +131,7 @@ class Pair {
     JpgRect rect = expected.rect();
     rect.bitsPerPixel = 8 * channels_;
     const uint32_t r = model_.readToRect(rect, std::min(lines, kMaxLines));
-    if (!model_.knowsPixels()) return false;  // a scan header on the way
+    if (!model_.knowsPixels()) return false;  // the seek has passed a scan header
     const void *bits = canvas.rect().bits;
     rect.bits = const_cast<void *>(bits);
     check(jpgReadToRect(handle_, &rect, std::min(lines, kMaxLines)) == r);
@@ -166,7 +166,7 @@ class Pair {
     return model_.knowsPixels();
   }
 
-  // A piece of the stream from one of its 32nds on.
+  // A piece of the stream, beginning at a multiple of 1/32 of its length.
   void setPartial(size_t number) {
     const size_t begin = stream_.size() * number / 32;
     const size_t size = std::min(stream_.size() - begin, size_t{1} + stream_.size() / 5);
@@ -196,9 +196,9 @@ void sequential(Input &in) {
   }
 }
 
-// ---- Headers by rule -------------------------------------------------------
+// ---- Generated headers -----------------------------------------------------
 
-// A table of the input's: codes of each length take what room the shorter ones leave.
+// A table by the input: codes of each length use the room that the shorter ones leave.
 jpgtest::HuffTable anyTable(Input &in, bool categories) {
   jpgtest::HuffTable table;
   uint32_t room = 1, sum = 0;
@@ -214,7 +214,7 @@ jpgtest::HuffTable anyTable(Input &in, bool categories) {
   return table;
 }
 
-// One of a few tables. The input's bits choose the symbols as they like.
+// One of a few tables, or one by the input.
 jpgtest::HuffTable chooseTable(Input &in, bool categories) {
   const uint8_t choice = in.below(4);
   if (choice == 0) return anyTable(in, categories);
@@ -224,8 +224,8 @@ jpgtest::HuffTable chooseTable(Input &in, bool categories) {
   return jpgtest::evenTable(values, categories ? 5 : 8);
 }
 
-// Coded data: an FF is stuffed unless it begins an RST or EOI. Other segments would make new
-// headers, which the models needn't stand.
+// Coded data: an FF is stuffed unless it begins an RST or EOI. Other markers would begin new
+// headers, which the models don't support.
 Bytes codedData(const Bytes &bytes) {
   Bytes data;
   for (size_t i = 0; i < bytes.size(); i++) {
@@ -263,7 +263,7 @@ jpgtest::Script chooseScript(Input &in, size_t components) {
   if (choice == 0) return jpgtest::spectralScript(components);
   if (choice == 1) return jpgtest::partedScript(components);
   jpgtest::Script script = jpgtest::refiningScript(components);
-  // Scans of any values, sound or not.
+  // Scans with any values, valid or not.
   for (int i = 0; choice == 3 && i < 4; i++) {
     jpgtest::ScanScript scan = {{in.below(static_cast<uint32_t>(components))},
                                 in.below(64),
@@ -319,7 +319,7 @@ void progressive(Input &in) {
     const JpgRect rect = canvas.rect();
     check(jpgReadProgressiveToRect(h, &rect, lines, calls[i] & 1) == r);
     check(canvas.memory() == expected.memory());
-    // Where the stream goes on behind a scan header that was refused nobody says.
+    // After a refused scan header the stream's position is undefined.
     if (r == JPG_E_UNSUPPORTED || r == JPG_E_NOT_JPEG) break;
   }
   check(h == nullptr || jpgReadEpilog(h) == JPG_OK);

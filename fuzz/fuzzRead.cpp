@@ -17,10 +17,10 @@ constexpr size_t kChoices = 4;
 constexpr uint8_t kGuard = 0xA5;
 constexpr size_t kGuardBytes = 32;
 
-// What the first bytes choose.
+// Choices by the first bytes.
 struct Choices {
   uint32_t flags;
-  uint8_t pieces;  // how many the rest of a bitstream comes in, and how long they are
+  uint8_t pieces;  // number and length of the pieces of a partial bitstream
   // bits: marker walk, restart seek, raw, scaled, incremental, Exif, bitmap, bottom-up
   uint8_t calls;
   uint8_t band;
@@ -50,12 +50,12 @@ struct Bitmap {
   RGBQUAD colors[256];
 };
 
-// Bytes of a row's pixels, those that fill it up left out.
+// Bytes of a row's pixels, without padding.
 size_t pixelBytes(const Bitmap &bitmap) {
   return static_cast<size_t>(bitmap.header.biWidth) * bitmap.header.biBitCount / 8;
 }
 
-// All pixels of a bitmap have been stored.
+// Checks that all pixels of a bitmap have been stored.
 void expectPixels(const Bitmap &bitmap, const uint8_t *pixels) {
   const size_t row = (pixelBytes(bitmap) + 3) / 4 * 4;
   for (int32_t y = 0; y < bitmap.header.biHeight; y++) {
@@ -96,14 +96,14 @@ uint32_t readBand(JPGHANDLE h, const Choices &choices, uint32_t process, const J
   return jpgReadToRect(h, &rect, lines);
 }
 
-// What rows of a picture hold, and how many of them a call that succeeds has stored.
+// Size of a picture's rows, and how many of them a successful call has stored.
 struct Expected {
   uint32_t height;  // of the output; 0 while it is unknown
   size_t rowBytes;
   bool fromTop;  // no row was read or passed before
 
   int32_t rows(uint32_t y, int32_t lines) const {
-    // Bands that end within an MCU row lose its other rows.
+    // Bands that end within an MCU row lose its remaining rows.
     if (height == 0 || !fromTop || (lines % 16 != 0 && y != 0)) return 1;
     const auto left = static_cast<int32_t>(height - y);
     return lines < left ? lines : left;
@@ -128,13 +128,13 @@ Expected expect(JPGHANDLE h, const Choices &choices, uint32_t process, const Jpg
   return {height, (stored < width ? stored : width) * pixel, true};
 }
 
-// The rows of a band and whether they are what the call says.
+// Reads the rows of a band and checks that the call has stored them.
 uint32_t readChecked(JPGHANDLE h, const Choices &choices, uint32_t process, const JpgRect &rect,
                      int32_t lines, const Expected &expected, uint32_t y) {
   const int32_t rows = expected.rows(y, lines);
   jpgtest::markRowsUnstored(rect, rows, expected.rowBytes);
   const uint32_t r = readBand(h, choices, process, rect, lines);
-  // MCU layouts that aren't served succeed and store nothing.
+  // Unsupported MCU layouts succeed and store nothing.
   if (r == JPG_OK && !jpgtest::holdOnly(rect.bits, expected.rowBytes, kGuard)) {
     jpgtest::expectRowsStored(rect, rows, expected.rowBytes);
   }
@@ -193,7 +193,7 @@ void readBitmap(JPGHANDLE h, const Choices &choices) {
   if (r == JPG_OK && (choices.calls & 2) == 0) expectPixels(bitmap, pixels.data());
 }
 
-// Seeks of both modes with a band behind each.
+// Restart seeks of both modes, each followed by a band.
 void seekIntervals(JPGHANDLE h, const Choices &choices) {
   for (int32_t i = 0; i < 4; i++) {
     const int32_t intervals = (choices.band >> i) % 8 - 1;
@@ -202,7 +202,7 @@ void seekIntervals(JPGHANDLE h, const Choices &choices) {
   }
 }
 
-// The stream from its middle on in pieces of lengths that seem random.
+// Reads the stream from its middle on in pieces of pseudo-random lengths.
 void readPieces(JPGHANDLE h, const Choices &choices, const uint8_t *data, size_t size) {
   size_t at = size / 2;
   uint32_t length = choices.narrow;
@@ -245,7 +245,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
   if (size <= kChoices || size > (1 << 20)) return 0;
   const Choices choices = {data[0] & 6U, static_cast<uint8_t>(data[0] >> 4), data[1], data[2],
                            data[3]};
-  // A copy of its own, so that a read behind the end is seen.
+  // An exact copy, so that the sanitizer detects a read behind the end.
   const std::vector<uint8_t> stream(data + kChoices, data + size);
   readStream(choices, stream.data(), stream.size());
   return 0;

@@ -19,7 +19,7 @@ struct Bitmap {
   RGBQUAD colors[256];
 };
 
-// Takes bytes off the input, 0 behind its end.
+// Reads bytes of the input, 0 after its end.
 class Input {
  public:
   Input(const uint8_t *data, size_t size) : data_(data), size_(size) {}
@@ -64,8 +64,8 @@ uint32_t writeBitmap(JPGHANDLE h, Input *in) {
   const int32_t lines = static_cast<int32_t>(in->below(64));
   std::vector<uint8_t> bits = in->rest();
   bitmap.header.biSizeImage = static_cast<uint32_t>(bits.size());
-  // Plain rows are trusted to be there; 24-bit ones are taken as plain whatever the
-  // compression says.
+  // The library reads uncompressed rows without a check of their size; 24-bit rows count as
+  // uncompressed whatever biCompression is.
   const uint32_t compression = bitmap.header.biCompression;
   const bool coded =
       bitmap.header.biBitCount != 24 && (compression == BI_RLE8 || compression == BI_RLE4);

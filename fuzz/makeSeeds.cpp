@@ -1,8 +1,8 @@
-// Makes the seed inputs of the fuzz targets: makeSeeds FOLDER. Small streams that the
-// library writes, in every layout, and hand-made ones of what it doesn't write, behind the
-// bytes that choose the calls.
+// Makes the seed inputs of the fuzz targets: makeSeeds FOLDER. They are small streams that the
+// library writes, in every layout, and hand-made ones of kinds that it doesn't write, each after
+// the bytes that choose the calls.
 //
-// makeSeeds FOLDER TARGET FILE... makes inputs for a target of small JPEG files instead.
+// makeSeeds FOLDER TARGET FILE... makes inputs for a target from small JPEG files instead.
 #include <algorithm>
 #include <cstdint>
 #include <cstdio>
@@ -24,7 +24,7 @@ struct Seed {
   int32_t channels;
   int32_t restart;
   bool lossless;
-  uint8_t calls;  // as fuzzRead takes them
+  uint8_t calls;  // for fuzzRead
 };
 
 constexpr Seed kSeeds[] = {
@@ -35,7 +35,7 @@ constexpr Seed kSeeds[] = {
     {"losslessRestart", 0, 1, 21, true, 1},
 };
 
-// Byte by byte: of what insert() becomes, gcc warns without a reason.
+// Byte by byte: gcc gives a false warning for insert().
 void append(Bytes *out, const Bytes &bytes) {
   for (const uint8_t byte : bytes) out->push_back(byte);
 }
@@ -94,7 +94,7 @@ Bytes putHeaders(uint8_t sof, uint8_t height) {
   return stream;
 }
 
-// A scan of zero bits: `bitsPerBlock` for each block, filled up with ones.
+// A scan of zero bits, `bitsPerBlock` for each block, padded with ones.
 void putScan(Bytes *stream, const Bytes &spectrum, unsigned bitsPerBlock) {
   Bytes header = {1, 1, 0x00};
   append(&header, spectrum);
@@ -123,7 +123,7 @@ Bytes makeSequential() {
   return stream;
 }
 
-// A height that a DNL segment tells.
+// A picture whose height is given by a DNL segment.
 Bytes makeDnl() {
   Bytes stream = putHeaders(0xC0, 0);
   putScan(&stream, {0, 63, 0}, 2);
@@ -134,7 +134,7 @@ Bytes makeDnl() {
 
 // A directory entry of one value.
 void putEntry(Bytes *out, uint16_t tag, uint8_t type, uint8_t value) {
-  const bool isShort = type == 3;  // stands in the first two bytes
+  const bool isShort = type == 3;  // its value is in the first two bytes
   append(out, {static_cast<uint8_t>(tag >> 8), static_cast<uint8_t>(tag), 0, type, 0, 0, 0, 1});
   append(out, isShort ? Bytes{0, value, 0, 0} : Bytes{0, 0, 0, value});
 }
@@ -154,7 +154,8 @@ Bytes makeTiff() {
   return tiff;
 }
 
-// One with all five directories and an uncompressed thumbnail of 4 x 4 pixels in two strips.
+// A TIFF structure with all five directories and an uncompressed thumbnail of 4 x 4 pixels in two
+// strips.
 Bytes makeRgbTiff() {
   constexpr uint8_t kFirstAt = 38, kExifAt = 128, kGpsAt = 146, kInteropAt = 164;
   constexpr uint8_t kTablesAt = 182, kPixelsAt = 198;
@@ -183,7 +184,7 @@ Bytes makeRgbTiff() {
   return tiff;
 }
 
-// An Exif segment ahead of a picture.
+// A picture with an Exif segment.
 Bytes makeExif() {
   Bytes exif = {'E', 'x', 'i', 'f', 0, 0};
   append(&exif, makeTiff());
@@ -200,14 +201,14 @@ Bytes withChoices(uint8_t flags, uint8_t calls, const Bytes &stream) {
   return input;
 }
 
-// As fuzzExif takes it.
+// Input for fuzzExif.
 Bytes withChoice(uint8_t choice, const Bytes &tiff) {
   Bytes input = {choice};
   append(&input, tiff);
   return input;
 }
 
-// As fuzzApi takes it: a program of calls ahead of a stream.
+// Input for fuzzApi: a program of calls, then a stream.
 Bytes withProgram(const Bytes &program, const Bytes &stream) {
   Bytes input = {static_cast<uint8_t>(program.size())};
   append(&input, program);
@@ -215,7 +216,8 @@ Bytes withProgram(const Bytes &program, const Bytes &stream) {
   return input;
 }
 
-// Opens the stream; Exif and its thumbnail; segments; all decoders.
+// A program that opens the stream and reads Exif attributes, thumbnail, segments and rows with all
+// decoders.
 Bytes readingProgram() {
   Bytes program = {0, 0, 0, 0};                      // prolog, slot 0, from its start
   append(&program, {39, 0, 0, 41, 0, 0, 24});        // attributes, thumbnail in 24 bits
@@ -229,7 +231,7 @@ Bytes readingProgram() {
   return program;
 }
 
-// A memory handle: settings, a segment, rows, what there is so far, and the rest.
+// A program for a memory handle: settings, a segment, rows, a partial bitstream, and the rest.
 Bytes writingProgram() {
   Bytes program = {2, 0, 2};
   append(&program, {25, 0, 0, 0, 1, 0, 27, 0, 0, 200});          // sampling, quality
@@ -239,7 +241,7 @@ Bytes writingProgram() {
   return program;
 }
 
-// As fuzzModel takes it: which model, flags, calls, and a stream or what makes one.
+// Input for fuzzModel: number of the model, flags, calls, and a stream or bytes that generate one.
 Bytes withModelCalls(uint8_t model, uint8_t flags, const Bytes &calls, const Bytes &rest) {
   Bytes input = {model, flags};
   append(&input, calls);
@@ -253,7 +255,7 @@ const std::vector<Bytes> kModelCalls = {{65, 65, 65, 65, 65, 65, 65, 65},
                                         {62, 65, 102, 65, 198, 65, 65, 0},
                                         {3, 20, 11, 100, 11, 28, 0, 0}};
 
-// Headers by rule and coded data of any bits.
+// Bytes for generated headers and pseudo-random coded data.
 Bytes modelBytes(unsigned seed) {
   Bytes bytes(200);
   for (size_t i = 0; i < bytes.size(); i++) bytes[i] = static_cast<uint8_t>((i + seed) * i * 37);
@@ -278,9 +280,9 @@ Bytes tiffOf(const Bytes &stream) {
   return {found + static_cast<std::ptrdiff_t>(name.size()), stream.end()};
 }
 
-// The n-th file as an input of the target; empty when it is of no use there.
+// The n-th file as an input of the target; empty when the target can't use it.
 Bytes inputOf(const std::string &target, const Bytes &stream, size_t n) {
-  constexpr uint8_t kCalls[] = {0, 1, 2, 4, 8, 16, 32, 64};  // as fuzzRead takes them
+  constexpr uint8_t kCalls[] = {0, 1, 2, 4, 8, 16, 32, 64};  // for fuzzRead
   if (stream.empty()) return {};
   if (target == "fuzzModel") return withModelCalls(0, 4, kModelCalls[n % 4], stream);
   if (target == "fuzzApi") return withProgram(readingProgram(), stream);

@@ -457,7 +457,7 @@ JPG_API uint32_t JPG_CALL jpgReadSetNoColorConversion(JPGHANDLE handle);
  * @retval JPG_OK                  the data can be read with jpgReadReadMarkerData()
  * @retval JPG_E_INVALID_HANDLE    invalid handle or null pointer
  * @retval JPG_E_INVALID_PARAMETER unknown mode
- * @retval JPG_E_NOT_JPEG          no marker stands there, or its length field is
+ * @retval JPG_E_NOT_JPEG          there is no marker, or its length field is
  *                                 below 2
  * @retval JPG_E_SEEK              going back to the start failed
  */
@@ -652,8 +652,8 @@ JPG_API uint32_t JPG_CALL jpgReadSetPartialBitstream(JPGHANDLE handle, const voi
  *
  * **Writes** |`stride`| * (rows - 1) + `width` * bytes a pixel bytes. Bytes a pixel are those of
  * the *file*: 1 for 1 or 2 components, 3 for 3 or 4; after jpgReadSetNoColorConversion() 1 for each
- * component. `channels`, `height` and `size` aren't looked at: a colour file overruns memory
- * for a grey picture, whatever the rectangle says.
+ * component. `channels`, `height` and `size` aren't looked at: whatever the rectangle says, a
+ * colour file overruns memory that has room for grey only.
  *
  * Called once for the whole image or band by band. A call decodes whole MCU rows
  * (8 or 16 pixel rows, 8 times the largest vertical sampling factor); rows of
@@ -687,8 +687,8 @@ JPG_API uint32_t JPG_CALL jpgReadSetPartialBitstream(JPGHANDLE handle, const voi
  * @retval JPG_E_UNSUPPORTED    not a sequential DCT frame; `bitsPerPixel` doesn't
  *                              fit the components; or the scan doesn't hold all
  *                              components of the frame
- * @retval JPG_E_FAIL           all rows were already delivered, also where a DNL segment has
- *                              told how many they are
+ * @retval JPG_E_FAIL           all rows were already delivered, also when their number was
+ *                              given by a DNL segment
  * @retval JPG_E_END_OF_IMAGE   EOI came before the rows asked for
  * @retval JPG_E_SEEK           going back to the scan after marker access failed
  * @retval JPG_E_BAD_DC_CODE, JPG_E_BAD_AC_CODE, JPG_E_COEF_OVERFLOW
@@ -711,12 +711,12 @@ JPG_API uint32_t JPG_CALL jpgReadToRect(JPGHANDLE handle, const JpgRect *rect, i
  * With #JPG_PROGRESSIVE_NEXT_SCAN a call that begins at row 0, or after the last row,
  * decodes one more scan and delivers the image from the top, so that it can be shown
  * growing; calls in between deliver the next rows of that state. Ask for the whole
- * height in each call until #JPG_NO_DATA tells that no scan is left.
+ * height in each call until the result is #JPG_NO_DATA: no scan is left.
  *
  * Only scans that were decoded are delivered: the first call after the prolog empties the store
  * and begins at the first scan, also when jpgReadSeekRestartMarker() came in between. Once scans
- * are in the store a seek leaves it as it is. Rows count as delivered when a call succeeds; one
- * that fails leaves their count as it was.
+ * are in the store, a seek doesn't change it. Rows count as delivered when a call succeeds; one
+ * that fails doesn't change their count.
  *
  * Pixels are stored as jpgReadToRect() does, except that three components are always
  * taken for YCbCr.
@@ -821,7 +821,7 @@ JPG_API uint32_t JPG_CALL jpgReadScaleOutputToRect(JPGHANDLE handle, const JpgRe
  *                                 stay
  * @retval JPG_E_NOT_JPEG          a precision outside 2 to 16 bits
  * @retval JPG_E_SEEK              going back to the scan after marker access failed
- * @retval JPG_E_INVALID_PARAMETER the scan selects no predictor; told by the first row
+ * @retval JPG_E_INVALID_PARAMETER the scan selects no predictor; returned by the first row
  *                                 that would use it
  */
 JPG_API uint32_t JPG_CALL jpgReadSpatialToRect(JPGHANDLE handle, const JpgRect *rect,
@@ -887,15 +887,15 @@ JPG_API uint32_t JPG_CALL jpgWritePrologToFile(const JpgWChar *path, uint32_t fl
 JPG_API uint32_t JPG_CALL jpgWritePrologToMemory(uint32_t flags, JPGHANDLE *handle);
 
 /**
- * Completes the stream and closes the handle, whatever the result. When the height
- * was never told, a DNL segment with the lines encoded goes ahead of EOI.
+ * Completes the stream and closes the handle, whatever the result. If the height
+ * was never set, a DNL segment with the number of encoded lines is written before EOI.
  *
  * @param handle write handle; it is no longer valid afterwards
  *
  * @retval JPG_OK                  the file is complete
  * @retval JPG_E_INVALID_HANDLE    not an open write handle; nothing was destroyed
- * @retval JPG_E_WRITE_FAULT       the output has come up short, now or earlier
- * @retval JPG_E_INVALID_PARAMETER the height was never told, and more than 65535 lines
+ * @retval JPG_E_WRITE_FAULT       the output took too few bytes, now or earlier
+ * @retval JPG_E_INVALID_PARAMETER the height was never set, and more than 65535 lines
  *                                 were encoded
  * @retval JPG_E_FAIL              the file couldn't be closed, or the heap refused to take the
  *                                 record back; everything else was freed
@@ -1195,11 +1195,11 @@ JPG_API uint32_t JPG_CALL jpgWriteWriteMarkerSegment(JPGHANDLE handle, uint32_t 
  * Encodes the next lines of a baseline image.
  *
  * Called once for the whole image or band by band. The first call takes the width,
- * the channels and, unless jpgWriteSetImageSize() has told it, the height from the
- * rectangle and writes the headers; a height of 0 is told by a DNL segment in the
- * epilog. Every call encodes whole MCU rows, so all calls but the last pass a
- * multiple of 16 lines (which serves every sampling). Nothing limits the lines to
- * the height told.
+ * the channels and, unless jpgWriteSetImageSize() has set it, the height from the
+ * rectangle and writes the headers; for a height of 0 the epilog writes a DNL
+ * segment. Every call encodes whole MCU rows, so all calls but the last pass a
+ * multiple of 16 lines (which suits every sampling). Nothing limits the lines to
+ * the height.
  *
  * Pixels are grey bytes (1 channel), blue, green, red (3) or components in order (4).
  * Chroma is decimated: the top-left sample of a group counts. What a partial MCU at
@@ -1231,10 +1231,10 @@ JPG_API uint32_t JPG_CALL jpgWriteFromRect(JPGHANDLE handle, const JpgRect *rect
  * jpgWriteSetSpatialPredictor().
  *
  * Called once for the whole image or band by band, with any number of lines. The first
- * call takes width, channels, precision and, unless jpgWriteSetImageSize() has told it,
+ * call takes width, channels, precision and, unless jpgWriteSetImageSize() has set it,
  * the height from the rectangle and writes the headers. Samples are interleaved in
  * component order: bytes up to 8 bits of precision, 16-bit words above. Restart intervals
- * count pixels and take effect when they end with a line. Lines beyond the height told
+ * count pixels and take effect when they end with a line. Lines beyond the height
  * are not coded.
  *
  * @param handle write handle
@@ -1266,8 +1266,8 @@ JPG_API uint32_t JPG_CALL jpgWriteSpatialFromRect(JPGHANDLE handle, const JpgRec
  *  block must have room for these. With `bits` they decode into the bitmap that `bmi`
  *  describes, which may be wider than the image, and top-down. `bits` must hold the rows asked
  *  for, `biWidth` pixels of `biBitCount` bits each, padded to 4 bytes; no more is written, whatever
- *  the file holds. `biHeight` tells the direction alone: how many rows there are is the caller's
- *  word.
+ *  the file holds. `biHeight` gives the direction only: its size isn't checked against the rows
+ *  asked for.
  *
  *  A header and its colour table or masks may lie at any address, and so may the pixels.
  *
@@ -1345,7 +1345,7 @@ JPG_API uint32_t JPG_CALL jpgReadScaleOutputToWinDIBits(JPGHANDLE handle, int32_
  * Encodes rows of a bitmap of 1, 4, 8, 16, 24 or 32 bits, or run-length coded.
  *
  * The first call suggests the frame: one component for 8 bits and three for every other
- * depth, unless jpgWriteSetNumberOfComponents() has told it; and the bitmap's size, when
+ * depth, unless jpgWriteSetNumberOfComponents() has set it; and the bitmap's size, if
  * `lines` isn't all of its rows.
  *
  * A 24-bit bitmap written in colour is encoded as it lies, top-down or bottom-up. Every
@@ -1428,8 +1428,8 @@ JPG_API uint32_t JPG_CALL jpgReadExifReadAttributeEpilog(JPGEXIFHANDLE attribute
  * jpgReadToWinDIBits(), without a resolution. All rows of the thumbnail are decoded, whatever
  * `biHeight` says: describe first, then make room for the whole thumbnail.
  *
- * An uncompressed thumbnail whose planes lie apart can be described, also when nothing tells
- * where they lie, but not decoded.
+ * An uncompressed thumbnail with planar samples can be described, also without the offsets of
+ * its planes, but not decoded.
  *
  * @param attributes attribute handle
  * @param bits       the bitmap's pixels; null to describe
@@ -1437,7 +1437,7 @@ JPG_API uint32_t JPG_CALL jpgReadExifReadAttributeEpilog(JPGEXIFHANDLE attribute
  *
  * @retval JPG_OK                  described, or decoded
  * @retval JPG_E_INVALID_HANDLE    invalid handle or null `bmi`
- * @retval JPG_E_NOT_FOUND         there is no thumbnail, its length is told as 0, or part of it
+ * @retval JPG_E_NOT_FOUND         there is no thumbnail, its length is given as 0, or part of it
  *                                 lies outside of the segment
  * @retval JPG_E_UNSUPPORTED       uncompressed but not interleaved RGB, or components that
  *                                 don't fit the bitmap's depth

@@ -1,10 +1,10 @@
 #!/usr/bin/env bash
-# Counts instructions per pixel on 32-bit ARM beside libjpeg-turbo without its vector
-# instructions and prints a Markdown table for each processor:
+# Counts instructions per pixel on 32-bit ARM, for the library and for libjpeg-turbo without its
+# vector code, and prints a Markdown table for each processor:
 #   bench_arm.sh [--flags "-O3"] [--functions] [--only WORDS] [v5] [v7]
-# v5 is ARMv5TE in soft float, as Debian's armel, v7 is ARMv7 with Thumb-2, as its armhf. Its
-# packages are compiled with -O2, and so is the library unless other flags are given.
-# --functions prints the functions that take most instead, --only chooses workloads.
+# v5 is ARMv5TE with soft float, like Debian's armel; v7 is ARMv7 with Thumb-2, like its armhf.
+# Debian's packages are compiled with -O2, and so is the library unless other flags are given.
+# --functions prints the most expensive functions instead, --only chooses workloads.
 # Installs what is missing first; the packages of the other architectures are unpacked into
 # the build folder, not installed. The counts are qemu's and the same on every run;
 # scripts/performance_page.py --collect build/bench-arm/results puts them into the page.
@@ -40,7 +40,7 @@ unpack() {
     -o "Dir::State::lists=$root/lists" -o "Dir::State::status=/dev/null"
     -o "Dir::Cache=$root/cache" -o APT::Sandbox::User=root)
   mkdir -p "$root/lists/partial" "$root/cache/archives/partial"
-  # Other makers' lists may fail; what counts is that Debian's has the package.
+  # Lists of other sources may fail; only Debian's must have the package.
   apt-get "${options[@]}" update >/dev/null 2>&1 || true
   (cd "$root" && apt-get "${options[@]}" download libjpeg62-turbo-dev)
   dpkg -x "$root"/libjpeg62-turbo-dev_*.deb "$root"
@@ -83,7 +83,7 @@ counts() {
   rm -f "$one" "$two"
 }
 
-# One workload: a line of the table, or the functions that take most.
+# One workload: a line of the table, or the most expensive functions.
 report() {
   local target=$1 name=$2 size=$3 ours theirs pixels
   if [ $functions = yes ]; then

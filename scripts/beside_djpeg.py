@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""How far decoded pictures are from those of djpeg -dct int -nosmooth: beside_djpeg.py FOLDER...
+"""Compares decoded pictures with those of djpeg -dct int -nosmooth: beside_djpeg.py FOLDER...
 
 Takes the DCT files of 8 bits and of one or three components in the folders, of at least 200 x 200
 pixels, that both decode. Prints the mean absolute difference, the PSNR in dB and the largest
@@ -20,7 +20,7 @@ LEAST_SIDE = 200  # pixels
 
 
 def theirs(path):
-    """What djpeg gives: rows x columns (x 3), or None."""
+    """The picture by djpeg: rows x columns (x 3), or None."""
     result = subprocess.run(["djpeg", "-dct", "int", "-nosmooth", "-pnm", path],
                             capture_output=True, check=False)
     if result.returncode != 0:
@@ -31,7 +31,7 @@ def theirs(path):
 
 
 def ours(path):
-    """What the library gives, or None for what isn't compared."""
+    """The picture by the library, or None for files that aren't compared."""
     try:
         info = jpg.info(path)
         served = info.process != "lossless" and info.precision == 8 and info.components in (1, 3)

@@ -1,8 +1,8 @@
 #!/usr/bin/env bash
-# Runs the tests with clang 19's source-based coverage and prints lines, branches and conditions of
-# MC/DC of every file of the library: coverage.sh [--missed] [--check] [ctest options]
+# Runs the tests with clang 19's source-based coverage and prints lines, branches and MC/DC
+# conditions of every file of the library: coverage.sh [--missed] [--check] [ctest options]
 # Those that no test reaches, on 64 bits or on 32, are listed in build/coverage/missed.txt; --missed
-# prints them. --check fails unless docs/coverage-exclusions.md argues for just these.
+# prints them. --check fails unless docs/coverage-exclusions.md lists exactly these.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -19,7 +19,7 @@ done
 
 readonly wide=build/coverage narrow=build/coverage-i686
 # Programs whose tests reach what only registers of 32 bits have.
-readonly narrow_tests=(units/units_window_test units/units_share_test units/units_read_test
+readonly narrow_tests=(read/units_window_test share/units_share_test read/units_read_test
   win/win_rle_test)
 jobs=${CTEST_PARALLEL_LEVEL:-$(nproc)}
 
@@ -32,27 +32,27 @@ scripts/setup.sh build test docs coverage i686
 cmake --build $wide >&2
 cmake --build $narrow --target jpg "${narrow_tests[@]##*/}" >&2
 
-# Each of a few files takes what many processes have run. What the shared library exports isn't as
-# it should be where there are counters in it.
+# Many processes share a few profile files (%4m). The tests of the shared library's exports are
+# excluded: with counters, it exports more.
 for build in $wide $narrow; do
   rm -rf "$build/profiles"
   mkdir -p "$build/profiles"
 done
 LLVM_PROFILE_FILE="$PWD/$wide/profiles/%4m.profraw" ctest --preset coverage -j "$jobs" \
   -E 'TheSharedLibraryIsAsItShouldBe|TheBinaryInterfaceIsAsListed' "$@" >&2 ||
-  echo "coverage: some tests failed; what they ran counts all the same" >&2
+  echo "coverage: some tests failed; their coverage counts even so" >&2
 for test in "${narrow_tests[@]}"; do
   LLVM_PROFILE_FILE="$PWD/$narrow/profiles/%m.profraw" $narrow/tests/"$test" --gtest_brief=1 >&2
 done
 
-# The Windows platform is built elsewhere, the one for faults is part of the tests. The device's
+# The Windows platform isn't built here, and the faulty one is part of the tests. The device's
 # division is in no library here.
 sources=$(git ls-files 'src/*.cpp' 'src/*.h' | grep -v -e '^src/platform/windows' \
   -e '^src/platform/faulty')
 # show BUILD OBJECT...
 show() {
   llvm-profdata-19 merge -o "$1/all.profdata" "$1"/profiles/*.profraw
-  # Programs for tests have platforms of their own, which llvm-cov warns about.
+  # Test programs have platforms of their own, about which llvm-cov warns.
   # shellcheck disable=SC2086
   llvm-cov-19 show "${@:2}" -instr-profile="$1/all.profdata" --show-mcdc --show-branches=count \
     --show-instantiations $sources > "$1/show.txt" 2> "$1/show.log" || {
@@ -60,7 +60,7 @@ show() {
     return 1
   }
 }
-show $wide $wide/src/libjpg.so -object $wide/tests/device/device_divide_test
+show $wide $wide/src/libjpg.so -object $wide/tests/platform/device_divide_test
 show $narrow $narrow/src/libjpg.so
 
 scripts/missed.py $wide/show.txt $narrow/show.txt

@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Runs every fuzz target, or those named, for some seconds each:
 # fuzz.sh [-j PROCESSES] [SECONDS [TARGET...]]
-# With JPG_CORPUS, small files of that folder are seeds, too. Prints what was run and reached.
+# With JPG_CORPUS, small files of that folder are seeds, too. Prints executions and coverage.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -20,7 +20,7 @@ cmake --build --preset fuzz
 folder=$PWD/build/fuzz
 mkdir -p "$folder/findings" "$folder/logs"
 
-# Seeds of the corpus, which stay in the build folder.
+# Seeds made from the corpus; they are kept in the build folder.
 corpus_seeds() {
   local out=$folder/seeds-$1
   rm -rf "$out"
@@ -37,7 +37,7 @@ run() {
     -rss_limit_mb=2048 -print_final_stats=1 -artifact_prefix="$folder/findings/$1-" \
     "$folder/corpus-$1" "$folder/fuzz/seeds" "$folder/seeds-$1" >"$folder/logs/$1.log" 2>&1 && return
   tail -n 30 "$folder/logs/$1.log" >&2
-  echo "fuzz: $1 has found something: build/fuzz/findings" >&2
+  echo "fuzz: $1 has findings: build/fuzz/findings" >&2
   return 1
 }
 
@@ -56,5 +56,5 @@ while [ "$running" -gt 0 ]; do
   running=$((running - 1))
 done
 python3 scripts/fuzz_report.py "$folder"/logs/*.log
-[ "$failed" = 0 ] && echo "fuzz: no findings in $seconds seconds a target"
+[ "$failed" = 0 ] && echo "fuzz: no findings in $seconds seconds per target"
 exit "$failed"

@@ -1,8 +1,8 @@
 #!/usr/bin/env python3
-"""What fuzz targets have run and reached, of their logs: fuzz_report.py LOG...
+"""Prints the executions and the coverage of fuzz targets, by their logs: fuzz_report.py LOG...
 
-A log's name begins with its target's. Several of one target are added up; coverage is the
-largest. Edges are those of the instrumented program, the target's own included.
+A log's name begins with its target's name. Several logs of a target are added up; the largest
+coverage counts. Edges are those of the instrumented program, the target's own included.
 """
 import os
 import re

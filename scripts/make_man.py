@@ -6,7 +6,7 @@ import re
 import subprocess
 import sys
 
-# What runs the programs of another target, if anything.
+# The emulator for programs of another target, if any.
 EMULATOR = os.environ.get("JPG_EMULATOR", "").split()
 SUMMARY = "look into JPEG files and convert them"
 
@@ -23,7 +23,7 @@ def roff(text):
 
 
 def usages(help_text):
-    """The synopses, each behind the tool's name."""
+    """The synopses, each after the tool's name."""
     head = help_text.split("\n\n")[0]
     return [re.sub(r"^(Usage:)?\s*jpgtool ", "", line) for line in head.splitlines()]
 

@@ -27,7 +27,7 @@ def tool(*words):
 
 
 def drawn(folder, picture, quality=85):
-    """A picture file as an address that holds the picture."""
+    """A picture file as a data URI."""
     stream = folder / "drawn.jpg"
     tool("encode", picture, "-o", stream, "--quality", quality)
     return "data:image/jpeg;base64," + base64.b64encode(stream.read_bytes()).decode()
@@ -68,7 +68,7 @@ def previews(folder):
 
 
 def cut_out(picture):
-    """Writes the middle of a PPM file over it."""
+    """Crops a PPM file to its middle, in place."""
     head, data = picture.read_bytes().split(b"\n255\n", 1)
     width = int(head.split()[1])
     left, top, columns, rows = CUT

@@ -1,13 +1,14 @@
 #!/usr/bin/env python3
-"""What no test reaches, of the texts that llvm-cov shows, one a target: missed.py [OPTION] SHOW...
+"""Lists code that no test reaches, by the output of "llvm-cov show", one file per target:
+missed.py [OPTION] SHOW...
 
   --list        every line, side of a branch and condition that is missed (a condition of
                 MC/DC is missed when it never decides alone)
-  --check FILE  the same, held against the arguments in FILE (docs/coverage-exclusions.md):
-                fails where something missed isn't argued, and where something argued is reached
-Without an option the numbers of each file.
+  --check FILE  compares them with the exclusions in FILE (docs/coverage-exclusions.md): fails if
+                something missed isn't excluded, or something excluded is reached
+Without an option it prints the numbers of each file.
 
-What one instance of a template reaches, or one target, counts as reached.
+Code counts as reached when one instance of a template, or one target, reaches it.
 """
 import collections
 import pathlib
@@ -29,7 +30,7 @@ Key = collections.namedtuple("Key", "file function text")
 
 
 class Coverage:
-    """Lines, sides of branches and conditions, and whether something reaches them."""
+    """Lines, sides of branches and conditions, and whether a test reaches them."""
 
     def __init__(self, shows):
         self.reached = {}
@@ -82,7 +83,7 @@ class Coverage:
 
 
 class Arguments:
-    """What the document says: functions that run in the compiler, and single exclusions."""
+    """The document's exclusions: functions that run in the compiler, and single places."""
 
     ITEM = re.compile(r"^- `([^`]+)`, `(\w+)`: ([\w ,]+) of `([^`]+)`\s+\S")
     ROW = re.compile(r"^\| `([^`]+\.(?:cpp|h))` \| (`.*`) \|$")
@@ -121,7 +122,7 @@ def words(counts):
 
 
 def check(coverage, arguments):
-    """What is wrong, line by line."""
+    """The differences, line by line."""
     found, argued = collections.defaultdict(list), collections.Counter()
     compiled = set()
     wrong = list(arguments.wrong)

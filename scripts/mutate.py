@@ -1,22 +1,21 @@
 #!/usr/bin/env python3
-"""Mutation check: is a wrong library noticed by the tests?
+"""Mutation check: do the tests detect a wrong library?
 
 mutate.py [--sample N] [--seed S] [--folder DIR] [--only SUBSTRING] [--jobs N]
           [--quick SECONDS] [--again]
 
 Copies the tree to DIR (build/mutants) and builds it there once. Then it changes one operator,
-constant or condition of src/ at a time: N of them (20), chosen by the seed. What a change touches
-is compiled again and linked ahead of the library into one test program after the other, until
-one fails; those that are likely to fail come first. Only a change that passes all of them has
-survived. The tests are the everyday ones, but for those of the shared library, the packages and
-the documents.
+constant or condition of src/ at a time: N of them (20), chosen by the seed. The changed files are
+compiled again and linked before the library into one test program after the other, until one
+fails; those that are likely to fail come first. A change survives only if all of them pass. The
+tests are the everyday ones, except those of the shared library, the packages and the documents.
 
-Prints a line for each change, and the survivors at the end. No mutant is a change that doesn't
-compile, or after which the compiler makes the same code (a survivor is compiled with -O2 for
-that, too). One that docs/mutation.md explains isn't tried and counts neither as killed nor as a
-survivor. Exits with 1 when less than 95 % are killed. With --quick, tests that take longer are
-left out; with --again what the last run has killed counts without being tried, as long as its
-file is the same.
+Prints a line for each change, and the survivors at the end. A change doesn't count as a mutant if
+it doesn't compile, or if the compiler generates the same code (for survivors also with -O2). One
+that docs/mutation.md explains isn't tried and counts neither as killed nor as a survivor. Exits
+with 1 when less than 95 % are killed. With --quick, tests that take longer are left out; with
+--again, mutants that the last run has killed count without being tried, as long as their file is
+the same.
 """
 import argparse
 import collections
@@ -37,15 +36,15 @@ from pathlib import Path
 
 ROOT = Path(__file__).resolve().parent.parent
 EXPLAINED = ROOT / "docs" / "mutation.md"
-# They need files that are made elsewhere, or look at texts.
 # Platforms that aren't built here, or are part of the tests.
 NOT_HERE = ("src/platform/windows", "src/platform/device", "src/platform/faulty")
+# Tests that need files made elsewhere, or that check texts.
 LEFT_OUT = {"JpgtoolDecodesTheSample", "TheExamplesDoWhatTheySay", "jpgtool_man"}
 BROKEN = "doesn't compile"
 SKIPPED = 77  # a test's exit status
 MEMORY = 8 << 30  # bytes of address space of a test or compiler, at most
 
-# What stands for what. Operators have spaces around them in this tree.
+# Replacements. Operators have spaces around them in this tree.
 SWAPS = [
     (r" == ", " != "), (r" != ", " == "), (r" < ", " <= "), (r" <= ", " < "),
     (r" > ", " >= "), (r" >= ", " > "), (r" && ", " || "), (r" \|\| ", " && "),
@@ -54,13 +53,13 @@ SWAPS = [
     (r"return JPG_E_\w+;", "return JPG_OK;"), (r"\breturn true;", "return false;"),
     (r"\breturn false;", "return true;"),
 ]
-# A negative place in a byte shuffle gives 0, whichever it is.
+# Any negative index in a byte shuffle gives 0.
 SHUFFLE = re.compile(r".*setr_epi8\(|[\s\d,;()-]+$")
 NUMBER = re.compile(r"(?<![\w.'])(0x[0-9A-Fa-f]+|\d+)(U?)(?![\w.'])")
 CONDITION = re.compile(r"\bif \(([^;]*)\) (?=return|break|continue|\{)")
 
-# `original` and `changed` are the line's code without what is around it; `nth` tells equal
-# changes of equal lines apart.
+# `original` and `changed` are the line's code without comment and indentation; `nth` distinguishes
+# equal changes of equal lines.
 Mutant = collections.namedtuple("Mutant", "file number code original changed nth")
 
 
@@ -98,19 +97,19 @@ def mutants_of(file, text):
 
 
 def rank(mutant, seed):
-    """Orders a sample: by the seed and the line's text, so that other edits don't matter."""
+    """Sort key of a sample: the seed and the line's text, so that other edits don't matter."""
     name = f"{seed}\0{mutant.file}\0{mutant.original}\0{mutant.changed}\0{mutant.nth}"
     return hashlib.sha256(name.encode()).digest()
 
 
 def name_of(mutant):
-    """Its name as long as its file stays the same."""
+    """The mutant's name, which is stable as long as its file is."""
     text = hashlib.sha256((ROOT / mutant.file).read_bytes()).hexdigest()[:16]
     return f"{mutant.file}:{mutant.number + 1}:{text}:{mutant.changed}"
 
 
 def explained():
-    """The changes that EXPLAINED has a row for: file, function, line, change, why."""
+    """The changes with a row in EXPLAINED: file, function, line, change, why."""
     keys = set()
     if EXPLAINED.exists():
         for line in EXPLAINED.read_text(encoding="utf-8").splitlines():
@@ -121,7 +120,7 @@ def explained():
 
 
 def run(command, seconds, folder):
-    """Whether it succeeds in time. What it has started ends with it."""
+    """Runs a command. True if it succeeds in time; its child processes are ended with it."""
     environment = {**os.environ, "TMPDIR": str(folder), "JPG_EMULATOR": ""}
     with subprocess.Popen(command, cwd=folder, env=environment, stdout=subprocess.DEVNULL,
                           stderr=subprocess.DEVNULL, start_new_session=True) as process:
@@ -137,7 +136,7 @@ def run(command, seconds, folder):
 
 
 class Base:
-    """The tree without a mutant: how it is compiled and linked, how its tests are run."""
+    """The tree without mutants: its compile and link commands, and its tests."""
 
     def __init__(self, folder, jobs):
         self.tree, self.build = folder / "tree", folder / "build"
@@ -173,7 +172,7 @@ class Base:
                               capture_output=True, text=True).stdout.splitlines()
 
     def read_dependencies(self):
-        """What is compiled anew when a file of src/ changes."""
+        """The objects to recompile when a file of src/ changes."""
         self.users = collections.defaultdict(set)
         prefix = str(self.tree) + "/"
         for line in self.ninja("deps"):
@@ -201,7 +200,7 @@ class Base:
         return {part for part in parts if part.endswith(".o") and not part.startswith("src/")}
 
     def measure(self, worker, file):
-        """How long the tests take; those of programs that are as before aren't tried again."""
+        """Measures how long the tests take; tests of unchanged programs aren't run again."""
         before = json.loads(file.read_text(encoding="utf-8")) if file.exists() else {}
         for name, (program, _, _) in self.tests.items():
             made = (self.build / program).stat().st_mtime_ns
@@ -234,7 +233,7 @@ class Base:
         return tests
 
     def learn(self, file, name):
-        """Notes that a test has killed a mutant of the file."""
+        """Records that a test has killed a mutant of the file."""
         self.kills[name] += 1
         self.kills[name, file] += 1
 
@@ -284,7 +283,7 @@ class Worker:
         return sorted(user for user in self.users() if user.startswith("src/"))
 
     def digest(self, level="-O1"):
-        """Of the library's objects that the changed file takes part in."""
+        """Recompiles the library's objects that depend on the changed file."""
         made = [self.compiled(target, level) for target in self.library_objects()]
         return None if None in made else self.digest_of(made)
 
@@ -293,7 +292,7 @@ class Worker:
         return hashlib.sha256(b"".join(Path(file).read_bytes() for file in files)).hexdigest()
 
     def linked(self, program):
-        """The program over the changed library: its objects come ahead of the archive's."""
+        """Links a program with the changed library: its objects come before the archive's."""
         out = self.folder / "made" / Path(program).name
         if not out.exists():
             words = []
@@ -329,7 +328,7 @@ class Worker:
         return kept
 
     def same_code(self, mutant, level):
-        """Whether the compiler makes of the mutant what it makes of the original."""
+        """True if the compiler generates the same code for the mutant as for the original."""
         changed, made = self.digest(level), self.objects
         if level == "-O1":
             return changed == self.digest_of(self.base.build / t for t in self.library_objects())
@@ -342,7 +341,7 @@ class Worker:
         return changed == self.originals[mutant.file, level]
 
     def judge(self, mutant):
-        """What became of it, and by what."""
+        """The verdict on a mutant, and the test that decided."""
         self.changed = mutant.file
         if not self.library_objects():
             return "not built", ""
@@ -384,7 +383,7 @@ class Check:
         return self.counts["killed"] + self.counts["SURVIVED"] + self.counts["explained"]
 
     def take(self):
-        """The next mutant; None at the end. Waits while those in work may be enough."""
+        """The next mutant; None at the end. Waits while those being tried may be enough."""
         while True:
             with self.lock:
                 if self.judged() >= self.sample:

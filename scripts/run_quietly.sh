@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Runs a GoogleTest program and prints what passed; all of its output when it fails:
+# Runs a GoogleTest program and prints the number of tests that passed; if it fails, all its output:
 #   run_quietly.sh [EMULATOR...] PROGRAM
 set -uo pipefail
 

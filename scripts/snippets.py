@@ -11,8 +11,8 @@ and a header's comment by a line ahead of @code:
 
     Example (examples/preview.c, preview):
 
-The code must be the function's own lines. Without --update differences are told and the
-status is 1; with it the code is replaced. Every fence of C or C++ in a guide must be one.
+The code must be the function's lines. Without --update differences are printed and the
+status is 1; with it the code is replaced. Every C or C++ fence in a guide must have such a line.
 """
 import pathlib
 import re
@@ -57,7 +57,7 @@ def renewed(path, text):
 
 
 def unchecked(path, text):
-    """Whether a guide has code that belongs to no example."""
+    """True if a guide has code that isn't from an example."""
     if path.suffix != ".md":
         return False
     return len(re.findall(r"^```(?:c|cpp)$", text, re.M)) != len(GUIDE.findall(text))
@@ -72,7 +72,7 @@ def main():
         if new != text and update:
             path.write_text(new, encoding="utf-8")
         elif new != text:
-            print(f"{path}: the code isn't that of the examples (scripts/snippets.py --update)")
+            print(f"{path}: the code differs from the examples (scripts/snippets.py --update)")
             status = 1
         if unchecked(path, new):
             print(f"{path}: code that is no example's")

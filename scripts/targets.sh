@@ -56,7 +56,7 @@ packages_of() {
 build() {
   case $2 in
     everything) cmake --build "$1" ;;
-    main) cmake --build "$1" --target golden sweep ;;
+    main) cmake --build "$1" --target golden faults ;;
   esac
 }
 
@@ -70,7 +70,7 @@ run_tests() {
   ctest --test-dir "$1" -j "$(nproc)" --output-on-failure --no-tests=error "${options[@]}"
 }
 
-# Builds and tests a target; says how long that took.
+# Builds and tests a target; prints how long that took.
 check() {
   local what=$2 start=$SECONDS built
   cmake -S . -B "$folder/$1" -G Ninja -DCMAKE_BUILD_TYPE=Release -DJPG_WERROR=ON \

@@ -43,7 +43,7 @@ class Batch {
     sigemptyset(&held);
     sigaddset(&held, SIGINT);
     sigaddset(&held, SIGTERM);
-    sigprocmask(SIG_BLOCK, &held, &before_);  // they arrive while waiting only
+    sigprocmask(SIG_BLOCK, &held, &before_);  // delivered only while waiting
     struct sigaction action = {};
     action.sa_handler = onStop;
     sigaction(SIGINT, &action, nullptr);
@@ -99,7 +99,7 @@ class Batch {
     return true;
   }
 
-  // The new process: its errors go to the pipe, its signals are as they were.
+  // Runs in the new process: its errors go to the pipe, its signal mask is restored.
   [[noreturn]] void work(size_t item, const int (&ends)[2]) {
     dup2(ends[1], STDERR_FILENO);
     close(ends[0]);
@@ -112,7 +112,7 @@ class Batch {
     _exit(status);
   }
 
-  // Until a process says something or ends, or a signal comes.
+  // Waits until a process prints something or ends, or a signal arrives.
   void wait() {
     std::vector<pollfd> ends(running_.size());
     for (size_t i = 0; i < running_.size(); i++) ends[i] = {running_[i].errors, POLLIN, 0};
@@ -121,7 +121,7 @@ class Batch {
     }
   }
 
-  // Takes what the processes say. The number of those that have ended.
+  // Reads the output of the processes. Returns how many have ended.
   size_t collect() {
     size_t ended = 0;
     for (size_t i = 0; i < running_.size();) {
@@ -177,9 +177,9 @@ class Batch {
 
   const std::vector<BatchItem> &items_;
   const std::function<int(const BatchItem &)> &work_;
-  std::vector<std::string> said_;  // by item
+  std::vector<std::string> said_;  // error output, by item
   std::vector<Process> running_;
-  std::map<pid_t, bool> ready_;  // something to read, or the end
+  std::map<pid_t, bool> ready_;  // has output to read, or has closed it
   sigset_t before_;
   size_t failed_ = 0, damaged_ = 0;
 };
@@ -204,7 +204,7 @@ bool planBatch(const Options &options, const std::string &extension, std::vector
     std::string out = folder;
     out += stemOf(file) + "." + extension;
     if (file == "-") {
-      *why = "standard input has no name for its place in a folder";
+      *why = "standard input has no name for a file in a folder";
     } else if (takenBy.count(out) != 0) {
       *why = takenBy[out];
       *why += " and " + file + " would both become " + out;

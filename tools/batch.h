@@ -1,4 +1,4 @@
-// Work on many files at once: where each goes, and a process for each.
+// Work on many files: output names, and a process for each file.
 #ifndef JPGTOOL_BATCH_H
 #define JPGTOOL_BATCH_H
 
@@ -15,21 +15,22 @@ struct BatchItem {
   std::string out;
 };
 
-// Whether -o names a folder (it ends in / or is one), or must, because there are several files.
+// True when -o names a folder (it ends in / or is one), or must, because there are several files.
 bool isBatch(const Options &options);
 
-// The files of a batch, each with its place in the folder -o: its own name with another
-// extension. False, with the reason, where two files would share a place, or for standard input.
+// Lists the files of a batch, each with its output in the folder -o: its own name with another
+// extension. False, with the reason, if two files would have the same output, or for standard
+// input.
 bool planBatch(const Options &options, const std::string &extension, std::vector<BatchItem> *items,
                std::string *why);
 
-// The number of processes that -j asks for, as many as there are processors without it. False,
-// with the reason, for a bad value.
+// The number of processes that -j asks for; without -j the number of processors. False, with the
+// reason, for a bad value.
 bool parseJobs(const Options &options, long *jobs, std::string *why);
 
 // Makes the folder -o and runs `work` for each item in a process of its own, up to `jobs` at a
-// time, with one progress line. What the processes say of their files is shown at the end, in
-// the order of the items. The result is the worst exit status: failed, then damaged, then ok.
+// time, with one progress line. The error output of the processes is shown at the end, in the
+// order of the items. The result is the worst exit status: failed, then damaged, then ok.
 int runBatch(const std::string &what, const std::string &folder,
              const std::vector<BatchItem> &items, long jobs,
              const std::function<int(const BatchItem &)> &work);

@@ -1,4 +1,4 @@
-// The tool's commands. Each takes the words behind its name and returns the exit status.
+// The tool's commands. Each takes the arguments after its name and returns the exit status.
 #ifndef JPGTOOL_COMMANDS_H
 #define JPGTOOL_COMMANDS_H
 

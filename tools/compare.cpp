@@ -22,9 +22,9 @@ const char kCompareHelp[] =
     "\n"
     "  --exact         status 1 when a sample differs\n"
     "  --raw           components of JPEG files as coded, without colour conversion\n"
-    "  --no-eoi        opens JPEG files without an end marker too\n"
+    "  --no-eoi        also opens JPEG files without an end marker\n"
     "  --max-pixels N, --max-memory N\n"
-    "                  limits on what JPEG files ask for, as decode has them\n";
+    "                  limits on the size of JPEG files, as for decode\n";
 
 namespace {
 
@@ -59,7 +59,7 @@ struct Comparison {
   Difference first;
 };
 
-// A row of both; remembers the first difference.
+// Compares a row of both pictures; records the first difference.
 void compareRows(const PixelFormat &format, uint32_t y, const uint8_t *a, const uint8_t *b,
                  Comparison *comparison) {
   const size_t samples = size_t{format.width} * format.channels;

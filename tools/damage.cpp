@@ -11,15 +11,15 @@
 namespace jpgtool {
 namespace {
 
-// Larger files aren't searched, and no search decodes more samples: some seconds' worth.
+// Limits of the search, which keep it to some seconds: file size, and samples decoded in all.
 constexpr uint64_t kMostFile = 64 << 20;
 constexpr uint64_t kMostSamples = uint64_t{2} << 30;
 
-constexpr size_t kSampleBytes = 4;  // coded, at most: a code of 16 bits and 15 bits behind it
+constexpr size_t kSampleBytes = 4;  // coded, at most: a code of 16 bits and 15 additional bits
 
 using Stream = std::vector<uint8_t>;
 
-// How far a decoder came: rows of MCUs (lossless: rows), and the code of the one that failed.
+// How far a decoder got: rows of MCUs (lossless: rows), and the code of the one that failed.
 struct Outcome {
   uint32_t steps = 0;
   uint32_t code = JPG_OK;
@@ -38,19 +38,20 @@ Stream contentOf(const std::string &name) {
   return content;
 }
 
-// Codes that what is in the coded data gives; the others are about headers.
+// True for codes caused by the entropy-coded data; the others are about headers.
 bool isOfCodedData(uint32_t code) {
   return code == JPG_E_BAD_DC_CODE || code == JPG_E_BAD_AC_CODE || code == JPG_E_COEF_OVERFLOW ||
          code == JPG_E_END_OF_IMAGE || code == JPG_E_FAIL;
 }
 
-// Finds the byte by decoding starts of the file.
+// Finds the damaged byte by decoding the file cut off at different lengths.
 class Search {
  public:
   explicit Search(const FailedDecode &failed)
       : failed_(failed), stream_(contentOf(failed.file)), lossless_(isLossless()) {}
 
-  // The offset of the last byte that the failure takes, or of the file's end when it takes that.
+  // Finds the offset of the last byte that the failure needs, or of the file's end if it needs the
+  // whole file.
   bool run(uint64_t *place) {
     if (!isOfCodedData(failed_.code) || !measure()) return false;
     if (decode(startWithZeros(scanData_, 1), 0, 1).code != JPG_OK) return false;
@@ -71,17 +72,17 @@ class Search {
  private:
   bool isLossless() const { return failed_.frame.process == JPG_PROCESS_LOSSLESS; }
 
-  // Samples up to where it fails.
+  // Samples decoded up to the failure.
   uint64_t samples() const { return uint64_t{whole_.steps + 1} * (stepBytes_ / kSampleBytes); }
 
-  // As many trials as it takes to halve a number of bytes down to one.
+  // Number of trials of a binary search over that many bytes.
   static uint32_t bitsOf(size_t bytes) {
     uint32_t bits = 0;
     for (; bytes != 0; bytes /= 2) bits++;
     return bits;
   }
 
-  // What a step is, and the coded bytes that it may take.
+  // Determines the rows of a step and the most coded bytes that it may take.
   bool measure() {
     constexpr uint32_t kSide = 8, kSamples = 64;
     JPGHANDLE handle = nullptr;
@@ -139,7 +140,7 @@ class Search {
     return outcome;
   }
 
-  // The first bytes of the file, zeros for a number of steps, and an end marker.
+  // The file's first `size` bytes, then zeros for `steps` steps, then an end marker.
   Stream startWithZeros(size_t size, size_t steps) const {
     Stream start(stream_.begin(), stream_.begin() + static_cast<std::ptrdiff_t>(size));
     start.resize(size + steps * stepBytes_, 0);
@@ -148,10 +149,10 @@ class Search {
     return start;
   }
 
-  // Whether the first bytes of the file are enough for it to fail as it does. No zero makes an
-  // invalid code out of the start of a valid one, since the codes of a length are counted upwards
-  // (T.81 annex C). The zeros must last for the step that fails; if they don't, twice as many fail
-  // in another way.
+  // True if the file's first `size` bytes are enough for the same failure. Appended zeros never
+  // turn the start of a valid code into an invalid one, since codes of a length are counted upwards
+  // (T.81 annex C). The zeros must suffice for the step that fails; if they run out, twice as many
+  // give a different failure.
   bool failsAlike(size_t size) {
     for (size_t steps = 1; steps <= 2; steps++) {
       const Stream start = startWithZeros(size, steps);
@@ -168,10 +169,10 @@ class Search {
   size_t stepBytes_ = 0;  // coded bytes of a step, at most
   uint32_t steps_ = 0;    // of the whole picture
   int32_t lines_ = 0;     // of a step, as decoded: at an eighth of the size, which is the fastest
-  Stream rows_;           // room for two rows at full size: one step, or a row and the one kept
+  Stream rows_;           // two rows at full size: a step, or a row and the one the decoder saves
 };
 
-// Scans of a progressive file that can be decoded.
+// Number of scans of a progressive file that can be decoded.
 uint32_t goodScans(const FailedDecode &failed) {
   JPGHANDLE handle = nullptr;
   jpgReadPrologFromFile(toUtf16(failed.file).c_str(), 0, 0, JPG_READ_COMPLETE, &handle);

@@ -15,38 +15,37 @@ const char kDecodeHelp[] =
     "\n"
     "Decodes FILE into the picture file OUT, band by band in constant memory. OUT ends\n"
     "in .bmp, .ppm, .pgm or .pam, or is - for standard output (PGM, PPM or PAM). Many files\n"
-    "go into the folder DIR, by their names, several at a time; what went wrong with them is\n"
-    "told at the end, and the exit status is that of the worst.\n"
+    "go into the folder DIR under their own names, several at a time; errors are shown at the\n"
+    "end, and the exit status is that of the worst file.\n"
     "\n"
-    "  --to KIND        of the files in DIR: bmp, ppm, pgm or pam (ppm)\n"
+    "  --to KIND        kind of the files in DIR: bmp, ppm, pgm or pam (ppm)\n"
     "  -j N             processes at a time, 1 to 256 (one for each processor)\n"
-    "  --bits N         into a .bmp file of 8 bits a pixel (grey, or reduced to a palette of\n"
-    "                   216 colours), 16 (reduced) or 24; holds the whole picture in memory\n"
+    "  --bits N         writes a .bmp file of 8 bits a pixel (grey, or reduced to a palette of\n"
+    "                   216 colours), 16 (reduced) or 24; keeps the whole picture in memory\n"
     "  --raw            components as coded, without colour conversion; two and four\n"
-    "                   components take .pam\n"
+    "                   components need .pam\n"
     "  --scale 1/N      at 1/2, 1/4 or 1/8 of the size (sequential files; not with --raw)\n"
     "  --scans N        the picture after the first N scans of a progressive file\n"
     "  --each-scan DIR  instead of OUT: a picture DIR/scan-NNN.ppm (.pgm, .pam) after each\n"
     "                   scan of a progressive file\n"
-    "  --rows A:B       of the picture delivered only rows A up to, not including, B, counted\n"
-    "                   from 0; without A from the top, without B to the bottom. Where the\n"
-    "                   file has all its restart markers at ends of MCU rows, those above A are\n"
-    "                   passed over without decoding\n"
+    "  --rows A:B       only rows A to B - 1 of the output, counted from 0; without A from the\n"
+    "                   top, without B to the bottom. If the file has all its restart markers,\n"
+    "                   at ends of MCU rows, intervals above A are skipped without decoding\n"
     "  --max-scans N    refuses progressive files of more than N scans (1000)\n"
     "  --max-pixels N   refuses files whose header asks for more pixels, width times height,\n"
-    "                   ahead of decoding (500M; K, M and G stand for thousands, millions ...)\n"
-    "  --max-memory N   refuses files that take more bytes of memory by their header: the\n"
+    "                   before decoding (500M; K, M and G stand for thousands, millions ...)\n"
+    "  --max-memory N   refuses files that need more bytes of memory by their header: the\n"
     "                   coefficients of a progressive file, the picture with --bits (2G; K, M\n"
     "                   and G stand for KiB, MiB ...)\n"
-    "  --no-eoi         opens files without an end marker too\n"
-    "  --keep-going     keeps what was decoded of a damaged file, the rest grey; the exit\n"
-    "                   status is then 2\n";
+    "  --no-eoi         also opens files without an end marker\n"
+    "  --keep-going     keeps what was decoded of a damaged file and fills the rest with grey;\n"
+    "                   the exit status is then 2\n";
 
 namespace {
 
 constexpr uint8_t kGrey = 128;
 
-// Grey rows for what a damaged file doesn't give.
+// Fills the rows that are missing from a damaged file with grey.
 bool fillRest(PictureWriter *writer, const PixelFormat &format, uint32_t from) {
   const std::vector<uint8_t> row(rowBytes(format), kGrey);
   for (uint32_t y = from; y < format.height; y++) {
@@ -55,8 +54,8 @@ bool fillRest(PictureWriter *writer, const PixelFormat &format, uint32_t from) {
   return true;
 }
 
-// Moves all rows. The result is the exit status; `complete` tells whether the output
-// file is to be kept.
+// Copies all rows. The result is the exit status; `complete` tells whether to keep the output
+// file.
 int copyRows(const DecodeJob &job, RowSource *source, PictureWriter *writer, bool *complete) {
   const PixelFormat &format = source->format();
   Progress progress("decoding " + job.in);
@@ -78,7 +77,7 @@ int copyRows(const DecodeJob &job, RowSource *source, PictureWriter *writer, boo
   return kExitOk;
 }
 
-// One picture out of an open source.
+// Writes one picture from an open source.
 int writePicture(const DecodeJob &job, RowSource *source) {
   FileKind kind = FileKind::kPpm;
   std::string why;
@@ -98,7 +97,7 @@ int writePicture(const DecodeJob &job, RowSource *source) {
   return status;
 }
 
-// A picture after each scan, each with one scan more than the one before.
+// Writes a picture after each scan, each with one scan more than the one before.
 int writeEachScan(DecodeJob job, RowSource *source) {
   static constexpr const char *kExtensions[] = {"pgm", "pam", "ppm", "pam"};
   makeFolder(job.eachScan);

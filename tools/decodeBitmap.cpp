@@ -7,7 +7,7 @@
 namespace jpgtool {
 namespace {
 
-// One call, with or without a place for the pixels.
+// One call of the library; without bits it only describes the bitmap.
 uint32_t readBitmap(JPGHANDLE handle, const Frame &frame, int32_t scale, Dib *dib) {
   if (frame.process == JPG_PROCESS_PROGRESSIVE) {
     return jpgReadProgressiveToWinDIBits(handle, dib->rows(), dib->bits(), dib->bmi(),
@@ -16,7 +16,7 @@ uint32_t readBitmap(JPGHANDLE handle, const Frame &frame, int32_t scale, Dib *di
   return jpgReadScaleOutputToWinDIBits(handle, dib->rows(), dib->bits(), dib->bmi(), scale);
 }
 
-// What the bitmap functions don't serve, in words.
+// The reason why the bitmap functions can't decode the frame, if any.
 void checkFrame(const Frame &frame, uint16_t bits, const ReadSettings &settings, std::string *why) {
   const bool progressive = frame.process == JPG_PROCESS_PROGRESSIVE;
   if (frame.process == JPG_PROCESS_LOSSLESS) {

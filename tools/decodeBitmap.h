@@ -1,4 +1,4 @@
-// Decoding by way of the library's bitmap functions.
+// Decoding with the library's bitmap functions.
 #ifndef JPGTOOL_DECODEBITMAP_H
 #define JPGTOOL_DECODEBITMAP_H
 
@@ -9,8 +9,8 @@
 
 namespace jpgtool {
 
-// Decodes a whole picture into a .bmp file of 8, 16 or 24 bits a pixel. Of the settings, the
-// scale, the scan limit and the prolog's flags count. An exit status.
+// Decodes a whole picture into a .bmp file of 8, 16 or 24 bits a pixel. Uses the scale, the scan
+// limit and the prolog's flags of the settings. Returns an exit status.
 int decodeBitmap(const std::string &in, const std::string &out, uint16_t bits,
                  const ReadSettings &settings);
 

@@ -37,7 +37,7 @@ void checkBits(const Options &options, const std::string &kind, uint16_t *bits, 
   }
 }
 
-// The numbers of scans, and rows.
+// Parses the scale, the numbers of scans and the rows.
 void parseChoices(const Options &options, ReadSettings *settings, std::string *why) {
   constexpr long kMost = 1000000;
   long maxScans = 0, scans = 0;

@@ -21,7 +21,7 @@ struct DecodeJob {
   uint16_t bits = 0;  // of a bitmap; 0: band by band
 };
 
-// The command's: a job, or a batch of files that are all done like it.
+// The work of a command: a job, or a batch of files with the same settings.
 struct DecodePlan {
   DecodeJob job;
   std::vector<BatchItem> batch;  // empty: the job alone

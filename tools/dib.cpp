@@ -44,7 +44,7 @@ bool Dib::write(OutputFile *out) const {
   put32(file + 2, pixelOffset + size_);
   put32(file + 10, pixelOffset);
   BITMAPINFOHEADER header = info_.bmi.bmiHeader;
-  header.biSizeImage = size_;  // demanded of masks and colour tables by some programs
+  header.biSizeImage = size_;  // some programs require it for bitmaps with masks or colour tables
   return out->write(file, sizeof(file)) && out->write(&header, sizeof(header)) &&
          out->write(info_.bytes + sizeof(header), table) && out->write(bits_.get(), size_);
 }

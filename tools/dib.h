@@ -19,7 +19,7 @@ class Dib {
 
   BITMAPINFO *bmi() { return &info_.bmi; }
   int32_t rows() const { return info_.bmi.bmiHeader.biHeight; }
-  // Bytes of what has been described.
+  // Bytes of the bitmap that has been described.
   uint64_t bytes() const;
   // Room for it. 0, JPG_E_OUT_OF_MEMORY, or JPG_E_UNSUPPORTED for more
   // than a .bmp file holds.
@@ -41,10 +41,10 @@ class Dib {
   uint32_t size_ = 0;
 };
 
-// Checks, ahead of the work, that a bitmap of `in` may be written to `out`. An exit status.
+// Checks before decoding that a bitmap of `in` may be written to `out`. Returns an exit status.
 int checkBitmapFile(const std::string &in, const std::string &out);
 
-// Writes a bitmap to a file. An exit status.
+// Writes a bitmap to a file. Returns an exit status.
 int saveBitmap(const Dib &dib, const std::string &out);
 
 }  // namespace jpgtool

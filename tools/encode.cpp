@@ -16,9 +16,9 @@ const char kEncodeHelp[] =
     "       jpgtool encode IN... -o DIR/ [OPTION...]\n"
     "\n"
     "Encodes a .bmp, .ppm or .pgm file (- for PPM or PGM on standard input), band by band\n"
-    "in constant memory. Many files go into the folder DIR as .jpg, by their names, several\n"
-    "at a time; what went wrong with them is told at the end, and the exit status is that of\n"
-    "the worst.\n"
+    "in constant memory. Many files go into the folder DIR as .jpg, under their own names,\n"
+    "several at a time; errors are shown at the end, and the exit status is that of the worst\n"
+    "file.\n"
     "\n"
     "  -j N                   processes at a time, 1 to 256 (one for each processor)\n"
     "  --quality N            1 to 100 (90)\n"
@@ -28,10 +28,11 @@ const char kEncodeHelp[] =
     "  --jfif DPI             writes a JFIF segment with this resolution\n"
     "  --comment TEXT         writes a comment\n"
     "  --lossless             lossless, 2 to 16 bits\n"
-    "  --predictor N          of lossless coding, 1 to 7 (1), or auto for the smallest\n"
-    "  --max-pixels N         refuses files whose header tells more pixels, width times\n"
+    "  --predictor N          predictor of lossless coding, 1 to 7 (1), or auto for the one\n"
+    "                         that gives the smallest file\n"
+    "  --max-pixels N         refuses files whose header asks for more pixels, width times\n"
     "                         height (500M; K, M and G stand for thousands, millions ...)\n"
-    "  --max-memory N         refuses run-length coded bitmaps that take more bytes of memory:\n"
+    "  --max-memory N         refuses run-length coded bitmaps that need more bytes of memory:\n"
     "                         they are encoded as a whole (2G; K, M and G stand for KiB, MiB\n"
     "                         ...)\n";
 
@@ -70,7 +71,7 @@ void checkNumber(const Options &options, const char *name, long low, long high, 
          std::to_string(high);
 }
 
-// The command's: a job, or a batch of files that are all done like it.
+// The work of a command: a job, or a batch of files with the same settings.
 struct EncodePlan {
   EncodeJob job;
   std::vector<BatchItem> batch;  // empty: the job alone
@@ -113,7 +114,7 @@ bool parsePlan(const Words &words, EncodePlan *plan, std::string *why) {
   return true;
 }
 
-// Owner of a write handle; unless finished, the handle is closed without success.
+// Owner of a write handle; unless it is finished, the destructor closes it.
 class Writer {
  public:
   Writer() = default;
@@ -143,7 +144,7 @@ uint32_t writeJfif(JPGHANDLE h, long dpi) {
   return jpgWriteWriteMarkerSegment(h, 0xFFE0, data, sizeof(data));
 }
 
-// Settings and segments ahead of the first rows.
+// Settings and segments before the first rows.
 uint32_t setUp(const EncodeJob &job, JPGHANDLE h, uint32_t width) {
   const long interval = job.lossless ? job.restart * static_cast<long>(width) : job.restart;
   uint32_t r = jpgWriteSetQuantizationFactor(h, static_cast<int32_t>(job.quality));
@@ -165,7 +166,7 @@ int failEncode(const EncodeJob &job, uint32_t code) { return fail(job.out, code)
 
 int failEarlyEnd(const EncodeJob &job) { return fail(job.in, "the file ends early", JPG_NO_DATA); }
 
-// What the library is told of a band.
+// Describes a band of samples to the library.
 JpgRect sampleRect(const PixelFormat &format, uint32_t bits, uint8_t *band) {
   JpgRect rect = {};
   rect.width = static_cast<int32_t>(format.width);
@@ -178,7 +179,7 @@ JpgRect sampleRect(const PixelFormat &format, uint32_t bits, uint8_t *band) {
 }
 
 int encodePnm(const EncodeJob &job, std::FILE *file, Writer *writer) {
-  // Lossless components stand as they come, red first.
+  // Lossless components keep their order, red first.
   PnmReader reader(file, job.lossless);
   std::string why;
   if (!reader.begin(&why)) return fail(job.in, why, JPG_E_UNSUPPORTED);
@@ -203,7 +204,7 @@ int encodePnm(const EncodeJob &job, std::FILE *file, Writer *writer) {
   return r == JPG_OK ? kExitOk : failEncode(job, r);
 }
 
-// The colours of the file as components, red first; a grey palette gives one.
+// Encodes the file's colours as components, red first; a grey palette gives one component.
 int encodeBmpLosslessly(const EncodeJob &job, BmpReader *reader, Writer *writer) {
   if (!reader->hasByteSamples()) {
     return fail(job.in, "--lossless takes plain bitmaps of 8, 24 or 32 bits", JPG_E_UNSUPPORTED);
@@ -267,7 +268,7 @@ int encodeBmp(const EncodeJob &job, std::FILE *file, Writer *writer) {
 }
 
 int encodeOpen(const EncodeJob &job, std::FILE *file, uint64_t *size) {
-  OutputFile out;  // removes what fails half-way
+  OutputFile out;  // removes the file after a failure
   Writer writer;
   if (const uint32_t r = writer.open(job.out); r != JPG_OK) return fail(job.out, r);
   out.adopt(job.out);
@@ -289,7 +290,7 @@ int encodeOnce(const EncodeJob &job, uint64_t *size) {
   return status;
 }
 
-// Tries every predictor and leaves the smallest file.
+// Tries every predictor and keeps the smallest file.
 int encodeSmallest(EncodeJob job) {
   if (job.in == "-") return failUsage("--predictor auto reads its input several times");
   uint64_t smallest = 0;

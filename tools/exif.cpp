@@ -16,14 +16,14 @@ const char kExifHelp[] =
     "Usage: jpgtool exif FILE [--json] [--no-eoi] [--max-memory N]\n"
     "\n"
     "Lists the Exif attributes of FILE: the 0th, 1st, Exif, GPS and Interoperability\n"
-    "directories, each entry with its tag, name, type, count and value. Rational numbers\n"
-    "stand as fractions, bytes of no type in hexadecimal.\n"
+    "directories, each entry with its tag, name, type, count and value. Rational numbers are\n"
+    "shown as fractions, UNDEFINED bytes in hexadecimal.\n"
     "\n"
     "  --json          as JSON, with whole values: \"text\" of ASCII entries, \"bytes\" of\n"
     "                  UNDEFINED ones in hexadecimal, \"numbers\" of all others, a fraction as\n"
     "                  a pair\n"
-    "  --no-eoi        opens files without an end marker too\n"
-    "  --max-memory N  refuses files that take more bytes of memory to open: the coefficients\n"
+    "  --no-eoi        also opens files without an end marker\n"
+    "  --max-memory N  refuses files that need more bytes of memory to open: the coefficients\n"
     "                  of progressive ones (2G; K, M and G stand for KiB, MiB ...)\n";
 
 namespace {
@@ -33,8 +33,8 @@ constexpr size_t kShownNumbers = 8;
 constexpr size_t kShownBytes = 24;
 constexpr size_t kShownText = 100;
 
-// What the values of a segment of 64 KiB come to at most, unless they share their bytes: then
-// a small file could ask for gigabytes. Twice that, for writers that share a few.
+// Limit on the bytes of all values. In a segment of 64 KiB they can only exceed its size by sharing
+// bytes, which would let a small file print gigabytes. Twice the size allows for a few shared ones.
 constexpr size_t kMostBytes = size_t{2} * 65536;
 
 // How many bytes of values may still be listed.
@@ -83,7 +83,7 @@ std::string joined(const jpg::ExifEntry &entry, size_t most, const char *comma,
   return text;
 }
 
-// Why an entry shows no value; empty when it does, which then counts.
+// Why the value of an entry isn't shown; empty when it is, which counts its bytes.
 std::string lackOf(const jpg::ExifEntry &entry, Listing *listing) {
   if (exifTypeName(entry.type()) == nullptr) return "unknown type";
   if (!entry.there()) return "value outside the segment";

@@ -7,7 +7,7 @@
 namespace jpgtool {
 namespace {
 
-// What a code means that says of an open file that there are no attributes.
+// Explains the codes for an open file without attributes.
 void explain(uint32_t code, std::string *why) {
   if (code == JPG_E_NOT_JPEG) *why = "has no Exif segment";
   if (code == JPG_E_NOT_FOUND) *why = "its Exif segment is empty";

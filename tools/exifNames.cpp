@@ -11,8 +11,8 @@ struct TagName {
   const char *name;
 };
 
-// By rising tag. Those of TIFF 6 stand in the 0th and 1st directory, the others in the Exif
-// directory; no number is used twice.
+// Sorted by tag. TIFF 6 tags belong to the 0th and 1st directory, the others to the Exif directory;
+// no number is used twice.
 constexpr TagName kTiffAndExifTags[] = {
     {254, "NewSubfileType"},
     {255, "SubfileType"},
@@ -152,7 +152,7 @@ constexpr bool isSorted(const TagName (&table)[N]) {
 }
 
 static_assert(isSorted(kTiffAndExifTags) && isSorted(kGpsTags) && isSorted(kInteroperabilityTags),
-              "tags are searched by halving");
+              "the binary search needs sorted tags");
 
 template <size_t N>
 const char *find(const TagName (&table)[N], uint16_t tag) {

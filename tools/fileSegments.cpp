@@ -10,7 +10,7 @@ namespace {
 
 constexpr size_t kWindow = 65536;
 
-// The header of a grey picture of one pixel; tables aren't asked for before it is decoded.
+// The headers of a grey picture of one pixel; a prolog needs no tables.
 constexpr uint8_t kHead[] = {0xFF, 0xD8,                                        // SOI
                              0xFF, 0xC0, 0, 11, 8, 0, 1, 0, 1,  1, 1, 0x11, 0,  // SOF0
                              0xFF, 0xDA, 0, 8,  1, 1, 0, 0, 63, 0};             // SOS
@@ -34,14 +34,14 @@ void FileSegments::load(uint64_t offset) {
   if (loaded_ < offset + kWindow) size_ = std::min(size_, loaded_);
 }
 
-// The file's bytes from an offset on: `count` of them, or what is left.
+// The file's bytes from an offset on: `count` of them, or fewer at its end.
 const uint8_t *FileSegments::clean(uint64_t offset, size_t count) {
   const bool there = offset >= clean_ && offset <= loaded_;
   if (!there || (offset + count > loaded_ && loaded_ < size_)) load(offset);
   return window_.data() + sizeof(kHead) + static_cast<size_t>(offset - base_);
 }
 
-// Opens a handle whose walk comes to the offset, which is in the window, next.
+// Opens a handle whose next segment is at the offset, which is in the window.
 uint32_t FileSegments::openAt(uint64_t offset) {
   uint8_t *start = window_.data() + static_cast<size_t>(offset - base_);
   std::memcpy(start, kHead, sizeof(kHead));

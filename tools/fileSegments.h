@@ -1,7 +1,7 @@
-// The marker segments of a file wherever they stand, also of a file that the library refuses to
-// open, and between scans. The library walks over them: the tool puts a small picture's header in
-// memory ahead of the bytes in question, opens a handle on that, and goes on to the segment behind
-// its scan header.
+// The marker segments anywhere in a file, also between scans, and in files that the library refuses
+// to open. They are read with the library: the tool puts the headers of a small picture in memory
+// before the bytes in question, opens a handle on that, and goes to the segment behind its scan
+// header.
 #ifndef JPGTOOL_FILESEGMENTS_H
 #define JPGTOOL_FILESEGMENTS_H
 
@@ -31,15 +31,15 @@ class FileSegments {
   bool isOpen() const { return file_ != nullptr; }
   uint64_t size() const { return size_; }  // of the file
 
-  // The segment whose marker stands at an offset. JPG_E_NOT_JPEG when none does or its length is
+  // The segment whose marker is at an offset. JPG_E_NOT_JPEG when there is none or its length is
   // below 2.
   uint32_t at(uint64_t offset, FileSegment *segment);
 
-  // Where the next two bytes stand that may be a marker: FF with neither 0 nor FF behind it.
+  // Finds the next two bytes that may be a marker: FF with neither 0 nor FF behind it.
   // `marker` receives them. False when there are none.
   bool find(uint64_t *offset, uint16_t *marker);
 
-  // Bytes as they stand; fewer at the file's end.
+  // The file's bytes from an offset on; fewer than `count` at its end.
   std::vector<uint8_t> bytesAt(uint64_t offset, size_t count);
 
  private:

@@ -9,7 +9,7 @@
 namespace jpgtool {
 namespace {
 
-// The file that a signal removes; a plain array, since a handler may use nothing else.
+// The file that the signal handler removes; a plain array, since a handler can't use std::string.
 constexpr size_t kMaxName = 4096;
 char unfinished[kMaxName];
 
@@ -18,7 +18,7 @@ void onSignal(int signal) {
   _exit(128 + signal);
 }
 
-// Keeps SIGINT and SIGTERM waiting while it lives.
+// Blocks SIGINT and SIGTERM during its lifetime.
 class SignalsHeld {
  public:
   SignalsHeld() {
@@ -51,7 +51,7 @@ int tailOf(unsigned char lead) {
   return lead >= 0xF0 && lead <= 0xF4 ? 3 : -1;
 }
 
-// Takes a code point off `name` at `i`.
+// Reads the code point of `name` at `i`.
 uint32_t takePoint(const std::string &name, size_t *i) {
   const auto lead = static_cast<unsigned char>(name[*i]);
   const int tail = tailOf(lead);
@@ -63,8 +63,8 @@ uint32_t takePoint(const std::string &name, size_t *i) {
     if (j >= name.size() || (static_cast<unsigned char>(name[j]) & 0xC0) != 0x80) return lead;
     point = point << 6 | (static_cast<unsigned char>(name[j]) & 0x3FU);
   }
-  // The shortest form only, and nothing that UTF-16 has no place for: what a byte sequence
-  // could smuggle in otherwise is a terminator or half a pair.
+  // Overlong forms, surrogates and code points above U+10FFFF are rejected: they could produce a
+  // terminator or a lone surrogate.
   static constexpr uint32_t kLowest[] = {0, 0x80, 0x800, 0x10000};
   const bool surrogate = point >= 0xD800 && point <= 0xDFFF;
   if (point < kLowest[tail] || point > 0x10FFFF || surrogate) return lead;
@@ -127,7 +127,7 @@ bool OutputFile::open(const std::string &name) {
     file_ = stdout;
     return true;
   }
-  const SignalsHeld held;  // between the file's making and its guarding
+  const SignalsHeld held;  // until a signal would remove the new file
   file_ = std::fopen(name.c_str(), "wb");
   if (file_ == nullptr) return false;
   adopt(name);
@@ -135,7 +135,7 @@ bool OutputFile::open(const std::string &name) {
 }
 
 void OutputFile::adopt(const std::string &name) {
-  // What isn't a regular file (/dev/null, a pipe) is nothing of ours to remove.
+  // Only regular files are removed after a failure, not /dev/null or a pipe.
   struct stat info;
   if (stat(name.c_str(), &info) == 0 && !S_ISREG(info.st_mode)) return;
   name_ = name;

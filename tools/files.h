@@ -9,7 +9,7 @@
 
 namespace jpgtool {
 
-// A UTF-8 name in UTF-16; bytes that aren't UTF-8 are taken for single characters.
+// A UTF-8 name in UTF-16; each byte that isn't valid UTF-8 becomes a character.
 std::u16string toUtf16(const std::string &name);
 
 // The part of a name behind its last dot, in lower case.

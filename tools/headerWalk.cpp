@@ -40,7 +40,7 @@ std::string lengthTrouble(uint16_t code, uint64_t offset, const std::string &len
   return "the length of the " + markerName(code) + " segment" + at(offset) + " is " + length;
 }
 
-// Why no segment stands at an offset where two bytes do, by these and the length behind them.
+// Why there is no valid segment at an offset; `head` has its first two bytes and the length.
 std::string troubleAt(uint64_t offset, const std::vector<uint8_t> &head) {
   constexpr size_t kHead = 4;
   const uint32_t word = static_cast<uint32_t>(head[0]) << 8 | head[1];
@@ -52,7 +52,7 @@ std::string troubleAt(uint64_t offset, const std::vector<uint8_t> &head) {
   return lengthTrouble(code, offset, std::to_string(head[2] << 8 | head[3]));
 }
 
-// One segment. False when the walk ends there.
+// Reads one segment. False when the walk ends there.
 bool takeSegment(FileSegments *file, uint64_t *offset, HeaderWalk *walk) {
   constexpr size_t kHead = 4;  // marker and length
   const std::vector<uint8_t> head = file->bytesAt(*offset, kHead);
@@ -79,7 +79,7 @@ bool takeSegment(FileSegments *file, uint64_t *offset, HeaderWalk *walk) {
   return true;
 }
 
-// What of a frame the library doesn't serve.
+// What the library doesn't support about a frame; empty if there is nothing.
 std::string frameTrouble(const FrameHeader &frame) {
   const std::string name = "the frame " + markerName(frame.marker) + at(frame.offset);
   if (frame.marker > marker::kSof3) return name + " is of a kind that is not supported";

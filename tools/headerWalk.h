@@ -1,6 +1,6 @@
-// A walk over the marker segments ahead of the first scan, without opening the file's picture:
-// what the frame header claims, before the library allocates anything for it, and where a
-// header goes wrong, which a failed prolog doesn't tell.
+// A walk over the marker segments before the first scan, without a prolog on the file: what the
+// frame header claims, before the library allocates memory for it, and which header is invalid,
+// which a failed prolog doesn't report.
 #ifndef JPGTOOL_HEADERWALK_H
 #define JPGTOOL_HEADERWALK_H
 
@@ -27,12 +27,12 @@ struct HeaderWalk {
 
 HeaderWalk walkHeader(const std::string &file);
 
-// Why a prolog with these flags refused the file, as far as a walk tells: with the offset in
-// the file; empty when it doesn't.
+// Why a prolog with these flags refused the file, with the offset in the file; empty if the walk
+// doesn't show it.
 std::string whyRefused(const std::string &file, uint32_t flags, uint32_t code);
 
-// Bytes that the library holds for a frame between calls: the coefficients of a progressive
-// picture, and next to nothing for others.
+// Bytes that the library keeps for a frame between calls: the coefficients of a progressive
+// picture; 0 for others, which need next to nothing.
 uint64_t frameMemory(const FrameHeader &frame);
 
 }  // namespace jpgtool

@@ -18,8 +18,8 @@ const char kInfoHelp[] =
     "the file and the length of its data.\n"
     "\n"
     "  --json          as JSON\n"
-    "  --no-eoi        opens files without an end marker too\n"
-    "  --max-memory N  refuses files that take more bytes of memory to open: the coefficients\n"
+    "  --no-eoi        also opens files without an end marker\n"
+    "  --max-memory N  refuses files that need more bytes of memory to open: the coefficients\n"
     "                  of progressive ones (2G; K, M and G stand for KiB, MiB ...)\n";
 
 namespace {

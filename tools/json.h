@@ -1,4 +1,4 @@
-// Strings as JSON has them.
+// JSON strings.
 #ifndef JPGTOOL_JSON_H
 #define JPGTOOL_JSON_H
 
@@ -6,7 +6,7 @@
 
 namespace jpgtool {
 
-// A string with its quotes, in ASCII, so that one that isn't UTF-8 gives valid JSON too.
+// A quoted and escaped string in ASCII, so that even invalid UTF-8 gives valid JSON.
 std::string quoted(const std::string &text);
 
 }  // namespace jpgtool

@@ -6,7 +6,7 @@
 namespace jpgtool {
 namespace {
 
-// A number with or without K, M or G behind it; steps of `unit`.
+// A number with an optional suffix K, M or G, for powers of `unit`.
 bool parseAmount(std::string text, uint64_t unit, uint64_t *amount) {
   static const std::string kSuffixes = "KMG";
   const size_t suffix = text.empty() ? std::string::npos : kSuffixes.find(text.back());
@@ -34,12 +34,12 @@ bool parseLimits(const Options &options, Limits *limits, std::string *why) {
   const std::string memory = options.get("--max-memory");
   if (options.has("--max-pixels") && !parseAmount(pixels, 1000, &limits->maxPixels)) {
     *why =
-        "--max-pixels takes a number of pixels, or one of thousands, millions or thousands of "
-        "millions with K, M or G behind it";
+        "--max-pixels takes a number of pixels, with K, M or G for thousands, millions or "
+        "thousands of millions";
     return false;
   }
   if (options.has("--max-memory") && !parseAmount(memory, 1024, &limits->maxMemory)) {
-    *why = "--max-memory takes a number of bytes, or of KiB, MiB or GiB with K, M or G behind it";
+    *why = "--max-memory takes a number of bytes, with K, M or G for KiB, MiB or GiB";
     return false;
   }
   return true;

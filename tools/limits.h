@@ -1,4 +1,4 @@
-// Limits on what a file may ask for, checked by its header before anything is decoded.
+// Limits on a file's pixels and memory, checked against its header before decoding.
 #ifndef JPGTOOL_LIMITS_H
 #define JPGTOOL_LIMITS_H
 
@@ -21,7 +21,7 @@ bool parseLimits(const Options &options, Limits *limits, std::string *why);
 uint32_t checkPixels(const Limits &limits, uint64_t width, uint64_t height, std::string *why);
 uint32_t checkMemory(const Limits &limits, uint64_t bytes, std::string *why);
 
-// What the library allocates while it opens the file.
+// Checks the memory that the library allocates while it opens the file.
 uint32_t checkOpening(const Limits &limits, const std::string &file, std::string *why);
 
 }  // namespace jpgtool

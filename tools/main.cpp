@@ -1,5 +1,5 @@
-// jpgtool: looks into JPEG files and converts them, by the library's public interface (and its
-// cursor over Exif directories, see exifReader.cpp).
+// jpgtool: shows the contents of JPEG files and converts them, through the library's public
+// interface.
 #include <csignal>
 #include <cstdio>
 #include <cstring>
@@ -30,13 +30,13 @@ constexpr char kHelp[] =
     "Usage: jpgtool COMMAND [ARGUMENT...]\n"
     "\n"
     "Commands:\n"
-    "  info        what a JPEG file holds\n"
-    "  decode      a JPEG file into a picture file\n"
-    "  encode      a picture file into a JPEG file\n"
-    "  exif        the Exif attributes of a JPEG file\n"
-    "  thumbnail   the Exif thumbnail of a JPEG file into a bitmap file\n"
-    "  compare     two picture files, sample by sample\n"
-    "  view        a picture file in the terminal\n"
+    "  info        shows the headers of a JPEG file\n"
+    "  decode      decodes JPEG files into picture files\n"
+    "  encode      encodes picture files into JPEG files\n"
+    "  exif        lists the Exif attributes of a JPEG file\n"
+    "  thumbnail   decodes the Exif thumbnail of a JPEG file into a bitmap file\n"
+    "  compare     compares two picture files, sample by sample\n"
+    "  view        shows a picture file in the terminal\n"
     "\n"
     "  jpgtool COMMAND --help   more about a command\n"
     "  jpgtool --version        the version\n"
@@ -50,7 +50,7 @@ const Command *findCommand(const char *name) {
   return nullptr;
 }
 
-// What went to standard output must have arrived there.
+// Reports a failure if standard output couldn't be written.
 int finish(int status) {
   const bool written = std::fflush(stdout) == 0 && std::ferror(stdout) == 0;
   return written || status != jpgtool::kExitOk ? status : jpgtool::fail("-", JPG_E_WRITE_FAULT);

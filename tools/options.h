@@ -1,4 +1,4 @@
-// The words of a command line, taken apart.
+// The parser of command lines.
 #ifndef JPGTOOL_OPTIONS_H
 #define JPGTOOL_OPTIONS_H
 
@@ -23,8 +23,8 @@ struct Options {
   std::string get(const std::string &name, const std::string &otherwise = "") const;
 };
 
-// Takes words apart by the rules; "--name=value" is as good as "--name value", and "--"
-// ends the options. False, with the reason, for what isn't known.
+// Parses the words by the rules; "--name=value" is the same as "--name value", and "--"
+// ends the options. False, with the reason, for an unknown option.
 bool parseOptions(const std::vector<std::string> &words, const std::vector<OptionRule> &rules,
                   Options *options, std::string *why);
 

@@ -28,9 +28,9 @@ uint64_t bmpRowBytes(const PixelFormat &format) {
 bool fitsBmp(const PixelFormat &format, std::string *why) {
   constexpr uint64_t kMaxBmp = 0xFFFFFFFF;
   if (format.channels != 1 && format.channels != 3) {
-    *why = "a .bmp file takes grey or three components";
+    *why = "a .bmp file holds one (grey) or three components";
   } else if (format.maxValue != 255) {
-    *why = "a .bmp file takes 8-bit samples; write .pgm or .ppm";
+    *why = "a .bmp file holds 8-bit samples only; write .pgm or .ppm";
   } else if (bmpRowBytes(format) * format.height + 2048 > kMaxBmp) {
     *why = "the picture is too large for a .bmp file";
   }
@@ -114,8 +114,8 @@ bool PictureWriter::beginNetpbm() {
   return out_->write(header.data(), header.size());
 }
 
-// Samples in the file's order: BMP has blue first, the others red first and words high
-// byte first.
+// Converts samples to the file's order: BMP has blue first, the others red first, and words
+// with the high byte first.
 void PictureWriter::convertRow(const uint8_t *row) {
   const uint32_t n = format_.channels;
   const uint32_t bytes = sampleBytes(format_);

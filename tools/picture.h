@@ -10,7 +10,7 @@
 
 namespace jpgtool {
 
-// Pixels as they come: rows of interleaved samples, bytes up to 255, 16-bit words above.
+// Rows of interleaved samples: bytes for values up to 255, 16-bit words above.
 struct PixelFormat {
   uint32_t width = 0;
   uint32_t height = 0;
@@ -26,8 +26,8 @@ inline size_t rowBytes(const PixelFormat &format) {
 
 enum class FileKind { kBmp, kPgm, kPpm, kPam };
 
-// The kind that a name asks for ("-": PGM, PPM or PAM by the channels). False, with the
-// reason, when the pixels don't fit it.
+// The kind of file by its name ("-": PGM, PPM or PAM by the channels). False, with the
+// reason, when it can't hold the pixels.
 bool chooseKind(const std::string &name, const PixelFormat &format, FileKind *kind,
                 std::string *why);
 

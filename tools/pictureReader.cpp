@@ -18,7 +18,7 @@ uint32_t number32(const uint8_t *p) {
 
 uint16_t number16(const uint8_t *p) { return static_cast<uint16_t>(p[0] | p[1] << 8); }
 
-// The header's fields out of a file's bytes, whatever the machine's byte order.
+// Reads the header's fields from a file's bytes, independent of the machine's byte order.
 BITMAPINFOHEADER parseHeader(const uint8_t *p) {
   BITMAPINFOHEADER h = {};
   h.biSize = number32(p);
@@ -44,7 +44,7 @@ std::FILE *openInput(const std::string &name) {
 
 // ---- PGM and PPM ----------------------------------------------------------
 
-// A number behind white space and comments.
+// Reads a number after white space and comments.
 bool PnmReader::readNumber(uint32_t *number) {
   int c = std::getc(file_);
   while (c == '#' || std::isspace(c) != 0) {
@@ -89,7 +89,7 @@ uint32_t PnmReader::bits() const {
   return bits;
 }
 
-// From the file's order (words high byte first, red first) to the one asked for.
+// Converts a row from the file's order (words high byte first, red first) to the one asked for.
 void PnmReader::swapRow(uint8_t *row) const {
   const uint32_t bytes = sampleBytes(format_);
   const uint32_t pixelBytes = bytes * format_.channels;
@@ -151,7 +151,7 @@ size_t BmpReader::rowBytes() const {
   return (size_t{width()} * info_.bmi.bmiHeader.biBitCount + 31) / 32 * 4;
 }
 
-// Colour table, or masks as the library takes them, behind the file's header.
+// Reads the colour table, or the masks in the form that the library expects, behind the header.
 bool BmpReader::readColors(uint32_t bytes) {
   BITMAPINFOHEADER *h = &info_.bmi.bmiHeader;
   const uint32_t room = sizeof(info_.bytes) - kInfoHeader;
@@ -183,7 +183,7 @@ bool BmpReader::begin(std::string *why) {
   h.biSize = kInfoHeader;
   h.biHeight = static_cast<int32_t>(height_);
   info_.bmi.bmiHeader = h;
-  // Masks stand in the place of the colour table, also in longer headers.
+  // Masks are where the colour table would be, also in longer headers.
   const bool longHeader = fileHeaderSize > kInfoHeader && h.biCompression != BI_BITFIELDS;
   if (longHeader &&
       std::fseek(file_, static_cast<long>(kFileHeader + fileHeaderSize), SEEK_SET) != 0) {

@@ -39,13 +39,13 @@ class BmpReader {
  public:
   explicit BmpReader(std::FILE *file) : file_(file) {}
   bool begin(std::string *why);
-  // The bitmap, bottom-up, as the library takes it.
+  // The bitmap's description for the library: bottom-up.
   const BITMAPINFO *bmi() const { return &info_.bmi; }
   uint32_t width() const { return static_cast<uint32_t>(info_.bmi.bmiHeader.biWidth); }
   uint32_t height() const { return height_; }
   bool isCoded() const;  // run-length coded: readCoded instead of read
   bool isGray() const;   // 8 bits with a grey palette
-  // Whether samplesOf serves it: plain rows of 8, 24 or 32 bits.
+  // True if samplesOf can convert it: uncompressed rows of 8, 24 or 32 bits.
   bool hasByteSamples() const;
   // One row of the file as samples: grey, or red, green, blue.
   void samplesOf(const uint8_t *row, uint8_t *samples) const;

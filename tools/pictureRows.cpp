@@ -32,7 +32,7 @@ uint32_t PictureRows::openBmp(std::string *why) {
   bmp_ = std::make_unique<BmpReader>(file_);
   if (!bmp_->begin(why)) return JPG_E_UNSUPPORTED;
   if (!bmp_->hasByteSamples()) {
-    *why = "of bitmaps only plain ones of 8, 24 or 32 bits are read here";
+    *why = "only uncompressed bitmaps of 8, 24 or 32 bits can be read here";
     return JPG_E_UNSUPPORTED;
   }
   format_.width = bmp_->width();

@@ -1,5 +1,5 @@
-// Rows out of a picture file of any kind that the tool reads (JPEG, BMP, PGM, PPM), one by one
-// from the top.
+// Rows of a picture file of any kind that the tool reads (JPEG, BMP, PGM, PPM), one by one from the
+// top.
 #ifndef JPGTOOL_PICTUREROWS_H
 #define JPGTOOL_PICTUREROWS_H
 
@@ -21,8 +21,9 @@ class PictureRows {
   PictureRows(const PictureRows &) = delete;
   PictureRows &operator=(const PictureRows &) = delete;
 
-  // 0, or the library's code or the one that fits best; `why` says more where the tool itself
-  // refuses the file. The settings are for JPEG files; what a file is, its first bytes tell.
+  // 0, or the library's code or the one that fits best; `why` gives the reason when the tool itself
+  // refuses the file. The kind of file is detected by its first bytes; the settings are for JPEG
+  // files.
   uint32_t open(const std::string &file, const ReadSettings &settings, std::string *why);
 
   // Samples in component order, of three colours red first, bytes or words by maxValue.
@@ -31,7 +32,7 @@ class PictureRows {
   // The next row of format().height rows. 0 or a code.
   uint32_t next(const uint8_t **row);
 
-  // What a code of next() means, with the place in a JPEG file.
+  // The meaning of a code of next(), with the offset in a JPEG file.
   std::string whyFailed(uint32_t code) const;
 
  private:
@@ -47,7 +48,7 @@ class PictureRows {
   std::unique_ptr<PnmReader> pnm_;
   PixelFormat format_;
   std::vector<uint8_t> row_;
-  std::vector<uint8_t> bmpRow_;  // as the file has it
+  std::vector<uint8_t> bmpRow_;  // in the file's format
   uint32_t y_ = 0;
   uint32_t bandRow_ = 0, bandRows_ = 0;  // of the JPEG source's band
 };

@@ -1,4 +1,4 @@
-// An open JPEG stream, and what its segments say.
+// An open JPEG stream and the contents of its segments.
 #ifndef JPGTOOL_READER_H
 #define JPGTOOL_READER_H
 
@@ -19,8 +19,8 @@ class Reader {
   Reader(const Reader &) = delete;
   Reader &operator=(const Reader &) = delete;
 
-  // `flags` as jpgReadPrologFromFile() takes them; of the limits that on memory is looked at.
-  // 0, or a code, with `why` where more can be told than the code says.
+  // `flags` as for jpgReadPrologFromFile(); of the limits, only maxMemory is checked. 0, or a code;
+  // `why` is set if there is a more precise reason than the code.
   uint32_t open(const std::string &file, uint32_t flags, const Limits &limits, std::string *why);
   void close();
   JPGHANDLE handle() const { return handle_; }
@@ -32,7 +32,7 @@ class Reader {
 // The frame header's values.
 struct Frame {
   uint32_t width = 0;
-  uint32_t height = 0;  // 0: told by DNL
+  uint32_t height = 0;  // 0: given by DNL
   uint32_t channels = 0;
   uint32_t precision = 0;
   uint32_t process = 0;  // a JPG_PROCESS_ value
@@ -51,7 +51,7 @@ struct Component {
   uint32_t id, h, v, table;
 };
 
-// What the header segments say beyond the frame's values.
+// The values of the header segments besides the frame's.
 struct Headers {
   std::vector<Segment> segments;
   std::vector<Component> components;
@@ -69,7 +69,7 @@ uint32_t readHeaders(JPGHANDLE handle, Headers *headers);
 
 std::string markerName(uint16_t marker);
 
-// What a pass over the whole file tells, without decoding.
+// The results of a pass over the whole file without decoding.
 struct StreamScan {
   std::vector<uint64_t> scanOffsets;  // of the SOS markers
   uint32_t dnlLines = 0;              // of the first DNL segment, 0 if none

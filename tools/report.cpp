@@ -19,9 +19,9 @@ struct CodeText {
 
 constexpr CodeText kCodes[] = {
     {JPG_OK, "JPG_OK", "success"},
-    {JPG_NO_DATA, "JPG_NO_DATA", "the data end early or lack a marker"},
+    {JPG_NO_DATA, "JPG_NO_DATA", "the data end early or a marker is missing"},
     {JPG_E_FAIL, "JPG_E_FAIL", "the operation failed"},
-    {JPG_E_INVALID_FUNCTION, "JPG_E_INVALID_FUNCTION", "not possible here"},
+    {JPG_E_INVALID_FUNCTION, "JPG_E_INVALID_FUNCTION", "the call isn't allowed at this point"},
     {JPG_E_OUT_OF_MEMORY, "JPG_E_OUT_OF_MEMORY", "out of memory"},
     {JPG_E_INVALID_HANDLE, "JPG_E_INVALID_HANDLE", "invalid handle"},
     {JPG_E_SEEK, "JPG_E_SEEK", "positioning in the file failed"},
@@ -35,7 +35,7 @@ constexpr CodeText kCodes[] = {
     {JPG_E_BAD_DC_CODE, "JPG_E_BAD_DC_CODE", "damaged data: invalid DC code"},
     {JPG_E_BAD_AC_CODE, "JPG_E_BAD_AC_CODE", "damaged data: invalid AC code"},
     {JPG_E_COEF_OVERFLOW, "JPG_E_COEF_OVERFLOW", "damaged data: too many coefficients"},
-    {JPG_E_DNL_CONFLICT, "JPG_E_DNL_CONFLICT", "the height is told twice"},
+    {JPG_E_DNL_CONFLICT, "JPG_E_DNL_CONFLICT", "the height is given twice"},
     {JPG_E_BAD_SEGMENT_LENGTH, "JPG_E_BAD_SEGMENT_LENGTH", "a segment has a wrong length"},
 };
 

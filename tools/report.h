@@ -1,4 +1,4 @@
-// What the tool tells its user: errors, codes, progress.
+// The tool's messages: errors, codes, progress.
 #ifndef JPGTOOL_REPORT_H
 #define JPGTOOL_REPORT_H
 
@@ -9,24 +9,24 @@ namespace jpgtool {
 
 constexpr int kExitOk = 0;
 constexpr int kExitFailed = 1;
-constexpr int kExitDamaged = 2;  // a picture was delivered, but not all of it is the file's
+constexpr int kExitDamaged = 2;  // a picture was delivered, but parts of it are missing
 constexpr int kExitUsage = 64;   // EX_USAGE of sysexits
 
 // "jpgtool: FILE: what (CODE NAME)" on stderr; returns kExitFailed. `code` is the library's,
 // or the one that fits best where the tool itself refuses.
 int fail(const std::string &file, const std::string &what, uint32_t code);
 
-// The same with what the code means.
+// The same with the meaning of the code.
 int fail(const std::string &file, uint32_t code);
 
 // "jpgtool: what" and where to find help; returns kExitUsage.
 int failUsage(const std::string &what);
 
-// What a result code means, and its name.
+// The meaning of a result code, and its name.
 const char *meaningOf(uint32_t code);
 const char *nameOf(uint32_t code);
 
-// A line on a terminal for work that takes over a second.
+// A progress line on a terminal, for work that takes more than a second.
 class Progress {
  public:
   explicit Progress(std::string what);

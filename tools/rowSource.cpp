@@ -50,7 +50,7 @@ uint32_t RowSource::open(const std::string &file, const ReadSettings &settings, 
   return r == JPG_OK ? chooseRows(file, why) : r;
 }
 
-// A height of 0 is told by a DNL segment behind the scan.
+// If the header's height is 0, takes the height from the DNL segment behind the scan.
 uint32_t RowSource::learnHeight(const std::string &file, std::string *why) {
   if (frame_.height != 0) return JPG_OK;
   StreamScan scan;
@@ -83,13 +83,13 @@ uint32_t RowSource::describe(std::string *why) {
   format_.channels = asCoded ? frame_.channels : frame_.channels < 3 ? 1 : 3;
   format_.blueFirst = !asCoded && format_.channels == 3;
   if (isLossless(frame_)) format_.maxValue = (1U << frame_.precision) - 1;
-  // The lossless reader keeps the row behind the band.
-  // Never empty, not even for a picture without columns.
+  // One row more: the lossless decoder reads the row behind the band.
+  // One byte more: never empty, not even for a picture without columns.
   band_.assign(rowBytes(format_) * (kBandRows + 1) + 1, 0);
   return JPG_OK;
 }
 
-// The rows wanted, as those of the picture delivered; goes to the first of them.
+// Checks the rows asked for, counted in the output, and goes to the first of them.
 uint32_t RowSource::chooseRows(const std::string &file, std::string *why) {
   height_ = format_.height;
   const uint32_t end = std::min(settings_.endRow, height_);
@@ -106,8 +106,8 @@ uint32_t RowSource::chooseRows(const std::string &file, std::string *why) {
   return JPG_OK;
 }
 
-// Rows of the picture in a restart interval, 0 where intervals are no way to a row: there are
-// none, or one that doesn't end with an MCU row (T.81 allows both).
+// Rows of the picture in a restart interval; 0 when intervals can't be used to reach a row: there
+// are none, or they don't end with an MCU row (T.81 allows both).
 uint32_t RowSource::rowsPerInterval() const {
   constexpr uint32_t kBlock = 8;
   Headers headers;
@@ -126,8 +126,8 @@ uint32_t RowSource::rowsPerInterval() const {
   return mcuRows * (isLossless(frame_) ? 1 : kBlock * v / divisor);
 }
 
-// Whether the scan has the restart markers that its headers promise, no more and no fewer: only
-// then the n-th of them is where interval n begins. Some writers end the last interval with one.
+// True if the scan has exactly the restart markers that its headers promise: only then interval n
+// begins at the n-th marker. Some writers also end the last interval with one.
 bool RowSource::hasAllRestarts(const std::string &file, uint32_t perInterval) const {
   const uint32_t intervals = (height_ + perInterval - 1) / perInterval;
   StreamScan scan;
@@ -135,8 +135,8 @@ bool RowSource::hasAllRestarts(const std::string &file, uint32_t perInterval) co
   return scan.restarts + 1 == intervals || scan.restarts == intervals;
 }
 
-// Passes the restart intervals that end ahead of the first row wanted, without decoding them.
-// What can't be passed in this way is decoded and dropped.
+// Skips the restart intervals that end before the first row asked for, without decoding them.
+// Rows that can't be skipped are decoded and dropped.
 void RowSource::seekRow(const std::string &file) {
   if (!isSequential(frame_) && !isLossless(frame_)) return;
   const uint32_t perInterval = rowsPerInterval();
@@ -152,9 +152,8 @@ void RowSource::seekRow(const std::string &file) {
   jpgReadSeekRestartMarker(reader_.handle(), 0, JPG_RESTART_FROM_START);
 }
 
-// Follows the band by a call without lines, so that the band's last row is the one that
-// the next band is predicted from. While the library doesn't know the height, a call gives one
-// row and keeps it.
+// After the band, a call without lines makes the band's last row the one from which the next band
+// is predicted. While the library doesn't know the height, a call delivers one row and saves it.
 uint32_t RowSource::readLossless(JpgRect *rect, int32_t lines) {
   for (int32_t i = 0; heightFromDnl_ && i < lines; i++) {
     rect->bits = band_.data() + rowBytes(format_) * static_cast<uint32_t>(i);
@@ -168,8 +167,8 @@ uint32_t RowSource::readLossless(JpgRect *rect, int32_t lines) {
   return jpgReadSpatialToRect(reader_.handle(), rect, 0);
 }
 
-// A call for no rows decodes a scan and stays at the top; the first band decodes the last
-// scan that is wanted.
+// A call for 0 rows decodes a scan and stays at the top; the call for the first band decodes the
+// last scan asked for.
 uint32_t RowSource::readProgressive(JpgRect *rect, int32_t lines) {
   const bool incremental = settings_.scans != 0;
   for (; incremental && scansSkipped_ + 1 < settings_.scans; scansSkipped_++) {

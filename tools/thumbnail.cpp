@@ -16,9 +16,9 @@ const char kThumbnailHelp[] =
     "                  (reduced) or 24; without it 24 for colour and 8 for grey\n"
     "  --max-pixels N  refuses thumbnails whose header asks for more pixels (500M; K, M and G\n"
     "                  stand for thousands, millions ...)\n"
-    "  --max-memory N  refuses thumbnails and files that take more bytes of memory (2G; K, M\n"
+    "  --max-memory N  refuses thumbnails and files that need more bytes of memory (2G; K, M\n"
     "                  and G stand for KiB, MiB ...)\n"
-    "  --no-eoi        opens files without an end marker too\n";
+    "  --no-eoi        also opens files without an end marker\n";
 
 namespace {
 

@@ -17,14 +17,14 @@ const char kViewHelp[] =
     "\n"
     "Shows a .jpg, .bmp, .ppm or .pgm file as a small picture in the terminal, in half\n"
     "blocks and 24-bit colours: a character is two pixels, one above the other. Large\n"
-    "sequential JPEG files are decoded at 1/2, 1/4 or 1/8 of the size. What a damaged file\n"
-    "doesn't give is grey, and the status is 2.\n"
+    "sequential JPEG files are decoded at 1/2, 1/4 or 1/8 of the size. Missing rows of a\n"
+    "damaged file are grey, and the status is 2.\n"
     "\n"
-    "  --width N       columns, 1 to 1000; without it what fits the terminal (80 columns where\n"
-    "                  there is none), and never more than the picture has\n"
-    "  --no-eoi        opens files without an end marker too\n"
+    "  --width N       columns, 1 to 1000 (as many as fit the terminal, or 80 without one);\n"
+    "                  never more than the picture has\n"
+    "  --no-eoi        also opens files without an end marker\n"
     "  --max-pixels N, --max-memory N\n"
-    "                  limits on what JPEG files ask for, as decode has them\n";
+    "                  limits on the size of JPEG files, as for decode\n";
 
 namespace {
 
@@ -34,7 +34,7 @@ struct Size {
   uint32_t width = 0, height = 0;
 };
 
-// Columns and lines of the terminal; lines 0: as many as it takes.
+// Columns and lines of the terminal; lines 0: no limit.
 Size terminalSize() {
   constexpr uint32_t kUsualColumns = 80;
   struct winsize window = {};
@@ -47,7 +47,7 @@ uint32_t scaledHeight(const PixelFormat &format, uint32_t width) {
   return static_cast<uint32_t>(std::clamp<uint64_t>(rounded, 1, std::max(1U, format.height)));
 }
 
-// Pixels of the small picture: `width` columns, or what fits the terminal for 0.
+// Size of the small picture in pixels: `width` columns, or as many as fit the terminal for 0.
 Size smallSize(const PixelFormat &format, uint32_t width) {
   const Size terminal = terminalSize();
   Size size;
@@ -62,7 +62,7 @@ Size smallSize(const PixelFormat &format, uint32_t width) {
   return size;
 }
 
-// The smallest of the scales that still has as many columns.
+// The smallest scale at which the picture has at least as many columns.
 int32_t scaleFor(const PixelFormat &format, const Size &size) {
   for (int32_t scale = JPG_SCALE_EIGHTH; scale < JPG_SCALE_FULL; scale++) {
     const uint32_t divisor = 8U >> scale;
@@ -73,7 +73,7 @@ int32_t scaleFor(const PixelFormat &format, const Size &size) {
   return JPG_SCALE_FULL;
 }
 
-// The small picture: means of the boxes of pixels that fall on each of its own.
+// The small picture: each pixel is the mean of the pixels that fall on it (a box filter).
 class SmallPicture {
  public:
   SmallPicture(const PixelFormat &from, const Size &size)

@@ -3,11 +3,11 @@
  * @brief The Exif attributes of a stream: all entries of its five directories.
  *
  * A layer of inline functions over the marker segments of jpg.h. It keeps a copy of the TIFF
- * structure that an Exif segment holds; entries and values are read out of that copy when they
- * are asked for, in the structure's byte order. Every offset, count and length is checked
- * against the structure's end: what lies outside isn't there. Only the five directories are
- * visited, each by one link, so that links in a circle do no harm: the entries are then those
- * of more than one directory.
+ * structure of an Exif segment; entries and values are read from that copy when they are asked
+ * for, in the structure's byte order. Every offset, count and length is checked against the
+ * structure's end: what lies outside counts as missing. Only the five directories are visited,
+ * each by one link, so circular links do no harm: the same entries then appear in several
+ * directories.
  *
  * @code
  *   jpg::Result<jpg::ExifData> exif = jpg::ExifData::of(reader.handle());
@@ -50,8 +50,8 @@ constexpr ExifDirectory kExifDirectories[] = {ExifDirectory::kZeroth, ExifDirect
                                               ExifDirectory::kExif, ExifDirectory::kGps,
                                               ExifDirectory::kInteroperability};
 
-/** Tags that this interface looks at itself, and those that callers ask for most. Tags of the
-    GPS directory count anew. */
+/** Tags that this interface uses itself, and those that callers need most. Tags of the GPS
+    directory have numbers of their own. */
 namespace tag {
 constexpr uint16_t kImageDescription = 270;   /**< ASCII */
 constexpr uint16_t kMake = 271;               /**< ASCII */
@@ -78,15 +78,15 @@ struct ExifPosition {
   double longitude = 0; /**< degrees; negative in the west */
 };
 
-/** A copy of the TIFF structure of an Exif segment, and what stands in it. */
+/** A copy of the TIFF structure of an Exif segment, and its contents. */
 class ExifData {
  public:
   ExifData() = default;
 
   /**
-   * Copies the structure out of a stream: of the first APP1 segment that is an Exif one.
+   * Copies the structure from a stream: that of the first Exif segment.
    *
-   * @param handle read handle, whose place moves as SegmentWalk says; may be closed afterwards
+   * @param handle read handle, whose position moves as SegmentWalk says; may be closed afterwards
    * @return the attributes; #JPG_E_NOT_JPEG when there is no Exif segment, #JPG_E_NOT_FOUND when
    *         it is too short to hold attributes, #JPG_E_OUT_OF_MEMORY, and what
    *         jpgReadSeekMarkerSegment() says
@@ -121,8 +121,8 @@ class ExifData {
 
   /** @return the structure; empty in a default-made object */
   Span<const uint8_t> tiff() const { return {memory_.data(), memory_.size()}; }
-  /** @return its byte order, which its first byte tells: 'M' has high bytes first, everything
-   *          else low ones; nothing more is looked at */
+  /** @return its byte order, by its first byte: 'M' means high bytes first, anything else low
+   *          bytes first; the other bytes of the header aren't looked at */
   bool bigEndian() const { return memory_.size() > 0 && memory_.data()[0] == 'M'; }
   /** @param directory which  @return whether it is there, with all its entries */
   bool has(ExifDirectory directory) const { return offsetOf(directory) != 0; }
@@ -132,7 +132,7 @@ class ExifData {
     return at != 0 ? ExifEntries(structure(), at) : ExifEntries();
   }
   /**
-   * Finds an entry, in a directory whose entries stand in any order.
+   * Finds an entry in a directory, whose entries may be in any order.
    *
    * @param directory which
    * @param tag       of the entry
@@ -144,9 +144,9 @@ class ExifData {
     }
     return Status(JPG_E_NOT_FOUND);
   }
-  /** @return how the picture is to be shown, 1 to 8: 1 as it is, also when nothing valid is told;
-   *          2 mirrored, 3 turned by 180 degrees, 4 both; 5 to 8 have rows for columns, of which 6
-   *          is to be turned by 90 degrees clockwise, 8 anticlockwise */
+  /** @return how to show the picture, 1 to 8: 1 as it is, also without a valid entry; 2 mirrored,
+   *          3 turned by 180 degrees, 4 both; 5 to 8 have rows and columns exchanged: 6 must be
+   *          turned by 90 degrees clockwise, 8 anticlockwise */
   uint32_t orientation() const {
     constexpr int64_t kFirst = 1, kLast = 8;
     const int64_t told = numberOf(ExifDirectory::kZeroth, tag::kOrientation);
@@ -163,8 +163,8 @@ class ExifData {
     if (!inside) return Status(JPG_E_NOT_FOUND);
     return Span<const uint8_t>(all.data() + static_cast<size_t>(at), static_cast<size_t>(size));
   }
-  /** @return where the picture was taken; #JPG_E_NOT_FOUND when that isn't told, or not in degrees,
-   *          minutes and seconds */
+  /** @return where the picture was taken; #JPG_E_NOT_FOUND when there are no entries for that, or
+   *          they aren't in degrees, minutes and seconds */
   Result<ExifPosition> position() const {
     ExifPosition out;
     if (!angle(tag::kGpsLatitude, tag::kGpsLatitudeRef, 'S', &out.latitude) ||
@@ -193,8 +193,8 @@ class ExifData {
     return data;
   }
 
-  /* Where a directory begins; 0, where the header is, unless all its entries lie within the
-     structure. */
+  /* Where a directory begins; 0 (where the header is) if it is missing or its entries don't all
+     lie within the structure. */
   uint32_t offsetOf(ExifDirectory directory) const {
     if (memory_.size() == 0) return 0;
     switch (directory) {
@@ -231,14 +231,14 @@ class ExifData {
     return counted && structure().holds(at, bytesOf(at)) ? at : 0;
   }
 
-  /* The whole number of an entry, below 0 without one. */
+  /* An entry's value as a whole number; negative if there is none. */
   int64_t numberOf(ExifDirectory directory, uint16_t tag) const {
     const Result<ExifEntry> entry = find(directory, tag);
     if (!entry) return -1;
     const Result<ExifNumber> number = entry->number();
     return number && number->kind == ExifNumber::Kind::kWhole ? number->number : -1;
   }
-  /* Degrees out of three fractions, and their sign. */
+  /* Computes degrees from three fractions, with the sign by the reference entry. */
   bool angle(uint16_t tag, uint16_t refTag, char negative, double *degrees) const {
     constexpr double kDegreesOf[] = {1.0, 1.0 / 60, 1.0 / 3600};
     const Result<ExifEntry> entry = find(ExifDirectory::kGps, tag);

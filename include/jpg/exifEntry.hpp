@@ -67,7 +67,7 @@ struct ExifNumber {
 
 namespace detail {
 
-/** A TIFF structure in memory, and numbers out of it. */
+/** A TIFF structure in memory, and access to its numbers. */
 struct Tiff {
   Span<const uint8_t> bytes; /**< the structure */
   bool bigEndian = false;    /**< its byte order */
@@ -100,11 +100,11 @@ constexpr uint32_t kEntrySize = 12;         /**< tag, type, count, value or its 
 constexpr uint32_t kEntryTypeAt = 2;        /**< in an entry */
 constexpr uint32_t kEntryCountAt = 4;       /**< in an entry */
 constexpr uint32_t kEntryValueAt = 8;       /**< in an entry */
-constexpr uint32_t kEntryValueSize = 4;     /**< what fits an entry; more stands elsewhere */
+constexpr uint32_t kEntryValueSize = 4;     /**< fits an entry; longer values are elsewhere */
 
 }  // namespace detail
 
-/** An entry of a directory; looks into the ExifData that it is of, which must outlive it. */
+/** An entry of a directory; refers to the ExifData that it comes from, which must outlive it. */
 class ExifEntry {
  public:
   ExifEntry() = default;
@@ -155,9 +155,8 @@ class ExifEntry {
     const uint64_t field = at_ + detail::kEntryValueAt;
     return size() <= detail::kEntryValueSize ? field : tiff_.number32(field);
   }
-  /* The offset of a directory, which an entry has for its value, or in the place where that of a
-     longer value stands: a damaged count does no harm. Some writers give it a type of its own,
-     which TIFF 6.0 doesn't know. */
+  /* The offset of a directory: the value field of an entry, whatever its count, so that a damaged
+     count does no harm. Some writers use a type of their own for it, which isn't in TIFF 6.0. */
   uint32_t link() const {
     const uint64_t field = at_ + detail::kEntryValueAt;
     const bool narrow = type() == ExifType::kShort && size() <= detail::kEntryValueSize;
@@ -205,8 +204,8 @@ inline Result<ExifNumber> ExifEntry::number(uint32_t i) const {
   return out;
 }
 
-/** The entries of a directory, in the order in which they stand; looks into the ExifData that
-    it is of, which must outlive it. */
+/** The entries of a directory in the file's order; refers to the ExifData that it comes from, which
+    must outlive it. */
 class ExifEntries {
  public:
   /** For loops over the entries. */

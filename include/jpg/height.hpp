@@ -17,7 +17,7 @@
 namespace jpg {
 inline namespace v0 {
 
-/** What the readers of this interface have inside. */
+/** Internals of the readers. */
 namespace detail {
 
 /** The bytes of a stream in memory or in a file, one by one. */
@@ -65,9 +65,9 @@ class ByteSource {
 };
 
 /**
- * Looks behind the first scan for its DNL segment (T.81 B.2.5).
+ * Looks for the DNL segment behind the first scan (T.81 B.2.5).
  *
- * @param handle an open stream, whose place moves
+ * @param handle an open stream, whose position moves
  * @param source at the start of the same stream
  * @return the number of lines, 0 where there is no such segment
  */

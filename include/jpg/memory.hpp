@@ -22,7 +22,7 @@ inline namespace v0 {
 /** @name Memory
  *  @{ */
 
-/** Elements that lie one behind the other; owns nothing. */
+/** A contiguous sequence of elements; owns nothing. */
 template <class T>
 class Span {
  public:
@@ -36,7 +36,7 @@ class Span {
   template <class C, class = std::enable_if_t<
                          std::is_convertible_v<decltype(std::declval<C &>().data()), T *>>>
   constexpr Span(C &container) : data_(container.data()), size_(container.size()) {}
-  /** @param container the same, to look at; a temporary one must outlive the span's use */
+  /** @param container the same, read only; a temporary one must outlive the span's use */
   template <class C, class = std::enable_if_t<
                          std::is_convertible_v<decltype(std::declval<const C &>().data()), T *>>>
   constexpr Span(const C &container) : data_(container.data()), size_(container.size()) {}
@@ -81,7 +81,7 @@ class Buffer {
   size_t size_ = 0;
 };
 
-/** A coded stream that the library allocated; goes back to the library by itself. */
+/** A coded stream that the library allocated; freed through the library. */
 class Bytes {
  public:
   Bytes() = default;
@@ -100,7 +100,7 @@ class Bytes {
   size_t size_ = 0;
 };
 
-/** A path as the library takes it, from UTF-8 or from the system's own units. */
+/** A path in the library's format, made from UTF-8 or UTF-16. */
 class Path {
  public:
   static constexpr size_t kUnits = 256; /**< room, with the zero at the end */

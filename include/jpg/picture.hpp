@@ -22,7 +22,7 @@ inline namespace v0 {
 /** How pixels lie in memory. */
 struct Layout {
   uint32_t width = 0;         /**< pixels a row */
-  uint32_t height = 0;        /**< rows; 0 where the stream tells it later */
+  uint32_t height = 0;        /**< rows; 0 if the stream gives the height later */
   uint32_t channels = 0;      /**< samples a pixel, 1 to 4; 3 are blue, green, red unless the
                                    picture is lossless or unconverted */
   uint32_t bitsPerSample = 8; /**< up to 8: a byte a sample; 9 to 16: a 16-bit word */
@@ -114,7 +114,7 @@ class Picture {
   Buffer pixels_;
 };
 
-/** A bitmap with its header and colour table, as the system's drawing functions take it. */
+/** A bitmap with its header and colour table, in the format of the system's drawing functions. */
 class Bitmap {
  public:
   /** @return header and colour table or masks */
@@ -136,7 +136,7 @@ class Bitmap {
   friend class Reader;
   friend class Exif;
 
-  /* The block is aligned for it: `new` aligns for everything. */
+  /* The block is aligned for it: `new` aligns for all standard types. */
   static BITMAPINFO *header(const Buffer &block) {
     void *data = block.data();
     return static_cast<BITMAPINFO *>(data);

@@ -31,7 +31,7 @@ struct Info {
                                 behind a sequential or lossless scan, what that says, 0 without
                                 one */
   uint32_t components = 0; /**< 1 to 4 */
-  uint32_t precision = 0;  /**< bits a sample, as the stream says */
+  uint32_t precision = 0;  /**< bits a sample, by the stream's header */
 
   /** @return whether the image is progressive */
   constexpr bool progressive() const { return process == JPG_PROCESS_PROGRESSIVE; }
@@ -162,7 +162,7 @@ class Reader {
     if (!status) return status;
     return layout;
   }
-  /** Delivers components as decoded, without colour conversion; can't be taken back.
+  /** Delivers components as decoded, without colour conversion; can't be undone.
    *  @return as jpgReadSetNoColorConversion() says */
   Status keepComponents() {
     const Status status(jpgReadSetNoColorConversion(handle()));
@@ -173,7 +173,7 @@ class Reader {
   /**
    * Decodes the whole image, sequential, progressive or lossless.
    *
-   * @return the picture; #JPG_E_UNSUPPORTED for an image whose height isn't told;
+   * @return the picture; #JPG_E_UNSUPPORTED for an image of unknown height;
    *         other errors as jpgReadToRect(), jpgReadProgressiveToRect() and
    *         jpgReadSpatialToRect() say
    */
@@ -200,9 +200,9 @@ class Reader {
     return readRows(*rect, rect->height);
   }
   /**
-   * Decodes the next rows into memory of the caller's, of which `rect` must tell the truth:
-   * rectOver() does. The library itself doesn't look at `channels` and `size`; here they must be
-   * the image's and enough, and nothing is written where they aren't.
+   * Decodes the next rows into the caller's memory, which `rect` must describe correctly:
+   * rectOver() does. The library itself doesn't check `channels` and `size`. Here they must match
+   * the image and suffice for it; otherwise nothing is written.
    *
    * A lossless image is stored as wide as it is, and a call that asks for fewer rows than it has
    * also reads the row behind them: there `size` must have room for one row more than `lines`.
@@ -253,7 +253,7 @@ class Reader {
    *
    * @param rows  rows of a band; rounded up to a multiple of 16
    * @param scale size; below full size for sequential DCT images only
-   * @return the bands; this reader must stay where it is as long as they are used
+   * @return the bands; this reader must not be moved as long as they are used
    */
   Result<Bands> bands(uint32_t rows = 16, Scale scale = Scale::kFull);
   /**
@@ -333,18 +333,18 @@ class Reader {
     if (!image->matches(picture.layout())) return Status(JPG_E_INVALID_PARAMETER);
     return picture.rect();
   }
-  /* How many rows a call reads or writes; the library cuts at the height that it knows. */
+  /* How many rows a call reads or writes; the library stops at the height, if it knows it. */
   Result<uint32_t> rowsTouched(bool lossless, int32_t lines) const {
     uint32_t width = 0, height = 0;
     const Status status(jpgReadGetImageSize(handle(), &width, &height));
     if (!status) return status;
     uint32_t rows = lines < 0 ? 0 : static_cast<uint32_t>(lines);
-    if (lossless && rows == 0) return 1U; /* kept for the next call */
+    if (lossless && rows == 0) return 1U; /* saved for the next call */
     if (height == 0) return rows;
     if (rows >= height) return height;
     return lossless ? rows + 1 : rows;
   }
-  /* The library trusts a rectangle. This sees that it may. */
+  /* Checks a rectangle, since the library doesn't. */
   Status checkRoom(const JpgRect &rect, int32_t lines) const {
     const Result<Info> frame = info();
     const Result<Layout> image = layout();
@@ -369,12 +369,12 @@ class Reader {
     if (!frame->progressive()) return Status(jpgReadToRect(handle(), &rect, lines));
     return Status(jpgReadProgressiveToRect(handle(), &rect, lines, JPG_PROGRESSIVE_ALL_SCANS));
   }
-  /* Whether the frame header of an image that can be decoded so leaves the height open. */
+  /* True if the frame header leaves the height open and the image can be decoded even so. */
   bool leavesHeight() const {
     const Result<Info> frame = info();
     return frame && frame->height == 0 && !frame->progressive();
   }
-  /* The height out of a DNL segment. It is looked for through a handle of its own, so that
+  /* The height from a DNL segment. It is looked for through a separate handle, so that
      this one's place stays. */
   void learnHeight(const Path &path, FileRange range) {
     JPGHANDLE handle = nullptr;
@@ -389,7 +389,7 @@ class Reader {
     toldHeight_ = detail::linesOfDnl(handle, detail::ByteSource(data));
     jpgReadEpilog(handle);
   }
-  /* While the library doesn't know the height, a call gives one row, and keeps it. */
+  /* While the library doesn't know the height, a call delivers one row and saves it. */
   Status readLossless(JpgRect rect, int32_t lines) {
     uint32_t width = 0, height = 0;
     const Status status(jpgReadGetImageSize(handle(), &width, &height));
@@ -453,7 +453,7 @@ class Bands {
    * Decodes the next band.
    *
    * @return the band; #JPG_NO_DATA behind the last one; #JPG_E_INVALID_PARAMETER when the
-   *         reader has come to hold another image; errors as Reader::read() says
+   *         reader holds another image by now; errors as Reader::read() says
    */
   Result<Band> next() {
     if (reader_ == nullptr) return Status(JPG_E_INVALID_HANDLE);
@@ -486,7 +486,7 @@ class Bands {
     const Status status = reader_->readRows(rect, rows);
     const bool last = top_ + static_cast<uint32_t>(rows) >= layout_.height;
     if (!status || !lossless_ || last) return status;
-    /* The lossless decoder predicts from the row that a call without rows points it to. */
+    /* A call without rows gives the lossless decoder the row from which it predicts. */
     rect.bits = static_cast<uint8_t *>(rect.bits) + int64_t{rect.stride} * (rows - 1);
     return reader_->readRows(rect, 0);
   }

@@ -16,7 +16,7 @@ inline namespace v0 {
 /** @name Results
  *  @{ */
 
-/** How a call went: a result code of jpg.h. */
+/** The outcome of a call: a result code of jpg.h. */
 class [[nodiscard]] Status {
  public:
   constexpr Status() = default;
@@ -86,7 +86,7 @@ class [[nodiscard]] Result {
   bool ok() const { return status_.ok(); }
   /** @return ok() */
   explicit operator bool() const { return ok(); }
-  /** @return how the call went */
+  /** @return the outcome of the call */
   Status status() const { return status_; }
   /** @return the result code */
   uint32_t code() const { return status_.code(); }
@@ -102,7 +102,7 @@ class [[nodiscard]] Result {
   const T *operator->() const { return &value_; }
 
   /**
-   * Goes on with the value.
+   * Calls a function with the value, if there is one.
    *
    * @param next called with the value moved; gives a Result
    * @return what `next` gives, or the error

@@ -51,9 +51,8 @@ struct Segment {
 };
 
 /**
- * A walk over the marker segments of an open stream, from the first one on; what is between
- * them is the library's affair. It moves the handle's place, as jpgReadSeekMarkerSegment() says:
- * so ahead of the first decode call.
+ * A walk over the marker segments of an open stream, from the first one on. It moves the handle's
+ * position, as jpgReadSeekMarkerSegment() says, so use it before the first decode call.
  */
 class SegmentWalk {
  public:
@@ -88,8 +87,8 @@ class SegmentWalk {
     if (!status) return status;
     return count;
   }
-  /** @return where the marker of the segment that next() gave stands, or where next() found
-   *          none: bytes from the stream's start */
+  /** @return the offset of the marker of the segment that next() gave, or the offset at which
+   *          next() found none: bytes from the stream's start */
   uint64_t offset() const { return offset_; }
   /** @return where that segment ends: bytes from the stream's start */
   uint64_t end() const { return end_; }

@@ -150,10 +150,10 @@ class Writer {
   bool begun() const { return frame_.width != 0; }
 
   JPGHANDLE handle_ = nullptr;
-  JpgRect frame_ = {}; /* of the first call; all 0 ahead of it */
+  JpgRect frame_ = {}; /* of the first call; all 0 before it */
 };
 
-/** Writes a file; finish() completes it, and so does the destructor, without telling how. */
+/** Writes a file; finish() completes it, and so does the destructor, but without a result. */
 class FileWriter : public Writer {
  public:
   FileWriter() = default;
@@ -181,7 +181,7 @@ class FileWriter : public Writer {
   explicit FileWriter(JPGHANDLE handle) : Writer(handle) {}
 };
 
-/** Writes into memory; finish() gives it, the destructor throws it away. */
+/** Writes into memory; finish() returns the stream, the destructor discards it. */
 class MemoryWriter : public Writer {
  public:
   MemoryWriter() = default;
@@ -211,7 +211,7 @@ class MemoryWriter : public Writer {
     if (!status) return status;
     return bytes;
   }
-  /** Takes what was written so far.
+  /** Takes the bytes written so far.
    *  @return it; errors as jpgWriteGetPartialBitstream() says */
   Result<Bytes> piece() {
     void *data = nullptr;

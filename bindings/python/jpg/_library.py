@@ -136,7 +136,7 @@ _FUNCTIONS: dict[str, list[Any]] = {
 
 
 def _names() -> list[str]:
-    """Where the library may be: as told, beside this module, where the system looks."""
+    """Where to look for the library: the place set, this module's folder, the system's places."""
     told = os.environ.get("JPG_LIBRARY")
     if told:
         return [told]
@@ -167,12 +167,12 @@ lib = _load()
 
 
 def path_units(path: str) -> bytes:
-    """A path as the library takes it: zero-terminated UTF-16 in the machine's byte order."""
+    """A path in the library's format: zero-terminated UTF-16 in the machine's byte order."""
     order = "utf-16-le" if sys.byteorder == "little" else "utf-16-be"
     if "\0" in path:
         raise ValueError("a zero character in the path")
     try:
-        # Two zeros: ctypes adds one byte, a unit needs two.
+        # Two zeros: ctypes adds one byte, but the terminator has two.
         return path.encode(order) + b"\0\0"
     except UnicodeEncodeError:
         raise JpgError(E_OPEN_FAILED) from None

@@ -29,7 +29,7 @@ class Info(NamedTuple):
 
     process: str  #: baseline, extended, progressive or lossless
     width: int  #: pixels
-    height: int  #: rows; what a DNL segment behind the scan tells where the header doesn't
+    height: int  #: rows; if the header leaves them open, by the DNL segment behind the scan
     components: int  #: 1 to 4
     precision: int  #: bits a sample
 
@@ -44,7 +44,7 @@ class Band(NamedTuple):
 _SOS = 0xFFDA
 _SEGMENT_FIRST, _SEGMENT_NEXT = 0, 1
 
-#: In coded data: a marker other than those between restart intervals.
+#: A marker in coded data other than those between restart intervals.
 _BEHIND_SCAN = re.compile(rb"\xff[^\x00\xd0-\xd7]")
 
 
@@ -62,7 +62,7 @@ def _coded_data(handle: c_void_p) -> int:
 
 
 def _lines_of_dnl(data: Union[bytes, memoryview]) -> int:
-    """The lines that a DNL segment behind coded data tells (T.81 B.2.5), 0 without one."""
+    """The number of lines in a DNL segment behind coded data (T.81 B.2.5), 0 without one."""
     found = _BEHIND_SCAN.search(data)
     segment = bytes(data[found.start():found.start() + 6]) if found else b""
     told = len(segment) == 6 and segment[1:4] == b"\xdc\0\4"
@@ -77,7 +77,7 @@ class _Reader:
         self._open(source, _COMPLETE if complete else 0)
         try:
             self.info = self._info()
-            #: The library doesn't know the height ahead of the rows.
+            #: The library doesn't know the height before the rows are decoded.
             self.open_height = self.info.height == 0
             if self.open_height and self.info.process != "progressive":
                 self.info = self.info._replace(height=self._told_height(source))
@@ -154,13 +154,13 @@ class _Reader:
             raise MemoryError(f"a picture of {width} x {height} pixels") from None
 
     def rect(self, pixels: Pixels, rows: int, scale: int) -> Rect:
-        """Describes an array that so many rows of this picture are to go into.
+        """Describes an array to the library for so many rows of this picture.
 
         The library trusts the description and stores what the file holds: an array of another
         width, other channels or other samples would be overrun, so it is refused here.
         """
         width, height = self.size(scale)
-        # Short of its last row the lossless decoder reads the row behind those that it stores.
+        # Unless it stores the last row, the lossless decoder reads the row behind those it stores.
         spare = self.info.process == "lossless" and not self.open_height and rows < height
         kind = sample_type(self.bits)
         if pixels.ndim != 3 or pixels.shape[1:] != (width, self.channels) or pixels.dtype != kind:
@@ -171,7 +171,7 @@ class _Reader:
         return rect_of(pixels, self.channels, self.bits)
 
     def decode(self, pixels: Pixels, rows: int, scale: int) -> int:
-        """The next rows; gives the library's code."""
+        """Decodes the next rows; returns the library's code."""
         rect = self.rect(pixels, rows, scale)
         process = self.info.process
         if scale != 1:
@@ -187,17 +187,17 @@ class _Reader:
         return int(code)
 
     def keep_row(self, row: Pixels) -> None:
-        """Tells the lossless decoder the row that it predicts the next one from."""
+        """Gives the lossless decoder the row from which it predicts the next one."""
         check(lib.jpgReadSpatialToRect(self.handle, byref(self.rect(row, 1, 1)), 0))
 
     def next_scan(self, pixels: Pixels) -> int:
-        """One more scan of a progressive picture and all its rows; gives the library's code."""
+        """Decodes one more scan of a progressive picture, then all rows; returns the code."""
         rows = self.size(1)[1]
         rect = self.rect(pixels, rows, 1)
         return int(lib.jpgReadProgressiveToRect(self.handle, byref(rect), rows, _NEXT_SCAN))
 
     def _decode_row_by_row(self, rect: Rect, rows: int) -> int:
-        """While the library doesn't know the height, a call gives one row, and keeps it."""
+        """While the library doesn't know the height, a call delivers one row and saves it."""
         for row in range(rows):
             code = int(lib.jpgReadSpatialToRect(self.handle, byref(rect), 1))
             if code != OK:
@@ -206,7 +206,7 @@ class _Reader:
         return OK
 
     def shaped(self, pixels: Pixels) -> Pixels:
-        """Red first, and grey without an axis for its one channel."""
+        """Puts red first, and removes the axis of the single channel of grey."""
         if self.channels == 1:
             return pixels[:, :, 0]
         if self.raw:
@@ -215,7 +215,7 @@ class _Reader:
 
 
 def info(source: Source, *, complete: bool = False) -> Info:
-    """Tells what the frame header says."""
+    """Reads the frame header."""
     with _Reader(source, complete, False) as reader:
         return reader.info
 
@@ -276,7 +276,7 @@ def read_bands(source: Source, rows: int = 256, *, scale: int = 1, components: b
 
 
 def read_scans(source: Source, *, complete: bool = False) -> Iterator[Pixels]:
-    """Decodes a progressive picture scan by scan: each time the whole picture as it then is."""
+    """Decodes a progressive picture scan by scan: yields the whole picture after each scan."""
     with _Reader(source, complete, False) as reader:
         width, height = reader.size(1)
         pixels = reader.rows(width, height)
@@ -300,7 +300,7 @@ def exif_thumbnail(source: Source, *, complete: bool = False) -> NDArray[np.uint
     except JpgError as error:
         if error.code != E_UNSUPPORTED:
             raise
-        return _thumbnail(attributes, 8)  # a grey one doesn't fit 24 bits
+        return _thumbnail(attributes, 8)  # grey can't be read at 24 bits
     finally:
         lib.jpgReadExifReadAttributeEpilog(attributes)
 
@@ -309,12 +309,12 @@ def _thumbnail(attributes: c_void_p, depth: int) -> NDArray[np.uint8]:
     bmi = BitmapInfo(biSize=40, biBitCount=depth)
     check(lib.jpgExifReadThumbnailToWinDIBits(attributes, None, byref(bmi)))
     if bmi.biWidth < 1 or bmi.biHeight < 1:
-        raise JpgError(E_UNSUPPORTED)  # a size that is 0, or that no bitmap has
+        raise JpgError(E_UNSUPPORTED)  # a size of 0, or one too large for a bitmap
     channels = depth // 8
     stride = (bmi.biWidth * channels + 3) // 4 * 4
     rows = np.zeros((bmi.biHeight, stride), np.uint8)
     check(lib.jpgExifReadThumbnailToWinDIBits(attributes, rows.ctypes.data, byref(bmi)))
-    rows = rows[::-1, :bmi.biWidth * channels]  # bitmaps stand on their heads
+    rows = rows[::-1, :bmi.biWidth * channels]  # bitmaps are bottom-up
     if channels == 1:
         return np.ascontiguousarray(rows)
     return np.ascontiguousarray(rows.reshape(bmi.biHeight, bmi.biWidth, 3)[:, :, ::-1])

@@ -115,7 +115,7 @@ def _written(target: Target, encode: Callable[[c_void_p], None]) -> Optional[byt
         encode(handle)
     except BaseException:
         lib.jpgWriteEpilogToFile(handle)
-        os.unlink(path)  # nothing useful
+        os.unlink(path)  # incomplete
         raise
     check(lib.jpgWriteEpilogToFile(handle))
     return None
@@ -126,7 +126,7 @@ def _to_memory(handle: c_void_p, encode: Callable[[c_void_p], None]) -> bytes:
     failure: Optional[BaseException] = None
     try:
         encode(handle)
-    except BaseException as error:  # the handle is closed first, whatever it was
+    except BaseException as error:  # always close the handle first
         failure = error
     code = lib.jpgWriteEpilogToMemory(handle, byref(data), byref(size))
     stream = ctypes.string_at(data, size.value) if data and failure is None else b""
