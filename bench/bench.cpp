@@ -1,116 +1,216 @@
-// Does the same work with the library and with independent codecs, alternately in one process,
-// and prints the speeds and their ratio: jpg_bench [BENCHMARK OPTION...]
-//
-// jpg_bench --once NAME SIZE ours|theirs [TIMES] does one call, or so many, for tools that count
-// instructions;
-// jpg_bench --list prints the names, sizes and pixels of the workloads for them.
-#include <benchmark/benchmark.h>
+// Does the same work with the library and with other codecs, in one process and in turn, and
+// prints the times and their ratios:
+//   jpg_bench [--quick] [--short] [--only WORDS] [--json FILE]
+//       a table; --quick takes a handful of workloads for the library and another build of it,
+//       --short little time for each
+//   jpg_bench --count [--only WORDS]        under callgrind: dumps the counts of a call each
+//   jpg_bench --once NAME SIZE SIDE TIMES   so many calls of one side, 0 is the library's
+#include <malloc.h>
 
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <map>
+#include <ctime>
 
-#include "workloads.h"
+#if __has_include(<valgrind/callgrind.h>)
+#include <valgrind/callgrind.h>
+#endif
+
+#if defined(__x86_64__)
+#include <cpuid.h>
+#endif
+
+#include "measure.h"
 
 namespace {
 
+using jpgbench::Choice;
+using jpgbench::Side;
+using jpgbench::Times;
 using jpgbench::Workload;
 
-// The function whose instructions the tools count.
-[[gnu::noinline]] bool measuredCall(const std::function<bool()> &call) { return call(); }
-
-void run(benchmark::State &state, const Workload &workload, const std::function<bool()> &call) {
-  if (!workload.prepare()) state.SkipWithError("no input");
-  for (auto _ : state) {
-    if (!measuredCall(call)) {
-      state.SkipWithError("the call failed");
-      return;
-    }
-    benchmark::ClobberMemory();
-  }
-  state.counters["MP/s"] =
-      benchmark::Counter(workload.megapixels, benchmark::Counter::kIsIterationInvariantRate);
-}
-
-// Keeps the speeds for the table; with repetitions their medians.
-class Reporter : public benchmark::ConsoleReporter {
- public:
-  Reporter() : ConsoleReporter(OO_Tabular) {}
-  void ReportRuns(const std::vector<Run> &runs) override {
-    ConsoleReporter::ReportRuns(runs);
-    for (const Run &r : runs) {
-      const auto speed = r.counters.find("MP/s");
-      const bool wanted = r.run_type == Run::RT_Iteration || r.aggregate_name == "median";
-      if (wanted && speed != r.counters.end()) speeds_[r.run_name.function_name] = speed->second;
-    }
-  }
-  double speedOf(const std::string &name) const {
-    const auto found = speeds_.find(name);
-    return found != speeds_.end() ? found->second : 0;
-  }
-
- private:
-  std::map<std::string, double> speeds_;
+struct Options {
+  bool quick = false, brief = false, count = false;
+  std::string only, json;
+  char **once = nullptr;
 };
 
-std::string keyOf(const Workload &w, const char *side) {
-  return w.name + ", " + w.size + ", " + side;
-}
-
-void printTable(const std::vector<Workload> &workloads, const Reporter &reporter) {
-  std::printf("\n| workload | size | ours, MP/s | theirs, MP/s | ratio | must |\n");
-  std::printf("|---|---|---:|---:|---:|---:|\n");
-  for (const Workload &w : workloads) {
-    const double ours = reporter.speedOf(keyOf(w, "ours"));
-    const double theirs = reporter.speedOf(keyOf(w, "theirs"));
-    if (ours <= 0 || theirs <= 0) continue;
-    std::printf("| %s | %s | %.1f | %.1f | %.2f%s | %.1f |\n", w.name.c_str(), w.size.c_str(), ours,
-                theirs, ours / theirs, ours / theirs < w.mustReach ? " (below)" : "", w.mustReach);
+bool parse(int argc, char **argv, Options *o) {
+  for (int i = 1; i < argc; i++) {
+    const std::string word = argv[i];
+    if (word == "--quick") {
+      o->quick = true;
+    } else if (word == "--short") {
+      o->brief = true;
+    } else if (word == "--count") {
+      o->count = true;
+    } else if (word == "--only" && i + 1 < argc) {
+      o->only = argv[++i];
+    } else if (word == "--json" && i + 1 < argc) {
+      o->json = argv[++i];
+    } else if (word == "--once" && i + 4 < argc) {
+      o->once = argv + i + 1;
+      i += 4;
+    } else {
+      return false;
+    }
   }
+  return true;
 }
 
-int runOnce(const std::vector<Workload> &workloads, char **words, int times) {
-  for (const Workload &w : workloads) {
-    if (w.name != words[0] || w.size != words[1]) continue;
-    const bool ours = std::strcmp(words[2], "ours") == 0;
-    bool good = w.prepare();
-    for (int i = 0; i < times; i++) good = good && measuredCall(ours ? w.ours : w.theirs);
-    return good ? 0 : 1;
+// Microseconds of asking the processor what it is. A virtual machine has to answer for it, and
+// a codec that asks in every call shows it with small pictures.
+double cpuidTime() {
+#if defined(__x86_64__)
+  constexpr int kTimes = 1000;
+  std::timespec start = {}, end = {};
+  unsigned a = 0, b = 0, c = 0, d = 0;
+  clock_gettime(CLOCK_MONOTONIC, &start);
+  for (int i = 0; i < kTimes; i++) __cpuid(0, a, b, c, d);
+  clock_gettime(CLOCK_MONOTONIC, &end);
+  return (static_cast<double>(end.tv_sec - start.tv_sec) * 1e6 +
+          static_cast<double>(end.tv_nsec - start.tv_nsec) * 1e-3) /
+         kTimes;
+#else
+  return 0;
+#endif
+}
+
+// A line of the JSON file for each workload, behind one for the machine; names hold nothing that
+// must be escaped.
+void writeLine(std::FILE *file, const Workload &w, const std::vector<Side> &sides,
+               const std::vector<Times> &times) {
+  std::fprintf(file,
+               "{\"name\": \"%s\", \"size\": \"%s\", \"pixels\": %.0f, \"pictures\": %zu, "
+               "\"lossless\": %s, \"must\": %.1f, \"sides\": [",
+               w.name().c_str(), w.size().c_str(), w.pixels(), w.pictures(),
+               w.lossless() ? "true" : "false", w.must());
+  for (size_t i = 0; i < sides.size(); i++) {
+    const Times &t = times[i];
+    std::fprintf(file,
+                 "%s{\"codec\": \"%s\", \"bytes\": %zu, \"median\": %.9f, \"best\": %.9f, "
+                 "\"ratio\": %.4f, \"ratioOfBest\": %.4f, \"quarters\": [%.4f, %.4f]}",
+                 i > 0 ? ", " : "", sides[i].codec->name, w.codedBytes(sides[i]), t.median, t.best,
+                 t.ratioOfMedians, t.ratioOfBest, t.lowerQuarter, t.upperQuarter);
+  }
+  std::fprintf(file, "]}\n");
+}
+
+void printLine(const Workload &w, const std::vector<Side> &sides, const std::vector<Times> &times) {
+  std::printf("| %s | %s | %.1f |", w.name().c_str(), w.size().c_str(),
+              w.pixels() / times[0].median / 1e6);
+  for (size_t i = 1; i < sides.size(); i++) {
+    std::printf(" %.3f (%.3f) %s |", times[i].ratioOfMedians, times[i].ratioOfBest,
+                sides[i].codec->name);
+  }
+  std::printf("\n");
+  std::fflush(stdout);
+}
+
+bool run(Workload *w, const jpgbench::Effort &effort, std::FILE *json) {
+  if (!w->prepare()) return false;
+  const std::vector<Times> times = measure(w, effort);
+  if (times.empty()) {
+    std::fprintf(stderr, "%s, %s: a call failed\n", w->name().c_str(), w->size().c_str());
+    return false;
+  }
+  printLine(*w, w->sides(), times);
+  if (json != nullptr) writeLine(json, *w, w->sides(), times);
+  w->release();
+  return true;
+}
+
+// Dumps what a call of each side takes under the name "workload|size|codec|pixels".
+bool count(Workload *w) {
+  if (!w->prepare()) return false;
+  for (Side &side : w->sides()) {
+    bool good = w->call(&side);
+#ifdef CALLGRIND_START_INSTRUMENTATION
+    char name[200];
+    std::snprintf(name, sizeof(name), "%s|%s|%s|%.0f", w->name().c_str(), w->size().c_str(),
+                  side.codec->name, w->pixels());
+    CALLGRIND_START_INSTRUMENTATION;
+    CALLGRIND_ZERO_STATS;
+    good = w->call(&side) && good;
+    CALLGRIND_DUMP_STATS_AT(name);
+    CALLGRIND_STOP_INSTRUMENTATION;
+#else
+    std::fprintf(stderr, "jpg_bench: built without valgrind's header\n");
+    good = false;
+#endif
+    if (!good) return false;
+  }
+  w->release();
+  return true;
+}
+
+bool doOnce(std::vector<Workload> *workloads, char **words) {
+  for (Workload &w : *workloads) {
+    if (w.name() != words[0] || w.size() != words[1]) continue;
+    const auto side = static_cast<size_t>(std::strtoul(words[2], nullptr, 10));
+    bool good = side < w.sides().size() && w.prepare();
+    for (long i = std::strtol(words[3], nullptr, 10); i > 0 && good; i--) {
+      good = w.call(&w.sides()[side]);
+    }
+    return good;
   }
   std::fprintf(stderr, "jpg_bench: no such workload\n");
-  return 1;
+  return false;
 }
 
-// Lists the workloads with the smaller pictures, for which counting takes only seconds.
-int list(const std::vector<Workload> &workloads) {
-  for (const Workload &w : workloads) {
-    if (w.megapixels > 1) continue;
-    std::printf("%s\t%s\t%.0f\n", w.name.c_str(), w.size.c_str(), 1e6 * w.megapixels);
+std::string valueOf(const char *variable, const char *other) {
+  const char *value = std::getenv(variable);
+  return value != nullptr ? value : other;
+}
+
+// Goes through all that are wanted, also behind one that fails.
+bool doAll(std::vector<Workload> *workloads, const Options &o, std::FILE *json) {
+  jpgbench::Effort effort;
+  if (o.brief) effort = {0.005, 0.1, 5, 3};
+  bool good = true;
+  size_t done = 0;
+  for (Workload &w : *workloads) {
+    if (w.name().find(o.only) == std::string::npos || w.sides().size() < 2) continue;
+    good = (o.count ? count(&w) : run(&w, effort, json)) && good;
+    done++;
   }
-  return 0;
+  if (done == 0) std::fprintf(stderr, "jpg_bench: no such workload\n");
+  return good && done > 0;
+}
+
+// Bounds of the heap, which glibc else moves by what the process did before: a small picture's
+// memory stays in the process from call to call, a large picture's comes from the system every
+// time, with every codec.
+void settleHeap() {
+  mallopt(M_MMAP_THRESHOLD, 4 << 20);
+  mallopt(M_TRIM_THRESHOLD, 8 << 20);
 }
 
 }  // namespace
 
 int main(int argc, char **argv) {
-  const char *corpus = std::getenv("JPG_CORPUS");
-  const std::vector<Workload> workloads =
-      jpgbench::makeWorkloads(corpus != nullptr ? corpus : JPG_CORPUS_DIR, {0.3, 2.0, 12.0});
-  if (argc >= 5 && std::strcmp(argv[1], "--once") == 0) {
-    return runOnce(workloads, argv + 2, argc > 5 ? std::atoi(argv[5]) : 1);
+  Options o;
+  if (!parse(argc, argv, &o)) {
+    std::fprintf(stderr, "jpg_bench: bench/README.md tells the options\n");
+    return 2;
   }
-  if (argc == 2 && std::strcmp(argv[1], "--list") == 0) return list(workloads);
-  benchmark::Initialize(&argc, argv);
-  for (const Workload &w : workloads) {
-    for (const auto &side :
-         {std::make_pair("ours", &w.ours), std::make_pair("theirs", &w.theirs)}) {
-      benchmark::RegisterBenchmark(keyOf(w, side.first).c_str(), run, w, *side.second)
-          ->Unit(benchmark::kMillisecond);
-    }
+  settleHeap();
+  const Choice choice = o.quick ? Choice::kQuick : o.count ? Choice::kOneSize : Choice::kAll;
+  auto workloads = jpgbench::makeWorkloads(valueOf("JPG_CORPUS", JPG_CORPUS_DIR),
+                                           valueOf("JPG_BENCH_PICTURES", ""), choice);
+  if (o.once != nullptr) return doOnce(&workloads, o.once) ? 0 : 1;
+  const jpgbench::Codecs &codecs = jpgbench::codecs();
+  if (o.quick && codecs.base == nullptr) {
+    std::fprintf(stderr, "jpg_bench: built without another build of the library\n");
+    return 2;
   }
-  Reporter reporter;
-  benchmark::RunSpecifiedBenchmarks(&reporter);
-  printTable(workloads, reporter);
-  return 0;
+  if (!o.quick && codecs.newLibjpeg == nullptr) {
+    std::fprintf(stderr, "jpg_bench: no newer libjpeg-turbo in JPG_PEERS_DIR; Debian's alone\n");
+  }
+  std::FILE *json = o.json.empty() ? nullptr : std::fopen(o.json.c_str(), "w");
+  bool good = o.json.empty() || json != nullptr;
+  if (json != nullptr) std::fprintf(json, "{\"cpuid\": %.3f}\n", cpuidTime());
+  good = good && doAll(&workloads, o, json);
+  if (json != nullptr && std::fclose(json) != 0) good = false;
+  return good ? 0 : 1;
 }

@@ -1,10 +1,11 @@
-// Measures the heap at the peak of a call, less that at its beginning, for the library and for the
-// independent codec, and prints a Markdown table. Replaces the C library's heap functions.
+// The heap that a call holds at its peak, beside what it holds when it begins, the library's
+// and the other codecs': a line "workload|size|codec|KiB" each. Interposes the C library's heap.
 #include <malloc.h>
 
 #include <atomic>
 #include <cstdio>
 #include <cstdlib>
+#include <string>
 
 #include "workloads.h"
 
@@ -56,28 +57,35 @@ void free(void *block) noexcept {
 
 namespace {
 
-// The peak in KiB; negative when the call fails. A first call allocates the output buffer, which
-// isn't counted: the caller of either codec provides it.
-double peakOf(const std::function<bool()> &call) {
-  if (!call()) return -1;
+// KiB; below 0 when the call fails. The first call makes room for its output, which the caller
+// of either codec provides.
+double peakOf(const jpgbench::Workload &w, jpgbench::Side *side) {
+  if (!w.call(side)) return -1;
   const size_t before = live;
   peak = before;
-  if (!call()) return -1;
+  if (!w.call(side)) return -1;
   return static_cast<double>(peak - before) / 1024;
+}
+
+std::string valueOf(const char *variable, const char *other) {
+  const char *value = std::getenv(variable);
+  return value != nullptr ? value : other;
 }
 
 }  // namespace
 
 int main() {
-  const char *corpus = std::getenv("JPG_CORPUS");
-  const auto workloads =
-      jpgbench::makeWorkloads(corpus != nullptr ? corpus : JPG_CORPUS_DIR, {0.3, 12});
-  std::printf("| workload | size | ours, KiB | theirs, KiB |\n|---|---|---:|---:|\n");
-  for (const jpgbench::Workload &w : workloads) {
+  auto workloads =
+      jpgbench::makeWorkloads(valueOf("JPG_CORPUS", JPG_CORPUS_DIR),
+                              valueOf("JPG_BENCH_PICTURES", ""), jpgbench::Choice::kAll);
+  for (jpgbench::Workload &w : workloads) {
     if (!w.prepare()) return 1;
-    const double ours = peakOf(w.ours), theirs = peakOf(w.theirs);
-    if (ours < 0 || theirs < 0) return 1;
-    std::printf("| %s | %s | %.0f | %.0f |\n", w.name.c_str(), w.size.c_str(), ours, theirs);
+    for (jpgbench::Side &side : w.sides()) {
+      const double peakKib = peakOf(w, &side);
+      if (peakKib < 0) return 1;
+      std::printf("%s|%s|%s|%.0f\n", w.name().c_str(), w.size().c_str(), side.codec->name, peakKib);
+    }
+    w.release();
   }
   return 0;
 }

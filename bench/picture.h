@@ -1,7 +1,8 @@
-// The pictures that the benchmarks work on.
+// Pictures as the benchmarks hold them, and what is done to them ahead of a measurement.
 #ifndef JPG_BENCH_PICTURE_H
 #define JPG_BENCH_PICTURE_H
 
+#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -10,40 +11,50 @@ namespace jpgbench {
 
 using Bytes = std::vector<uint8_t>;
 
-// Rows of interleaved samples, blue first; above 8 bits, words in the machine's byte order.
+// Rows of interleaved samples, blue first; words of the machine above 8 bits.
 struct Picture {
   uint32_t width = 0, height = 0;
   uint32_t channels = 3;
   uint32_t bits = 8;
   Bytes pixels;
 
-  size_t rowBytes() const { return size_t{width} * channels * (bits > 8 ? 2 : 1); }
-  double megapixels() const { return static_cast<double>(width) * height / 1e6; }
-};
-
-// Settings for coding a picture.
-struct Coding {
-  int quality = 90;
-  uint32_t sampling = 0x00221111;  // a byte a component, the first one highest
-  bool progressive = false;
+  Picture() = default;
+  Picture(uint32_t w, uint32_t h, uint32_t c = 3, uint32_t b = 8)
+      : width(w), height(h), channels(c), bits(b), pixels(rowBytes() * h) {}
+  size_t pixelBytes() const { return size_t{channels} * (bits > 8 ? 2 : 1); }
+  size_t rowBytes() const { return pixelBytes() * width; }
+  uint8_t *at(uint32_t x, uint32_t y) { return &pixels[rowBytes() * y + pixelBytes() * x]; }
+  const uint8_t *at(uint32_t x, uint32_t y) const {
+    return &pixels[rowBytes() * y + pixelBytes() * x];
+  }
+  uint64_t count() const { return uint64_t{width} * height; }
 };
 
 // The contents of a file; empty when it can't be read.
 Bytes readFile(const std::string &name);
+bool writeFile(const std::string &name, const Bytes &data);
 
-// A computed picture with the features of photographs: soft gradients, edges and fine grain. Every
-// machine gets the same bytes.
-Picture makePhotograph(uint32_t width, uint32_t height);
+// A number without a pattern, from a place and a seed.
+uint32_t hashOf(uint32_t x, uint32_t y, uint32_t seed);
 
-// A photograph of about so many megapixels: from the folder of real files if there is one,
-// else computed.
-Picture photographOf(const std::string &folder, double megapixels);
-
+// Each pixel the mean of a square of `side` pixels; what doesn't fill one is left out.
+Picture boxed(const Picture &picture, uint32_t side);
+// The light of squares of 2 x 2 colour pixels as 16-bit samples: twelve bits of it, three of
+// noise below. The uppermost bit is 0 as in pictures that keep a reserve for highlights, so
+// that no difference is 32768, whose code the library writes in its own way.
+Picture boxedWords(const Picture &picture);
+// (blue + 2 green + red) / 4.
 Picture toGray(const Picture &picture);
-// Grey in 16 bits: green in the upper byte, noise like the picture's grain in the lower.
-Picture toWords(const Picture &picture);
 // The middle of a picture.
 Picture cropped(const Picture &picture, uint32_t width, uint32_t height);
+
+// Pictures by rule, the same bytes on every machine. What photographs have: soft gradients,
+// edges and fine grain.
+Picture makePhotograph(uint32_t width, uint32_t height);
+// Every sample by itself.
+Picture makeNoise(uint32_t width, uint32_t height);
+// Windows with titles and lines of small letters over a plain ground.
+Picture makeScreen(uint32_t width, uint32_t height);
 
 }  // namespace jpgbench
 

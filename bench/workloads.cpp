@@ -1,97 +1,292 @@
 #include "workloads.h"
 
 #include <cstdio>
-#include <memory>
-
-#include "library.h"
-#include "losslessYardstick.h"
-#include "yardstick.h"
+#include <cstdlib>
+#include <cstring>
 
 namespace jpgbench {
 namespace {
 
-constexpr uint32_t k420 = 0x00221111, k444 = 0x00111111;
+constexpr Scans kSeq = Scans::kSequential;
+constexpr Task kDecode = Task::kDecode, kEncode = Task::kEncode;
+constexpr Content kPhoto = Content::kPhoto, kGray = Content::kGray, kWords = Content::kWords,
+                  kNoise = Content::kNoise, kScreen = Content::kScreen,
+                  kThumbnail = Content::kThumbnail;
 
-class List {
- public:
-  // Both sides decode the same stream, made by libjpeg.
-  void decode(const std::string &name, const std::shared_ptr<Picture> &picture,
-              const Coding &coding, uint32_t denominator, double must) {
-    auto stream = std::make_shared<Bytes>();
-    add(
-        name, *picture, must, [=] { return encodeWithLibjpeg(*picture, coding, stream.get()); },
-        [stream, denominator](Bytes *out) { return decodeWithLibrary(*stream, denominator, out); },
-        [stream, denominator](Bytes *out) { return decodeWithLibjpeg(*stream, denominator, out); });
-  }
-  void encode(const std::string &name, const std::shared_ptr<Picture> &picture,
-              const Coding &coding, double must) {
-    add(
-        name, *picture, must, [] { return true; },
-        [=](Bytes *out) { return encodeWithLibrary(*picture, coding, out); },
-        [=](Bytes *out) { return encodeWithLibjpeg(*picture, coding, out); });
-  }
-  void lossless(const std::string &name, const std::shared_ptr<Picture> &picture) {
-    constexpr int kPredictor = 1;
-    constexpr double kMust = 2;
-    auto stream = std::make_shared<Bytes>();
-    add(
-        "decode lossless " + name, *picture, kMust,
-        [=] { return encodeLosslesslyWithLibrary(*picture, kPredictor, stream.get()); },
-        [stream](Bytes *out) { return decodeWithLibrary(*stream, 1, out); },
-        [stream](Bytes *out) { return decodeWithAvcodec(*stream, out); });
-    const auto theirs = picture->bits > 8 ? encodeWithDcmtk : encodeWithAvcodec;
-    add(
-        "encode lossless " + name, *picture, kMust, [] { return true; },
-        [=](Bytes *out) { return encodeLosslesslyWithLibrary(*picture, kPredictor, out); },
-        [=](Bytes *out) { return theirs(*picture, kPredictor, out); });
-  }
-  std::vector<Workload> take() { return std::move(list_); }
-
- private:
-  template <typename Prepare, typename Ours, typename Theirs>
-  void add(const std::string &name, const Picture &picture, double must, Prepare prepare, Ours ours,
-           Theirs theirs) {
-    char size[32];
-    std::snprintf(size, sizeof(size), "%.*f MP", picture.megapixels() < 0.1 ? 2 : 1,
-                  picture.megapixels());
-    // Each side keeps its buffer from call to call.
-    auto a = std::make_shared<Bytes>(), b = std::make_shared<Bytes>();
-    list_.push_back({name, size, picture.megapixels(), must, prepare, [=] { return ours(a.get()); },
-                     [=] { return theirs(b.get()); }});
-  }
-  std::vector<Workload> list_;
+// Photographs, in all sizes.
+const Definition kPhotographs[] = {
+    {"decode 4:2:0 q75", kDecode, kPhoto, {75, k420}, 1},
+    {"decode 4:2:0 q90", kDecode, kPhoto, {90, k420}, 1},
+    {"decode 4:2:0 q98", kDecode, kPhoto, {98, k420}, 1},
+    {"decode 4:2:2 q90", kDecode, kPhoto, {90, k422}, 1},
+    {"decode 4:4:4 q90", kDecode, kPhoto, {90, k444}, 1},
+    {"decode grey q90", kDecode, kGray, {90, kOne}, 1},
+    {"decode 4:2:0 q90, restarts", kDecode, kPhoto, {90, k420, kSeq, true}, 1},
+    {"decode progressive 4:2:0 q90", kDecode, kPhoto, {90, k420, Scans::kProgressive}, 1},
+    {"decode spectral selection 4:2:0 q90", kDecode, kPhoto, {90, k420, Scans::kSpectral}, 1},
+    {"decode 4:2:0 q90 at 1/2", kDecode, kPhoto, {90, k420}, 1.1, 2},
+    {"decode 4:2:0 q90 at 1/4", kDecode, kPhoto, {90, k420}, 1.1, 4},
+    {"decode 4:2:0 q90 at 1/8", kDecode, kPhoto, {90, k420}, 1.1, 8},
+    {"encode 4:2:0 q75", kEncode, kPhoto, {75, k420}, 1},
+    {"encode 4:2:0 q90", kEncode, kPhoto, {90, k420}, 1},
+    {"encode 4:4:4 q75", kEncode, kPhoto, {75, k444}, 1},
+    {"encode 4:4:4 q90", kEncode, kPhoto, {90, k444}, 1},
+    {"encode grey q90", kEncode, kGray, {90, kOne}, 1},
+    {"decode lossless 8 bits x 3", kDecode, kPhoto, {0, k444, kSeq, false, 1}, 2},
+    {"encode lossless 8 bits x 3", kEncode, kPhoto, {0, k444, kSeq, false, 1}, 2},
+    {"decode lossless 16 bits x 1", kDecode, kWords, {0, kOne, kSeq, false, 1}, 2},
+    {"encode lossless 16 bits x 1", kEncode, kWords, {0, kOne, kSeq, false, 1}, 2},
 };
 
-void addSizes(List *list, const std::string &folder, double megapixels) {
-  const auto color = std::make_shared<Picture>(photographOf(folder, megapixels));
-  const auto gray = std::make_shared<Picture>(toGray(*color));
-  list->decode("decode 4:2:0 q75", color, {75, k420, false}, 1, 1);
-  list->decode("decode 4:2:0 q90", color, {90, k420, false}, 1, 1);
-  list->decode("decode 4:4:4 q90", color, {90, k444, false}, 1, 1);
-  list->decode("decode grey q90", gray, {90, 0x11, false}, 1, 1);
-  list->decode("decode progressive 4:2:0 q90", color, {90, k420, true}, 1, 1);
-  for (const uint32_t denominator : {2U, 4U, 8U}) {
-    list->decode("decode 4:2:0 q90 at 1/" + std::to_string(denominator), color, {90, k420, false},
-                 denominator, 1.1);
+// Small pictures, from open to close.
+const Definition kSmall[] = {
+    {"decode small 4:2:0 q90", kDecode, kPhoto, {90, k420}, 1},
+    {"encode small 4:2:0 q90", kEncode, kPhoto, {90, k420}, 1},
+};
+constexpr uint32_t kSmallSides[] = {8, 16, 32, 64};
+
+const Definition kThumbnails[] = {
+    {"thumbnail 4:2:0 q75", kDecode, kThumbnail, {75, k420}, 1.5},
+    {"Exif thumbnail", Task::kExifThumbnail, kThumbnail, {75, k420}, 1.5},
+};
+
+// Contents that aren't photographs, 1 megapixel.
+const Definition kContents[] = {
+    {"decode noise 4:2:0 q90", kDecode, kNoise, {90, k420}, 1},
+    {"encode noise 4:2:0 q90", kEncode, kNoise, {90, k420}, 1},
+    {"decode screen 4:2:0 q90", kDecode, kScreen, {90, k420}, 1},
+    {"encode screen 4:2:0 q90", kEncode, kScreen, {90, k420}, 1},
+    {"decode screen 4:4:4 q90", kDecode, kScreen, {90, k444}, 1},
+    {"encode screen 4:4:4 q90", kEncode, kScreen, {90, k444}, 1},
+};
+
+const char *const kQuick[] = {"decode 4:2:0 q90",
+                              "decode 4:4:4 q90",
+                              "decode progressive 4:2:0 q90",
+                              "decode 4:2:0 q90 at 1/2",
+                              "decode 4:2:0 q90 at 1/8",
+                              "encode 4:2:0 q90",
+                              "encode 4:4:4 q90",
+                              "decode lossless 8 bits x 3",
+                              "encode lossless 8 bits x 3",
+                              "decode lossless 16 bits x 1",
+                              "thumbnail 4:2:0 q75",
+                              "decode small 4:2:0 q90",
+                              "decode noise 4:2:0 q90",
+                              "encode screen 4:2:0 q90"};
+
+bool isQuick(const std::string &name) {
+  for (const char *quick : kQuick) {
+    if (name == quick) return true;
   }
-  for (const uint32_t sampling : {k420, k444}) {
-    for (const int quality : {75, 90}) {
-      const std::string name = sampling == k420 ? "encode 4:2:0 q" : "encode 4:4:4 q";
-      list->encode(name + std::to_string(quality), color, {quality, sampling, false}, 1);
-    }
+  return false;
+}
+
+Pictures picturesOf(Content content, const std::string &size, Material *material) {
+  if (content == kThumbnail) return material->thumbnails();
+  if (content == kNoise || content == kScreen) return material->made(content);
+  for (const SheetSize &sheet : kSheetSizes) {
+    if (size == sheet.label) return material->sheets(content, sheet);
   }
-  list->lossless("8 bits x 3", color);
-  list->lossless("16 bits x 1", std::make_shared<Picture>(toWords(*color)));
+  return material->cuts(static_cast<uint32_t>(std::strtoul(size.c_str(), nullptr, 10)));
+}
+
+// More than any difference.
+constexpr double kNever = 1000;
+
+double meanDifference(const Bytes &a, const uint8_t *b, size_t size) {
+  uint64_t sum = 0;
+  for (size_t i = 0; i < size; i++) sum += static_cast<uint64_t>(std::abs(a[i] - b[i]));
+  return size > 0 ? static_cast<double>(sum) / static_cast<double>(size) : 0;
+}
+
+// Any codec but this one that decodes such streams.
+const Codec *decoderOf(const Job &job, const Codec *encoder) {
+  const Codecs &all = codecs();
+  for (const Codec *codec : {all.libjpeg, all.newLibjpeg, all.avcodec, all.ours}) {
+    if (codec != nullptr && codec != encoder && codec->can(job)) return codec;
+  }
+  return nullptr;
 }
 
 }  // namespace
 
-std::vector<Workload> makeWorkloads(const std::string &folder, const std::vector<double> &sizes) {
-  List list;
-  const auto thumbnail = std::make_shared<Picture>(cropped(photographOf(folder, 0.3), 200, 150));
-  list.decode("thumbnail 4:2:0 q75", thumbnail, {75, k420, false}, 1, 1.5);
-  for (const double megapixels : sizes) addSizes(&list, folder, megapixels);
-  return list.take();
+Workload::Workload(const Definition &definition, std::string size,
+                   std::shared_ptr<Material> material, bool builds)
+    : definition_(definition),
+      name_(definition.name),
+      size_(std::move(size)),
+      material_(std::move(material)) {
+  job_.task = definition.task;
+  job_.coding = definition.coding;
+  job_.denominator = definition.denominator;
+  job_.channels = definition.content == kGray || definition.content == kWords ? 1 : 3;
+  job_.bits = definition.content == kWords ? 16 : 8;
+  const Codecs &all = codecs();
+  const auto add = [this](const Codec *codec) {
+    if (codec != nullptr && codec->can(job_)) sides_.push_back({codec, {}});
+  };
+  add(all.ours);
+  if (builds) {
+    add(all.base);
+    return;
+  }
+  for (const Codec *codec : {all.libjpeg, all.newLibjpeg, all.avcodec, all.dcmtk}) add(codec);
+}
+
+bool Workload::call(Side *side) const {
+  bool good = true;
+  for (size_t i = 0; i < side->outputs.size(); i++) {
+    Output *out = &side->outputs[i];
+    good = good && (job_.task == kEncode ? side->codec->encode(job_, (*inputs_)[i], out)
+                                         : side->codec->decode(job_, streams_[i], out));
+  }
+  return good;
+}
+
+// Both sides decode the same streams: libjpeg's, lossless ones the library's.
+bool Workload::makeStreams() {
+  const Codecs &all = codecs();
+  const Codec *encoder = job_.lossless() ? all.ours : all.libjpeg;
+  for (const Picture &picture : *inputs_) {
+    Output stream;
+    if (!encoder->encode(job_, picture, &stream)) return false;
+    stream.bytes.resize(stream.size);
+    streams_.push_back(std::move(stream.bytes));
+  }
+  return true;
+}
+
+bool Workload::makeInput() {
+  if (job_.task == Task::kExifThumbnail) {
+    streams_ = material_->exifFiles();
+    return !streams_.empty();
+  }
+  inputs_ = picturesOf(definition_.content, size_, material_.get());
+  for (const Picture &p : *inputs_) pixels_ += static_cast<double>(p.count());
+  return job_.task == kEncode || makeStreams();
+}
+
+// The mean of the differences between the side's pixels and the library's.
+double Workload::difference(const Side &side) const {
+  double sum = 0;
+  for (size_t i = 0; i < side.outputs.size(); i++) {
+    const Output &a = sides_[0].outputs[i], &b = side.outputs[i];
+    if (a.size == 0 || a.size != b.size) return kNever;
+    sum += meanDifference(a.bytes, b.bytes.data(), a.size);
+  }
+  return sum / static_cast<double>(side.outputs.size());
+}
+
+// The mean of the differences between the pictures and what another codec decodes the side's
+// streams to.
+double Workload::loss(const Side &side) const {
+  Job decoding = job_;
+  decoding.task = kDecode;
+  const Codec *decoder = decoderOf(decoding, side.codec);
+  if (decoder == nullptr) return kNever;
+  double sum = 0;
+  for (size_t i = 0; i < side.outputs.size(); i++) {
+    const Picture &input = (*inputs_)[i];
+    Output stream = side.outputs[i], pixels;
+    stream.bytes.resize(stream.size);
+    if (!decoder->decode(decoding, stream.bytes, &pixels)) return kNever;
+    if (pixels.size != input.pixels.size()) return kNever;
+    sum += meanDifference(pixels.bytes, input.pixels.data(), pixels.size);
+  }
+  return sum / static_cast<double>(side.outputs.size());
+}
+
+bool Workload::sizesAgree(const Side &side) const {
+  const double ratio =
+      static_cast<double>(codedBytes(side)) / static_cast<double>(codedBytes(sides_[0]));
+  // Differences of the colours may be much shorter.
+  const double most = side.codec == codecs().avcodec ? 4 : job_.lossless() ? 1.4 : 1.15;
+  return ratio > 1 / most && ratio < most;
+}
+
+// Whether the codecs did the same work. Decoded pictures agree exactly without loss; else within
+// 8 levels, since the library's inverse transform rounds otherwise (docs/quality.md) and these
+// pictures are sharp. Encoders' streams have about the same size, unless one of them fits its
+// codes to the picture, and lose no more than twice what libjpeg's lose. libavcodec's encoder codes
+// differences of the colours, which no other decoder undoes, so its size alone is looked at.
+bool Workload::agreesWith(const Side &other) const {
+  if (job_.task != kEncode) return difference(other) <= (job_.lossless() ? 0 : 8);
+  if (!sizesAgree(other)) return false;
+  if (other.codec == codecs().avcodec) return true;
+  const double lost = loss(other);
+  return lost < kNever && lost <= (job_.lossless() ? 0 : 2 * loss(sides_.back()) + 1);
+}
+
+bool Workload::agree() {
+  for (const Side &side : sides_) {
+    if (agreesWith(side)) continue;
+    std::fprintf(stderr, "%s, %s: %s gives something else\n", name_.c_str(), size_.c_str(),
+                 side.codec->name);
+    return false;
+  }
+  return true;
+}
+
+bool Workload::prepare() {
+  pixels_ = 0;
+  streams_.clear();
+  if (!makeInput()) {
+    std::fprintf(stderr, "%s, %s: no input\n", name_.c_str(), size_.c_str());
+    return false;
+  }
+  for (Side &side : sides_) {
+    side.outputs.assign(pictures(), Output());
+    if (!call(&side)) {
+      std::fprintf(stderr, "%s, %s: %s fails\n", name_.c_str(), size_.c_str(), side.codec->name);
+      return false;
+    }
+  }
+  if (!agree()) return false;
+  for (Side &side : sides_) {
+    for (Output &out : side.outputs) out.keep = false;
+  }
+  if (job_.task == Task::kExifThumbnail) {
+    for (const Output &out : sides_[0].outputs) pixels_ += static_cast<double>(out.size) / 3;
+  }
+  return true;
+}
+
+void Workload::release() {
+  for (Side &side : sides_) side.outputs = {};
+  streams_ = {};
+  inputs_.reset();
+}
+
+size_t Workload::codedBytes(const Side &side) const {
+  size_t sum = 0;
+  for (const Bytes &stream : streams_) sum += stream.size();
+  if (!streams_.empty()) return sum;
+  for (const Output &out : side.outputs) sum += out.size;
+  return sum;
+}
+
+std::vector<Workload> makeWorkloads(const std::string &corpus, const std::string &kept,
+                                    Choice choice) {
+  const auto material = std::make_shared<Material>(corpus, kept);
+  std::vector<Workload> list;
+  const auto add = [&](const Definition &d, const std::string &size) {
+    if (d.task == Task::kExifThumbnail && material->exifFiles().empty()) return;
+    if (choice == Choice::kQuick && !isQuick(d.name)) return;
+    list.emplace_back(d, size, material, choice == Choice::kQuick);
+  };
+  for (const uint32_t side : kSmallSides) {
+    const std::string size = std::to_string(side) + " x " + std::to_string(side);
+    if (choice == Choice::kQuick && side != 16) continue;
+    for (const Definition &d : kSmall) add(d, size);
+  }
+  for (const Definition &d : kThumbnails) add(d, "160 x 120");
+  for (const Definition &d : kContents) add(d, "1.0 MP");
+  for (const SheetSize &size : kSheetSizes) {
+    if (choice != Choice::kAll && &size != &kSheetSizes[choice == Choice::kQuick ? 1 : 0]) continue;
+    for (const Definition &d : kPhotographs) add(d, size.label);
+  }
+  return list;
 }
 
 }  // namespace jpgbench

@@ -1,27 +1,84 @@
-// The workloads: pairs of calls that do the same work, the library's and an independent
-// codec's.
+// What is measured: a table of jobs, each done by the library and by other codecs.
 #ifndef JPG_BENCH_WORKLOADS_H
 #define JPG_BENCH_WORKLOADS_H
 
-#include <functional>
+#include <memory>
 #include <string>
 #include <vector>
 
-#include "picture.h"
+#include "codec.h"
+#include "material.h"
 
 namespace jpgbench {
 
-struct Workload {
-  std::string name;               // "decode 4:2:0 q90"
-  std::string size;               // "12 MP"
-  double megapixels;              // of one call
-  double mustReach;               // least ratio of the speeds, ours to theirs
-  std::function<bool()> prepare;  // makes the input; before the others
-  std::function<bool()> ours, theirs;
+// One line of the table.
+struct Definition {
+  const char *name;  // "decode 4:2:0 q90"
+  Task task;
+  Content content;
+  Coding coding;
+  double must;  // the ratio that the library is to reach
+  uint32_t denominator = 1;
 };
 
-// All workloads, with photographs of about so many megapixels from `folder` if it exists.
-std::vector<Workload> makeWorkloads(const std::string &folder, const std::vector<double> &sizes);
+// A codec at work: its results, one a picture.
+struct Side {
+  const Codec *codec;
+  std::vector<Output> outputs;
+};
+
+class Workload {
+ public:
+  // `builds` compares the library with another build of it, not with other codecs.
+  Workload(const Definition &definition, std::string size, std::shared_ptr<Material> material,
+           bool builds);
+
+  const std::string &name() const { return name_; }
+  const std::string &size() const { return size_; }
+  double must() const { return definition_.must; }
+  bool lossless() const { return definition_.coding.predictor > 0; }
+  // Those that can do the job, the library first.
+  std::vector<Side> &sides() { return sides_; }
+
+  // Makes the input and does the first calls, whose results must agree between the codecs.
+  // Tells on stderr what is wrong.
+  bool prepare();
+  // Gives back what prepare() and calls took.
+  void release();
+  // Does the job for all of the pictures.
+  bool call(Side *side) const;
+  // Of all pictures; known after prepare().
+  double pixels() const { return pixels_; }
+  size_t pictures() const { return streams_.empty() ? inputs_->size() : streams_.size(); }
+  // The coded bytes of all pictures: what is decoded, or what the side has written.
+  size_t codedBytes(const Side &side) const;
+
+ private:
+  bool makeInput();
+  bool makeStreams();
+  bool agree();
+  bool agreesWith(const Side &other) const;
+  double difference(const Side &side) const;
+  double loss(const Side &side) const;
+  bool sizesAgree(const Side &side) const;
+
+  Definition definition_;
+  std::string name_, size_;
+  std::shared_ptr<Material> material_;
+  Job job_;
+  Pictures inputs_;
+  std::vector<Bytes> streams_;
+  std::vector<Side> sides_;
+  double pixels_ = 0;
+};
+
+// Which of them: all; what is counted in instructions, with one size of photographs; or a
+// handful to compare two builds by.
+enum class Choice { kAll, kOneSize, kQuick };
+
+// `corpus` and `kept` as for Material.
+std::vector<Workload> makeWorkloads(const std::string &corpus, const std::string &kept,
+                                    Choice choice);
 
 }  // namespace jpgbench
 

@@ -13,11 +13,9 @@
 #include <vector>
 
 #include "jpg.h"
-#include "prog/progressiveModel.h"
-#include "prog/progressiveStream.h"
-#include "spatial/readerModel.h"
+#include "model/reader.h"
 #include "support/canvas.h"
-#include "support/model.h"
+#include "support/progressiveStream.h"
 #include "support/streamBuilder.h"
 
 namespace {
@@ -309,14 +307,14 @@ void progressive(Input &in) {
   const Bytes calls = in.take(4);
   const Progressive p = makeProgressive(in);
   JPGHANDLE h = nullptr;
-  jpgtest::ProgressiveModel model;
+  jpgtest::Model model;
   const auto size = static_cast<int32_t>(p.stream.size());
   const uint32_t opened = jpgReadPrologFromMemory(p.stream.data(), size, JPG_READ_COMPLETE, &h);
-  check(model.open(p.stream) == opened);
+  check(model.openMemory(p.stream, JPG_READ_COMPLETE) == opened);
   for (size_t i = 0; opened == JPG_OK && i < calls.size() && !model.lostItsWay(); i++) {
     const int32_t lines = (calls[i] & 2) != 0 ? 16 : p.height;
     Canvas expected(p.width, kMaxLines, p.components < 3 ? 1 : 3), canvas = expected;
-    const uint32_t r = model.rows(expected.rect(), lines, calls[i] & 1);
+    const uint32_t r = model.progressiveToRect(expected.rect(), lines, calls[i] & 1);
     if (model.lostItsWay()) break;
     const JpgRect rect = canvas.rect();
     check(jpgReadProgressiveToRect(h, &rect, lines, calls[i] & 1) == r);
@@ -351,18 +349,19 @@ Bytes makeLossless(Input &in) {
 
 void lossless(Input &in) {
   const Bytes stream = makeLossless(in);
-  jpgtest::ReaderModel model;
-  check(model.open(stream));
+  jpgtest::Model model;
+  check(model.openMemory(stream, JPG_READ_COMPLETE) == JPG_OK);
   JPGHANDLE h = nullptr;
   const auto size = static_cast<int32_t>(stream.size());
   check(jpgReadPrologFromMemory(stream.data(), size, JPG_READ_COMPLETE, &h) == JPG_OK);
-  const auto stride = static_cast<int32_t>(model.rowBytes());
-  const auto lines = static_cast<int32_t>(model.height);
-  Bytes expected(model.rowBytes() * (model.height + 1), 0xEE), samples = expected;
+  const auto lines = static_cast<int32_t>(model.height());
+  Bytes expected(model.rowBytes() * (model.height() + 1), 0xEE), samples = expected;
   JpgRect rect = {};
-  rect.stride = stride;
+  rect.stride = static_cast<int32_t>(model.rowBytes());
+  rect.bits = expected.data();
+  const uint32_t r = model.spatialToRect(rect, lines);
   rect.bits = samples.data();
-  check(jpgReadSpatialToRect(h, &rect, lines) == model.read(expected.data(), stride, lines));
+  check(jpgReadSpatialToRect(h, &rect, lines) == r);
   check(samples == expected);
   check(jpgReadEpilog(h) == JPG_OK);
 }

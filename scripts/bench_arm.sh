@@ -6,7 +6,8 @@
 # Debian's packages are compiled with -O2, and so is the library unless other flags are given.
 # --functions prints the most expensive functions instead, --only chooses workloads.
 # Installs what is missing first; the packages of the other architectures are unpacked into
-# the build folder, not installed. The counts are qemu's and the same on every run.
+# the build folder, not installed. The counts are qemu's and the same on every run;
+# scripts/performance_page.py --collect build/bench-arm/results puts them into the page.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -20,7 +21,7 @@ while [ $# -gt 0 ]; do
     --functions) functions=yes ;;
     --only) only=$2; shift ;;
     v5 | v7) targets+=("$1") ;;
-    *) sed -n '2,10s/^# \{0,1\}//p' "$0"; exit 2 ;;
+    *) sed -n '2,11s/^# \{0,1\}//p' "$0"; exit 2 ;;
   esac
   shift
 done
@@ -29,6 +30,7 @@ done
 folder=$PWD/build/bench-arm
 export JSIMD_FORCENONE=1
 export JPG_CORPUS=${JPG_CORPUS:-$PWD/../shared/corpus}
+export JPG_BENCH_PICTURES=$folder/pictures
 
 # unpack ARCHITECTURE: Debian's libjpeg for it, by lists of packages of its own.
 unpack() {
@@ -70,11 +72,12 @@ run() {
   "${emulator[@]}" -plugin "$folder/count.so" "$program" "$@"
 }
 
-# counts TARGET NAME SIZE SIDE: lines "count function" of one call, and of "total".
+# counts TARGET NAME SIZE SIDE: lines "count function" of one call, and of "total" and
+# "pixels".
 counts() {
   local one=$folder/one.$$ two=$folder/two.$$
-  JPG_COUNTS=$one run "$@" 1
-  JPG_COUNTS=$two run "$@" 2
+  JPG_COUNTS=$one run "$@" 1 >/dev/null
+  printf '%s pixels\n' "$(JPG_COUNTS=$two run "$@" 2)"
   awk 'NR == FNR { before[$2] = $1; next }
        $1 > before[$2] { printf "%.0f %s\n", $1 - before[$2], $2 }' "$one" "$two"
   rm -f "$one" "$two"
@@ -82,34 +85,43 @@ counts() {
 
 # One workload: a line of the table, or the most expensive functions.
 report() {
-  local target=$1 name=$2 size=$3 pixels=$4 ours theirs
+  local target=$1 name=$2 size=$3 ours theirs pixels
   if [ $functions = yes ]; then
     for side in ours theirs; do
       printf '\n%s, %s, %s, instructions a pixel:\n' "$name" "$size" $side
-      counts "$target" "$name" "$size" $side | sort -rn | head -16 | c++filt |
-        awk -v p="$pixels" '{ printf "%8.2f  %s\n", $1 / p, substr($0, index($0, " ") + 1) }'
+      counts "$target" "$name" "$size" $side | sort -rn | c++filt | awk '
+        $2 == "pixels" && NF == 2 { pixels = $1; next }
+        { line[n++] = $0 }
+        END { for (i = 0; i < n && i < 16; i++) { split(line[i], part, " ")
+          printf "%8.2f  %s\n", part[1] / pixels, substr(line[i], index(line[i], " ") + 1) } }'
     done
     return
   fi
-  ours=$(counts "$target" "$name" "$size" ours | sed -n 's/ total$//p')
+  ours=$(counts "$target" "$name" "$size" ours)
   theirs=$(counts "$target" "$name" "$size" theirs | sed -n 's/ total$//p')
+  pixels=$(sed -n 's/ pixels$//p' <<<"$ours")
+  ours=$(sed -n 's/ total$//p' <<<"$ours")
+  # docs/performance.md is made of these lines.
+  echo "$target|$name|$size|$pixels|$ours|$theirs" >>"$folder/results/arm.txt"
   awk -v n="$name" -v s="$size" -v p="$pixels" -v a="$ours" -v b="$theirs" 'BEGIN {
-    printf "| %s | %s | %.1f | %.1f | %.2f%s | 1.0 |\n", n, s, a / p, b / p, b / a,
-      b < a ? " (below)" : "" }'
+    printf "| %s | %s | %.1f | %.1f | %.2f |\n", n, s, a / p, b / p, b / a }'
 }
 
 scripts/setup.sh build bench-arm
-mkdir -p "$folder"
+mkdir -p "$folder/pictures" "$folder/results"
+[ -n "$only" ] || rm -f "$folder/results/arm.txt"
 cc -O2 -shared -fPIC -fvisibility=hidden -o "$folder/count.so" bench/countPlugin.c
 for target in "${targets[@]}"; do
   build "$target"
   if [ "$target" = v5 ]; then echo "ARMv5TE, $flags"; else echo "ARMv7, Thumb-2, $flags"; fi
   [ $functions = yes ] || printf '\n%s\n%s\n' \
-    "| workload | size | ours, instructions a pixel | theirs | ratio | must |" \
-    "|---|---|---:|---:|---:|---:|"
-  run "$target" --list | while IFS=$'\t' read -r name size pixels; do
+    "| workload | size | ours, instructions a pixel | theirs | ratio |" \
+    "|---|---|---:|---:|---:|"
+  run "$target" --list | while IFS=$'\t' read -r name size; do
     [[ $name == *"$only"* ]] || continue
-    report "$target" "$name" "$size" "$pixels" </dev/null
+    # The first run makes the pictures and keeps them; it isn't counted.
+    run "$target" "$name" "$size" ours 0 </dev/null >/dev/null
+    report "$target" "$name" "$size" </dev/null
   done
   echo
 done

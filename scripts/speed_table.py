@@ -1,39 +1,42 @@
 #!/usr/bin/env python3
-"""Keeps the README's table of speeds in step with docs/performance.md:
-speed_table.py [--update] [README PERFORMANCE]
+"""Keeps the README's table of speeds in step with docs/performance.json:
+speed_table.py [--update] [README JSON]
 
-The table follows the README's line "<!-- of docs/performance.md -->" and has some of the
-workloads there, with the library's megapixels a second and the ratio to the other codec.
-Without --update differences are printed and the status is 1; with it the table is replaced.
+The table stands behind the README's line "<!-- of docs/performance.json -->" and has a choice of
+the workloads there, with the library's megapixels a second and the ratio beside the fastest of
+the other codecs. Without --update differences are told and the status is 1; with it the table is
+replaced.
 """
+import json
 import pathlib
 import re
 import sys
 
 ROOT = pathlib.Path(__file__).resolve().parent.parent
-MARK = "<!-- of docs/performance.md -->\n"
+MARK = "<!-- of docs/performance.json -->\n"
 WORKLOADS = {
     "decode 4:2:0 q90": "decoding, 4:2:0",
+    "decode 4:4:4 q90": "decoding, 4:4:4",
     "decode progressive 4:2:0 q90": "decoding, progressive",
     "decode 4:2:0 q90 at 1/8": "decoding at 1/8",
     "encode 4:2:0 q90": "encoding, 4:2:0",
+    "encode 4:4:4 q90": "encoding, 4:4:4",
     "decode lossless 8 bits x 3": "lossless decoding",
     "encode lossless 8 bits x 3": "lossless encoding",
 }
-ROW = re.compile(r"^\| (?P<work>[^|]+?) \| (?P<size>[\d.]+ MP) \| (?P<ours>[\d.]+) \| [\d.]+ \| "
-                 r"(?P<ratio>[\d.]+)[^|]*\|", re.M)
 
 
 def table(measured):
     cells, sizes = {}, []
-    # Other machines follow the first heading.
-    for row in ROW.finditer(measured.split("\n## ")[0]):
-        if row["work"] in WORKLOADS:
-            cells[row["work"], row["size"]] = f"{float(row['ours']):.0f} ({row['ratio']})"
+    for row in measured["speeds"]:
+        if row["name"] in WORKLOADS:
+            speed = row["pixels"] / row["sides"][0]["median"] / 1e6
+            ratio = min(side["ratio"] for side in row["sides"][1:])
+            cells[row["name"], row["size"]] = f"{speed:.0f} ({ratio:.2f})"
             if row["size"] not in sizes:
                 sizes.append(row["size"])
     if len(cells) != len(WORKLOADS) * len(sizes) or not cells:
-        raise SystemExit("speed_table.py: docs/performance.md lacks some of the workloads")
+        raise SystemExit("speed_table.py: docs/performance.json lacks some of the workloads")
     lines = ["| MP/s (ratio) | " + " | ".join(sizes) + " |", "|---|" + "---:|" * len(sizes)]
     for work, name in WORKLOADS.items():
         lines.append(f"| {name} | " + " | ".join(cells[work, size] for size in sizes) + " |")
@@ -42,20 +45,20 @@ def table(measured):
 
 def main():
     words = [word for word in sys.argv[1:] if word != "--update"]
-    readme, performance = (map(pathlib.Path, words) if words
-                           else (ROOT / "README.md", ROOT / "docs/performance.md"))
+    readme, measured = (map(pathlib.Path, words) if words
+                           else (ROOT / "README.md", ROOT / "docs/performance.json"))
     text = readme.read_text(encoding="utf-8")
     if text.count(MARK) != 1:
         raise SystemExit(f"speed_table.py: {readme} has no place for the table")
     before, rest = text.split(MARK)
     after = re.sub(r"\A(\|.*\n)*", "", rest)
-    new = before + MARK + table(performance.read_text(encoding="utf-8")) + after
+    new = before + MARK + table(json.loads(measured.read_text(encoding="utf-8"))) + after
     if new == text:
         return 0
     if "--update" in sys.argv:
         readme.write_text(new, encoding="utf-8")
         return 0
-    print(f"{readme}: speeds differ from {performance} (scripts/speed_table.py --update)")
+    print(f"{readme}: other speeds than in {measured} (scripts/speed_table.py --update)")
     return 1
 
 

@@ -1,3 +1,11 @@
 // How MemorySanitizer works in every program; programs.cmake says why.
-extern "C" const char *__msan_default_options();
-extern "C" const char *__msan_default_options() { return "poison_in_malloc=0:poison_in_free=0"; }
+#include <sanitizer/allocator_interface.h>
+#include <sanitizer/msan_interface.h>
+#include <stddef.h>
+
+// Called behind every allocation: blocks of the C library are defined. The platform marks those
+// that are the codec's.
+extern "C" void __sanitizer_malloc_hook(const volatile void *block, size_t bytes);
+extern "C" void __sanitizer_malloc_hook(const volatile void *block, size_t bytes) {
+  __msan_unpoison(block, bytes);
+}

@@ -17,7 +17,7 @@
 #include <vector>
 
 #include "jpg.h"
-#include "support/model.h"
+#include "model/reader.h"
 #include "support/picture.h"
 
 namespace {

@@ -6,9 +6,9 @@
 #include <jpg.h>
 
 #include "exif/jpgRExif.h"
-#include "exif/tiffBuilder.h"
 #include "platform/faulty/faulty.h"
 #include "support/reader.h"
+#include "support/tiffBuilder.h"
 
 namespace jpgtest {
 

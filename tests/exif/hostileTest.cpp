@@ -6,6 +6,7 @@
 
 #include "exif/attributes.h"
 #include "support/picture.h"
+#include "support/random.h"
 
 namespace {
 

@@ -13,6 +13,7 @@
 
 #include "faulty.h"
 #include "jpg.h"
+#include "support/random.h"
 
 namespace {
 
@@ -33,11 +34,8 @@ std::string outputName() { return nameOf("_output.jpg"); }
 // A noisy picture, so that its stream is longer than one buffer.
 std::vector<uint8_t> pixels() {
   std::vector<uint8_t> out(size_t{3} * kWidth * kHeight);
-  uint32_t seed = 1;
-  for (uint8_t &p : out) {
-    seed = seed * 1664525 + 1013904223;
-    p = static_cast<uint8_t>(seed >> 24);
-  }
+  jpgtest::Random random(1);
+  for (uint8_t &p : out) p = random.byte();
   return out;
 }
 

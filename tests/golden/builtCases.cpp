@@ -1,8 +1,8 @@
 // Streams that the library's own encoder doesn't write: every sampling layout that is read,
 // other tables, 12 bits, extended sequential, what says the colour space, progressive.
-#include "prog/progressiveStream.h"
 #include "suite.h"
 #include "support/picture.h"
+#include "support/progressiveStream.h"
 
 namespace golden {
 namespace {

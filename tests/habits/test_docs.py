@@ -1,8 +1,10 @@
 #!/usr/bin/env python3
 """Tests that the pages tell of what is there: test_docs.py SOURCE_DIR."""
 import glob
+import json
 import os
 import re
+import shutil
 import subprocess
 import sys
 import tempfile
@@ -63,17 +65,19 @@ class Pages(unittest.TestCase):
             self.assertTrue(image.get("href").startswith("data:image/jpeg;base64,/9j"))
         self.assertLess(os.path.getsize(name), 150000)
 
-    def test_the_readme_has_the_speeds_of_the_performance_page(self):
+    def test_the_readme_has_the_speeds_that_were_measured(self):
         table = f"{SOURCE}/scripts/speed_table.py"
         result = subprocess.run([sys.executable, table], capture_output=True, text=True)
         self.assertEqual((result.returncode, result.stdout), (0, ""), result.stderr)
         with tempfile.TemporaryDirectory() as folder:
-            files = [f"{folder}/README.md", f"{folder}/performance.md"]
-            for name, text in zip(files, (read("README.md"), read("docs/performance.md"))):
-                with open(name, "w", encoding="utf-8") as file:
-                    # another speed of one of the workloads
-                    changed = re.sub(r"(decode 4:2:0 q90 \| 12.0 MP \| )[\d.]+", r"\g<1>1234.5", text)
-                    file.write(changed)
+            files = [f"{folder}/README.md", f"{folder}/performance.json"]
+            shutil.copy(f"{SOURCE}/README.md", files[0])
+            measured = json.loads(read("docs/performance.json"))
+            changed = next(row for row in measured["speeds"] if row["name"] == "decode 4:2:0 q90")
+            changed["sides"][0]["median"] = changed["pixels"] / 1234.5e6
+            changed["sides"][1]["ratio"] = 0.125
+            with open(files[1], "w", encoding="utf-8") as file:
+                json.dump(measured, file)
             run = [sys.executable, table, *files]
             told = subprocess.run(run, capture_output=True, text=True)
             self.assertEqual(told.returncode, 1)
@@ -81,7 +85,48 @@ class Pages(unittest.TestCase):
             subprocess.run([*run, "--update"], check=True)
             self.assertEqual(subprocess.run(run, capture_output=True).returncode, 0)
             with open(files[0], encoding="utf-8") as file:
-                self.assertRegex(file.read(), r"123[45] \(")
+                self.assertRegex(file.read(), r"\| 123[45] \(0.1[23]\) \|")
+
+    def test_the_performance_page_and_its_drawing_are_made_of_what_was_measured(self):
+        script = f"{SOURCE}/scripts/performance_page.py"
+        result = subprocess.run([sys.executable, script], capture_output=True, text=True)
+        self.assertEqual((result.returncode, result.stdout), (0, ""), result.stderr)
+        with tempfile.TemporaryDirectory() as folder:
+            measured = json.loads(read("docs/performance.json"))
+            # slower than the first of the others, and by much
+            row = next(r for r in measured["speeds"] if r["name"] == "decode 4:4:4 q90")
+            row["sides"][1]["ratio"] = 0.421
+            with open(f"{folder}/performance.json", "w", encoding="utf-8") as file:
+                json.dump(measured, file)
+            for name in ("performance.md", "performance.svg"):
+                shutil.copy(f"{SOURCE}/docs/{name}", folder)
+            told = subprocess.run([sys.executable, script, folder], capture_output=True, text=True)
+            self.assertEqual(told.returncode, 1)
+            self.assertEqual(len(told.stdout.splitlines()), 2, told.stdout)
+            subprocess.run([sys.executable, script, "--update", folder], check=True)
+            with open(f"{folder}/performance.md", encoding="utf-8") as file:
+                page = file.read()
+            self.assertIn("**0.42** (", page)
+            self.assertIn(f"- decode 4:4:4 q90, {row['size']}: 0.42 beside", page)
+
+    def test_every_measured_ratio_stands_on_the_page(self):
+        page = read("docs/performance.md")
+        measured = json.loads(read("docs/performance.json"))["speeds"]
+        self.assertGreater(len(measured), 60)
+        for row in measured:
+            lines = [line.replace("**", "") for line in page.splitlines()
+                     if line.startswith(f"| {row['name']} | {row['size']} |")]
+            self.assertTrue(lines, row["name"])
+            for side in row["sides"][1:]:
+                self.assertIn(f" {side['ratio']:.2f} (", lines[0])
+
+    def test_the_drawing_of_the_ratios_is_well_formed_and_holds_its_marks(self):
+        root = xml.etree.ElementTree.parse(f"{SOURCE}/docs/performance.svg").getroot()
+        width, height = (float(root.get(k)) for k in ("width", "height"))
+        marks = root.findall(".//{http://www.w3.org/2000/svg}circle")
+        self.assertGreater(len(marks), 60)
+        for mark in marks:
+            self.assertTrue(0 < float(mark.get("cx")) < width and 0 < float(mark.get("cy")) < height)
 
     def test_scripts_that_pages_name_exist(self):
         for page in pages():

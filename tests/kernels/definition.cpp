@@ -3,9 +3,9 @@
 #include <algorithm>
 #include <cstring>
 
+#include "model/fdct.h"
+#include "model/idct.h"
 #include "share/jpgTables.h"
-#include "support/modelFdct.h"
-#include "support/modelIdct.h"
 
 namespace jpgtest {
 namespace {

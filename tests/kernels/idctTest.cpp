@@ -5,11 +5,11 @@
 #include <array>
 #include <cmath>
 #include <cstdint>
-#include <random>
 
 #include "kernels/portable/jpgPortable.h"
+#include "model/idct.h"
 #include "share/jpgSamples.h"
-#include "support/modelIdct.h"
+#include "support/random.h"
 
 namespace {
 
@@ -80,13 +80,13 @@ TEST(Idct, SingleCoefficientsOfEverySizeMatchTheModel) {
 }
 
 TEST(Idct, RandomAndExtremeBlocksMatchTheModel) {
-  std::mt19937 random(1);
+  jpgtest::Random random(1);
   for (int n = 0; n < 3000; n++) {
     Block block = {};
     const int range = n % 3 == 0 ? 32767 : n % 3 == 1 ? 1023 : 40;
     for (int16_t &v : block) {
-      if (random() % 4 == 0) v = static_cast<int16_t>(static_cast<int>(random() % 65536) % range);
-      if (random() % 2 == 0) v = static_cast<int16_t>(-v);
+      if (random.oneIn(4)) v = static_cast<int16_t>(random.between(0, 65535) % range);
+      if (random.oneIn(2)) v = static_cast<int16_t>(-v);
     }
     expectModel(block);
   }
@@ -130,13 +130,13 @@ TEST(ReducedIdct, QuarterSizeIsSumsAndDifferences) {
 
 TEST(ReducedIdct, HalfSizeIsTheFourPointTransform) {
   // A textbook four-point transform in floating point, of the corner's coefficients.
-  std::mt19937 random(2);
+  jpgtest::Random random(2);
   for (int n = 0; n < 500; n++) {
     Block block = {};
     double in[4][4];
     for (size_t v = 0; v < 4; v++) {
       for (size_t u = 0; u < 4; u++) {
-        in[v][u] = static_cast<int>(random() % 401) - 200;
+        in[v][u] = random.between(-200, 200);
         block[8 * v + u] = static_cast<int16_t>(in[v][u]);
       }
     }

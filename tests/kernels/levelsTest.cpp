@@ -125,7 +125,7 @@ int16_t limited(const Range &range, int32_t v) {
 }
 void uniform(Random *r, const Range &range, int16_t *block) {
   for (uint32_t i = 0; i < 64; i++) {
-    block[i] = static_cast<int16_t>(r->within(range.low, range.high));
+    block[i] = static_cast<int16_t>(r->between(range.low, range.high));
   }
 }
 void extreme(Random *r, const Range &range, int16_t *block) {
@@ -135,16 +135,16 @@ void extreme(Random *r, const Range &range, int16_t *block) {
 }
 // A slope with some noise.
 void smooth(Random *r, const Range &range, int16_t *block) {
-  const int32_t start = r->within(range.low, range.high);
-  const int32_t dx = r->within(-20, 20), dy = r->within(-20, 20), noise = r->within(0, 10);
+  const int32_t start = r->between(range.low, range.high);
+  const int32_t dx = r->between(-20, 20), dy = r->between(-20, 20), noise = r->between(0, 10);
   for (int32_t i = 0; i < 64; i++) {
-    block[i] = limited(range, start + dx * (i % 8) + dy * (i / 8) + r->within(-noise, noise));
+    block[i] = limited(range, start + dx * (i % 8) + dy * (i / 8) + r->between(-noise, noise));
   }
 }
 // Nearly flat: most levels are 0 or lie about the half of a step.
 void faint(Random *r, const Range &range, int16_t *block) {
-  const int32_t level = r->within(range.low, range.high), noise = r->within(0, 3);
-  for (uint32_t i = 0; i < 64; i++) block[i] = limited(range, level + r->within(-noise, noise));
+  const int32_t level = r->between(range.low, range.high), noise = r->between(0, 3);
+  for (uint32_t i = 0; i < 64; i++) block[i] = limited(range, level + r->between(-noise, noise));
 }
 
 constexpr Fill kFills[] = {uniform, extreme, smooth, faint};

@@ -58,9 +58,9 @@ class Mcu {
   void scatter(Random *r, uint32_t code) {
     const bool ends = r->below(4) == 0;
     for (size_t i = 0; i < blocks_.size(); i++) {
-      const int32_t any = r->within(-128, 127);
+      const int32_t any = r->between(-128, 127);
       const bool inside = (i / 8 % 8) >> code == 0 && (i % 8) >> code == 0;
-      const int32_t beside = r->within(-32768, 32767);
+      const int32_t beside = r->between(-32768, 32767);
       blocks_[i] = static_cast<int16_t>(!inside ? beside : !ends ? any : any < 0 ? -128 : 127);
     }
   }

@@ -27,7 +27,7 @@ int16_t limited(int32_t v) { return narrow(v > kMost ? kMost : v < kLeast ? kLea
 // The coefficients at `places` of 64 places, on average, of up to `magnitude`.
 void scatter(Random *r, uint32_t places, int32_t magnitude, Block *block) {
   for (int16_t &v : *block) {
-    v = r->below(64) < places ? limited(r->within(-magnitude, magnitude)) : int16_t{0};
+    v = r->below(64) < places ? limited(r->between(-magnitude, magnitude)) : int16_t{0};
   }
 }
 
@@ -38,7 +38,7 @@ void sparseOfAnySize(Random *r, Block *block) { scatter(r, 4, anyMagnitude(r), b
 void dense(Random *r, Block *block) { scatter(r, 64, 300, block); }
 void denseOfAnySize(Random *r, Block *block) { scatter(r, 64, anyMagnitude(r), block); }
 void full(Random *r, Block *block) {
-  for (int16_t &v : *block) v = static_cast<int16_t>(r->next());
+  for (int16_t &v : *block) v = static_cast<int16_t>(r->between(-32768, 32767));
 }
 void extreme(Random *r, Block *block) {
   constexpr int16_t kValues[] = {-32768, 32767, 0, -32767, 32766, -1, 1, 0};
@@ -50,7 +50,7 @@ void falling(Random *r, Block *block) {
   const int32_t scale = anyMagnitude(r);
   for (int32_t i = 0; i < 64; i++) {
     const int32_t most = scale / (1 + (i / 8) * (i / 8) + (i % 8) * (i % 8));
-    (*block)[static_cast<size_t>(i)] = limited(r->within(-most, most));
+    (*block)[static_cast<size_t>(i)] = limited(r->between(-most, most));
   }
 }
 // One column or one row.
@@ -60,7 +60,7 @@ void line(Random *r, Block *block) {
   const bool row = r->below(2) != 0;
   const int32_t magnitude = anyMagnitude(r);
   for (uint32_t i = 0; i < 8; i++) {
-    (*block)[row ? 8 * at + i : 8 * i + at] = limited(r->within(-magnitude, magnitude));
+    (*block)[row ? 8 * at + i : 8 * i + at] = limited(r->between(-magnitude, magnitude));
   }
 }
 
@@ -70,7 +70,7 @@ void low(Random *r, Block *block) {
   const uint32_t last = r->below(r->below(2) == 0 ? 12 : 64);
   const int32_t magnitude = anyMagnitude(r);
   for (uint32_t k = 0; k <= last; k++) {
-    (*block)[jpg::kZigZag.natural[k]] = limited(r->within(-magnitude, magnitude));
+    (*block)[jpg::kZigZag.natural[k]] = limited(r->between(-magnitude, magnitude));
   }
 }
 // Columns whose magnitudes sum up to about 2900, which is as far as the faster passes go.
@@ -78,9 +78,9 @@ void modest(Random *r, Block *block) {
   block->fill(0);
   const uint32_t last = 1 + r->below(r->below(2) == 0 ? 10 : 63), rows = 1 + r->below(8);
   for (uint32_t column = 0; column < 8; column++) {
-    int32_t left = 2890 + r->within(0, 20);
+    int32_t left = 2890 + r->between(0, 20);
     for (uint32_t i = 0; i < rows; i++) {
-      const int32_t v = i + 1 == rows || r->below(3) == 0 ? left : r->within(0, left);
+      const int32_t v = i + 1 == rows || r->below(3) == 0 ? left : r->between(0, left);
       int16_t *at = &(*block)[8 * r->below(8) + column];
       *at = narrow(*at != 0 ? *at : r->below(2) != 0 ? v : -v);
       left -= v;
@@ -301,7 +301,7 @@ TEST_P(Samples, DequantisedBlocksMayLieAtAnyHalfword) {
     for (const uint32_t to : {0U, 1U}) {
       Block block, steps, expected;
       for (uint32_t i = 0; i < 64; i++) {
-        block[i] = static_cast<int16_t>(r.below(4) == 0 ? r.within(-9, 9) : 0);
+        block[i] = static_cast<int16_t>(r.below(4) == 0 ? r.between(-9, 9) : 0);
         steps[i] = static_cast<int16_t>(1 + r.below(99));
         expected[i] = static_cast<int16_t>(block[i] * steps[i]);
       }

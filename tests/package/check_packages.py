@@ -18,8 +18,9 @@ CPACK, CONFIG, WORK, CONSUMER, COMPILER, VERSION = sys.argv[1:7]
 WORK = pathlib.Path(WORK)
 ROOT, OUT = WORK / "root", WORK / "out"
 NAMES = ("libjpg" + VERSION.split(".")[0], "libjpg-dev", "jpgtool")
-HEADERS = {"jpg.h", "jpg.hpp", "jpg/height.hpp", "jpg/memory.hpp", "jpg/picture.hpp",
-           "jpg/reader.hpp", "jpg/result.hpp", "jpg/writer.hpp"}
+HEADERS = {"jpg.h", "jpg.hpp", "jpg/exif.hpp", "jpg/exifEntry.hpp", "jpg/height.hpp",
+           "jpg/memory.hpp", "jpg/picture.hpp", "jpg/reader.hpp", "jpg/result.hpp",
+           "jpg/segments.hpp", "jpg/writer.hpp"}
 
 
 def run(*command, **more):

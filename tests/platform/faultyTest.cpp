@@ -5,6 +5,7 @@
 
 #include "folder.h"
 #include "platform.h"
+#include "support/stored.h"
 
 namespace {
 
@@ -61,6 +62,7 @@ TEST_F(Faulty, WithoutAFaultItDoesWhatPosixDoes) {
   EXPECT_NE(jpg::CloseHandle(output), 0);
   EXPECT_EQ(folder_.read("file"), "abc");
   EXPECT_FALSE(jpg::faulty::faultHappened());
+  EXPECT_EQ(jpg::faulty::faults(Operation::kClose), 0u);
 }
 
 TEST_F(Faulty, TheNthAllocationFailsAndTheOthersDoNot) {
@@ -106,16 +108,37 @@ TEST_F(Faulty, AFailedFreeReportsFailureButReleases) {
   EXPECT_EQ(jpg::faulty::wrongFrees(), 0u);
 }
 
+// The byte `at`, which nobody has stored to.
+uint8_t unstored(uint8_t *block, size_t at) {
+  jpgtest::markStored(block + at, 1);
+  return block[at];
+}
+
 TEST_F(Faulty, NewBlocksAndWhatTheyGrowByHoldNoZeros) {
   auto *block = static_cast<uint8_t *>(allocate(10));
-  EXPECT_EQ(block[0], 0xA5);
-  EXPECT_EQ(block[9], 0xA5);
+  EXPECT_EQ(unstored(block, 0), 0xA5);
+  EXPECT_EQ(unstored(block, 9), 0xA5);
   block[9] = 1;
   block = static_cast<uint8_t *>(resize(block, 20));
   EXPECT_EQ(block[9], 1);
-  EXPECT_EQ(block[10], 0xA5);
-  EXPECT_EQ(block[19], 0xA5);
+  EXPECT_EQ(unstored(block, 10), 0xA5);
+  EXPECT_EQ(unstored(block, 19), 0xA5);
   EXPECT_TRUE(release(block));
+}
+
+TEST_F(Faulty, NewBlocksAndWhatTheyGrowByHoldTheByteThatATestChooses) {
+  for (const uint8_t byte : {uint8_t{0}, uint8_t{0x3C}, uint8_t{0xA5}}) {
+    jpg::faulty::fillWith(byte);
+    jpg::faulty::reset();
+    constexpr size_t kLarge = 3 << 20;
+    auto *block = static_cast<uint8_t *>(allocate(kLarge));
+    EXPECT_EQ(unstored(block, 0), byte);
+    EXPECT_EQ(unstored(block, kLarge - 1), byte);
+    block = static_cast<uint8_t *>(resize(block, kLarge + 7));
+    EXPECT_EQ(unstored(block, kLarge), byte);
+    EXPECT_EQ(unstored(block, kLarge + 6), byte);
+    EXPECT_TRUE(release(block));
+  }
 }
 
 TEST_F(Faulty, HeapCallsWithFlagsFail) {
@@ -260,6 +283,7 @@ TEST_F(Faulty, AFailedCloseReportsFailureButCloses) {
   jpg::faulty::arm(Operation::kClose, Fault::kFail, 1);
   EXPECT_EQ(jpg::CloseHandle(file), 0);
   EXPECT_EQ(jpg::faulty::openFiles(), 0u);
+  EXPECT_EQ(jpg::faulty::faults(Operation::kClose), 1u);
   EXPECT_EQ(read(file, 1), "failed");
   EXPECT_EQ(jpg::CloseHandle(file), 0) << "closed twice";
 }

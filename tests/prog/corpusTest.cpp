@@ -12,7 +12,7 @@
 #include <vector>
 
 #include "jpg.h"
-#include "support/model.h"
+#include "model/reader.h"
 
 namespace {
 

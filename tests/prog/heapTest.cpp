@@ -7,8 +7,8 @@
 #include <string>
 
 #include "faulty.h"
-#include "progressiveStream.h"
 #include "support/canvas.h"
+#include "support/progressiveStream.h"
 
 namespace {
 

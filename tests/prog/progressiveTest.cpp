@@ -4,9 +4,10 @@
 
 #include <vector>
 
-#include "progressiveStream.h"
+#include "model/reader.h"
 #include "support/canvas.h"
-#include "support/model.h"
+#include "support/progressiveStream.h"
+#include "support/random.h"
 #include "support/reader.h"
 
 namespace {
@@ -331,12 +332,12 @@ TEST(Progressive, TruncatedAndDamagedStreamsEndWithACode) {
   for (size_t n = headers; n < whole.size(); n += 3) {
     resultOf(Bytes(whole.begin(), whole.begin() + static_cast<long>(n)), p);
   }
-  uint32_t seed = 1;
+  Random random(1);
   int failures = 0;
   for (int i = 0; i < 3000; i++) {
     Bytes damaged = whole;
-    seed = seed * 1664525 + 1013904223;
-    damaged[headers + seed % (whole.size() - headers)] = static_cast<uint8_t>(seed >> 24);
+    const auto size = static_cast<uint32_t>(whole.size() - headers);
+    damaged[headers + random.below(size)] = random.byte();
     failures += resultOf(damaged, p) != JPG_OK ? 1 : 0;
   }
   EXPECT_GT(failures, 0);  // and no crash, no write beyond the canvas

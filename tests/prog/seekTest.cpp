@@ -4,8 +4,8 @@
 
 #include <vector>
 
-#include "progressiveStream.h"
 #include "support/canvas.h"
+#include "support/progressiveStream.h"
 #include "support/reader.h"
 
 namespace {

@@ -8,11 +8,11 @@
 
 #include "support/twin.h"
 
-// Freed memory can't be read under AddressSanitizer, nor in the loader's heap.
+// Freed memory can't be read under AddressSanitizer or MemorySanitizer, nor in the loader's heap.
 #if defined(__SANITIZE_ADDRESS__) || defined(JPG_LOADER)
 #define JPG_TESTS_NO_FREED_MEMORY 1
 #elif defined(__has_feature)
-#if __has_feature(address_sanitizer)
+#if __has_feature(address_sanitizer) || __has_feature(memory_sanitizer)
 #define JPG_TESTS_NO_FREED_MEMORY 1
 #endif
 #endif

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <vector>
 
+#include "support/random.h"
 #include "support/twin.h"
 
 namespace jpgtest {

@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "support/random.h"
 #include "support/twin.h"
 
 namespace jpgtest {

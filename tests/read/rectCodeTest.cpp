@@ -6,6 +6,7 @@
 #include <utility>
 #include <vector>
 
+#include "support/random.h"
 #include "support/twin.h"
 
 namespace jpgtest {

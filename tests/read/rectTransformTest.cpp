@@ -5,6 +5,7 @@
 #include <cstdlib>
 #include <string>
 
+#include "support/random.h"
 #include "support/twin.h"
 
 namespace jpgtest {

@@ -10,24 +10,14 @@
 #include <fstream>
 #include <iterator>
 
-#include "sourceModel.h"
+#include "model/losslessSource.h"
+#include "spatial/outcome.h"
+#include "support/random.h"
 
 namespace {
 
 using namespace jpgtest;
 namespace fs = std::filesystem;
-
-class Random {
- public:
-  explicit Random(uint32_t seed) : state_(seed) {}
-  uint32_t below(size_t limit) {
-    state_ = state_ * 1664525U + 1013904223U;
-    return static_cast<uint32_t>((uint64_t{state_} * limit) >> 32);
-  }
-
- private:
-  uint32_t state_;
-};
 
 size_t dataOffset(const Bytes &stream) {
   const uint8_t sos[] = {0xFF, 0xDA};
@@ -40,7 +30,7 @@ size_t dataOffset(const Bytes &stream) {
 Bytes damaged(Bytes stream, size_t from, Random *random) {
   const uint32_t places = 1 + random->below(3);
   for (uint32_t i = 0; i < places && stream.size() > from + 4; i++) {
-    const size_t at = from + random->below(stream.size() - from - 1);
+    const size_t at = from + random->below(static_cast<uint32_t>(stream.size() - from - 1));
     switch (random->below(5)) {
       case 0:
       case 1:

@@ -3,7 +3,7 @@
 #define JPG_TESTS_SPATIAL_DECODED_H
 
 #include "jpg.h"
-#include "spatialModel.h"
+#include "model/losslessWriter.h"
 
 namespace jpgtest {
 

@@ -6,7 +6,7 @@
 #include <cstdint>
 #include <string>
 
-#include "spatialModel.h"
+#include "model/losslessWriter.h"
 
 namespace jpgtest {
 

@@ -7,7 +7,7 @@
 
 #include "faulty.h"
 #include "jpg.h"
-#include "spatialModel.h"
+#include "model/losslessWriter.h"
 
 namespace {
 

@@ -3,8 +3,8 @@
 
 #include <cstring>
 
-#include "readerModel.h"
-#include "sourceModel.h"
+#include "model/losslessSource.h"
+#include "spatial/outcome.h"
 #include "support/bytes.h"
 #include "support/entropy.h"
 

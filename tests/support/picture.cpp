@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "support/random.h"
+
 namespace jpgtest {
 namespace {
 

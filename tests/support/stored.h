@@ -19,6 +19,7 @@ namespace jpgtest {
 
 #ifdef JPG_STORED_IS_CHECKED
 inline void markUnstored(void *bytes, size_t count) { __msan_poison(bytes, count); }
+inline void markStored(void *bytes, size_t count) { __msan_unpoison(bytes, count); }
 // Ends the program with a report when one of the bytes isn't defined.
 inline void expectStored(const void *bytes, size_t count) {
   __msan_check_mem_is_initialized(bytes, count);
@@ -41,6 +42,7 @@ __attribute__((noinline)) inline void forgetStack() {
 }
 #else
 inline void markUnstored(void * /*bytes*/, size_t /*count*/) {}
+inline void markStored(void * /*bytes*/, size_t /*count*/) {}
 inline void expectStored(const void * /*bytes*/, size_t /*count*/) {}
 inline bool holdOnly(const void * /*bytes*/, size_t /*count*/, uint8_t /*value*/) { return false; }
 inline void forgetStack() {}

@@ -7,9 +7,9 @@
 #include <string>
 #include <vector>
 
+#include "model/reader.h"
 #include "support/bytes.h"
 #include "support/canvas.h"
-#include "support/model.h"
 #include "support/picture.h"
 #include "support/reader.h"
 

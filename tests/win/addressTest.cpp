@@ -6,8 +6,8 @@
 #include <vector>
 
 #include "jpg.h"
-#include "prog/progressiveStream.h"
 #include "support/picture.h"
+#include "support/progressiveStream.h"
 #include "support/reader.h"
 
 namespace {

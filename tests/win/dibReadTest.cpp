@@ -5,9 +5,9 @@
 #include <vector>
 
 #include "jpg.h"
+#include "model/bitmap.h"
 #include "support/picture.h"
 #include "support/reader.h"
-#include "win/dibModel.h"
 
 namespace {
 

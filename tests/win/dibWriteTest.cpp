@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "jpg.h"
+#include "support/random.h"
 
 namespace {
 
@@ -72,8 +73,8 @@ constexpr int32_t kWidth = 13, kHeight = 5;
 // A bitmap's bytes by rule.
 Bytes fillBits(uint32_t bits) {
   Bytes out((kWidth * bits + 31) / 32 * 4 * kHeight);
-  uint32_t seed = bits;
-  for (uint8_t &b : out) b = static_cast<uint8_t>((seed = seed * 1664525 + 1013904223) >> 24);
+  jpgtest::Random random(bits);
+  for (uint8_t &b : out) b = random.byte();
   return out;
 }
 

@@ -7,10 +7,10 @@
 #include <string>
 #include <vector>
 
-#include "prog/progressiveStream.h"
+#include "model/bitmap.h"
 #include "support/picture.h"
+#include "support/progressiveStream.h"
 #include "support/reader.h"
-#include "win/dibModel.h"
 
 namespace {
 

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "support/bytes.h"
+#include "support/random.h"
 #include "support/reader.h"
 
 namespace {

@@ -11,10 +11,10 @@
 #include <string>
 #include <vector>
 
-#include "exif/tiffBuilder.h"
 #include "jpg.hpp"
 #include "support/reader.h"
 #include "support/streamBuilder.h"
+#include "support/tiffBuilder.h"
 
 namespace {
 

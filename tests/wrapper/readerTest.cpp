@@ -4,11 +4,12 @@
 #include <algorithm>
 #include <string>
 
-#include "exif/tiffBuilder.h"
 #include "jpg.hpp"
-#include "prog/progressiveStream.h"
 #include "support/picture.h"
+#include "support/progressiveStream.h"
+#include "support/random.h"
 #include "support/reader.h"
+#include "support/tiffBuilder.h"
 
 namespace {
 

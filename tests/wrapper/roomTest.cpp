@@ -7,8 +7,9 @@
 #include <utility>
 
 #include "jpg.hpp"
-#include "prog/progressiveStream.h"
 #include "support/picture.h"
+#include "support/progressiveStream.h"
+#include "support/random.h"
 #include "support/reader.h"
 
 namespace {

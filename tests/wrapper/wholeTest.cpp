@@ -7,6 +7,7 @@
 #include "platform/faulty/faulty.h"
 #include "support/bytes.h"
 #include "support/picture.h"
+#include "support/random.h"
 #include "support/reader.h"
 
 namespace {

@@ -10,6 +10,7 @@
 #include "jpg.hpp"
 #include "platform/folder.h"
 #include "support/bytes.h"
+#include "support/random.h"
 #include "support/reader.h"
 
 namespace {

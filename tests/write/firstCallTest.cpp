@@ -8,6 +8,7 @@
 
 #include "faulty.h"
 #include "libraryEncode.h"
+#include "support/random.h"
 
 namespace {
 
@@ -19,8 +20,8 @@ constexpr int32_t kWidth = 35, kHeight = 37;
 uint8_t pixels[kWidth * kHeight * 4 * 2];
 
 void fillPixels() {
-  uint32_t v = 1;
-  for (uint8_t &p : pixels) p = static_cast<uint8_t>((v = v * 1664525 + 1013904223) >> 24);
+  jpgtest::Random random(1);
+  for (uint8_t &p : pixels) p = random.byte();
 }
 
 JpgRect rectOf(int32_t channels, int32_t precision = 8, int32_t firstRow = 0) {

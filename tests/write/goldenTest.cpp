@@ -6,7 +6,7 @@
 #include <iterator>
 
 #include "libraryEncode.h"
-#include "support/modelFdct.h"
+#include "model/fdct.h"
 
 namespace {
 

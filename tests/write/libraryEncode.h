@@ -4,8 +4,8 @@
 
 #include <string>
 
-#include "encoderModel.h"
 #include "jpg.h"
+#include "model/encoder.h"
 
 namespace jpgtest {
 

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "libraryEncode.h"
+#include "support/random.h"
 
 namespace {
 
@@ -48,13 +49,12 @@ int32_t sampleBytes(const Layout &layout) { return layout.precision > 8 ? 2 : 1;
 
 Bytes pixelsOf(const Layout &layout) {
   Bytes pixels;
-  uint32_t v = static_cast<uint32_t>(layout.channels) * 7 + layout.sampling;
+  jpgtest::Random random(static_cast<uint32_t>(layout.channels) * 7 + layout.sampling);
   const int32_t bytes = kWidth * kHeight * layout.channels * sampleBytes(layout);
   for (int32_t i = 0; i < bytes; i++) {
-    v = v * 1664525 + 1013904223;
     const bool high = sampleBytes(layout) == 2 && i % 2 != 0;
-    const uint32_t top = high ? v >> 24 >> (16 - layout.precision) : v >> 24;
-    pixels.push_back(static_cast<uint8_t>(top));
+    const uint32_t top = random.byte();
+    pixels.push_back(static_cast<uint8_t>(high ? top >> (16 - layout.precision) : top));
   }
   return pixels;
 }

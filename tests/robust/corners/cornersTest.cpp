@@ -1,13 +1,14 @@
 // Corners that the modules' own tests leave: each a result that the interface promises.
 #include <gtest/gtest.h>
 
-#include "exif/tiffBuilder.h"
 #include "faulty.h"
-#include "prog/progressiveStream.h"
 #include "share/jpgShare.h"
 #include "support/canvas.h"
 #include "support/picture.h"
+#include "support/progressiveStream.h"
+#include "support/random.h"
 #include "support/reader.h"
+#include "support/tiffBuilder.h"
 
 namespace jpgtest {
 namespace {

@@ -3,10 +3,11 @@
 
 #include "faulty.h"
 #include "kernels/jpgKernels.h"
-#include "prog/progressiveStream.h"
 #include "share/jpgShare.h"
 #include "support/canvas.h"
 #include "support/picture.h"
+#include "support/progressiveStream.h"
+#include "support/random.h"
 #include "support/reader.h"
 
 namespace jpgtest {

@@ -2,10 +2,10 @@
 // could serve, and store nothing.
 #include <gtest/gtest.h>
 
-#include "prog/progressiveStream.h"
 #include "share/jpgShare.h"
 #include "support/canvas.h"
 #include "support/picture.h"
+#include "support/progressiveStream.h"
 #include "support/reader.h"
 
 namespace jpgtest {

@@ -3,10 +3,11 @@
 #include <gtest/gtest.h>
 
 #include "exif/jpgRExif.h"
-#include "exif/tiffBuilder.h"
 #include "faulty.h"
 #include "support/picture.h"
+#include "support/random.h"
 #include "support/reader.h"
+#include "support/tiffBuilder.h"
 
 namespace jpgtest {
 namespace {

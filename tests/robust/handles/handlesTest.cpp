@@ -12,12 +12,12 @@
 #include <string>
 
 #include "exif/jpgRExif.h"
-#include "exif/tiffBuilder.h"
 #include "faulty.h"
 #include "robust/handles/everyFunction.h"
 #include "share/jpgShare.h"
 #include "support/picture.h"
 #include "support/reader.h"
+#include "support/tiffBuilder.h"
 
 namespace jpgtest {
 namespace {

@@ -2,13 +2,14 @@
 // exceeds what docs/robustness.md says.
 #include <gtest/gtest.h>
 
-#include "exif/tiffBuilder.h"
 #include "faulty.h"
-#include "prog/progressiveStream.h"
 #include "robust/limits/bombs.h"
 #include "robust/limits/heapLaw.h"
 #include "support/picture.h"
+#include "support/progressiveStream.h"
+#include "support/random.h"
 #include "support/reader.h"
+#include "support/tiffBuilder.h"
 
 namespace jpgtest {
 namespace {

@@ -6,12 +6,12 @@
 #include <chrono>
 #include <cstdio>
 
-#include "exif/tiffBuilder.h"
 #include "faulty.h"
 #include "robust/limits/bombs.h"
 #include "robust/limits/heapLaw.h"
 #include "support/picture.h"
 #include "support/reader.h"
+#include "support/tiffBuilder.h"
 
 namespace jpgtest {
 namespace {

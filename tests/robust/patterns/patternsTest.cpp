@@ -10,9 +10,9 @@
 
 #include "faulty.h"
 #include "golden/goldenCases.h"
-#include "prog/progressiveStream.h"
 #include "robust/patterns/steps.h"
 #include "robust/sweep/smallStreams.h"
+#include "support/progressiveStream.h"
 #include "support/reader.h"
 
 namespace jpgtest {

@@ -5,7 +5,7 @@
 #include <cstring>
 #include <functional>
 
-#include "win/dibModel.h"
+#include "model/bitmap.h"
 
 namespace jpgtest {
 namespace {

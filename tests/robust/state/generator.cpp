@@ -2,6 +2,7 @@
 
 #include "robust/state/machine.h"
 #include "robust/state/material.h"
+#include "support/random.h"
 
 namespace jpgtest {
 namespace {

@@ -4,6 +4,7 @@
 
 #include "robust/state/arguments.h"
 #include "robust/state/machine.h"
+#include "support/random.h"
 
 namespace jpgtest {
 namespace {
@@ -11,11 +12,11 @@ namespace {
 // Noise, gradients and flat places.
 Bytes pixelsOf(size_t size, uint32_t seed) {
   Bytes bytes(size);
-  uint32_t noise = seed * 2654435761U + 1;
+  Random random(seed);
   for (size_t i = 0; i < size; i++) {
-    noise = noise * 1664525 + 1013904223;
+    const uint32_t noise = random.byte();
     const uint32_t kind = (i / 32 + seed) % 4;
-    const size_t v = kind == 0 ? noise >> 24 : kind == 1 ? 3 * i : kind == 2 ? 0 : noise >> 30;
+    const size_t v = kind == 0 ? noise : kind == 1 ? 3 * i : kind == 2 ? 0 : noise & 3;
     bytes[i] = static_cast<uint8_t>(v);
   }
   return bytes;

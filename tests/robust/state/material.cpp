@@ -3,10 +3,11 @@
 #include <algorithm>
 #include <map>
 
-#include "exif/tiffBuilder.h"
-#include "prog/progressiveStream.h"
-#include "spatial/sourceModel.h"
+#include "model/losslessSource.h"
 #include "support/picture.h"
+#include "support/progressiveStream.h"
+#include "support/random.h"
+#include "support/tiffBuilder.h"
 
 namespace jpgtest {
 namespace {

@@ -3,10 +3,10 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "model/encoder.h"
+#include "model/encoderTables.h"
+#include "model/fdct.h"
 #include "robust/state/writerState.h"
-#include "support/modelFdct.h"
-#include "write/encoderModel.h"
-#include "write/encoderTables.h"
 
 namespace jpgtest {
 namespace {

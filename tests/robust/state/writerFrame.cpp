@@ -1,8 +1,8 @@
 // The first call: what it refuses, what it takes up, and the headers.
 #include <algorithm>
 
+#include "model/encoderTables.h"
 #include "robust/state/writerState.h"
-#include "write/encoderTables.h"
 
 namespace jpgtest {
 namespace {

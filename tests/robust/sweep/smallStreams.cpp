@@ -1,9 +1,9 @@
 #include "robust/sweep/smallStreams.h"
 
-#include "exif/tiffBuilder.h"
-#include "prog/progressiveStream.h"
-#include "spatial/sourceModel.h"
+#include "model/losslessSource.h"
 #include "support/picture.h"
+#include "support/progressiveStream.h"
+#include "support/tiffBuilder.h"
 
 namespace jpgtest {
 namespace {

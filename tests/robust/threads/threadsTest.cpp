@@ -14,6 +14,7 @@
 #include "robust/sweep/everyUse.h"
 #include "robust/sweep/smallStreams.h"
 #include "support/picture.h"
+#include "support/random.h"
 #include "support/reader.h"
 
 namespace jpgtest {

@@ -6,12 +6,12 @@
 #include <set>
 #include <string>
 
-#include "exif/tiffBuilder.h"
-#include "prog/progressiveStream.h"
+#include "model/losslessSource.h"
 #include "robust/vectors/vectorState.h"
-#include "spatial/sourceModel.h"
 #include "support/picture.h"
+#include "support/progressiveStream.h"
 #include "support/reader.h"
+#include "support/tiffBuilder.h"
 
 namespace jpgtest {
 namespace {

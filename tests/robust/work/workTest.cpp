@@ -10,6 +10,7 @@
 #include "robust/sweep/smallStreams.h"
 #include "robust/work/workLaw.h"
 #include "support/picture.h"
+#include "support/random.h"
 
 namespace jpgtest {
 namespace {

@@ -15,10 +15,10 @@
 #include <vector>
 
 #include "faulty.h"
+#include "model/huffman.h"
 #include "read/jpgRFastBlock.h"
 #include "read/jpgRVLC.h"
 #include "share/jpgHuffFast.h"
-#include "support/modelHuffman.h"
 
 namespace {
 

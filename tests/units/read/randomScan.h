@@ -30,7 +30,7 @@ class RandomComponent {
       component_.acCodes = ac_.get().codes;
       component_.acMaxLength = ac_.get().maxLength;
     }
-    component_.dcPredictor = r->within(-3000, 3000);
+    component_.dcPredictor = r->between(-3000, 3000);
   }
   const JpgScanComponent &get() const { return component_; }
   const JpgHuffTable &dc() const { return dc_.get(); }

@@ -158,6 +158,7 @@ TEST(Shortcuts, StandBesideALookupArrayThatAgreesWithTheBitsOneByOne) {
   Random r(2);
   for (uint32_t round = 0; round < 200; round++) {
     const RandomTable table(&r, HuffUse::kAc);
+    const uint32_t n = table.get().maxLength;
     for (uint32_t bits = 0; bits < 1U << n; bits++) {
       const Met met = meet(table, bits, n);
       ASSERT_EQ(table.get().lookup->entry[bits], met.length != 0 ? met.index : uint32_t{kNoCode});

@@ -7,6 +7,7 @@
 #include "read/jpgRVLC.h"
 #include "share/jpgMarkers.h"
 #include "share/jpgSpatial.h"
+#include "support/random.h"
 #include "twinStreams.h"
 
 namespace {

@@ -1,0 +1,32 @@
+// Times a workload's sides in turn.
+#ifndef JPG_BENCH_MEASURE_H
+#define JPG_BENCH_MEASURE_H
+
+#include <vector>
+
+#include "workloads.h"
+
+namespace jpgbench {
+
+struct Effort {
+  double block = 0.02;   // seconds of one side's calls in a round, at least
+  double seconds = 2.5;  // for all rounds of a workload, unless the fewest take longer
+  int mostRounds = 21;
+  int fewestRounds = 7;
+};
+
+// Of one side; the ratios are the side's time by the library's.
+struct Times {
+  double median = 0, best = 0;                // seconds a call
+  double ratioOfMedians = 1;                  // the median of the rounds' ratios
+  double ratioOfBest = 1;                     // the best times' ratio
+  double lowerQuarter = 1, upperQuarter = 1;  // between them lies half of the rounds' ratios
+};
+
+// Processor time of rounds, in each of which every side has its turn, beginning with another
+// one; the first round is thrown away. Empty when a call fails.
+std::vector<Times> measure(Workload *workload, const Effort &effort);
+
+}  // namespace jpgbench
+
+#endif
