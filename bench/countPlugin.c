@@ -3,13 +3,13 @@
 //
 // At exit it prints a line "count NAME" for each function and for "total" to the file
 // that the environment's JPG_COUNTS names. A conditional instruction counts also when it
-// isn't carried out, as it takes its time then too.
+// isn't carried out, since it takes a cycle even so.
 #include <stdint.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
 
-// The part of the plug-in interface, version 1, that this takes: no package has its header.
+// The part of the plug-in interface, version 1, that is used here: no package has its header.
 typedef uint64_t PluginId;
 typedef struct qemu_plugin_tb Block;
 typedef struct qemu_plugin_insn Instruction;
