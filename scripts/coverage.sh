@@ -18,8 +18,8 @@ while [ $# -gt 0 ]; do
 done
 
 readonly wide=build/coverage narrow=build/coverage-i686
-# Test programs that reach code for 32-bit registers.
-readonly narrow_tests=(units/units_window_test units/units_share_test units/units_read_test
+# Programs whose tests reach what only registers of 32 bits have.
+readonly narrow_tests=(read/units_window_test share/units_share_test read/units_read_test
   win/win_rle_test)
 jobs=${CTEST_PARALLEL_LEVEL:-$(nproc)}
 
@@ -60,7 +60,7 @@ show() {
     return 1
   }
 }
-show $wide $wide/src/libjpg.so -object $wide/tests/device/device_divide_test
+show $wide $wide/src/libjpg.so -object $wide/tests/platform/device_divide_test
 show $narrow $narrow/src/libjpg.so
 
 scripts/missed.py $wide/show.txt $narrow/show.txt

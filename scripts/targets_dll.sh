@@ -2,7 +2,7 @@
 # Builds, checks and runs the DLLs: targets_dll.sh [--long] TARGET FOLDER
 # Targets: device device-v7 win32 win64. Builds go into FOLDER. Called by targets.sh.
 #
-# The device's DLLs and the 32-bit Windows one run in the loader of tests/loader, with
+# The device's DLLs and the 32-bit Windows one run in the loader of tests/product/loader, with
 # --long the tests of the public interface too; the 64-bit Windows one runs under Wine. See
 # docs/targets.md.
 set -euo pipefail
@@ -34,19 +34,19 @@ build_loader() {
 # check_zip BINARY_DIR: checks the package of the build.
 check_zip() {
   step "The zip, and programs linked with what is in it"
-  python3 tests/dll/check_zip.py "$1" . "$target" "$folder/zip-$target"
+  python3 tests/product/dll/check_zip.py "$1" . "$target" "$folder/zip-$target"
 }
 
-# run_loaded PROCESSOR DLL [EMULATOR...]: golden table and fault sweeps.
+# run_loaded PROCESSOR DLL [EMULATOR...]: golden table and faults.
 run_loaded() {
   local programs=$folder/loader-$1 files=$folder/$target/files
   export JPG_DLL=$2
   shift 2
   mkdir -p "$files"
   step "The golden table through the exported functions"
-  "$@" "$programs/golden/golden" --table tests/golden/digests.txt --folder "$files"
+  "$@" "$programs/whole/golden/golden" --table tests/whole/golden/digests.txt --folder "$files"
   step "Faults in every exported function"
-  "$@" "$programs/sweep/sweep" "$files"
+  "$@" "$programs/whole/faults/faults" "$files"
   [ $long = ON ] || return 0
   step "The tests of the public interface"
   find "$programs" -type f -perm -u+x \( -name '*_test' -o -name '*Test' \) -print0 |
@@ -62,7 +62,7 @@ device() {
   build_dll "$folder/again/$target"
   build_loader arm
   step "What the DLL holds"
-  python3 tests/dll/check_device.py "$folder/$target" . "$machine" "$folder/again/$target"
+  python3 tests/product/dll/check_device.py "$folder/$target" . "$machine" "$folder/again/$target"
   check_zip "$folder/$target"
   run_loaded arm "$folder/$target/jpg.dll" "$@"
 }
@@ -79,7 +79,7 @@ case $target in
     build_dll "$folder/win32"
     build_loader i686
     step "What the DLL holds"
-    python3 tests/dll/check_windows.py "$folder/win32/bin/jpg.dll" . 0x14C
+    python3 tests/product/dll/check_windows.py "$folder/win32/bin/jpg.dll" . 0x14C
     check_zip "$folder/win32"
     run_loaded i686 "$folder/win32/bin/jpg.dll"
     ;;
@@ -87,7 +87,7 @@ case $target in
     scripts/setup.sh build win64
     build_dll "$folder/win64"
     step "What the DLL holds"
-    python3 tests/dll/check_windows.py "$folder/win64/bin/jpg.dll" . 0x8664
+    python3 tests/product/dll/check_windows.py "$folder/win64/bin/jpg.dll" . 0x8664
     export WINEPREFIX=$folder/wine
     check_zip "$folder/win64"
     step "The golden table, faults, files, heap and palette under Wine"

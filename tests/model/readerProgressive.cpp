@@ -111,7 +111,6 @@ uint32_t Model::interleaved() {
       }
     }
     countMcu(mcu + 1 == mcuCount_);
-    if (lost_) return JPG_OK;
   }
   return JPG_OK;
 }
@@ -128,7 +127,6 @@ uint32_t Model::single() {
       const size_t block = mcu * blocksPerMcu() + firstBlockOf(index) + y % c.v * c.h + x % c.h;
       if (const uint32_t r = decodeBlock(store_[block], scan_[0]); r != JPG_OK) return r;
       countMcu(pixelRows <= 8 && columns <= 8);
-      if (lost_) return JPG_OK;
     }
   }
   return JPG_OK;

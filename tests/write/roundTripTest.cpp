@@ -128,7 +128,7 @@ TEST(OtherPrograms, FfmpegReadsStreamsWithoutAWarning) {
     EXPECT_EQ(said, "");
     silent++;
   }
-  EXPECT_GE(silent, 10);
+  EXPECT_GE(silent, 8);  // so many have no such end
   std::remove(name.c_str());
 }
 

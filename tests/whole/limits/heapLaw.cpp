@@ -1,0 +1,60 @@
+#include "whole/limits/heapLaw.h"
+
+#include "exif/jpgRExif.h"
+#include "share/jpgShare.h"
+
+namespace jpgtest {
+namespace {
+
+constexpr uint64_t kBlock = 128;                 // a block: 64 coefficients of 16 bits
+constexpr uint64_t kCodes = 257 * 8;             // a table's codes and their end
+constexpr uint64_t kLookup = uint64_t{1} << 16;  // a byte for every word of 16 bits
+constexpr uint64_t kShortcuts = 4096 + 4;        // words for 10 bits, and one
+constexpr uint64_t kTable = kCodes + kLookup + kShortcuts;
+constexpr uint64_t kSkips = sizeof(size_t) >= 8 ? 4096 + 2 : 0;  // of an AC table
+constexpr uint64_t kTables = 4 * (2 * kTable + kSkips);          // four DC, four AC
+constexpr uint64_t kMcuBlocks = 16 + 16;  // an MCU's, and those of its expansion
+constexpr uint64_t kBlockMaps = 16 * (sizeof(void *) + 4);
+constexpr uint64_t kStage = 4096;  // the memory sink grows by as much
+
+// Blocks of a component that may have 2 x 2 of them in each MCU.
+uint64_t blocksOfComponent(const Frame &frame) {
+  const uint64_t across = (uint64_t{frame.width} + 15) / 16;
+  const uint64_t down = (uint64_t{frame.height} + 15) / 16;
+  // With the largest factors at 1, MCUs are 8 pixels wide: never more than these.
+  return 4 * across * down;
+}
+
+}  // namespace
+
+uint64_t readerBytes(const Frame &frame) {
+  // A scan's tables live on while those of the next scan come in.
+  uint64_t bytes = sizeof(JpgContext) + 2 * kTables;
+  if (frame.lossless) return bytes + uint64_t{2} * frame.components * frame.width;
+  bytes += kMcuBlocks * kBlock + kBlockMaps;
+  // A sequential image has one more MCU, a progressive one the coefficients of all of it.
+  const uint64_t store = frame.progressive ? frame.components * blocksOfComponent(frame) : 16;
+  return bytes + store * kBlock;
+}
+
+uint64_t reductionBytes(uint32_t width, uint32_t lines) {
+  return uint64_t{3} * width * lines + 4 + uint64_t{2} * 3 * 4 * width;
+}
+
+uint64_t attributeBytes(uint32_t segmentBytes) {
+  constexpr uint64_t kCursor = sizeof(JpgIfdCursor) + 32;
+  // The segment's copy, and a strip table with at most one strip a byte.
+  return sizeof(JpgExifAttributes) + segmentBytes + kCursor +
+         uint64_t{segmentBytes} * sizeof(jpg::ExifStrip);
+}
+
+uint64_t writerBytes(const Frame &frame, uint64_t memoryBytes) {
+  constexpr uint64_t kTablesWritten = 4 * 256 * 8 + kCodes;  // and one being made
+  constexpr uint64_t kArea = 16 * 16 * sizeof(int16_t);      // pixels of an MCU, per component
+  const uint64_t row = frame.lossless ? uint64_t{2} * frame.components * frame.width : 0;
+  const uint64_t area = frame.lossless ? 0 : frame.components * kArea;
+  const uint64_t sink = memoryBytes == 0 ? 0 : (memoryBytes + kStage - 1) / kStage * kStage;
+  return sizeof(JpgContext) + kTablesWritten + area + row + sink;
+}
+
+}  // namespace jpgtest
