@@ -13,7 +13,7 @@ extern "C" {
 namespace jpgbench {
 namespace {
 
-// Everything that a call owns.
+// The objects that a call owns.
 struct Session {
   AVCodecContext *codec = nullptr;
   AVPacket *packet = av_packet_alloc();
@@ -33,8 +33,8 @@ struct Session {
   Session &operator=(const Session &) = delete;
 };
 
-// The frame's samples as the library lays them out: the components of a pixel side by side in
-// the order of the stream, whether they stand in planes of their own or not.
+// Copies the frame's samples to the library's layout: the components of a pixel side by side in
+// the order of the stream, whether the frame is planar or not.
 void takeRows(const AVFrame &frame, const Job &job, Output *pixels) {
   const AVPixFmtDescriptor *format = av_pix_fmt_desc_get(static_cast<AVPixelFormat>(frame.format));
   const size_t sample = job.bits > 8 ? 2 : 1, pixel = sample * job.channels;
@@ -50,12 +50,12 @@ void takeRows(const AVFrame &frame, const Job &job, Output *pixels) {
   }
 }
 
-// The decoder's own buffer is what its users work with; a copy is made to check it.
+// Users of the decoder work with its own buffer. It is copied only so that it can be checked.
 bool decode(const Job &job, const Bytes &stream, Output *pixels) {
   const AVCodec *which = avcodec_find_decoder(AV_CODEC_ID_MJPEG);
   Session s(which);
   if (s.codec == nullptr || avcodec_open2(s.codec, which, nullptr) < 0) return false;
-  // The bytes stay the caller's.
+  // The packet doesn't own the bytes.
   s.packet->data = const_cast<uint8_t *>(stream.data());
   s.packet->size = static_cast<int>(stream.size());
   if (avcodec_send_packet(s.codec, s.packet) < 0) return false;
@@ -88,7 +88,7 @@ bool encode(const Job &job, const Picture &picture, Output *stream) {
   return true;
 }
 
-// It hasn't lossless encoding of 16 bits.
+// libavcodec has no lossless encoder for 16 bits.
 bool can(const Job &job) { return job.lossless() && (job.task == Task::kDecode || job.bits == 8); }
 
 }  // namespace

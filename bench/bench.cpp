@@ -1,9 +1,9 @@
-// Does the same work with the library and with other codecs, in one process and in turn, and
+// Does the same work with the library and with other codecs, alternately in one process, and
 // prints the times and their ratios:
 //   jpg_bench [--quick] [--short] [--only WORDS] [--json FILE]
-//       a table; --quick takes a handful of workloads for the library and another build of it,
-//       --short little time for each
-//   jpg_bench --count [--only WORDS]        under callgrind: dumps the counts of a call each
+//       a table; --quick compares the library with another build of it on a few workloads,
+//       --short takes less time for each
+//   jpg_bench --count [--only WORDS]        under callgrind: dumps the counts of one call each
 //   jpg_bench --once NAME SIZE SIDE TIMES   so many calls of one side, 0 is the library's
 #include <malloc.h>
 
@@ -58,8 +58,8 @@ bool parse(int argc, char **argv, Options *o) {
   return true;
 }
 
-// Microseconds of asking the processor what it is. A virtual machine has to answer for it, and
-// a codec that asks in every call shows it with small pictures.
+// Microseconds of a cpuid instruction. A virtual machine emulates it, which shows with small
+// pictures if a codec runs it in every call.
 double cpuidTime() {
 #if defined(__x86_64__)
   constexpr int kTimes = 1000;
@@ -76,8 +76,7 @@ double cpuidTime() {
 #endif
 }
 
-// A line of the JSON file for each workload, behind one for the machine; names hold nothing that
-// must be escaped.
+// Writes the JSON file: a line for the machine, then one for each workload; names need no escapes.
 void writeLine(std::FILE *file, const Workload &w, const std::vector<Side> &sides,
                const std::vector<Times> &times) {
   std::fprintf(file,
@@ -120,7 +119,7 @@ bool run(Workload *w, const jpgbench::Effort &effort, std::FILE *json) {
   return true;
 }
 
-// Dumps what a call of each side takes under the name "workload|size|codec|pixels".
+// Dumps the instructions of a call of each side under the name "workload|size|codec|pixels".
 bool count(Workload *w) {
   if (!w->prepare()) return false;
   for (Side &side : w->sides()) {
@@ -163,7 +162,7 @@ std::string valueOf(const char *variable, const char *other) {
   return value != nullptr ? value : other;
 }
 
-// Goes through all that are wanted, also behind one that fails.
+// Runs all workloads asked for, also after one that fails.
 bool doAll(std::vector<Workload> *workloads, const Options &o, std::FILE *json) {
   jpgbench::Effort effort;
   if (o.brief) effort = {0.005, 0.1, 5, 3};
@@ -178,9 +177,9 @@ bool doAll(std::vector<Workload> *workloads, const Options &o, std::FILE *json) 
   return good && done > 0;
 }
 
-// Bounds of the heap, which glibc else moves by what the process did before: a small picture's
-// memory stays in the process from call to call, a large picture's comes from the system every
-// time, with every codec.
+// Fixes the heap's thresholds, which glibc otherwise adapts to earlier allocations: with every
+// codec, a small picture's memory stays in the process from call to call, and a large picture's
+// comes from the system every time.
 void settleHeap() {
   mallopt(M_MMAP_THRESHOLD, 4 << 20);
   mallopt(M_TRIM_THRESHOLD, 8 << 20);

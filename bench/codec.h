@@ -1,5 +1,5 @@
-// A codec as the benchmarks see it: a name and what it can do. Each one is a shared object of
-// its own, since several of them have the same names for different versions of a library.
+// The interface of a codec to the benchmarks: a name and its functions. Each one is a separate
+// shared object, since different versions of a library export the same names.
 #ifndef JPG_BENCH_CODEC_H
 #define JPG_BENCH_CODEC_H
 
@@ -15,7 +15,7 @@ enum class Scans {
   kSpectral      // progressive by spectral selection alone
 };
 
-// How a picture is coded.
+// Settings for coding a picture.
 struct Coding {
   int quality = 90;
   uint32_t sampling = k420;  // a byte a component, the first one highest
@@ -26,7 +26,7 @@ struct Coding {
 
 enum class Task { kDecode, kEncode, kExifThumbnail };
 
-// One thing to do, for any number of pictures.
+// A job for any number of pictures.
 struct Job {
   Task task = Task::kDecode;
   Coding coding;
@@ -37,9 +37,9 @@ struct Job {
   bool lossless() const { return coding.predictor > 0; }
 };
 
-// Where a result goes, kept from call to call: a decoder's rows or an encoder's buffer. The
-// first call makes room; `keep` is set for it, and a codec whose result stands in memory of
-// its own copies it then only.
+// Receives a result, kept from call to call: a decoder's rows or an encoder's buffer. The first
+// call allocates it and has `keep` set; a codec whose result is in its own memory copies it only
+// then.
 struct Output {
   Bytes bytes;
   size_t size = 0;
@@ -47,7 +47,7 @@ struct Output {
   std::vector<uint8_t *> rows;  // as an array of row pointers, for codecs that take one
 };
 
-// The functions say whether they did it, without a warning.
+// The functions return true if they succeeded without a warning.
 struct Codec {
   const char *name;
   bool (*can)(const Job &job);
@@ -56,19 +56,19 @@ struct Codec {
   bool (*encode)(const Job &job, const Picture &picture, Output *stream);
 };
 
-// Those that this build has; others are null.
+// The codecs of this build; others are null.
 struct Codecs {
   const Codec *ours, *base, *libjpeg, *newLibjpeg, *avcodec, *dcmtk;
 };
 const Codecs &codecs();
 
-// Keeps a result of `size` bytes that stands at `data`.
+// Copies a result of `size` bytes at `data`.
 inline void keepBytes(const uint8_t *data, size_t size, Output *out) {
   out->size = size;
   if (out->keep) out->bytes.assign(data, data + size);
 }
 
-// Makes room for so many bytes.
+// Allocates so many bytes.
 inline uint8_t *roomFor(size_t size, Output *out) {
   out->size = size;
   if (out->bytes.size() < size) out->bytes.resize(size);

@@ -1,5 +1,5 @@
-// Which codecs there are; the build defines JPG_BENCH_... for what it has beside the library
-// and Debian's libjpeg.
+// The list of codecs; the build defines JPG_BENCH_... for those it has besides the library and
+// Debian's libjpeg.
 #include "codec.h"
 
 namespace jpgbench {

@@ -1,8 +1,8 @@
 // The lossy workloads for tools that count instructions from a program's start to its end:
 //   jpg_count --list                            names and sizes, by tabs
 //   jpg_count NAME SIZE ours|theirs CALLS       prepares the input, does so many calls and
-//                                               tells the pixels of one
-// What one call takes is the difference of runs with two calls and with one.
+//                                               prints the pixels of one
+// The cost of one call is the difference between runs with two calls and with one.
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -21,7 +21,7 @@ int list(std::vector<Workload> *workloads) {
   return 0;
 }
 
-// Tells the pixels of a call.
+// Prints the pixels of a call.
 int doCalls(std::vector<Workload> *workloads, char **words) {
   for (Workload &w : *workloads) {
     if (w.name() != words[0] || w.size() != words[1]) continue;

@@ -1,5 +1,5 @@
-// The heap that a call holds at its peak, beside what it holds when it begins, the library's
-// and the other codecs': a line "workload|size|codec|KiB" each. Interposes the C library's heap.
+// Measures the heap at the peak of a call, less that at its beginning, for the library and the
+// other codecs: a line "workload|size|codec|KiB" each. Replaces the C library's heap functions.
 #include <malloc.h>
 
 #include <atomic>
@@ -57,8 +57,8 @@ void free(void *block) noexcept {
 
 namespace {
 
-// KiB; below 0 when the call fails. The first call makes room for its output, which the caller
-// of either codec provides.
+// The peak in KiB; negative when the call fails. A first call allocates the output buffer, which
+// isn't counted: the caller of either codec provides it.
 double peakOf(const jpgbench::Workload &w, jpgbench::Side *side) {
   if (!w.call(side)) return -1;
   const size_t before = live;

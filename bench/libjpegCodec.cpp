@@ -1,7 +1,7 @@
-// libjpeg-turbo, set to do the library's work (accurate integer transforms, replicated chroma,
-// pixels with blue first) as fast as it can: it gets the pointers of all rows at once, and an
-// encoder's buffer has the size that the stream will need. Compiled once for Debian's and once
-// for the newest.
+// libjpeg-turbo, set up for the same work as the library (accurate integer transforms, replicated
+// chroma, pixels with blue first) at its fastest: it gets the pointers of all rows at once, and an
+// encoder's buffer is large enough for the stream. Compiled once for Debian's version and once for
+// the newest.
 #include <csetjmp>
 #include <cstdio>
 #include <cstdlib>
@@ -28,7 +28,7 @@
 namespace jpgbench {
 namespace {
 
-// libjpeg calls back on errors and expects not to be returned to.
+// libjpeg calls a handler on errors, which mustn't return.
 struct Failure {
   jpeg_error_mgr manager;
   std::jmp_buf back;
@@ -36,7 +36,7 @@ struct Failure {
 
 void leave(j_common_ptr info) { std::longjmp(reinterpret_cast<Failure *>(info->err)->back, 1); }
 
-// A room for the pointers of all rows, and they.
+// Storage for the pointers of all rows.
 uint8_t **pointRows(uint8_t *first, size_t stride, size_t count, Output *out) {
   if (out->rows.size() < count) out->rows.resize(count);
   for (size_t y = 0; y < count; y++) out->rows[y] = first + stride * y;
@@ -62,7 +62,7 @@ void readRows(jpeg_decompress_struct *info, uint8_t **rows) {
 void chooseColors(jpeg_decompress_struct *info, const Job &job) {
   if (info->num_components != 3) return;
   info->out_color_space = JCS_EXT_BGR;
-  // Lossless components are taken as they stand.
+  // Lossless components aren't converted.
   if (job.lossless()) info->jpeg_color_space = info->out_color_space = JCS_RGB;
 }
 
@@ -122,8 +122,8 @@ bool decode(const Job &job, const Bytes &stream, Output *pixels) {
                                           : decodeBytes(job, stream.data(), stream.size(), pixels);
 }
 
-// The bands of spectral selection alone: all of the DC coefficients, then luminance in two
-// parts with the chroma between.
+// A script with spectral selection only: all DC coefficients, then luminance in two bands with
+// the chroma between them.
 void useSpectralScript(jpeg_compress_struct *info) {
   static const jpeg_scan_info kScript[] = {{3, {0, 1, 2}, 0, 0, 0, 0},
                                            {1, {0}, 1, 5, 0, 0},
@@ -193,8 +193,8 @@ void encodeInto(jpeg_compress_struct *info, const Job &job, const Picture &pictu
   jpeg_finish_compress(info);
 }
 
-// Takes what the encoder wrote. The buffer gets some more than the stream's size, so that the
-// encoder never has to ask for more.
+// Takes the encoder's stream. The buffer is made larger than the stream, so that the encoder never
+// reallocates it.
 void takeStream(unsigned char *data, unsigned long size, Output *stream) {
   constexpr size_t kSpare = 65536;
   stream->size = size;

@@ -1,4 +1,4 @@
-// The library, as it stands in this tree; or an older build of it, to compare the two.
+// The library of this tree, or another build of it for a comparison.
 #include "codec.h"
 #include "jpg.h"
 
@@ -54,7 +54,7 @@ uint32_t decodeOpen(JPGHANDLE h, uint32_t denominator, Output *pixels) {
   rect.height = static_cast<int32_t>(f.height);
   rect.stride = static_cast<int32_t>(row);
   rect.bitsPerPixel = static_cast<int32_t>(8 * f.channels);
-  // One row more: the lossless reader looks behind the last one.
+  // One row more: the lossless decoder reads the row behind the last one.
   rect.bits = roomFor(row * (f.height + 1), pixels);
   pixels->size = row * f.height;
   return readRows(h, f, rect, scale);
@@ -129,7 +129,7 @@ bool encode(const Job &job, const Picture &picture, Output *stream) {
   return coded == JPG_OK && r == JPG_OK;
 }
 
-// Everything but writing progressive files, and restart intervals, which nothing here asks for.
+// Everything except writing progressive files, and restart intervals, which no workload needs.
 bool can(const Job &job) {
   return job.task != Task::kEncode ||
          (job.coding.scans == Scans::kSequential && !job.coding.restarts);

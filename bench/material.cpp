@@ -63,7 +63,7 @@ void putTile(const std::vector<Picture> &sources, uint32_t seed, uint32_t left, 
   }
 }
 
-// Every sheet goes on where the one before ended, so that their tiles differ.
+// Every sheet continues where the one before ended, so that their tiles differ.
 std::vector<Picture> makeSheets(const std::vector<Picture> &sources, const SheetSize &size) {
   std::vector<Picture> sheets;
   uint32_t seed = 0;
@@ -85,7 +85,7 @@ std::vector<Picture> mapped(const std::vector<Picture> &in, Picture (*change)(co
   return out;
 }
 
-// A file of kept pictures: each one's four numbers and its samples.
+// A cache file of pictures: for each one four numbers and its samples.
 Bytes packed(const std::vector<Picture> &pictures) {
   Bytes out;
   for (const Picture &p : pictures) {
@@ -128,7 +128,7 @@ Pictures Material::once(const std::string &name, Make make) {
   return pictures;
 }
 
-// Half a size is what makes the chroma of 4:2:0 real again.
+// At half the size, chroma that was 4:2:0 has full resolution again.
 const std::vector<Picture> &Material::photographs() {
   if (!photographs_.empty()) return photographs_;
   for (const char *name : kPhotographs) {

@@ -1,5 +1,4 @@
-// The pictures that the workloads take, made of photographs of a folder, or by rule where it
-// isn't there.
+// The pictures for the workloads, made from photographs of a folder, or computed without one.
 #ifndef JPG_BENCH_MATERIAL_H
 #define JPG_BENCH_MATERIAL_H
 
@@ -17,8 +16,8 @@ enum class Content { kPhoto, kGray, kWords, kNoise, kScreen, kThumbnail };
 
 using Pictures = std::shared_ptr<const std::vector<Picture>>;
 
-// The sheets of photographs: so many tiles of 256 x 256 beside and below each other. The
-// smaller ones are several, so that no codec can learn one by heart.
+// The sheets of photographs: so many tiles of 256 x 256 beside and below each other. There are
+// several small ones, so that branch predictors can't learn a picture.
 struct SheetSize {
   const char *label;
   uint32_t across, down, sheets;
@@ -28,14 +27,14 @@ constexpr SheetSize kSheetSizes[] = {
 
 class Material {
  public:
-  // `corpus` has the photographs; `kept` is a folder that keeps the finished pictures from
-  // run to run, empty without one.
+  // `corpus` has the photographs; `kept` is a folder that caches the finished pictures between
+  // runs, empty for none.
   Material(std::string corpus, std::string kept)
       : corpus_(std::move(corpus)), kept_(std::move(kept)) {}
 
   // Photographs, grey or words of a sheet's size.
   Pictures sheets(Content content, const SheetSize &size);
-  // Sixteen cuts of a photograph.
+  // Sixteen crops of a photograph.
   Pictures cuts(uint32_t side);
   // Whole photographs, 160 x 120.
   Pictures thumbnails();

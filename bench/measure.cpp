@@ -13,7 +13,7 @@ double processorTime() {
   return static_cast<double>(t.tv_sec) + 1e-9 * static_cast<double>(t.tv_nsec);
 }
 
-// Between the ranks, as usual.
+// A quantile, interpolated between the ranks.
 double quantile(std::vector<double> values, double part) {
   std::sort(values.begin(), values.end());
   const double place = part * static_cast<double>(values.size() - 1);
@@ -31,7 +31,7 @@ double timeOf(const Workload &workload, Side *side, int calls) {
   return (processorTime() - start) / calls;
 }
 
-// How often a side is called in a round.
+// Number of calls of a side in a round.
 int callsOf(double seconds, double block) {
   return std::max(1, static_cast<int>(std::ceil(block / std::max(seconds, 1e-9))));
 }

@@ -1,4 +1,4 @@
-// Times a workload's sides in turn.
+// Measures a workload's sides in turn.
 #ifndef JPG_BENCH_MEASURE_H
 #define JPG_BENCH_MEASURE_H
 
@@ -15,7 +15,7 @@ struct Effort {
   int fewestRounds = 7;
 };
 
-// Of one side; the ratios are the side's time by the library's.
+// Times of one side; ratios are the side's time divided by the library's.
 struct Times {
   double median = 0, best = 0;                // seconds a call
   double ratioOfMedians = 1;                  // the median of the rounds' ratios
@@ -23,8 +23,8 @@ struct Times {
   double lowerQuarter = 1, upperQuarter = 1;  // between them lies half of the rounds' ratios
 };
 
-// Processor time of rounds, in each of which every side has its turn, beginning with another
-// one; the first round is thrown away. Empty when a call fails.
+// Measures the processor time of rounds, in each of which every side has its turn; each round
+// begins with another side, and the first round is discarded. Empty when a call fails.
 std::vector<Times> measure(Workload *workload, const Effort &effort);
 
 }  // namespace jpgbench

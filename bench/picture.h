@@ -1,4 +1,4 @@
-// Pictures as the benchmarks hold them, and what is done to them ahead of a measurement.
+// The benchmarks' pictures, and how they are prepared before a measurement.
 #ifndef JPG_BENCH_PICTURE_H
 #define JPG_BENCH_PICTURE_H
 
@@ -11,7 +11,7 @@ namespace jpgbench {
 
 using Bytes = std::vector<uint8_t>;
 
-// Rows of interleaved samples, blue first; words of the machine above 8 bits.
+// Rows of interleaved samples, blue first; above 8 bits, words in the machine's byte order.
 struct Picture {
   uint32_t width = 0, height = 0;
   uint32_t channels = 3;
@@ -34,24 +34,24 @@ struct Picture {
 Bytes readFile(const std::string &name);
 bool writeFile(const std::string &name, const Bytes &data);
 
-// A number without a pattern, from a place and a seed.
+// A pseudo-random number from a position and a seed.
 uint32_t hashOf(uint32_t x, uint32_t y, uint32_t seed);
 
-// Each pixel the mean of a square of `side` pixels; what doesn't fill one is left out.
+// Scales down: each pixel is the mean of a square of `side` pixels; incomplete squares are dropped.
 Picture boxed(const Picture &picture, uint32_t side);
-// The light of squares of 2 x 2 colour pixels as 16-bit samples: twelve bits of it, three of
-// noise below. The uppermost bit is 0 as in pictures that keep a reserve for highlights, so
-// that no difference is 32768, whose code the library writes in its own way.
+// The luminance of squares of 2 x 2 colour pixels as 16-bit samples: twelve bits, with three bits
+// of noise below. The top bit is 0, as in pictures with headroom for highlights, so that no
+// difference is 32768, which the library codes in its own way.
 Picture boxedWords(const Picture &picture);
 // (blue + 2 green + red) / 4.
 Picture toGray(const Picture &picture);
 // The middle of a picture.
 Picture cropped(const Picture &picture, uint32_t width, uint32_t height);
 
-// Pictures by rule, the same bytes on every machine. What photographs have: soft gradients,
-// edges and fine grain.
+// Computed pictures, the same bytes on every machine. With the features of photographs: soft
+// gradients, edges and fine grain.
 Picture makePhotograph(uint32_t width, uint32_t height);
-// Every sample by itself.
+// Independent samples: noise.
 Picture makeNoise(uint32_t width, uint32_t height);
 // Windows with titles and lines of small letters over a plain ground.
 Picture makeScreen(uint32_t width, uint32_t height);

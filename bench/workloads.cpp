@@ -91,7 +91,7 @@ Pictures picturesOf(Content content, const std::string &size, Material *material
   return material->cuts(static_cast<uint32_t>(std::strtoul(size.c_str(), nullptr, 10)));
 }
 
-// More than any difference.
+// Larger than any difference.
 constexpr double kNever = 1000;
 
 double meanDifference(const Bytes &a, const uint8_t *b, size_t size) {
@@ -100,7 +100,7 @@ double meanDifference(const Bytes &a, const uint8_t *b, size_t size) {
   return size > 0 ? static_cast<double>(sum) / static_cast<double>(size) : 0;
 }
 
-// Any codec but this one that decodes such streams.
+// Another codec that decodes such streams.
 const Codec *decoderOf(const Job &job, const Codec *encoder) {
   const Codecs &all = codecs();
   for (const Codec *codec : {all.libjpeg, all.newLibjpeg, all.avcodec, all.ours}) {
@@ -178,8 +178,7 @@ double Workload::difference(const Side &side) const {
   return sum / static_cast<double>(side.outputs.size());
 }
 
-// The mean of the differences between the pictures and what another codec decodes the side's
-// streams to.
+// The mean difference between the pictures and the side's streams as another codec decodes them.
 double Workload::loss(const Side &side) const {
   Job decoding = job_;
   decoding.task = kDecode;
@@ -200,16 +199,16 @@ double Workload::loss(const Side &side) const {
 bool Workload::sizesAgree(const Side &side) const {
   const double ratio =
       static_cast<double>(codedBytes(side)) / static_cast<double>(codedBytes(sides_[0]));
-  // Differences of the colours may be much shorter.
+  // A stream with colour differences may be much shorter.
   const double most = side.codec == codecs().avcodec ? 4 : job_.lossless() ? 1.4 : 1.15;
   return ratio > 1 / most && ratio < most;
 }
 
-// Whether the codecs did the same work. Decoded pictures agree exactly without loss; else within
-// 8 levels, since the library's inverse transform rounds otherwise (docs/quality.md) and these
-// pictures are sharp. Encoders' streams have about the same size, unless one of them fits its
-// codes to the picture, and lose no more than twice what libjpeg's lose. libavcodec's encoder codes
-// differences of the colours, which no other decoder undoes, so its size alone is looked at.
+// Checks that the codecs did the same work. Lossless pictures must agree exactly, others within 8
+// levels, since the library's inverse transform rounds differently (docs/quality.md) and these
+// pictures are sharp. Encoders' streams must have about the same size, unless one of them uses
+// optimised codes, and at most twice the error of libjpeg's. libavcodec's encoder codes colour
+// differences, which no other decoder undoes, so only its size is checked.
 bool Workload::agreesWith(const Side &other) const {
   if (job_.task != kEncode) return difference(other) <= (job_.lossless() ? 0 : 8);
   if (!sizesAgree(other)) return false;

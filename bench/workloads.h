@@ -1,4 +1,4 @@
-// What is measured: a table of jobs, each done by the library and by other codecs.
+// The workloads: a table of jobs, each done by the library and by other codecs.
 #ifndef JPG_BENCH_WORKLOADS_H
 #define JPG_BENCH_WORKLOADS_H
 
@@ -17,11 +17,11 @@ struct Definition {
   Task task;
   Content content;
   Coding coding;
-  double must;  // the ratio that the library is to reach
+  double must;  // the ratio that the library must reach
   uint32_t denominator = 1;
 };
 
-// A codec at work: its results, one a picture.
+// A codec in a workload: its results, one per picture.
 struct Side {
   const Codec *codec;
   std::vector<Output> outputs;
@@ -37,20 +37,20 @@ class Workload {
   const std::string &size() const { return size_; }
   double must() const { return definition_.must; }
   bool lossless() const { return definition_.coding.predictor > 0; }
-  // Those that can do the job, the library first.
+  // The codecs that can do the job, the library first.
   std::vector<Side> &sides() { return sides_; }
 
   // Makes the input and does the first calls, whose results must agree between the codecs.
-  // Tells on stderr what is wrong.
+  // Prints errors to stderr.
   bool prepare();
-  // Gives back what prepare() and calls took.
+  // Frees the memory of prepare() and of the calls.
   void release();
   // Does the job for all of the pictures.
   bool call(Side *side) const;
-  // Of all pictures; known after prepare().
+  // Pixels of all pictures; known after prepare().
   double pixels() const { return pixels_; }
   size_t pictures() const { return streams_.empty() ? inputs_->size() : streams_.size(); }
-  // The coded bytes of all pictures: what is decoded, or what the side has written.
+  // The coded bytes of all pictures: the decoder's input, or the side's output.
   size_t codedBytes(const Side &side) const;
 
  private:
@@ -72,8 +72,8 @@ class Workload {
   double pixels_ = 0;
 };
 
-// Which of them: all; what is counted in instructions, with one size of photographs; or a
-// handful to compare two builds by.
+// Which workloads: all; those for counting instructions, with one size of photographs; or a few
+// for comparing two builds.
 enum class Choice { kAll, kOneSize, kQuick };
 
 // `corpus` and `kept` as for Material.

@@ -3,8 +3,8 @@
 #   bench.sh [--short] [--only WORDS]   speeds and their ratios, a line each
 #   bench.sh --publish                  all: speeds, instructions and heap; then makes
 #                                       docs/performance.* and the README's table of them
-#   bench.sh --quick [REV]              this tree beside another commit of the library, else HEAD
-#   bench.sh --instructions             what callgrind counts of one call each
+#   bench.sh --quick [REV]              compares this tree with another commit (HEAD)
+#   bench.sh --instructions             instructions of one call each, by callgrind
 #   bench.sh --heap                     heap at the peak of one call each
 # Runs on the last processor, with more than the usual priority where that is allowed.
 set -euo pipefail
@@ -14,7 +14,7 @@ out=build/bench/results
 program=build/bench/bench/jpg_bench
 export JPG_BENCH_PICTURES=$PWD/build/bench/pictures
 
-# quietly COMMAND...: alone on a processor, as far as the machine lets us.
+# quietly COMMAND...: runs it alone on a processor, as far as the machine allows.
 quietly() {
   local run=(taskset -c "$(($(nproc --all) - 1))")
   "${run[@]}" true 2>/dev/null || run=()
@@ -42,7 +42,7 @@ instructions() {
 
 heap() { build/bench/bench/jpg_heap >"$out/heap.txt"; }
 
-# This tree, with what isn't committed, beside the library of another commit.
+# Compares this tree, uncommitted changes included, with the library of another commit.
 quick() {
   local revision other=build/quick/other
   revision=$(git rev-parse --short "${1:-HEAD}^{commit}")

@@ -2,9 +2,9 @@
 """Keeps the README's table of speeds in step with docs/performance.json:
 speed_table.py [--update] [README JSON]
 
-The table stands behind the README's line "<!-- of docs/performance.json -->" and has a choice of
-the workloads there, with the library's megapixels a second and the ratio beside the fastest of
-the other codecs. Without --update differences are told and the status is 1; with it the table is
+The table follows the README's line "<!-- of docs/performance.json -->" and has some of the
+workloads there, with the library's megapixels a second and the ratio to the fastest of the other
+codecs. Without --update differences are printed and the status is 1; with it the table is
 replaced.
 """
 import json
@@ -58,7 +58,7 @@ def main():
     if "--update" in sys.argv:
         readme.write_text(new, encoding="utf-8")
         return 0
-    print(f"{readme}: other speeds than in {measured} (scripts/speed_table.py --update)")
+    print(f"{readme}: speeds differ from {measured} (scripts/speed_table.py --update)")
     return 1
 
 
