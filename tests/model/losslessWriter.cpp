@@ -157,6 +157,21 @@ Bytes packed(const Samples &samples, uint32_t precision) {
   return out;
 }
 
+size_t rowBytes(const SpatialJob &job) {
+  return size_t{job.width} * job.components * (job.precision > 8 ? 2 : 1);
+}
+
+JpgRect rectOf(const SpatialJob &job, void *bits) {
+  JpgRect rect = {};
+  rect.width = static_cast<int32_t>(job.width);
+  rect.height = job.unknownHeight ? 0 : static_cast<int32_t>(job.height);
+  rect.channels = static_cast<int32_t>(job.components);
+  rect.bitsPerSample = static_cast<int32_t>(job.precision);
+  rect.stride = static_cast<int32_t>(rowBytes(job));
+  rect.bits = bits;
+  return rect;
+}
+
 Bytes modelSpatial(const SpatialJob &job) {
   Output out;
   putHeaders(&out, job);

@@ -2,6 +2,8 @@
 #ifndef JPG_TESTS_MODEL_LOSSLESSWRITER_H
 #define JPG_TESTS_MODEL_LOSSLESSWRITER_H
 
+#include <jpg.h>
+
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -32,6 +34,11 @@ Samples samplesOf(const SpatialJob &job);
 
 // As the interface takes them: bytes, or 16-bit words of the machine.
 Bytes packed(const Samples &samples, uint32_t precision);
+
+size_t rowBytes(const SpatialJob &job);
+
+// The job's picture as a call's rectangle.
+JpgRect rectOf(const SpatialJob &job, void *bits);
 
 // The stream that the job must give.
 Bytes modelSpatial(const SpatialJob &job);
