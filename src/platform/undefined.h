@@ -35,6 +35,18 @@ inline size_t lengthOf(void *block) {
 #endif
 }
 
+// A block has grown: its bytes from `before` on are new. Null is none.
+inline void markGrown(void *block, size_t before, size_t bytes) {
+#ifdef JPG_MEMORY_SANITIZER
+  if (block == nullptr || bytes <= before) return;
+  markUndefined(static_cast<uint8_t *>(block) + before, bytes - before);
+#else
+  (void)block;
+  (void)before;
+  (void)bytes;
+#endif
+}
+
 }  // namespace jpg
 
 #endif

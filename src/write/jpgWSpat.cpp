@@ -216,6 +216,5 @@ uint32_t JPG_CALL jpgWriteSpatialFromRect(JPGHANDLE handle, const JpgRect *rect,
     const uint32_t left = c->rowPosition < height ? height - c->rowPosition : 0;
     if (lines > left) lines = left;
   }
-  if (const Result r = reserveSavedLine(c, lines); r != JPG_OK) return r;
   return encodeSpatialLines(c, *rect, lines);
 }

@@ -115,4 +115,37 @@ TEST(Heap, EveryFaultOfAProgressiveFileEndsWithACodeAndLeaksNothing) {
   std::remove(name.c_str());
 }
 
+// A seek has set the second scan up, so that the first decode call reads the headers once more: the
+// file's first seek from then on goes there, and its first read fetches them.
+TEST(Faults, OfTheWayBackToTheFirstScanAreTold) {
+  Picture p = makePicture(40, 40, {0x11, 0x11, 0x11});
+  p.restartInterval = 5;
+  const Bytes stream = encodeProgressive(p, spectralScript(3));
+  const std::string name = testing::TempDir() + "jpg_way_back_" + std::to_string(getpid());
+  std::FILE *file = std::fopen(name.c_str(), "wb");
+  ASSERT_NE(file, nullptr);
+  EXPECT_EQ(std::fwrite(stream.data(), 1, stream.size(), file), stream.size());
+  std::fclose(file);
+  const std::u16string path(name.begin(), name.end());
+  const struct {
+    Operation operation;
+    uint32_t code;
+  } kFaults[] = {{Operation::kSeek, JPG_E_SEEK}, {Operation::kRead, JPG_E_NOT_JPEG}};
+  for (const auto &fault : kFaults) {
+    faulty::reset();
+    JPGHANDLE h = nullptr;
+    ASSERT_EQ(jpgReadPrologFromFile(path.c_str(), 0, 0, 0, &h), JPG_OK);
+    EXPECT_EQ(jpgReadSeekRestartMarker(h, 9, JPG_RESTART_FROM_START), JPG_NO_DATA);
+    Canvas canvas(p.width, p.height, 3);
+    const JpgRect rect = canvas.rect();
+    faulty::arm(fault.operation, Fault::kFail, faulty::calls(fault.operation) + 1);
+    EXPECT_EQ(jpgReadProgressiveToRect(h, &rect, p.height, 0), fault.code);
+    EXPECT_TRUE(faulty::faultHappened());
+    EXPECT_TRUE(canvas.untouched());
+    EXPECT_EQ(jpgReadEpilog(h), JPG_OK);
+    EXPECT_EQ(faulty::liveBlocks() + faulty::openFiles(), 0u);
+  }
+  std::remove(name.c_str());
+}
+
 }  // namespace

@@ -153,6 +153,13 @@ TEST(Skips, LeadAsFarAsTheSymbolsOneByOne) {
   EXPECT_GT(several, 1000U);
 }
 
+TEST(Skips, AreNotMadeForDcTables) {
+  Random r(5);
+  const RandomTable table(&r, HuffUse::kDc);
+  makeSkips(table.get().lookup);
+  EXPECT_EQ(skipsOf(*table.get().lookup), nullptr);
+}
+
 // The lookup array, too.
 TEST(Shortcuts, StandBesideALookupArrayThatAgreesWithTheBitsOneByOne) {
   Random r(2);

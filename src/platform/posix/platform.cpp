@@ -19,8 +19,8 @@ void *HeapAlloc(HANDLE /*heap*/, DWORD /*flags*/, size_t bytes) {
 
 void *HeapReAlloc(HANDLE /*heap*/, DWORD /*flags*/, void *block, size_t bytes) {
   const size_t before = lengthOf(block);
-  auto *grown = static_cast<uint8_t *>(realloc(block, bytes != 0 ? bytes : 1));
-  if (grown != nullptr && bytes > before) markUndefined(grown + before, bytes - before);
+  void *grown = realloc(block, bytes != 0 ? bytes : 1);
+  markGrown(grown, before, bytes);
   return grown;
 }
 
