@@ -170,7 +170,7 @@ Result encodeSpatialLines(JpgContext *c, const JpgRect &rect, uint32_t lines) {
 Result reserveSavedLine(JpgContext *c, uint32_t lines) {
   const uint32_t height = c->write.frameHeight;
   const bool completes = height != 0 && lines >= height - c->rowPosition;
-  if (completes || c->losslessRowBuffer != nullptr) return JPG_OK;
+  if (completes) return JPG_OK;
   const uint32_t samples = c->write.frameWidth * c->write.frameComponents;
   c->losslessRowBuffer = static_cast<uint16_t *>(heapAlloc(samples * sizeof(uint16_t)));
   return c->losslessRowBuffer != nullptr ? JPG_OK : JPG_E_OUT_OF_MEMORY;
