@@ -51,7 +51,7 @@ void addEnds(const JpgHuffCode &end, HuffShortcut *shortcuts) {
 void makeShortcuts(const JpgHuffTable &table, HuffUse use, JpgHuffLookup *lookup) {
   const JpgHuffCode *end = nullptr;
   for (HuffShortcut &s : lookup->shortcut) s = kSkipNone << 8;
-  // The code that `entry` can't tell from none has no shortcut either.
+  // Code 255 has no shortcut: its index in `entry` is kNoCode, so that it never decodes.
   for (uint32_t i = 0; i < table.count && i < kNoCode; i++) {
     if (table.codes[i].length > kShortcutBits) break;
     addShortcuts(table.codes[i], use, lookup->shortcut);

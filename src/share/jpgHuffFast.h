@@ -1,8 +1,8 @@
 // Fast look-ups of a Huffman table: what the next bits of the data stand for, in one step.
 //
-// Three arrays of different widths, in one block of memory: `entry` knows every code and its index
-// in the table's list; shortcuts take the additional bits along; skips pass over several symbols at
-// once. Made from the list of codes, at the scan set-up.
+// Three arrays in one block of memory, indexed by the next bits: `entry` gives the index of the
+// code in the table's list; a shortcut also decodes the code's additional bits; a skip passes over
+// several symbols at once. Made from the list of codes at the scan set-up.
 #ifndef JPG_SHARE_HUFFFAST_H
 #define JPG_SHARE_HUFFFAST_H
 
@@ -30,8 +30,8 @@ using HuffShortcut = uint32_t;
 constexpr uint32_t kSkipEnd = 64;       // symbol 0: end of block, or category 0
 constexpr uint32_t kSkipThenEnd = 128;  // the last coefficient
 constexpr uint32_t kSkipNone = 255;     // no shortcut, or to the symbol alone
-// Whether shortcuts take ends along. Ahead of one the bit reader would look at the longest code,
-// so that many bits must be there, more than a narrow bit window holds.
+// Whether a shortcut may include the end of block behind its coefficient. The bit reader would peek
+// maxLength bits for that code, which may be more than a 32-bit window holds.
 constexpr bool kShortcutsTakeEnds = sizeof(size_t) >= 8;
 
 constexpr int32_t shortcutValue(HuffShortcut s) { return static_cast<int32_t>(s) >> 16; }
