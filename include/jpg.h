@@ -225,6 +225,15 @@ typedef struct tagBITMAPINFO {
 /** Write prolog flag, memory only: jpgWriteGetPartialBitstream() may be used. */
 #define JPG_WRITE_PARTIAL_BITSTREAM 2U
 
+/* Options of the prologs. They are joined by |, with each other and with the flags above. They
+   count only where the upper half of the flags is 0x4A50, which each of them brings along. */
+/** Read option: a more exact inverse transform, for pictures closer to their originals. */
+#define JPG_READ_ACCURATE 0x4A500100U
+/** Read option: subsampled components are interpolated in place of replicated. */
+#define JPG_READ_SMOOTH 0x4A500200U
+/** Read option: also opens what is unusual or damaged, and delivers what there is. */
+#define JPG_READ_LENIENT 0x4A500400U
+
 #define JPG_PROCESS_BASELINE 0x8000U    /**< SOF0, baseline DCT */
 #define JPG_PROCESS_EXTENDED 0x4000U    /**< SOF1, extended sequential DCT */
 #define JPG_PROCESS_PROGRESSIVE 0x2000U /**< SOF2, progressive DCT */

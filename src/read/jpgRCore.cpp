@@ -175,6 +175,7 @@ uint32_t JPG_CALL jpgReadPrologFromFile(const JpgWChar *path, int32_t startOffse
   if (startOffset < 0 || length < 0) return JPG_E_INVALID_PARAMETER;
   JpgContext *c = createContext(path, bestKernels());
   if (c == nullptr) return JPG_E_OUT_OF_MEMORY;
+  c->options = optionsOf(flags);
   c->stream.startOffset = static_cast<uint32_t>(startOffset);
   const Result r = fileNameFits(path) ? openFile(c, length, flags) : JPG_E_OPEN_FAILED;
   return finishProlog(c, r, handle);
@@ -187,6 +188,7 @@ uint32_t JPG_CALL jpgReadPrologFromMemory(const void *data, int32_t size, uint32
   if (size < 1) return JPG_E_INVALID_PARAMETER;
   JpgContext *c = createContext(nullptr, bestKernels());
   if (c == nullptr) return JPG_E_OUT_OF_MEMORY;
+  c->options = optionsOf(flags);
   return finishProlog(c, openMemory(c, data, size, flags), handle);
 }
 

@@ -42,6 +42,18 @@ constexpr uint32_t kFlagAdobeSeen = 0x00400000;
 constexpr uint32_t kFlagYcbcrToRgb = 0x00200000;        // three components, YCbCr
 constexpr uint32_t kFlagPartialBitstream = 0x00000002;  // data may come in pieces
 
+// JpgContext::options bits, asked for by a prolog's flags.
+constexpr uint32_t kOptionAccurate = JPG_READ_ACCURATE & 0xFF00;
+constexpr uint32_t kOptionSmooth = JPG_READ_SMOOTH & 0xFF00;
+constexpr uint32_t kOptionLenient = JPG_READ_LENIENT & 0xFF00;
+
+// The options in a prolog's flags; none where the mark in the upper half is missing, so that
+// stray bits ask for nothing.
+constexpr uint32_t optionsOf(uint32_t flags) {
+  constexpr uint32_t kMark = 0x4A500000;
+  return (flags & 0xFFFF0000) == kMark ? flags & 0xFF00 : 0;
+}
+
 // JpgContext::scanState: the scale code of the reading under way.
 constexpr uint32_t kScanStateNone = 0xFFFFFFFF;  // nothing decoded yet
 constexpr uint32_t kScaleFull = 3;
@@ -134,8 +146,9 @@ struct JpgContext {
   jpg::ReadState read;
   jpg::WriteState write;
   const jpg::Kernels *kernels;  // for this processor
+  uint32_t options;             // kOption bits, as the prolog was asked
   uint8_t codecReserve[jpg::kCodecStateSize - sizeof(jpg::ReadState) - sizeof(jpg::WriteState) -
-                       sizeof(void *)];
+                       sizeof(void *) - sizeof(uint32_t)];
   JpgHuffTable dcTables[jpg::kMaxTables];
   JpgHuffTable acTables[jpg::kMaxTables];
   uint32_t quantTables[jpg::kMaxTables][jpg::kBlockSize];  // zig-zag order
