@@ -10,7 +10,8 @@ from typing import Any, Callable, Iterable, Optional, Tuple, Union
 import numpy as np
 from numpy.typing import ArrayLike, NDArray
 
-from ._library import JpgError, check, lib, path_units, rect_of, sample_type
+from ._files import save
+from ._library import JpgError, check, lib, rect_of, sample_type
 
 Target = Union[str, "os.PathLike[str]", None]
 #: A marker (0xFFE0 to 0xFFFE) and 1 to 65533 bytes of data.
@@ -105,19 +106,13 @@ def _segments(handle: c_void_p, segments: Iterable[Segment]) -> None:
 
 
 def _written(target: Target, encode: Callable[[c_void_p], None]) -> Optional[bytes]:
+    """The stream, or None when it went to a file, which is touched only once it is complete."""
     handle = c_void_p()
+    check(lib.jpgWritePrologToMemory(0, byref(handle)))
+    stream = _to_memory(handle, encode)
     if target is None:
-        check(lib.jpgWritePrologToMemory(0, byref(handle)))
-        return _to_memory(handle, encode)
-    path = os.fspath(target)
-    check(lib.jpgWritePrologToFile(path_units(path), 0, byref(handle)))
-    try:
-        encode(handle)
-    except BaseException:
-        lib.jpgWriteEpilogToFile(handle)
-        os.unlink(path)  # incomplete
-        raise
-    check(lib.jpgWriteEpilogToFile(handle))
+        return stream
+    save(os.fspath(target), stream)
     return None
 
 

@@ -1,5 +1,7 @@
 """Writing, read again by this library and by another one."""
 
+import pathlib
+
 import numpy as np
 import pytest
 
@@ -89,13 +91,39 @@ def test_arrays_of_any_order_are_written(picture):
     assert jpg.write(None, picture.copy()) == expected
 
 
-def test_a_failure_leaves_no_file(tmp_path, picture):
+def test_a_failure_leaves_the_old_file_and_no_other(tmp_path, picture):
     path = tmp_path / "a.jpg"
-    with pytest.raises(jpg.JpgError):
-        jpg.write(path, picture, quality=0)
-    assert not path.exists()
-    with pytest.raises(jpg.JpgError):
+    for old in (None, b"what was there"):
+        if old is not None:
+            path.write_bytes(old)
+        for wrong in ({"quality": 0}, {"sampling": "411"}, {"segments": [(0xFFE1, b"")]},
+                      {"segments": [(0xFFE1, bytes(70000))]}, {"segments": 5}):
+            with pytest.raises((jpg.JpgError, ValueError, TypeError)):
+                jpg.write(path, picture, **wrong)
+            assert (path.read_bytes() if path.exists() else None) == old
+        assert len(list(tmp_path.iterdir())) == (0 if old is None else 1)
+    with pytest.raises(FileNotFoundError) as caught:
         jpg.write(tmp_path / "none" / "a.jpg", picture)
+    assert caught.value.filename == str(tmp_path / "none" / "a.jpg")
+
+
+def test_a_file_is_replaced_with_its_rights_and_its_link(tmp_path, picture):
+    path, link = tmp_path / "a.jpg", tmp_path / "link.jpg"
+    path.write_bytes(b"old")
+    path.chmod(0o640)
+    link.symlink_to("a.jpg")
+    jpg.write(link, picture)
+    assert link.is_symlink() and path.stat().st_mode & 0o777 == 0o640
+    assert path.read_bytes() == jpg.write(None, picture)
+
+
+def test_a_device_stays(picture):
+    if not pathlib.Path("/dev/full").exists():
+        pytest.skip("there is no /dev/full")
+    with pytest.raises(OSError):
+        jpg.write("/dev/full", picture)
+    assert pathlib.Path("/dev/full").is_char_device()
+    jpg.write("/dev/null", picture)
 
 
 def test_arguments_are_checked(picture):
