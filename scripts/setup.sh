@@ -1,11 +1,12 @@
 #!/usr/bin/env bash
 # Installs what is missing on a Debian machine: setup.sh GROUP...
-# Groups: build, test, clang, msan, coverage, docs, lint, bench, valgrind, bench-arm; i686, arm, armhf, s390x, device,
+# Groups: build, packages, test, clang, msan, coverage, docs, lint, bench, valgrind, bench-arm; i686, arm, armhf, s390x, device,
 # device-v7, win32, win64 for other targets.
 set -euo pipefail
 
 declare -A packages=(
-  [build]="cmake ninja-build g++"
+  [build]="cmake ninja-build g++ nlohmann-json3-dev libpng-dev"
+  [packages]="lintian"
   [test]="libgtest-dev libjpeg-turbo-progs ffmpeg dcmtk libimage-exiftool-perl binutils dpkg pkgconf python3 python3-pytest python3-numpy python3-pip python3-setuptools python3-wheel mypy man-db groff-base"
   [clang]="clang libclang-rt-14-dev"
   [coverage]="clang-19 llvm-19 libclang-rt-19-dev qemu-user"

@@ -4,6 +4,7 @@
 #include <cstdio>
 
 #include "commands.h"
+#include "json.h"
 #include "options.h"
 #include "pictureRows.h"
 #include "report.h"
@@ -13,8 +14,9 @@ namespace jpgtool {
 const char kCompareHelp[] =
     "Usage: jpgtool compare A B [OPTION...]\n"
     "\n"
-    "Compares two pictures of the same size: .jpg, .bmp (8, 24 or 32 bits, not run-length\n"
-    "coded), .ppm or .pgm files. Prints for each component and for all of them the peak\n"
+    "Compares two pictures of the same size: .jpg, .png, .bmp, .ppm, .pgm or .pam files; one may\n"
+    "be - for standard input. JPEG files are decoded as decode does it. Prints for each component "
+    "and for all of them the peak\n"
     "signal-to-noise ratio in decibels (inf for equal ones), the mean absolute and the\n"
     "largest difference; then the count of different samples and the first of them, by\n"
     "column and row from 0 at the top left. Pictures of different sizes, component counts\n"
@@ -22,7 +24,9 @@ const char kCompareHelp[] =
     "\n"
     "  --exact         status 1 when a sample differs\n"
     "  --raw           components of JPEG files as coded, without colour conversion\n"
-    "  --no-eoi        also opens JPEG files without an end marker\n"
+    "  --strict, --no-eoi, --no-orient\n"
+    "                  as for decode\n"
+    "  --json          results and errors as JSON\n"
     "  --max-pixels N, --max-memory N\n"
     "                  limits on the size of JPEG files, as for decode\n";
 
@@ -89,13 +93,52 @@ std::string componentName(const PixelFormat &format, bool raw, uint32_t componen
                                       : "component " + std::to_string(component);
 }
 
+double psnrOf(const Sums &sums, uint32_t maxValue) {
+  const double meanSquare = static_cast<double>(sums.squares) / static_cast<double>(sums.count);
+  const double peak = static_cast<double>(maxValue) * maxValue;
+  return sums.squares != 0 ? 10 * std::log10(peak / meanSquare) : HUGE_VAL;
+}
+
 void printSums(const std::string &name, const Sums &sums, uint32_t maxValue) {
   const double count = sums.count != 0 ? static_cast<double>(sums.count) : 1;
-  const double meanSquare = static_cast<double>(sums.squares) / count;
-  const double peak = static_cast<double>(maxValue) * maxValue;
-  const double psnr = sums.squares != 0 ? 10 * std::log10(peak / meanSquare) : HUGE_VAL;
+  const double psnr = psnrOf(sums, maxValue);
   std::printf("%s: PSNR %.2f dB, mean difference %.4f, largest %" PRIu32 "\n", name.c_str(), psnr,
               static_cast<double>(sums.absolute) / count, sums.largest);
+}
+
+// The same numbers as JSON.
+Json jsonOf(const std::string &name, const Sums &sums, uint32_t maxValue) {
+  const double count = sums.count != 0 ? static_cast<double>(sums.count) : 1;
+  Json json = {{"name", name}};
+  json["psnr"] = sums.squares != 0 ? Json(psnrOf(sums, maxValue)) : Json(nullptr);
+  json["meanDifference"] = static_cast<double>(sums.absolute) / count;
+  json["largestDifference"] = sums.largest;
+  json["samples"] = sums.count;
+  json["differentSamples"] = sums.different;
+  return json;
+}
+
+void printAsJson(const std::string (&files)[2], const Comparison &comparison,
+                 const PixelFormat &format, bool raw) {
+  Sums all;
+  Json components = Json::array();
+  for (uint32_t k = 0; k < format.channels; k++) {
+    const Sums &sums = comparison.components[k];
+    components.push_back(jsonOf(componentName(format, raw, k), sums, format.maxValue));
+    all.take(sums);
+  }
+  Json json = {{"files", {asText(files[0]), asText(files[1])}},
+               {"width", format.width},
+               {"height", format.height},
+               {"maxValue", format.maxValue},
+               {"components", components},
+               {"all", jsonOf("all", all, format.maxValue)}};
+  if (comparison.differ) {
+    const Difference &d = comparison.first;
+    json["firstDifference"] = {
+        {"column", d.column}, {"row", d.row}, {"component", d.component}, {"values", {d.a, d.b}}};
+  }
+  printJson(json);
 }
 
 void print(const Comparison &comparison, const PixelFormat &format, bool raw) {
@@ -131,8 +174,9 @@ int compare(const std::string (&files)[2], const ReadSettings &settings, bool ex
     const std::string difference = kinds[1] + ", but " + files[0] + " " + kinds[0];
     return fail(files[1], "is " + difference, JPG_E_INVALID_PARAMETER);
   }
-  for (const std::string &file : files) {
-    std::printf("%s: %s, %" PRIu64 " bytes\n", file.c_str(), kinds[0].c_str(), sizeOfFile(file));
+  for (int i = 0; i < 2 && !jsonWanted(); i++) {
+    std::printf("%s: %s, %" PRIu64 " bytes\n", files[i].c_str(), kinds[0].c_str(),
+                pictures[i].size());
   }
   Comparison comparison;
   for (uint32_t y = 0; y < format.height; y++) {
@@ -143,8 +187,16 @@ int compare(const std::string (&files)[2], const ReadSettings &settings, bool ex
     }
     compareRows(format, y, rows[0], rows[1], &comparison);
   }
-  print(comparison, format, settings.raw);
-  return exact && comparison.differ ? kExitFailed : kExitOk;
+  if (jsonWanted()) printAsJson(files, comparison, format, settings.raw);
+  if (!jsonWanted()) print(comparison, format, settings.raw);
+  int status = kExitOk;
+  for (int i = 0; i < 2; i++) {
+    const uint32_t damage = pictures[i].damage();
+    if (damage == JPG_OK) continue;
+    fail(files[i], pictures[i].whyFailed(damage), damage);
+    status = kExitDamaged;
+  }
+  return exact && comparison.differ ? kExitFailed : status;
 }
 
 }  // namespace
@@ -152,17 +204,16 @@ int compare(const std::string (&files)[2], const ReadSettings &settings, bool ex
 int runCompare(const Words &words) {
   Options options;
   std::string why;
-  const std::vector<OptionRule> rules = {{"--exact", false},
-                                         {"--raw", false},
-                                         {"--no-eoi", false},
-                                         {"--max-pixels", true},
-                                         {"--max-memory", true}};
+  const std::vector<OptionRule> rules = {
+      {"--exact", false},     {"--raw", false},  {"--no-eoi", false},    {"--strict", false},
+      {"--no-orient", false}, {"--json", false}, {"--max-pixels", true}, {"--max-memory", true}};
   if (!parseOptions(words, rules, &options, &why)) return failUsage(why);
   if (options.files.size() != 2) return failUsage("compare takes two files");
   ReadSettings settings;
   if (!parseLimits(options, &settings.limits, &why)) return failUsage(why);
   settings.raw = options.has("--raw");
-  settings.openFlags = options.has("--no-eoi") ? JPG_READ_COMPLETE : 0;
+  takeReadOptions(options, &settings);
+  settings.orient = !options.has("--no-orient");
   return compare({options.files[0], options.files[1]}, settings, options.has("--exact"));
 }
 

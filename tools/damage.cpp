@@ -5,7 +5,6 @@
 #include <cstring>
 #include <vector>
 
-#include "files.h"
 #include "jpg/segments.hpp"
 
 namespace jpgtool {
@@ -29,15 +28,6 @@ bool operator==(const Outcome &a, const Outcome &b) {
   return a.steps == b.steps && a.code == b.code;
 }
 
-Stream contentOf(const std::string &name) {
-  Stream content(static_cast<size_t>(sizeOfFile(name)));
-  std::FILE *file = std::fopen(name.c_str(), "rb");
-  if (file == nullptr) return {};
-  content.resize(std::fread(content.data(), 1, content.size(), file));
-  std::fclose(file);
-  return content;
-}
-
 // True for codes caused by the entropy-coded data; the others are about headers.
 bool isOfCodedData(uint32_t code) {
   return code == JPG_E_BAD_DC_CODE || code == JPG_E_BAD_AC_CODE || code == JPG_E_COEF_OVERFLOW ||
@@ -48,15 +38,18 @@ bool isOfCodedData(uint32_t code) {
 class Search {
  public:
   explicit Search(const FailedDecode &failed)
-      : failed_(failed), stream_(contentOf(failed.file)), lossless_(isLossless()) {}
+      : failed_(failed),
+        stream_(failed.input->data(), failed.input->data() + failed.input->size()),
+        lossless_(isLossless()) {}
 
   // Finds the offset of the last byte that the failure needs, or of the file's end if it needs the
   // whole file.
   bool run(uint64_t *place) {
-    if (!isOfCodedData(failed_.code) || !measure()) return false;
+    const bool anyCode = failed_.code == kDamagedCode;
+    if ((!anyCode && !isOfCodedData(failed_.code)) || !measure()) return false;
     if (decode(startWithZeros(scanData_, 1), 0, 1).code != JPG_OK) return false;
     whole_ = decode(stream_, failed_.intervals, steps_);
-    if (whole_.code != failed_.code) return false;
+    if (anyCode ? !isOfCodedData(whole_.code) : whole_.code != failed_.code) return false;
     size_t without = scanData_, with = stream_.size();
     if (samples() * bitsOf(with - without) > kMostSamples) return false;
     *place = with;
@@ -86,9 +79,10 @@ class Search {
   bool measure() {
     constexpr uint32_t kSide = 8, kSamples = 64;
     JPGHANDLE handle = nullptr;
-    Headers headers;
-    if (open(stream_, &handle) == JPG_OK) readHeaders(handle, &headers);
+    const uint32_t r = open(stream_, &handle);
     jpgReadEpilog(handle);
+    if (r != JPG_OK) return false;
+    const Headers headers = headersOf(*failed_.input);
     if (headers.components.empty() || failed_.frame.width == 0) return false;
     const Segment &scan = headers.segments.back();
     scanData_ = static_cast<size_t>(scan.offset) + 4 + scan.length;
@@ -175,7 +169,8 @@ class Search {
 // Number of scans of a progressive file that can be decoded.
 uint32_t goodScans(const FailedDecode &failed) {
   JPGHANDLE handle = nullptr;
-  jpgReadPrologFromFile(toUtf16(failed.file).c_str(), 0, 0, JPG_READ_COMPLETE, &handle);
+  jpgReadPrologFromMemory(failed.input->data(), static_cast<int32_t>(failed.input->size()),
+                          JPG_READ_COMPLETE, &handle);
   uint8_t nothing[4] = {};
   JpgRect rect = {};
   rect.bits = nothing;
@@ -186,8 +181,7 @@ uint32_t goodScans(const FailedDecode &failed) {
 }
 
 std::string scanOfDamage(const FailedDecode &failed) {
-  StreamScan scan;
-  scanStream(failed.file, &scan);
+  const StreamScan scan = scanStream(*failed.input);
   const std::vector<uint64_t> &offsets = scan.scanOffsets;
   if (offsets.empty()) return "";
   if (failed.frame.process != JPG_PROCESS_PROGRESSIVE) {
@@ -204,7 +198,7 @@ std::string scanOfDamage(const FailedDecode &failed) {
 std::string placeOfDamage(const FailedDecode &failed) {
   uint64_t place = 0;
   const bool known = failed.frame.process != JPG_PROCESS_PROGRESSIVE &&
-                     sizeOfFile(failed.file) <= kMostFile && Search(failed).run(&place);
+                     failed.input->size() <= kMostFile && Search(failed).run(&place);
   return known ? " near byte " + std::to_string(place) : scanOfDamage(failed);
 }
 

@@ -11,7 +11,7 @@ namespace jpgtool {
 
 // A decoding run that failed.
 struct FailedDecode {
-  std::string file;
+  const Input *input;
   Frame frame;             // with the height that was decoded for
   uint32_t intervals = 0;  // restart intervals skipped before the first row
   uint32_t code = 0;       // the library's

@@ -2,6 +2,7 @@
 
 #include "damage.h"
 #include "dib.h"
+#include "exifHandle.h"
 #include "report.h"
 
 namespace jpgtool {
@@ -33,29 +34,36 @@ void checkFrame(const Frame &frame, uint16_t bits, const ReadSettings &settings,
 
 }  // namespace
 
-int decodeBitmap(const std::string &in, const std::string &out, uint16_t bits,
+int decodeBitmap(const Input &in, const std::string &out, uint16_t bits,
                  const ReadSettings &settings) {
-  if (const int status = checkBitmapFile(in, out); status != kExitOk) return status;
   Reader reader;
   Frame frame;
   std::string why;
   uint32_t r = reader.open(in, settings.openFlags, settings.limits, &why);
   if (r == JPG_OK) r = readFrame(reader.handle(), &frame);
   if (r == JPG_OK) r = checkPixels(settings.limits, frame.width, frame.height, &why);
-  if (r != JPG_OK) return why.empty() ? fail(in, r) : fail(in, why, r);
+  if (r != JPG_OK) return why.empty() ? fail(in.name(), r) : fail(in.name(), why, r);
   uint64_t scans = 0;
   checkFrame(frame, bits, settings, &why);
   if (why.empty()) checkScans(in, frame, settings, &scans, &why);
-  if (!why.empty()) return fail(in, why, JPG_E_UNSUPPORTED);
+  if (!why.empty()) return fail(in.name(), why, JPG_E_UNSUPPORTED);
   Dib dib(bits);
   r = readBitmap(reader.handle(), frame, settings.scale, &dib);
   if (r == JPG_OK) r = checkMemory(settings.limits, dib.bytes(), &why);
-  if (!why.empty()) return fail(in, why, r);
+  if (!why.empty()) return fail(in.name(), why, r);
   if (r == JPG_OK) r = dib.allocate();
-  if (r == JPG_E_UNSUPPORTED) return fail(in, "the picture is too large for a .bmp file", r);
+  if (r == JPG_E_UNSUPPORTED) return fail(in.name(), "the picture is too large for a .bmp file", r);
   if (r == JPG_OK) r = readBitmap(reader.handle(), frame, settings.scale, &dib);
-  if (r == JPG_OK) return saveBitmap(dib, out);
-  return fail(in, meaningOf(r) + placeOfDamage({in, frame, 0, r}), r);
+  const uint32_t damage = r;
+  if (r == kDamagedCode) r = JPG_OK;
+  if (r == JPG_OK && settings.orient) r = dib.turn(orientationOf(in));
+  if (r == JPG_OK) {
+    const int status = saveBitmap(dib, out);
+    if (damage == JPG_OK || status != kExitOk) return status;
+  }
+  const uint32_t code = r == JPG_OK ? damage : r;
+  fail(in.name(), meaningOf(code) + placeOfDamage({&in, frame, 0, code}), code);
+  return r == JPG_OK ? kExitDamaged : kExitFailed;
 }
 
 }  // namespace jpgtool

@@ -11,7 +11,7 @@ namespace jpgtool {
 
 // Decodes a whole picture into a .bmp file of 8, 16 or 24 bits a pixel. Uses the scale, the scan
 // limit and the prolog's flags of the settings. Returns an exit status.
-int decodeBitmap(const std::string &in, const std::string &out, uint16_t bits,
+int decodeBitmap(const Input &in, const std::string &out, uint16_t bits,
                  const ReadSettings &settings);
 
 }  // namespace jpgtool

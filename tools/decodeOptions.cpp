@@ -58,35 +58,33 @@ void parseChoices(const Options &options, ReadSettings *settings, std::string *w
 }
 
 void checkExclusions(const Options &options, const ReadSettings &settings, std::string *why) {
-  if (options.has("--raw") && settings.scale != JPG_SCALE_FULL) {
-    *why = "--raw and --scale exclude each other";
+  if (options.has("--raw") && options.has("--each-scan") && settings.scale != JPG_SCALE_FULL) {
+    *why = "--raw, --scale and --each-scan exclude each other";
   }
   if (options.has("--rows") && options.has("--each-scan")) {
     *why = "--rows and --each-scan exclude each other";
   }
 }
 
-bool isKind(const std::string &kind) {
-  return kind == "bmp" || kind == "ppm" || kind == "pgm" || kind == "pam";
-}
-
 // Where the picture or pictures go.
 void chooseOutput(const Options &options, DecodePlan *plan, std::string *why) {
-  const std::string to = options.get("--to", "ppm");
+  const std::string to = options.get("--to", "ppm"), out = options.get("-o");
   const bool eachScan = options.has("--each-scan");
-  if (!isKind(to)) *why = "--to takes bmp, ppm, pgm or pam";
+  if (!isPictureKind(to)) *why = "--to takes png, bmp, ppm, pgm or pam";
   if (!eachScan && isBatch(options)) {
     plan->folder = options.get("-o");
     planBatch(options, to, &plan->batch, why);
+  } else if (options.has("--to") && out == "-") {
+    plan->job.kind = to;
   } else if (options.has("--to")) {
-    *why = "--to is for a folder: -o DIR/";
+    *why = "--to is for a folder or standard output: -o DIR/ or -o -";
   } else if (options.files.size() != 1) {
     *why = eachScan ? "--each-scan takes one file" : "decode takes one file, or several";
   }
   if (options.has("-o") == eachScan) *why = "decode needs -o OUT";
   if (options.files.empty()) *why = "decode takes one file, or several";
-  const bool inFolder = !plan->batch.empty();
-  checkBits(options, inFolder ? to : extensionOf(options.get("-o")), &plan->job.bits, why);
+  const bool named = plan->batch.empty() && plan->job.kind.empty();
+  checkBits(options, named ? extensionOf(out) : to, &plan->job.bits, why);
 }
 
 }  // namespace
@@ -97,7 +95,8 @@ bool parseDecode(const std::vector<std::string> &words, DecodePlan *plan, std::s
       {"-o", true},      {"--raw", false},      {"--scale", true},      {"--max-scans", true},
       {"--scans", true}, {"--each-scan", true}, {"--no-eoi", false},    {"--keep-going", false},
       {"--bits", true},  {"--rows", true},      {"--max-pixels", true}, {"--max-memory", true},
-      {"--to", true},    {"-j", true}};
+      {"--to", true},    {"-j", true},          {"--strict", false},    {"--no-orient", false},
+      {"--json", false}};
   if (!parseOptions(words, rules, &options, why)) return false;
   DecodeJob *job = &plan->job;
   parseChoices(options, &job->settings, why);
@@ -110,8 +109,9 @@ bool parseDecode(const std::vector<std::string> &words, DecodePlan *plan, std::s
   job->out = options.get("-o");
   job->eachScan = options.get("--each-scan");
   job->settings.raw = options.has("--raw");
-  job->settings.openFlags = options.has("--no-eoi") ? JPG_READ_COMPLETE : 0;
-  job->keepGoing = options.has("--keep-going");
+  takeReadOptions(options, &job->settings);
+  job->settings.orient = !options.has("--no-orient") && !options.has("--rows");
+  if (options.has("--keep-going")) job->settings.keepGoing = job->settings.keepNothing = true;
   return true;
 }
 

@@ -16,8 +16,8 @@ struct DecodeJob {
   std::string in;
   std::string out;
   std::string eachScan;  // folder of a picture per scan; empty: one picture
+  std::string kind;      // extension that stands for that of `out`
   ReadSettings settings;
-  bool keepGoing = false;
   uint16_t bits = 0;  // of a bitmap; 0: band by band
 };
 

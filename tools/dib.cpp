@@ -1,8 +1,11 @@
 #include "dib.h"
 
 #include <cstring>
+#include <utility>
+#include <vector>
 
 #include "report.h"
+#include "turn.h"
 
 namespace jpgtool {
 namespace {
@@ -37,6 +40,31 @@ uint32_t Dib::allocate() {
   return bits_ != nullptr ? JPG_OK : JPG_E_OUT_OF_MEMORY;
 }
 
+uint32_t Dib::turn(uint32_t orientation) {
+  BITMAPINFOHEADER *header = &info_.bmi.bmiHeader;
+  const auto width = static_cast<uint32_t>(header->biWidth);
+  const auto height = static_cast<uint32_t>(header->biHeight);
+  const size_t pixel = header->biBitCount / 8U;
+  const Turn turn(orientation, width, height, pixel);
+  if (turn.isNone() || width == 0 || height == 0) return JPG_OK;
+  const size_t stride = size_ / height;
+  std::vector<uint8_t> turned(pixel * width * height);
+  for (uint32_t y = 0; y < height; y++) {  // the picture's top row is the last in memory
+    turn.putRow(y, bits_.get() + stride * (height - 1 - y), turned.data());
+  }
+  header->biWidth = static_cast<int32_t>(turn.width());
+  header->biHeight = static_cast<int32_t>(turn.height());
+  if (turn.width() != width || turn.height() != height) {
+    std::swap(header->biXPelsPerMeter, header->biYPelsPerMeter);
+  }
+  if (const uint32_t r = allocate(); r != JPG_OK) return r;
+  for (uint32_t y = 0; y < turn.height(); y++) {
+    std::memcpy(bits_.get() + size_ / turn.height() * (turn.height() - 1 - y),
+                turned.data() + pixel * turn.width() * y, pixel * turn.width());
+  }
+  return JPG_OK;
+}
+
 bool Dib::write(OutputFile *out) const {
   const uint32_t table = tableBytes();
   const auto pixelOffset = static_cast<uint32_t>(kFileHeader + sizeof(BITMAPINFOHEADER) + table);
@@ -50,6 +78,7 @@ bool Dib::write(OutputFile *out) const {
 }
 
 int checkBitmapFile(const std::string &in, const std::string &out) {
+  if (out == "-") return kExitOk;
   if (extensionOf(out) != "bmp") {
     return fail(out, "the bitmap goes into a .bmp file", JPG_E_UNSUPPORTED);
   }
@@ -59,7 +88,8 @@ int checkBitmapFile(const std::string &in, const std::string &out) {
 
 int saveBitmap(const Dib &dib, const std::string &out) {
   OutputFile file;
-  if (!file.open(out)) return fail(out, "cannot create the file", JPG_E_OPEN_FAILED);
+  std::string why;
+  if (!file.open(out, &why)) return fail(out, why, JPG_E_OPEN_FAILED);
   return dib.write(&file) && file.keep() ? kExitOk : fail(out, JPG_E_WRITE_FAULT);
 }
 

@@ -26,6 +26,8 @@ class Dib {
   uint32_t allocate();
   void *bits() { return bits_.get(); }
   bool write(OutputFile *out) const;
+  // Turns the bitmap in memory. JPG_OK or JPG_E_OUT_OF_MEMORY.
+  uint32_t turn(uint32_t orientation);
 
  private:
   struct Free {

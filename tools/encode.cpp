@@ -1,13 +1,14 @@
 // jpgtool encode
 #include <algorithm>
-#include <cstring>
 
-#include "batch.h"
 #include "commands.h"
-#include "limits.h"
-#include "options.h"
-#include "pictureReader.h"
+#include "encodeOptions.h"
+#include "files.h"
+#include "json.h"
+#include "metadata.h"
+#include "reader.h"
 #include "report.h"
+#include "sampleReader.h"
 
 namespace jpgtool {
 
@@ -15,305 +16,283 @@ const char kEncodeHelp[] =
     "Usage: jpgtool encode IN -o OUT.jpg [OPTION...]\n"
     "       jpgtool encode IN... -o DIR/ [OPTION...]\n"
     "\n"
-    "Encodes a .bmp, .ppm or .pgm file (- for PPM or PGM on standard input), band by band\n"
-    "in constant memory. Many files go into the folder DIR as .jpg, under their own names,\n"
-    "several at a time; errors are shown at the end, and the exit status is that of the worst\n"
-    "file.\n"
+    "Encodes a .png, .bmp, .ppm, .pgm or .pam file; - is standard input or output. Many files\n"
+    "go into the folder DIR as .jpg, under their own names, several at a time; errors are shown\n"
+    "at the end, and the exit status is that of the worst file. OUT.jpg is replaced when the new\n"
+    "file is complete. Transparency is left out, and samples of other than 8 bits are brought to\n"
+    "8 bits unless the file becomes a lossless one.\n"
     "\n"
     "  -j N                   processes at a time, 1 to 256 (one for each processor)\n"
     "  --quality N            1 to 100 (90)\n"
-    "  --sampling S           444, 422, 440 or 420 (420)\n"
+    "  --sampling S           444, 422, 440 or 420 (420; 444 with --no-color-conversion)\n"
+    "  --grey                 makes a grey picture of a coloured one\n"
+    "  --progressive          a progressive file, which takes memory for all coefficients\n"
+    "  --strict               the plain encoder: chroma decimated, the usual Huffman tables\n"
     "  --restart N            restart interval of N MCUs; lossless: of N lines\n"
     "  --no-color-conversion  RGB components instead of YCbCr\n"
     "  --jfif DPI             writes a JFIF segment with this resolution\n"
     "  --comment TEXT         writes a comment\n"
+    "  --copy FILE[:LIST]     copies Exif, colour profile and comment of a JPEG file; LIST names\n"
+    "                         some of them: exif,icc,comment. The picture is taken for upright,\n"
+    "                         as decode makes it: Exif's orientation becomes 1, and a thumbnail\n"
+    "                         that would have to be turned is left out\n"
+    "  --no-orient            with --copy: leaves orientation and thumbnail as they are\n"
+    "  --icc FILE             writes the colour profile in FILE\n"
     "  --lossless             lossless, 2 to 16 bits\n"
     "  --predictor N          predictor of lossless coding, 1 to 7 (1), or auto for the one\n"
     "                         that gives the smallest file\n"
     "  --max-pixels N         refuses files whose header asks for more pixels, width times\n"
     "                         height (500M; K, M and G stand for thousands, millions ...)\n"
-    "  --max-memory N         refuses run-length coded bitmaps that need more bytes of memory:\n"
-    "                         they are encoded as a whole (2G; K, M and G stand for KiB, MiB\n"
-    "                         ...)\n";
+    "  --max-memory N         refuses pictures that need more bytes of memory: run-length coded\n"
+    "                         bitmaps, interlaced PNG files, coefficients held for tables of\n"
+    "                         their own (2G; K, M and G stand for KiB, MiB ...)\n"
+    "  --json                 results and errors as JSON\n";
 
 namespace {
 
 constexpr uint32_t kBandRows = 16;  // a multiple of every MCU's height
 
-struct EncodeJob {
-  std::string in, out, comment;
-  long quality = 90, restart = 0, jfif = 0, predictor = 1;
-  uint32_t sampling = 0x00221111;
-  bool raw = false, lossless = false, anyPredictor = false, hasComment = false;
-  Limits limits;
-};
-
-bool parseSampling(const std::string &text, uint32_t *packed) {
-  struct Name {
-    const char *name;
-    uint32_t packed;
-  };
-  static constexpr Name kNames[] = {
-      {"444", 0x00111111}, {"422", 0x00211111}, {"440", 0x00121111}, {"420", 0x00221111}};
-  for (const Name &entry : kNames) {
-    if (text == entry.name) {
-      *packed = entry.packed;
-      return true;
-    }
-  }
-  return false;
-}
-
-void checkNumber(const Options &options, const char *name, long low, long high, long *number,
-                 std::string *why) {
-  if (!options.has(name) || parseNumber(options.get(name), low, high, number)) return;
-  *why = std::string(name) + " takes a number from " + std::to_string(low) + " to " +
-         std::to_string(high);
-}
-
-// The work of a command: a job, or a batch of files with the same settings.
-struct EncodePlan {
-  EncodeJob job;
-  std::vector<BatchItem> batch;  // empty: the job alone
-  std::string folder;            // of the batch
-  long jobs = 1;                 // processes at a time
-};
-
-bool parsePlan(const Words &words, EncodePlan *plan, std::string *why) {
-  EncodeJob *job = &plan->job;
-  Options options;
-  const std::vector<OptionRule> rules = {
-      {"-o", true},          {"-j", true},           {"--quality", true},
-      {"--sampling", true},  {"--restart", true},    {"--no-color-conversion", false},
-      {"--jfif", true},      {"--comment", true},    {"--lossless", false},
-      {"--predictor", true}, {"--max-pixels", true}, {"--max-memory", true}};
-  if (!parseOptions(words, rules, &options, why)) return false;
-  job->anyPredictor = options.get("--predictor") == "auto";
-  checkNumber(options, "--quality", 1, 100, &job->quality, why);
-  checkNumber(options, "--restart", 0, 65535, &job->restart, why);
-  checkNumber(options, "--jfif", 1, 65535, &job->jfif, why);
-  if (!job->anyPredictor) checkNumber(options, "--predictor", 1, 7, &job->predictor, why);
-  if (!parseSampling(options.get("--sampling", "420"), &job->sampling)) {
-    *why = "--sampling takes 444, 422, 440 or 420";
-  }
-  parseLimits(options, &job->limits, why);
-  parseJobs(options, &plan->jobs, why);
-  if (isBatch(options)) {
-    plan->folder = options.get("-o");
-    planBatch(options, "jpg", &plan->batch, why);
-  }
-  if (options.files.empty()) *why = "encode takes one file, or several";
-  if (!options.has("-o")) *why = "encode needs -o OUT";
-  if (!why->empty()) return false;
-  job->in = options.files[0];
-  job->out = options.get("-o");
-  job->raw = options.has("--no-color-conversion");
-  job->lossless = options.has("--lossless");
-  job->hasComment = options.has("--comment");
-  job->comment = options.get("--comment");
-  return true;
-}
-
-// Owner of a write handle; unless it is finished, the destructor closes it.
+// Owner of a write handle; unless it is finished, the destructor closes it. The stream stays in
+// memory until it is complete.
 class Writer {
  public:
   Writer() = default;
   ~Writer() {
-    if (handle_ != nullptr) jpgWriteEpilogToFile(handle_);
+    if (handle_ != nullptr) finish();
+    if (stream_ != nullptr) jpgWriteFreeBitstream(stream_);
   }
   Writer(const Writer &) = delete;
   Writer &operator=(const Writer &) = delete;
-  uint32_t open(const std::string &file) {
-    return jpgWritePrologToFile(toUtf16(file).c_str(), 0, &handle_);
-  }
+  uint32_t open(uint32_t flags) { return jpgWritePrologToMemory(flags, &handle_); }
   uint32_t finish() {
     JPGHANDLE handle = handle_;
     handle_ = nullptr;
-    return jpgWriteEpilogToFile(handle);
+    return jpgWriteEpilogToMemory(handle, &stream_, &size_);
   }
   JPGHANDLE handle() const { return handle_; }
+  const void *stream() const { return stream_; }
+  uint32_t size() const { return size_; }
 
  private:
   JPGHANDLE handle_ = nullptr;
+  void *stream_ = nullptr;
+  uint32_t size_ = 0;
 };
 
-uint32_t writeJfif(JPGHANDLE h, long dpi) {
+MarkerData jfifOf(long dpi) {
   const auto high = static_cast<uint8_t>(dpi >> 8);
   const auto low = static_cast<uint8_t>(dpi);
-  const uint8_t data[] = {'J', 'F', 'I', 'F', 0, 1, 1, 1, high, low, high, low, 0, 0};
-  return jpgWriteWriteMarkerSegment(h, 0xFFE0, data, sizeof(data));
+  return {0xFFE0, {'J', 'F', 'I', 'F', 0, 1, 1, 1, high, low, high, low, 0, 0}};
+}
+
+// The segments that are copied from another file.
+uint32_t copySegments(const EncodeJob &job, const PixelFormat &format,
+                      std::vector<MarkerData> *segments, std::string *why) {
+  if (job.copy.empty()) return JPG_OK;
+  Input from;
+  if (const uint32_t r = from.open(job.copy, why); r != JPG_OK) {
+    *why = job.copy + ": " + *why;
+    return r;
+  }
+  if (headersOf(from).segments.empty()) {
+    *why = job.copy + ": is no JPEG file to copy from";
+    return JPG_E_NOT_JPEG;
+  }
+  Bytes data;
+  if (job.copyExif && exifFor(from, format.width, format.height, job.asStored, &data)) {
+    segments->push_back({0xFFE1, data});
+  }
+  if (job.copyIcc && job.icc.empty()) appendIcc(iccProfileOf(from), segments);
+  if (job.copyComment && !job.hasComment && commentOf(from, &data)) {
+    segments->push_back({0xFFFE, data});
+  }
+  return JPG_OK;
+}
+
+// All segments ahead of the picture, in the order that readers expect.
+uint32_t collectSegments(const EncodeJob &job, const PixelFormat &format,
+                         std::vector<MarkerData> *segments, std::string *why) {
+  if (job.jfif != 0) segments->push_back(jfifOf(job.jfif));
+  if (const uint32_t r = copySegments(job, format, segments, why); r != JPG_OK) return r;
+  if (!job.icc.empty()) {
+    Input profile;
+    if (const uint32_t r = profile.open(job.icc, why); r != JPG_OK) {
+      *why = job.icc + ": " + *why;
+      return r;
+    }
+    if (!appendIcc(Bytes(profile.data(), profile.data() + profile.size()), segments)) {
+      *why = job.icc + ": is empty, or too large for a colour profile";
+      return JPG_E_INVALID_PARAMETER;
+    }
+  }
+  if (job.hasComment) segments->push_back({0xFFFE, Bytes(job.comment.begin(), job.comment.end())});
+  return JPG_OK;
 }
 
 // Settings and segments before the first rows.
-uint32_t setUp(const EncodeJob &job, JPGHANDLE h, uint32_t width) {
-  const long interval = job.lossless ? job.restart * static_cast<long>(width) : job.restart;
+uint32_t setUp(const EncodeJob &job, JPGHANDLE h, const PixelFormat &format,
+               const std::vector<MarkerData> &segments) {
+  const long interval = job.lossless ? job.restart * static_cast<long>(format.width) : job.restart;
   uint32_t r = jpgWriteSetQuantizationFactor(h, static_cast<int32_t>(job.quality));
-  if (r == JPG_OK) r = jpgWriteSetSubsamplingFactor(h, job.sampling);
+  if (r == JPG_OK && format.channels == 3) r = jpgWriteSetSubsamplingFactor(h, job.sampling);
   if (r == JPG_OK) r = jpgWriteSetSpatialPredictor(h, static_cast<int32_t>(job.predictor));
   if (r == JPG_OK && interval > 65535) r = JPG_E_INVALID_PARAMETER;
   if (r == JPG_OK) r = jpgWriteSetRestartInterval(h, static_cast<int32_t>(interval));
   if (r == JPG_OK && job.raw) r = jpgWriteSetNoColorConversion(h);
-  if (r == JPG_OK && job.jfif != 0) r = writeJfif(h, job.jfif);
-  if (r == JPG_OK && job.hasComment) {
-    r = jpgWriteWriteMarkerSegment(h, 0xFFFE, job.comment.c_str(),
-                                   static_cast<uint32_t>(job.comment.size()));
+  for (const MarkerData &segment : segments) {
+    if (r != JPG_OK) return r;
+    r = jpgWriteWriteMarkerSegment(h, segment.marker, segment.data.data(),
+                                   static_cast<uint32_t>(segment.data.size()));
   }
   return r;
 }
 
-// A failure of the library while reading `in` and writing `out`.
-int failEncode(const EncodeJob &job, uint32_t code) { return fail(job.out, code); }
+// What the encoder takes of a row: 8 bits a sample, of three colours blue first; lossless, the
+// samples as they are.
+class RowShaper {
+ public:
+  RowShaper(const PixelFormat &from, const EncodeJob &job) : from_(from), to_(from) {
+    grey_ = job.grey && from.channels == 3;
+    if (grey_) to_.channels = 1;
+    lossless_ = job.lossless;
+    if (!lossless_) to_.maxValue = 255;
+    to_.blueFirst = !lossless_ && to_.channels == 3;
+  }
+  const PixelFormat &format() const { return to_; }
 
-int failEarlyEnd(const EncodeJob &job) { return fail(job.in, "the file ends early", JPG_NO_DATA); }
+  void shape(const uint8_t *row, uint8_t *out) const {
+    const uint32_t bytes = sampleBytes(to_), channels = to_.channels;
+    for (size_t x = 0; x < from_.width; x++) {
+      for (uint32_t k = 0; k < channels; k++, out += bytes) {
+        const size_t channel = to_.blueFirst ? channels - 1 - k : k;
+        const uint32_t value =
+            grey_ ? luma(row, x) : sampleAt(from_, row, x * from_.channels + channel);
+        putSample(out, bytes, lossless_ ? value : scaled(value));
+      }
+    }
+  }
 
-// Describes a band of samples to the library.
-JpgRect sampleRect(const PixelFormat &format, uint32_t bits, uint8_t *band) {
+ private:
+  uint32_t scaled(uint32_t value) const {
+    return from_.maxValue == 255 ? value : (value * 255 + from_.maxValue / 2) / from_.maxValue;
+  }
+  // T.871: the luminance of red, green and blue.
+  uint32_t luma(const uint8_t *row, size_t x) const {
+    const uint32_t red = sampleAt(from_, row, 3 * x), green = sampleAt(from_, row, 3 * x + 1);
+    return (299 * red + 587 * green + 114 * sampleAt(from_, row, 3 * x + 2) + 500) / 1000;
+  }
+
+  PixelFormat from_, to_;
+  bool grey_, lossless_;
+};
+
+// Why the library can't encode such samples, if anything.
+uint32_t checkFormat(const EncodeJob &job, const PixelFormat &format, std::string *why) {
+  const bool whole = (format.maxValue & (format.maxValue + 1)) == 0 && format.maxValue >= 3;
+  if (job.lossless && !whole) {
+    *why =
+        "lossless files keep samples of 2 to 16 bits as they are: the largest value must be "
+        "3, 7, 15 ... 65535, not " +
+        std::to_string(format.maxValue);
+  } else if (!job.lossless && format.channels == 2) {
+    *why = "a picture of two components needs --lossless";
+  }
+  if (!why->empty()) return JPG_E_UNSUPPORTED;
+  if (job.flags == 0) return JPG_OK;
+  constexpr uint64_t kBytes = 2;  // of a coefficient
+  const uint64_t width = (format.width + 15U) / 16 * 16, height = (format.height + 15U) / 16 * 16;
+  return checkMemory(job.limits, width * height * format.channels * kBytes, why);
+}
+
+uint32_t encodeRows(const EncodeJob &job, SampleFile *file, const RowShaper &shaper, Writer *writer,
+                    std::string *why) {
+  const PixelFormat &format = shaper.format();
+  std::vector<uint8_t> row(rowBytes(file->format())), band(rowBytes(format) * kBandRows);
   JpgRect rect = {};
   rect.width = static_cast<int32_t>(format.width);
   rect.height = static_cast<int32_t>(format.height);
   rect.channels = static_cast<int32_t>(format.channels);
-  rect.bitsPerSample = static_cast<int32_t>(bits);
+  rect.bitsPerSample = static_cast<int32_t>(bitsOf(format));
   rect.stride = static_cast<int32_t>(rowBytes(format));
-  rect.bits = band;
-  return rect;
-}
-
-int encodePnm(const EncodeJob &job, std::FILE *file, Writer *writer) {
-  // Lossless components keep their order, red first.
-  PnmReader reader(file, job.lossless);
-  std::string why;
-  if (!reader.begin(&why)) return fail(job.in, why, JPG_E_UNSUPPORTED);
-  const PixelFormat &format = reader.format();
-  if (const uint32_t code = checkPixels(job.limits, format.width, format.height, &why); code != 0) {
-    return fail(job.in, why, code);
-  }
-  if (!job.lossless && format.maxValue != 255) {
-    return fail(job.in, "samples other than 8 bits need --lossless", JPG_E_UNSUPPORTED);
-  }
-  uint32_t r = setUp(job, writer->handle(), format.width);
-  std::vector<uint8_t> band(rowBytes(format) * kBandRows);
-  const JpgRect rect = sampleRect(format, reader.bits(), band.data());
+  rect.bits = band.data();
   Progress progress("encoding " + job.in);
-  for (uint32_t y = 0; r == JPG_OK && y < format.height; y += kBandRows) {
+  for (uint32_t y = 0; y < format.height; y += kBandRows) {
     const uint32_t rows = std::min(kBandRows, format.height - y);
-    if (!reader.read(band.data(), rows)) return failEarlyEnd(job);
-    r = job.lossless ? jpgWriteSpatialFromRect(writer->handle(), &rect, rows)
-                     : jpgWriteFromRect(writer->handle(), &rect, rows);
+    for (uint32_t i = 0; i < rows; i++) {
+      if (!file->read(row.data())) {
+        *why = "the file ends early, or is damaged";
+        return JPG_NO_DATA;
+      }
+      shaper.shape(row.data(), band.data() + rowBytes(format) * i);
+    }
+    const uint32_t r = job.lossless ? jpgWriteSpatialFromRect(writer->handle(), &rect, rows)
+                                    : jpgWriteFromRect(writer->handle(), &rect, rows);
+    if (r != JPG_OK) return r;
     progress.update(y, format.height);
   }
-  return r == JPG_OK ? kExitOk : failEncode(job, r);
+  return JPG_OK;
 }
 
-// Encodes the file's colours as components, red first; a grey palette gives one component.
-int encodeBmpLosslessly(const EncodeJob &job, BmpReader *reader, Writer *writer) {
-  if (!reader->hasByteSamples()) {
-    return fail(job.in, "--lossless takes plain bitmaps of 8, 24 or 32 bits", JPG_E_UNSUPPORTED);
-  }
-  PixelFormat format;
-  format.width = reader->width();
-  format.height = reader->height();
-  format.channels = reader->isGray() ? 1 : 3;
-  std::vector<uint8_t> rows(reader->rowBytes() * kBandRows), band(rowBytes(format) * kBandRows);
-  const JpgRect rect = sampleRect(format, 8, band.data());
-  uint32_t r = setUp(job, writer->handle(), format.width);
-  Progress progress("encoding " + job.in);
-  for (uint32_t y = 0; r == JPG_OK && y < format.height; y += kBandRows) {
-    const uint32_t count = std::min(kBandRows, format.height - y);
-    if (!reader->read(rows.data(), y, count)) return failEarlyEnd(job);
-    for (uint32_t i = 0; i < count; i++) {  // the band's lowest row comes first
-      reader->samplesOf(rows.data() + reader->rowBytes() * (count - 1 - i),
-                        band.data() + rowBytes(format) * i);
-    }
-    r = jpgWriteSpatialFromRect(writer->handle(), &rect, count);
-    progress.update(y, format.height);
-  }
-  return r == JPG_OK ? kExitOk : failEncode(job, r);
+// Encodes a file into the writer's memory. 0, or a code with the reason.
+uint32_t encodeInto(const EncodeJob &job, Writer *writer, PixelFormat *format, std::string *why) {
+  SampleFile file;
+  if (const uint32_t r = file.open(job.in, job.limits, why); r != JPG_OK) return r;
+  if (const uint32_t r = checkFormat(job, file.format(), why); r != JPG_OK) return r;
+  const RowShaper shaper(file.format(), job);
+  *format = shaper.format();
+  std::vector<MarkerData> segments;
+  if (const uint32_t r = collectSegments(job, *format, &segments, why); r != JPG_OK) return r;
+  uint32_t r = writer->open(job.flags);
+  if (r == JPG_OK) r = setUp(job, writer->handle(), *format, segments);
+  if (r == JPG_OK) r = encodeRows(job, &file, shaper, writer, why);
+  return r == JPG_OK ? writer->finish() : r;
 }
 
-// The library takes a run-length coded bitmap in one call and expands it to 24 bits a pixel.
-uint32_t checkBmp(const EncodeJob &job, const BmpReader &reader, std::string *why) {
-  const uint64_t width = reader.width(), height = reader.height();
-  const uint32_t r = checkPixels(job.limits, width, height, why);
-  if (r != JPG_OK || !reader.isCoded()) return r;
-  return checkMemory(job.limits, 3 * width * height + sizeOfFile(job.in), why);
-}
-
-int encodeBmp(const EncodeJob &job, std::FILE *file, Writer *writer) {
-  BmpReader reader(file);
-  std::string why;
-  if (!reader.begin(&why)) return fail(job.in, why, JPG_E_UNSUPPORTED);
-  if (const uint32_t code = checkBmp(job, reader, &why); code != 0) return fail(job.in, why, code);
-  if (job.lossless) return encodeBmpLosslessly(job, &reader, writer);
-  JPGHANDLE h = writer->handle();
-  uint32_t r = setUp(job, h, reader.width());
-  if (r == JPG_OK) r = jpgWriteSetNumberOfComponents(h, reader.isGray() ? 1 : 3);
-  std::vector<uint8_t> rows;
-  if (reader.isCoded()) {
-    if (!reader.readCoded(&rows)) return failEarlyEnd(job);
-    if (r == JPG_OK) {
-      r = jpgWriteFromWinDIBits(h, static_cast<int32_t>(reader.height()), rows.data(),
-                                reader.bmi());
-    }
-    return r == JPG_OK ? kExitOk : failEncode(job, r);
-  }
-  rows.resize(reader.rowBytes() * kBandRows);
-  Progress progress("encoding " + job.in);
-  for (uint32_t y = 0; r == JPG_OK && y < reader.height(); y += kBandRows) {
-    const uint32_t count = std::min(kBandRows, reader.height() - y);
-    if (!reader.read(rows.data(), y, count)) return failEarlyEnd(job);
-    r = jpgWriteFromWinDIBits(h, static_cast<int32_t>(count), rows.data(), reader.bmi());
-    progress.update(y, reader.height());
-  }
-  return r == JPG_OK ? kExitOk : failEncode(job, r);
-}
-
-int encodeOpen(const EncodeJob &job, std::FILE *file, uint64_t *size) {
-  OutputFile out;  // removes the file after a failure
-  Writer writer;
-  if (const uint32_t r = writer.open(job.out); r != JPG_OK) return fail(job.out, r);
-  out.adopt(job.out);
-  const int first = std::getc(file);
-  std::ungetc(first, file);
-  const int status = first == 'B' ? encodeBmp(job, file, &writer) : encodePnm(job, file, &writer);
-  if (status != kExitOk) return status;
-  if (const uint32_t r = writer.finish(); r != JPG_OK) return fail(job.out, r);
-  *size = sizeOfFile(job.out);
-  out.keep();
+int finish(const EncodeJob &job, const Writer &writer, const PixelFormat &format) {
+  const int status = saveFile(job.out, writer.stream(), writer.size());
+  if (status != kExitOk || !jsonWanted() || job.out == "-") return status;
+  printJson({{"file", asText(job.in)},
+             {"output", asText(job.out)},
+             {"width", format.width},
+             {"height", format.height},
+             {"bytes", writer.size()}});
   return kExitOk;
 }
 
-int encodeOnce(const EncodeJob &job, uint64_t *size) {
-  std::FILE *file = openInput(job.in);
-  if (file == nullptr) return fail(job.in, JPG_E_OPEN_FAILED);
-  const int status = encodeOpen(job, file, size);
-  if (file != stdin) std::fclose(file);
-  return status;
+int encodeOnce(const EncodeJob &job) {
+  Writer writer;
+  PixelFormat format;
+  std::string why;
+  const uint32_t r = encodeInto(job, &writer, &format, &why);
+  if (r != JPG_OK) return why.empty() ? fail(job.in, r) : fail(job.in, why, r);
+  return finish(job, writer, format);
 }
 
 // Tries every predictor and keeps the smallest file.
 int encodeSmallest(EncodeJob job) {
   if (job.in == "-") return failUsage("--predictor auto reads its input several times");
-  uint64_t smallest = 0;
+  uint32_t smallest = 0;
   long best = 0;
   for (job.predictor = 1; job.predictor <= 7; job.predictor++) {
-    uint64_t size = 0;
-    if (const int status = encodeOnce(job, &size); status != kExitOk) return status;
-    if (best == 0 || size < smallest) {
-      smallest = size;
+    Writer writer;
+    PixelFormat format;
+    std::string why;
+    const uint32_t r = encodeInto(job, &writer, &format, &why);
+    if (r != JPG_OK) return why.empty() ? fail(job.in, r) : fail(job.in, why, r);
+    if (best == 0 || writer.size() < smallest) {
+      smallest = writer.size();
       best = job.predictor;
     }
   }
   job.predictor = best;
-  return encodeOnce(job, &smallest);
+  return encodeOnce(job);
 }
 
 int encode(const EncodeJob &job) {
   if (job.in != "-" && isSameFile(job.in, job.out)) {
     return fail(job.out, "is the input file", JPG_E_INVALID_PARAMETER);
   }
-  if (job.lossless && job.anyPredictor) return encodeSmallest(job);
-  uint64_t size = 0;
-  return encodeOnce(job, &size);
+  return job.lossless && job.anyPredictor ? encodeSmallest(job) : encodeOnce(job);
 }
 
 }  // namespace
@@ -321,7 +300,7 @@ int encode(const EncodeJob &job) {
 int runEncode(const Words &words) {
   EncodePlan plan;
   std::string why;
-  if (!parsePlan(words, &plan, &why)) return failUsage(why);
+  if (!parseEncode(words, &plan, &why)) return failUsage(why);
   if (plan.batch.empty()) return encode(plan.job);
   return runBatch("encoding", plan.folder, plan.batch, plan.jobs, [&plan](const BatchItem &item) {
     EncodeJob job = plan.job;

@@ -6,25 +6,24 @@
 #include "commands.h"
 #include "exifHandle.h"
 #include "exifNames.h"
+#include "fileList.h"
 #include "json.h"
-#include "options.h"
 #include "report.h"
 
 namespace jpgtool {
 
 const char kExifHelp[] =
-    "Usage: jpgtool exif FILE [--json] [--no-eoi] [--max-memory N]\n"
+    "Usage: jpgtool exif FILE... [OPTION...]\n"
     "\n"
-    "Lists the Exif attributes of FILE: the 0th, 1st, Exif, GPS and Interoperability\n"
-    "directories, each entry with its tag, name, type, count and value. Rational numbers are\n"
-    "shown as fractions, UNDEFINED bytes in hexadecimal.\n"
+    "Lists the Exif attributes of JPEG files (- is standard input): the 0th, 1st, Exif, GPS and\n"
+    "Interoperability directories, each entry with its tag, name, type, count and value. Rational\n"
+    "numbers are shown as fractions, UNDEFINED bytes in hexadecimal. The pictures need not be "
+    "ones\n"
+    "that can be decoded.\n"
     "\n"
-    "  --json          as JSON, with whole values: \"text\" of ASCII entries, \"bytes\" of\n"
-    "                  UNDEFINED ones in hexadecimal, \"numbers\" of all others, a fraction as\n"
-    "                  a pair\n"
-    "  --no-eoi        also opens files without an end marker\n"
-    "  --max-memory N  refuses files that need more bytes of memory to open: the coefficients\n"
-    "                  of progressive ones (2G; K, M and G stand for KiB, MiB ...)\n";
+    "  -r        folders, too: every JPEG file in them\n"
+    "  --json    as JSON, errors too; with whole values: \"text\" of ASCII entries, \"bytes\" of\n"
+    "            UNDEFINED ones in hexadecimal, \"numbers\" of all others, a fraction as a pair\n";
 
 namespace {
 
@@ -65,20 +64,18 @@ std::string numberText(const jpg::ExifNumber &n) {
   return whole ? number : number + "/" + std::to_string(n.denominator);
 }
 
-std::string numberJson(const jpg::ExifNumber &n) {
-  const bool floating = n.kind == jpg::ExifNumber::Kind::kFloating;
-  if (floating && !std::isfinite(n.floating)) return "null";
-  if (n.kind != jpg::ExifNumber::Kind::kFraction) return numberText(n);
-  return "[" + std::to_string(n.number) + ", " + std::to_string(n.denominator) + "]";
+Json numberJson(const jpg::ExifNumber &n) {
+  if (n.kind == jpg::ExifNumber::Kind::kFloating) return n.floating;  // null unless finite
+  if (n.kind == jpg::ExifNumber::Kind::kFraction) return {n.number, n.denominator};
+  return n.number;
 }
 
 // The first numbers of a value.
-std::string joined(const jpg::ExifEntry &entry, size_t most, const char *comma,
-                   std::string (*write)(const jpg::ExifNumber &)) {
+std::string joined(const jpg::ExifEntry &entry, size_t most) {
   std::string text;
   for (uint32_t i = 0; i < entry.numbers() && i < most; i++) {
-    if (i != 0) text += comma;
-    text += write(*entry.number(i));
+    if (i != 0) text += " ";
+    text += numberText(*entry.number(i));
   }
   return text;
 }
@@ -96,26 +93,27 @@ std::string valueText(const jpg::ExifEntry &entry, Listing *listing) {
   if (const std::string lack = lackOf(entry, listing); !lack.empty()) return "(" + lack + ")";
   if (entry.type() == jpg::ExifType::kAscii) {
     const std::string text(entry.text());
-    return quoted(text.substr(0, kShownText)) + (text.size() > kShownText ? " ..." : "");
+    return Json(asText(text.substr(0, kShownText))).dump(-1, ' ', true) +
+           (text.size() > kShownText ? " ..." : "");
   }
   if (entry.type() == jpg::ExifType::kUndefined) {
     return hexOf(entry, kShownBytes) + (entry.bytes().size() > kShownBytes ? " ..." : "");
   }
-  return joined(entry, kShownNumbers, " ", numberText) +
-         (entry.numbers() > kShownNumbers ? " ..." : "");
+  return joined(entry, kShownNumbers) + (entry.numbers() > kShownNumbers ? " ..." : "");
 }
 
-std::string valueJson(const jpg::ExifEntry &entry, Listing *listing) {
+void addValue(const jpg::ExifEntry &entry, Listing *listing, Json *json) {
   if (const std::string lack = lackOf(entry, listing); !lack.empty()) {
-    return "\"error\": " + quoted(lack);
+    (*json)["error"] = lack;
+  } else if (entry.type() == jpg::ExifType::kAscii) {
+    (*json)["text"] = asText(std::string(entry.text()));
+  } else if (entry.type() == jpg::ExifType::kUndefined) {
+    (*json)["bytes"] = hexOf(entry, entry.bytes().size());
+  } else {
+    Json numbers = Json::array();
+    for (uint32_t i = 0; i < entry.numbers(); i++) numbers.push_back(numberJson(*entry.number(i)));
+    (*json)["numbers"] = numbers;
   }
-  if (entry.type() == jpg::ExifType::kAscii) {
-    return "\"text\": " + quoted(std::string(entry.text()));
-  }
-  if (entry.type() == jpg::ExifType::kUndefined) {
-    return "\"bytes\": \"" + hexOf(entry, entry.bytes().size()) + "\"";
-  }
-  return "\"numbers\": [" + joined(entry, SIZE_MAX, ", ", numberJson) + "]";
 }
 
 std::string typeText(jpg::ExifType type) {
@@ -139,57 +137,45 @@ void printText(const std::string &file, const jpg::ExifData &data) {
   }
 }
 
-void printEntryJson(jpg::ExifDirectory directory, const jpg::ExifEntry &entry, Listing *listing) {
+Json entryJson(jpg::ExifDirectory directory, const jpg::ExifEntry &entry, Listing *listing) {
   const char *name = exifTagName(directory, entry.tag());
-  std::printf("{\"tag\": %u, \"name\": %s, \"type\": %s, \"count\": %" PRIu32 ", %s}",
-              static_cast<unsigned>(entry.tag()), name != nullptr ? quoted(name).c_str() : "null",
-              quoted(typeText(entry.type())).c_str(), entry.count(),
-              valueJson(entry, listing).c_str());
+  Json json = {{"tag", entry.tag()},
+               {"name", name != nullptr ? Json(name) : Json(nullptr)},
+               {"type", typeText(entry.type())},
+               {"count", entry.count()}};
+  addValue(entry, listing, &json);
+  return json;
 }
 
-void printJson(const std::string &file, const jpg::ExifData &data) {
+Json jsonOf(const std::string &file, const jpg::ExifData &data) {
   Listing listing;
-  std::printf("{\n  \"file\": %s,\n  \"byteOrder\": \"%s-endian\",\n  \"directories\": {",
-              quoted(file).c_str(), data.bigEndian() ? "big" : "little");
-  const char *comma = "\n";
+  Json directories = Json::object();
   for (const jpg::ExifDirectory directory : jpg::kExifDirectories) {
     if (!data.has(directory)) continue;
-    std::printf("%s    \"%s\": [", comma, exifDirectoryName(directory));
-    comma = "\n";
+    Json entries = Json::array();
     for (const jpg::ExifEntry entry : data.entries(directory)) {
-      std::printf("%s      ", comma);
-      printEntryJson(directory, entry, &listing);
-      comma = ",\n";
+      entries.push_back(entryJson(directory, entry, &listing));
     }
-    std::printf("\n    ]");
-    comma = ",\n";
+    directories[exifDirectoryName(directory)] = entries;
   }
-  std::printf("\n  }\n}\n");
+  return {{"file", asText(file)},
+          {"byteOrder", data.bigEndian() ? "big-endian" : "little-endian"},
+          {"directories", directories}};
+}
+
+int showExif(const Input &input, const Options &, Json *json) {
+  jpg::ExifData data;
+  uint64_t offset = 0;
+  std::string why;
+  const uint32_t r = readExif(input, &data, &offset, &why);
+  if (r != JPG_OK) return fail(input.name(), why, r);
+  if (jsonWanted()) *json = jsonOf(input.name(), data);
+  if (!jsonWanted()) printText(input.name(), data);
+  return kExitOk;
 }
 
 }  // namespace
 
-int runExif(const Words &words) {
-  Options options;
-  std::string why;
-  if (!parseOptions(words, {{"--json", false}, {"--no-eoi", false}, {"--max-memory", true}},
-                    &options, &why)) {
-    return failUsage(why);
-  }
-  if (options.files.size() != 1) return failUsage("exif takes one file");
-  const std::string &file = options.files[0];
-  Limits limits;
-  if (!parseLimits(options, &limits, &why)) return failUsage(why);
-  jpg::ExifData data;
-  const uint32_t flags = options.has("--no-eoi") ? JPG_READ_COMPLETE : 0;
-  const uint32_t r = readExif(file, flags, limits, &data, &why);
-  if (r != JPG_OK) return why.empty() ? fail(file, r) : fail(file, why, r);
-  if (options.has("--json")) {
-    printJson(file, data);
-  } else {
-    printText(file, data);
-  }
-  return kExitOk;
-}
+int runExif(const Words &words) { return showFiles("exif", words, {}, showExif); }
 
 }  // namespace jpgtool

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <string>
 
+#include "input.h"
 #include "jpg.h"
 #include "jpg/exif.hpp"
 #include "limits.h"
@@ -22,16 +23,19 @@ class ExifHandle {
   ExifHandle &operator=(const ExifHandle &) = delete;
 
   // As Reader::open.
-  uint32_t open(const std::string &file, uint32_t flags, const Limits &limits, std::string *why);
+  uint32_t open(const Input &input, uint32_t flags, const Limits &limits, std::string *why);
   JPGEXIFHANDLE handle() const { return handle_; }
 
  private:
   JPGEXIFHANDLE handle_ = nullptr;
 };
 
-// All entries of a file; codes and reasons as those of ExifHandle::open.
-uint32_t readExif(const std::string &file, uint32_t flags, const Limits &limits,
-                  jpg::ExifData *data, std::string *why);
+// All entries of a stream, which need not be one that can be decoded; codes and reasons as those of
+// ExifHandle::open. `offset` receives where the TIFF structure begins in the stream.
+uint32_t readExif(const Input &input, jpg::ExifData *data, uint64_t *offset, std::string *why);
+
+// How to turn the picture: 1 to 8, 1 without an entry that says so.
+uint32_t orientationOf(const Input &input);
 
 }  // namespace jpgtool
 

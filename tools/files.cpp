@@ -1,47 +1,13 @@
 #include "files.h"
 
-#include <sys/stat.h>
-#include <unistd.h>
-
-#include <csignal>
+#include <cerrno>
 #include <cstring>
+
+#include "jpg.h"
+#include "report.h"
 
 namespace jpgtool {
 namespace {
-
-// The file that the signal handler removes; a plain array, since a handler can't use std::string.
-constexpr size_t kMaxName = 4096;
-char unfinished[kMaxName];
-
-void onSignal(int signal) {
-  if (unfinished[0] != '\0') unlink(unfinished);
-  _exit(128 + signal);
-}
-
-// Blocks SIGINT and SIGTERM during its lifetime.
-class SignalsHeld {
- public:
-  SignalsHeld() {
-    sigset_t held;
-    sigemptyset(&held);
-    sigaddset(&held, SIGINT);
-    sigaddset(&held, SIGTERM);
-    sigprocmask(SIG_BLOCK, &held, &before_);
-  }
-  ~SignalsHeld() { sigprocmask(SIG_SETMASK, &before_, nullptr); }
-  SignalsHeld(const SignalsHeld &) = delete;
-  SignalsHeld &operator=(const SignalsHeld &) = delete;
-
- private:
-  sigset_t before_;
-};
-
-void guard(const std::string &name) {
-  if (name.size() >= kMaxName) return;
-  std::memcpy(unfinished, name.c_str(), name.size() + 1);
-  std::signal(SIGINT, onSignal);
-  std::signal(SIGTERM, onSignal);
-}
 
 // Bytes behind a lead byte of UTF-8, -1 for a byte that isn't one.
 int tailOf(unsigned char lead) {
@@ -98,48 +64,30 @@ std::string extensionOf(const std::string &name) {
   return extension;
 }
 
-bool isSameFile(const std::string &a, const std::string &b) {
-  struct stat first, second;
-  if (stat(a.c_str(), &first) != 0 || stat(b.c_str(), &second) != 0) return false;
-  return first.st_dev == second.st_dev && first.st_ino == second.st_ino;
-}
-
-bool isFolder(const std::string &name) {
-  struct stat info;
-  return stat(name.c_str(), &info) == 0 && S_ISDIR(info.st_mode);
-}
-
-void makeFolder(const std::string &name) { mkdir(name.c_str(), 0777); }
-
-uint64_t sizeOfFile(const std::string &name) {
-  struct stat info;
-  return stat(name.c_str(), &info) == 0 ? static_cast<uint64_t>(info.st_size) : 0;
-}
-
 OutputFile::~OutputFile() {
   if (file_ != nullptr && file_ != stdout) std::fclose(file_);
-  if (!name_.empty()) unlink(name_.c_str());
-  forget();
+  if (temporary_.empty()) return;
+  removeFile(temporary_);
+  removeOnSignal("");
 }
 
-bool OutputFile::open(const std::string &name) {
+bool OutputFile::open(const std::string &name, std::string *why) {
   if (name == "-") {
     file_ = stdout;
     return true;
   }
-  const SignalsHeld held;  // until a signal would remove the new file
-  file_ = std::fopen(name.c_str(), "wb");
-  if (file_ == nullptr) return false;
-  adopt(name);
-  return true;
-}
-
-void OutputFile::adopt(const std::string &name) {
-  // Only regular files are removed after a failure, not /dev/null or a pipe.
-  struct stat info;
-  if (stat(name.c_str(), &info) == 0 && !S_ISREG(info.st_mode)) return;
-  name_ = name;
-  guard(name);
+  name_ = withoutLinks(name);
+  const NodeKind kind = kindOf(name_);
+  if (kind == NodeKind::kOther || kind == NodeKind::kFolder) {
+    file_ = openFile(name_, "wb");
+  } else {
+    const SignalsHeld held;  // until a signal would remove the new file
+    file_ = openBeside(name_, &temporary_);
+    if (file_ == nullptr) temporary_.clear();
+    if (file_ != nullptr) removeOnSignal(temporary_);
+  }
+  if (file_ == nullptr) *why = "cannot create the file: " + reasonOf(errno);
+  return file_ != nullptr;
 }
 
 bool OutputFile::write(const void *data, size_t size) {
@@ -148,24 +96,36 @@ bool OutputFile::write(const void *data, size_t size) {
 }
 
 bool OutputFile::seek(uint64_t position) {
-  if (fseeko(file_, static_cast<off_t>(position), SEEK_SET) != 0) failed_ = true;
+  if (!seekFile(file_, position)) failed_ = true;
   return !failed_;
 }
 
 bool OutputFile::keep() {
-  bool ok = !failed_;
-  if (file_ != nullptr) {
-    if (std::fflush(file_) != 0) ok = false;
-    if (file_ != stdout && std::fclose(file_) != 0) ok = false;
-    file_ = nullptr;
-  }
-  if (ok) forget();
-  return ok;
+  bool ok = !failed_ && std::fflush(file_) == 0;
+  if (file_ != stdout && std::fclose(file_) != 0) ok = false;
+  file_ = nullptr;
+  if (!ok || temporary_.empty()) return ok;
+  const SignalsHeld held;
+  if (!replaceFile(temporary_, name_)) return false;
+  temporary_.clear();
+  removeOnSignal("");
+  return true;
 }
 
-void OutputFile::forget() {
-  name_.clear();
-  unfinished[0] = '\0';
+int saveFile(const std::string &name, const void *data, size_t size) {
+  OutputFile out;
+  std::string why;
+  if (!out.open(name, &why)) return fail(name, why, JPG_E_OPEN_FAILED);
+  return out.write(data, size) && out.keep() ? kExitOk : fail(name, JPG_E_WRITE_FAULT);
+}
+
+std::string reasonOf(int error) {
+  std::string reason = std::strerror(error);
+  if (reason.size() > 1 && reason[0] >= 'A' && reason[0] <= 'Z' &&
+      !(reason[1] >= 'A' && reason[1] <= 'Z')) {
+    reason[0] = static_cast<char>(reason[0] - 'A' + 'a');
+  }
+  return reason;
 }
 
 }  // namespace jpgtool

@@ -1,11 +1,14 @@
-// Files of the tool: names for the library, and an output file that is removed when
-// the work fails.
+// Files of the tool: what it reads as a whole, and output files, which take their name only when
+// they are complete.
 #ifndef JPGTOOL_FILES_H
 #define JPGTOOL_FILES_H
 
 #include <cstdint>
 #include <cstdio>
 #include <string>
+#include <vector>
+
+#include "system.h"
 
 namespace jpgtool {
 
@@ -15,19 +18,12 @@ std::u16string toUtf16(const std::string &name);
 // The part of a name behind its last dot, in lower case.
 std::string extensionOf(const std::string &name);
 
-// True when both names lead to the same file.
-bool isSameFile(const std::string &a, const std::string &b);
+inline bool isFolder(const std::string &name) { return kindOf(name) == NodeKind::kFolder; }
 
-// Bytes of a file, 0 when it isn't there.
-uint64_t sizeOfFile(const std::string &name);
-
-bool isFolder(const std::string &name);
-
-// Makes a folder unless it is there.
-void makeFolder(const std::string &name);
-
-// An output file, or standard output for "-". Unless kept, it is removed by the
-// destructor and by SIGINT and SIGTERM.
+// An output file, or standard output for "-". Its bytes go to a temporary file in the same folder,
+// which replaces a file of the name when it is complete; until then that one stays as it was. The
+// temporary file is removed by the destructor and by SIGINT, SIGTERM and SIGHUP. Devices and pipes
+// are written straight.
 class OutputFile {
  public:
   OutputFile() = default;
@@ -35,21 +31,24 @@ class OutputFile {
   OutputFile(const OutputFile &) = delete;
   OutputFile &operator=(const OutputFile &) = delete;
 
-  bool open(const std::string &name);
+  // False, with the reason.
+  bool open(const std::string &name, std::string *why);
   bool write(const void *data, size_t size);
-  bool seek(uint64_t position);  // not for standard output
-  // Closes the file and leaves it where it is. False when data could not be written.
+  // True if seek() can be used: not for pipes and devices.
+  bool canSeek() const { return !temporary_.empty(); }
+  bool seek(uint64_t position);
+  // Closes the file and gives it its name. False when data could not be written.
   bool keep();
-  // Marks a file that the library has made under this name.
-  void adopt(const std::string &name);
 
  private:
-  void forget();
-
   std::FILE *file_ = nullptr;
   std::string name_;
+  std::string temporary_;  // empty: written straight
   bool failed_ = false;
 };
+
+// Writes a whole file; the result is an exit status.
+int saveFile(const std::string &name, const void *data, size_t size);
 
 }  // namespace jpgtool
 

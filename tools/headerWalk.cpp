@@ -4,17 +4,11 @@
 #include <cstdio>
 
 #include "fileSegments.h"
-#include "report.h"
 
 namespace jpgtool {
 namespace {
 
 namespace marker = jpg::marker;
-
-bool isFrame(uint32_t code) {
-  return code >= marker::kSof0 && code <= marker::kSof15 && code != marker::kDht &&
-         code != marker::kJpg && code != marker::kDac;
-}
 
 std::string at(uint64_t offset) { return " at byte " + std::to_string(offset); }
 
@@ -28,9 +22,9 @@ FrameHeader frameOf(const FileSegment &segment, uint64_t offset) {
   FrameHeader frame;
   frame.marker = segment.marker;
   frame.offset = offset;
-  frame.components = componentsOf(segment.data);
+  frame.components = componentsOf(segment.data, segment.size);
   constexpr size_t kFixed = 6;  // precision, height, width, number of components
-  if (segment.data.size() < kFixed) return frame;
+  if (segment.size < kFixed) return frame;
   frame.height = static_cast<uint32_t>(segment.data[1]) << 8 | segment.data[2];
   frame.width = static_cast<uint32_t>(segment.data[3]) << 8 | segment.data[4];
   return frame;
@@ -40,37 +34,35 @@ std::string lengthTrouble(uint16_t code, uint64_t offset, const std::string &len
   return "the length of the " + markerName(code) + " segment" + at(offset) + " is " + length;
 }
 
-// Why there is no valid segment at an offset; `head` has its first two bytes and the length.
-std::string troubleAt(uint64_t offset, const std::vector<uint8_t> &head) {
+// Why there is no valid segment at an offset; `head` has its first two bytes and the length, `size`
+// bytes in all.
+std::string troubleAt(uint64_t offset, const uint8_t *head, size_t size) {
   constexpr size_t kHead = 4;
   const uint32_t word = static_cast<uint32_t>(head[0]) << 8 | head[1];
   if (word < marker::kSof0 || word == 0xFFFF) {
     return hex16(word) + at(offset) + ", where a marker must stand";
   }
   const auto code = static_cast<uint16_t>(word);
-  if (head.size() < kHead) return lengthTrouble(code, offset, "cut off");
+  if (size < kHead) return lengthTrouble(code, offset, "cut off");
   return lengthTrouble(code, offset, std::to_string(head[2] << 8 | head[3]));
 }
 
 // Reads one segment. False when the walk ends there.
-bool takeSegment(FileSegments *file, uint64_t *offset, HeaderWalk *walk) {
-  constexpr size_t kHead = 4;  // marker and length
-  const std::vector<uint8_t> head = file->bytesAt(*offset, kHead);
-  if (head.size() < 2) {
-    walk->trouble = "the file ends" + at(file->size()) + ", ahead of a scan";
+bool takeSegment(const FileSegments &file, uint64_t *offset, HeaderWalk *walk) {
+  const size_t left = file.left(*offset);
+  if (left < 2) {
+    walk->trouble = "the file ends" + at(file.size()) + ", ahead of a scan";
     return false;
   }
   FileSegment segment;
-  const uint32_t r = file->at(*offset, &segment);
-  const bool cut = head.size() < kHead && !marker::standsAlone(segment.marker);
-  const bool wrong = segment.marker == marker::kDri && segment.length != 2;
-  if (r != JPG_OK || cut || wrong) {
-    walk->trouble = r == JPG_OK || r == JPG_E_NOT_JPEG ? troubleAt(*offset, head) : meaningOf(r);
+  const uint32_t r = file.at(*offset, &segment);
+  if (r != JPG_OK || (segment.marker == marker::kDri && segment.length != 2)) {
+    walk->trouble = troubleAt(*offset, file.bytesAt(*offset), left);
     return false;
   }
   if (isFrame(segment.marker)) walk->frames.push_back(frameOf(segment, *offset));
   if (segment.marker == marker::kSos) return false;
-  if (segment.end > file->size()) {
+  if (segment.end > file.size()) {
     walk->trouble = "the " + markerName(segment.marker) + " segment" + at(*offset) +
                     " goes beyond the end of the file";
     return false;
@@ -95,29 +87,25 @@ std::string frameTrouble(const FrameHeader &frame) {
 
 }  // namespace
 
-HeaderWalk walkHeader(const std::string &name) {
+HeaderWalk walkHeader(const Input &input) {
   HeaderWalk walk;
-  FileSegments file(name);
-  if (!file.isOpen()) {
-    walk.trouble = "cannot open the file";
-    return walk;
-  }
+  const FileSegments file(input);
   FileSegment start;
   if (file.at(0, &start) != JPG_OK || start.marker != marker::kSoi) {
     walk.trouble = "no start marker (FF D8) at byte 0";
     return walk;
   }
   uint64_t offset = start.end;
-  while (takeSegment(&file, &offset, &walk)) {
+  while (takeSegment(file, &offset, &walk)) {
   }
   return walk;
 }
 
-std::string whyRefused(const std::string &file, uint32_t flags, uint32_t code) {
+std::string whyRefused(const Input &input, uint32_t flags, uint32_t code) {
   if (code != JPG_E_NOT_JPEG && code != JPG_E_UNSUPPORTED && code != JPG_E_BAD_SEGMENT_LENGTH) {
     return "";
   }
-  const HeaderWalk walk = walkHeader(file);
+  const HeaderWalk walk = walkHeader(input);
   if (code == JPG_E_UNSUPPORTED && !walk.frames.empty()) {
     const std::string trouble = frameTrouble(walk.frames[0]);
     if (!trouble.empty()) return trouble;

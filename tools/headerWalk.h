@@ -25,11 +25,11 @@ struct HeaderWalk {
   std::string trouble;              // what ended the walk, with its offset; empty: the scan
 };
 
-HeaderWalk walkHeader(const std::string &file);
+HeaderWalk walkHeader(const Input &input);
 
 // Why a prolog with these flags refused the file, with the offset in the file; empty if the walk
 // doesn't show it.
-std::string whyRefused(const std::string &file, uint32_t flags, uint32_t code);
+std::string whyRefused(const Input &input, uint32_t flags, uint32_t code);
 
 // Bytes that the library keeps for a frame between calls: the coefficients of a progressive
 // picture; 0 for others, which need next to nothing.

@@ -1,13 +1,19 @@
-// JSON strings.
+// JSON output.
 #ifndef JPGTOOL_JSON_H
 #define JPGTOOL_JSON_H
 
+#include <nlohmann/json.hpp>
 #include <string>
 
 namespace jpgtool {
 
-// A quoted and escaped string in ASCII, so that even invalid UTF-8 gives valid JSON.
-std::string quoted(const std::string &text);
+using Json = nlohmann::ordered_json;
+
+// UTF-8 of any bytes: those that aren't UTF-8 become the characters of their numbers.
+std::string asText(const std::string &bytes);
+
+// Prints a value in ASCII on standard output.
+void printJson(const Json &value);
 
 }  // namespace jpgtool
 

@@ -59,8 +59,8 @@ uint32_t checkMemory(const Limits &limits, uint64_t bytes, std::string *why) {
   return JPG_E_UNSUPPORTED;
 }
 
-uint32_t checkOpening(const Limits &limits, const std::string &file, std::string *why) {
-  for (const FrameHeader &frame : walkHeader(file).frames) {
+uint32_t checkOpening(const Limits &limits, const Input &input, std::string *why) {
+  for (const FrameHeader &frame : walkHeader(input).frames) {
     if (const uint32_t r = checkMemory(limits, frameMemory(frame), why); r != JPG_OK) return r;
   }
   return JPG_OK;

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <string>
 
+#include "input.h"
 #include "options.h"
 
 namespace jpgtool {
@@ -22,7 +23,7 @@ uint32_t checkPixels(const Limits &limits, uint64_t width, uint64_t height, std:
 uint32_t checkMemory(const Limits &limits, uint64_t bytes, std::string *why);
 
 // Checks the memory that the library allocates while it opens the file.
-uint32_t checkOpening(const Limits &limits, const std::string &file, std::string *why);
+uint32_t checkOpening(const Limits &limits, const Input &input, std::string *why);
 
 }  // namespace jpgtool
 

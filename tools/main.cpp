@@ -1,12 +1,12 @@
 // jpgtool: shows the contents of JPEG files and converts them, through the library's public
 // interface.
-#include <csignal>
 #include <cstdio>
-#include <cstring>
+#include <string>
 
 #include "commands.h"
 #include "jpg.h"
 #include "report.h"
+#include "system.h"
 
 namespace {
 
@@ -21,6 +21,8 @@ constexpr Command kCommands[] = {
     {"decode", jpgtool::runDecode, jpgtool::kDecodeHelp},
     {"encode", jpgtool::runEncode, jpgtool::kEncodeHelp},
     {"exif", jpgtool::runExif, jpgtool::kExifHelp},
+    {"segments", jpgtool::runSegments, jpgtool::kSegmentsHelp},
+    {"icc", jpgtool::runIcc, jpgtool::kIccHelp},
     {"thumbnail", jpgtool::runThumbnail, jpgtool::kThumbnailHelp},
     {"compare", jpgtool::runCompare, jpgtool::kCompareHelp},
     {"view", jpgtool::runView, jpgtool::kViewHelp},
@@ -30,22 +32,25 @@ constexpr char kHelp[] =
     "Usage: jpgtool COMMAND [ARGUMENT...]\n"
     "\n"
     "Commands:\n"
-    "  info        shows the headers of a JPEG file\n"
+    "  info        shows the headers of JPEG files\n"
     "  decode      decodes JPEG files into picture files\n"
     "  encode      encodes picture files into JPEG files\n"
-    "  exif        lists the Exif attributes of a JPEG file\n"
+    "  exif        lists the Exif attributes of JPEG files\n"
+    "  segments    lists the marker segments of JPEG files\n"
+    "  icc         shows or extracts the colour profile of JPEG files\n"
     "  thumbnail   decodes the Exif thumbnail of a JPEG file into a bitmap file\n"
     "  compare     compares two picture files, sample by sample\n"
     "  view        shows a picture file in the terminal\n"
     "\n"
-    "  jpgtool COMMAND --help   more about a command\n"
+    "  jpgtool help COMMAND     more about a command, as jpgtool COMMAND --help\n"
+    "  jpgtool completion SHELL  what makes bash, zsh or fish complete command lines\n"
     "  jpgtool --version        the version\n"
     "\n"
     "Exit status: 0 done, 1 error, 2 delivered with damage, 64 wrong usage.\n";
 
-const Command *findCommand(const char *name) {
+const Command *findCommand(const std::string &name) {
   for (const Command &command : kCommands) {
-    if (std::strcmp(command.name, name) == 0) return &command;
+    if (name == command.name) return &command;
   }
   return nullptr;
 }
@@ -67,13 +72,17 @@ int runCommand(const Command &command, const jpgtool::Words &words) {
   return finish(command.run(words));
 }
 
-}  // namespace
-
-int main(int argc, char **argv) {
-  std::signal(SIGPIPE, SIG_IGN);  // a closed pipe is a failed write
-  if (argc < 2) return jpgtool::failUsage("no command given");
-  const std::string first = argv[1];
-  if (first == "--help" || first == "-h" || first == "help") {
+int run(const jpgtool::Words &words) {
+  if (words.empty()) return jpgtool::failUsage("no command given");
+  const std::string &first = words[0];
+  const bool help = first == "--help" || first == "-h" || first == "help";
+  if (help && words.size() > 1 && words[1] != "--json") {
+    const Command *command = findCommand(words[1]);
+    if (command == nullptr) return jpgtool::failUsage("unknown command " + words[1]);
+    std::fputs(command->help, stdout);
+    return finish(jpgtool::kExitOk);
+  }
+  if (help) {
     std::fputs(kHelp, stdout);
     return finish(jpgtool::kExitOk);
   }
@@ -81,7 +90,21 @@ int main(int argc, char **argv) {
     std::puts("jpgtool " JPG_VERSION_STRING);
     return finish(jpgtool::kExitOk);
   }
-  const Command *command = findCommand(argv[1]);
+  const Command *command = findCommand(first);
   if (command == nullptr) return jpgtool::failUsage("unknown command " + first);
-  return runCommand(*command, jpgtool::Words(argv + 2, argv + argc));
+  return runCommand(*command, jpgtool::Words(words.begin() + 1, words.end()));
+}
+
+}  // namespace
+
+int main(int argc, char **argv) {
+  jpgtool::prepareProcess();
+  jpgtool::Words words = jpgtool::wordsOf(argc, argv);
+  words.erase(words.begin());
+  // Before anything can fail.
+  for (const std::string &word : words) {
+    if (word == "--") break;
+    if (word == "--json") jpgtool::wantJson(true);
+  }
+  return run(words);
 }

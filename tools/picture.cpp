@@ -37,6 +37,17 @@ bool fitsBmp(const PixelFormat &format, std::string *why) {
   return why->empty();
 }
 
+bool fitsPng(const PixelFormat &format, std::string *why) {
+  if (!kHasPng) {
+    *why = "this jpgtool was built without PNG";
+  } else if (format.channels != 1 && format.channels != 3) {
+    *why = "a .png file holds one (grey) or three components; write .pam";
+  } else if (format.width == 0 || format.height == 0) {
+    *why = "a .png file holds at least one pixel";
+  }
+  return why->empty();
+}
+
 bool fitsNetpbm(FileKind kind, const PixelFormat &format, std::string *why) {
   if (kind == FileKind::kPgm && format.channels != 1) {
     *why = "a .pgm file takes grey; write .ppm, .bmp or .pam";
@@ -48,11 +59,22 @@ bool fitsNetpbm(FileKind kind, const PixelFormat &format, std::string *why) {
 
 }  // namespace
 
-bool chooseKind(const std::string &name, const PixelFormat &format, FileKind *kind,
-                std::string *why) {
-  const std::string extension = extensionOf(name);
+uint32_t bitsOf(const PixelFormat &format) {
+  uint32_t bits = 2;
+  while (format.maxValue >> bits != 0) bits++;
+  return bits;
+}
+
+bool isPictureKind(const std::string &extension) {
+  return extension == "bmp" || extension == "ppm" || extension == "pgm" || extension == "pam" ||
+         extension == "png";
+}
+
+bool chooseKind(const std::string &name, const std::string &told, const PixelFormat &format,
+                FileKind *kind, std::string *why) {
+  const std::string extension = told.empty() ? extensionOf(name) : told;
   why->clear();
-  if (name == "-") {
+  if (extension.empty() && (name == "-" || kindOf(name) == NodeKind::kOther)) {
     const bool plain = format.channels == 1 || format.channels == 3;
     *kind = !plain ? FileKind::kPam : format.channels == 1 ? FileKind::kPgm : FileKind::kPpm;
     return true;
@@ -65,8 +87,12 @@ bool chooseKind(const std::string &name, const PixelFormat &format, FileKind *ki
     *kind = FileKind::kPam;
     return true;
   }
+  if (extension == "png") {
+    *kind = FileKind::kPng;
+    return fitsPng(format, why);
+  }
   if (extension != "pgm" && extension != "ppm") {
-    *why = "unknown kind of picture file (use .bmp, .ppm, .pgm, .pam or -)";
+    *why = "unknown kind of picture file (use .png, .bmp, .ppm, .pgm, .pam or -)";
     return false;
   }
   *kind = extension == "pgm" ? FileKind::kPgm : FileKind::kPpm;
@@ -76,7 +102,13 @@ bool chooseKind(const std::string &name, const PixelFormat &format, FileKind *ki
 PictureWriter::PictureWriter(OutputFile *out, FileKind kind, const PixelFormat &format)
     : out_(out), kind_(kind), format_(format) {}
 
-bool PictureWriter::begin() { return kind_ == FileKind::kBmp ? beginBmp() : beginNetpbm(); }
+bool PictureWriter::begin() {
+  if (kind_ == FileKind::kBmp) return beginBmp();
+  if (kind_ != FileKind::kPng) return beginNetpbm();
+  line_.assign(rowBytes(format_), 0);
+  png_ = makePngWriter(out_, format_, bitsOf(format_));
+  return png_->begin();
+}
 
 bool PictureWriter::beginBmp() {
   const bool gray = isGray(format_);
@@ -94,6 +126,7 @@ bool PictureWriter::beginBmp() {
   for (int i = 0; i < 6; i++) put32(&header, 0);
   for (uint32_t i = 0; gray && i < 256; i++) put32(&header, i * 0x010101U);
   line_.assign(static_cast<size_t>(bmpRowBytes(format_)), 0);
+  if (!out_->canSeek()) held_.resize(static_cast<size_t>(pixels));
   return out_->write(header.data(), header.size());
 }
 
@@ -114,6 +147,13 @@ bool PictureWriter::beginNetpbm() {
   return out_->write(header.data(), header.size());
 }
 
+// A sample of 9 to 16 bits in 16: the upper bits are repeated in the spare ones.
+uint16_t PictureWriter::widened(uint16_t word) const {
+  const uint32_t bits = bitsOf(format_);
+  return static_cast<uint16_t>(static_cast<uint32_t>(word) << (16 - bits) |
+                               word >> (2 * bits - 16));
+}
+
 // Converts samples to the file's order: BMP has blue first, the others red first, and words
 // with the high byte first.
 void PictureWriter::convertRow(const uint8_t *row) {
@@ -132,6 +172,7 @@ void PictureWriter::convertRow(const uint8_t *row) {
       }
       uint16_t word;
       std::memcpy(&word, sample, sizeof(word));
+      if (kind_ == FileKind::kPng) word = widened(word);
       *out++ = static_cast<uint8_t>(word >> 8);
       *out++ = static_cast<uint8_t>(word);
     }
@@ -142,10 +183,15 @@ bool PictureWriter::putRow(const uint8_t *row) {
   convertRow(row);
   if (kind_ == FileKind::kBmp) {  // bottom-up, so that every program reads it
     const uint64_t fromBottom = format_.height - 1 - next_;
+    if (!held_.empty()) {
+      next_++;
+      std::memcpy(held_.data() + fromBottom * line_.size(), line_.data(), line_.size());
+      return true;
+    }
     if (!out_->seek(pixelOffset_ + fromBottom * line_.size())) return false;
   }
   next_++;
-  return out_->write(line_.data(), line_.size());
+  return png_ != nullptr ? png_->putRow(line_.data()) : out_->write(line_.data(), line_.size());
 }
 
 bool PictureWriter::putRows(const uint8_t *rows, size_t stride, uint32_t count) {
@@ -153,6 +199,11 @@ bool PictureWriter::putRows(const uint8_t *rows, size_t stride, uint32_t count) 
     if (!putRow(rows + i * stride)) return false;
   }
   return true;
+}
+
+bool PictureWriter::end() {
+  if (png_ != nullptr) return png_->end();
+  return held_.empty() || out_->write(held_.data(), held_.size());
 }
 
 }  // namespace jpgtool

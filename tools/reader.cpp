@@ -3,7 +3,6 @@
 #include <cstring>
 
 #include "fileSegments.h"
-#include "files.h"
 #include "headerWalk.h"
 
 namespace jpgtool {
@@ -11,28 +10,27 @@ namespace {
 
 namespace marker = jpg::marker;
 
-uint32_t number16(const std::vector<uint8_t> &data, size_t i) {
-  return static_cast<uint32_t>(data[i]) << 8 | data[i + 1];
+uint32_t number16(const uint8_t *p) { return static_cast<uint32_t>(p[0]) << 8 | p[1]; }
+
+bool beginsWith(const FileSegment &segment, const char *text, size_t size) {
+  return segment.size >= size && std::memcmp(segment.data, text, size) == 0;
 }
 
-bool beginsWith(const std::vector<uint8_t> &data, const char *text, size_t size) {
-  return data.size() >= size && std::memcmp(data.data(), text, size) == 0;
-}
-
-void takeJfif(const std::vector<uint8_t> &data, Headers *headers) {
-  if (data.size() < 14 || !beginsWith(data, "JFIF", 5)) return;
+void takeJfif(const FileSegment &segment, Headers *headers) {
+  if (segment.size < 14 || !beginsWith(segment, "JFIF", 5)) return;
   headers->jfif = true;
-  headers->densityUnits = data[7];
-  headers->xDensity = number16(data, 8);
-  headers->yDensity = number16(data, 10);
+  headers->densityUnits = segment.data[7];
+  headers->xDensity = number16(segment.data + 8);
+  headers->yDensity = number16(segment.data + 10);
 }
 
-void takeSegment(uint16_t code, const std::vector<uint8_t> &data, Headers *headers) {
-  if (code >= marker::kSof0 && code <= marker::kSof3) headers->components = componentsOf(data);
-  if (code == marker::kDri && data.size() == 2) headers->restartInterval = number16(data, 0);
-  if (code == marker::kApp0) takeJfif(data, headers);
-  if (code == marker::kApp14 && data.size() >= 12 && beginsWith(data, "Adobe", 5)) {
-    headers->adobeTransform = data[11];
+void takeSegment(const FileSegment &segment, Headers *headers) {
+  const uint16_t code = segment.marker;
+  if (isFrame(code)) headers->components = componentsOf(segment.data, segment.size);
+  if (code == marker::kDri && segment.size == 2) headers->restartInterval = number16(segment.data);
+  if (code == marker::kApp0) takeJfif(segment, headers);
+  if (code == marker::kApp14 && segment.size >= 12 && beginsWith(segment, "Adobe", 5)) {
+    headers->adobeTransform = segment.data[11];
   }
 }
 
@@ -43,20 +41,18 @@ void takeRestart(uint16_t code, StreamScan *scan) {
 }
 
 void takeLines(const FileSegment &segment, StreamScan *scan) {
-  const std::vector<uint8_t> &data = segment.data;
-  if (segment.length == 2 && data.size() == 2 && scan->dnlLines == 0) {
-    scan->dnlLines = number16(data, 0);
+  if (segment.length == 2 && segment.size == 2 && scan->dnlLines == 0) {
+    scan->dnlLines = number16(segment.data);
   }
 }
 
 }  // namespace
 
-uint32_t Reader::open(const std::string &file, uint32_t flags, const Limits &limits,
-                      std::string *why) {
-  if (const uint32_t r = checkOpening(limits, file, why); r != JPG_OK) return r;
-  const std::u16string name = toUtf16(file);
-  const uint32_t r = jpgReadPrologFromFile(name.c_str(), 0, 0, flags, &handle_);
-  if (r != JPG_OK) *why = whyRefused(file, flags, r);
+uint32_t Reader::open(const Input &input, uint32_t flags, const Limits &limits, std::string *why) {
+  if (const uint32_t r = checkOpening(limits, input, why); r != JPG_OK) return r;
+  const auto size = static_cast<int32_t>(input.size());
+  const uint32_t r = jpgReadPrologFromMemory(input.data(), size, flags, &handle_);
+  if (r != JPG_OK) *why = whyRefused(input, flags, r);
   return r;
 }
 
@@ -86,26 +82,36 @@ const char *processName(uint32_t process) {
   }
 }
 
-std::vector<Component> componentsOf(const std::vector<uint8_t> &data) {
+bool isFrame(uint32_t code) {
+  return code >= marker::kSof0 && code <= marker::kSof15 && code != marker::kDht &&
+         code != marker::kJpg && code != marker::kDac;
+}
+
+std::vector<Component> componentsOf(const uint8_t *data, size_t size) {
   constexpr size_t kFixed = 6;  // precision, height, width, number of components
   std::vector<Component> components;
-  for (size_t i = kFixed; i + 3 <= data.size() && components.size() < data[kFixed - 1]; i += 3) {
+  for (size_t i = kFixed; i + 3 <= size && components.size() < data[kFixed - 1]; i += 3) {
     const uint32_t factors = data[i + 1];
     components.push_back({data[i], factors >> 4, factors & 15U, data[i + 2]});
   }
   return components;
 }
 
-uint32_t readHeaders(JPGHANDLE handle, Headers *headers) {
-  jpg::SegmentWalk walk(handle);
+Headers headersOf(const Input &input) {
+  constexpr uint64_t kBehindSoi = 2;
+  const FileSegments stream(input);
+  Headers headers;
+  uint64_t offset = kBehindSoi;
   for (;;) {
-    const jpg::Result<jpg::Segment> segment = walk.next();
-    if (!segment) return segment.code();
-    headers->segments.push_back({segment->marker, walk.offset(), segment->length});
-    std::vector<uint8_t> data(segment->length);
-    if (!data.empty()) (void)walk.read(data);
-    takeSegment(segment->marker, data, headers);
-    if (segment->marker == marker::kSos) return JPG_OK;
+    FileSegment segment;
+    while (stream.at(offset, &segment) != JPG_OK) {
+      uint16_t code = 0;
+      if (!stream.find(&++offset, &code)) return headers;
+    }
+    headers.segments.push_back({segment.marker, offset, segment.length});
+    takeSegment(segment, &headers);
+    if (segment.marker == marker::kSos || segment.marker == marker::kEoi) return headers;
+    offset = segment.end;
   }
 }
 
@@ -144,21 +150,22 @@ std::string markerName(uint16_t marker) {
   }
 }
 
-bool scanStream(const std::string &name, StreamScan *scan) {
-  FileSegments file(name);
+StreamScan scanStream(const Input &input) {
+  const FileSegments stream(input);
+  StreamScan scan;
   uint64_t offset = 0;
-  for (uint16_t code = 0; file.find(&offset, &code) && code != marker::kEoi;) {
+  for (uint16_t code = 0; stream.find(&offset, &code) && code != marker::kEoi;) {
     FileSegment segment;
-    if (marker::isRestart(code)) takeRestart(code, scan);
-    if (marker::standsAlone(code) || file.at(offset, &segment) != JPG_OK) {
+    if (marker::isRestart(code)) takeRestart(code, &scan);
+    if (marker::standsAlone(code) || stream.at(offset, &segment) != JPG_OK) {
       offset += 2;
       continue;
     }
-    if (code == marker::kSos) scan->scanOffsets.push_back(offset);
-    if (code == marker::kDnl) takeLines(segment, scan);
+    if (code == marker::kSos) scan.scanOffsets.push_back(offset);
+    if (code == marker::kDnl) takeLines(segment, &scan);
     offset = segment.end;
   }
-  return file.isOpen();
+  return scan;
 }
 
 }  // namespace jpgtool

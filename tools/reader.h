@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "input.h"
 #include "jpg.h"
 #include "limits.h"
 
@@ -19,9 +20,9 @@ class Reader {
   Reader(const Reader &) = delete;
   Reader &operator=(const Reader &) = delete;
 
-  // `flags` as for jpgReadPrologFromFile(); of the limits, only maxMemory is checked. 0, or a code;
-  // `why` is set if there is a more precise reason than the code.
-  uint32_t open(const std::string &file, uint32_t flags, const Limits &limits, std::string *why);
+  // `flags` as for jpgReadPrologFromMemory(); of the limits, only maxMemory is checked. 0, or a
+  // code; `why` is set if there is a more precise reason than the code. The input must outlive it.
+  uint32_t open(const Input &input, uint32_t flags, const Limits &limits, std::string *why);
   void close();
   JPGHANDLE handle() const { return handle_; }
 
@@ -37,6 +38,13 @@ struct Frame {
   uint32_t precision = 0;
   uint32_t process = 0;  // a JPG_PROCESS_ value
 };
+
+// The code of a call that stored all rows but met damage; libraries without it never give it.
+#ifdef JPG_E_DAMAGED
+constexpr uint32_t kDamagedCode = JPG_E_DAMAGED;
+#else
+constexpr uint32_t kDamagedCode = JPG_OK;
+#endif
 
 uint32_t readFrame(JPGHANDLE handle, Frame *frame);
 const char *processName(uint32_t process);
@@ -62,12 +70,15 @@ struct Headers {
 };
 
 // The components of a frame header's data.
-std::vector<Component> componentsOf(const std::vector<uint8_t> &data);
+std::vector<Component> componentsOf(const uint8_t *data, size_t size);
 
-// Walks the segments up to the first scan.
-uint32_t readHeaders(JPGHANDLE handle, Headers *headers);
+// Walks the segments up to the first scan; passes over bytes between them that are no marker.
+Headers headersOf(const Input &input);
 
 std::string markerName(uint16_t marker);
+
+// True for SOF markers of any kind.
+bool isFrame(uint32_t code);
 
 // The results of a pass over the whole file without decoding.
 struct StreamScan {
@@ -77,8 +88,7 @@ struct StreamScan {
   bool restartsInOrder = true;        // RST0 to RST7 in turn
 };
 
-// False when the file can't be read.
-bool scanStream(const std::string &file, StreamScan *scan);
+StreamScan scanStream(const Input &input);
 
 }  // namespace jpgtool
 

@@ -1,12 +1,12 @@
 #include "report.h"
 
-#include <unistd.h>
-
 #include <chrono>
 #include <cinttypes>
 #include <cstdio>
 
 #include "jpg.h"
+#include "json.h"
+#include "system.h"
 
 namespace jpgtool {
 namespace {
@@ -37,6 +37,9 @@ constexpr CodeText kCodes[] = {
     {JPG_E_COEF_OVERFLOW, "JPG_E_COEF_OVERFLOW", "damaged data: too many coefficients"},
     {JPG_E_DNL_CONFLICT, "JPG_E_DNL_CONFLICT", "the height is given twice"},
     {JPG_E_BAD_SEGMENT_LENGTH, "JPG_E_BAD_SEGMENT_LENGTH", "a segment has a wrong length"},
+#ifdef JPG_E_DAMAGED
+    {JPG_E_DAMAGED, "JPG_E_DAMAGED", "damaged data: what is missing was filled in"},
+#endif
 };
 
 const CodeText *find(uint32_t code) {
@@ -44,6 +47,13 @@ const CodeText *find(uint32_t code) {
     if (entry.code == code) return &entry;
   }
   return nullptr;
+}
+
+bool isJsonWanted = false;
+
+void printError(const Json &error) {
+  const std::string line = error.dump(-1, ' ', true, Json::error_handler_t::replace);
+  std::fprintf(stderr, "%s\n", line.c_str());
 }
 
 int64_t nowMs() {
@@ -64,7 +74,15 @@ const char *nameOf(uint32_t code) {
   return entry != nullptr ? entry->name : "?";
 }
 
+void wantJson(bool wanted) { isJsonWanted = wanted; }
+bool jsonWanted() { return isJsonWanted; }
+
 int fail(const std::string &file, const std::string &what, uint32_t code) {
+  if (isJsonWanted) {
+    printError(
+        {{"file", asText(file)}, {"error", asText(what)}, {"code", code}, {"name", nameOf(code)}});
+    return kExitFailed;
+  }
   std::fprintf(stderr, "jpgtool: %s: %s (0x%08" PRIX32 " %s)\n", file.c_str(), what.c_str(), code,
                nameOf(code));
   return kExitFailed;
@@ -73,12 +91,25 @@ int fail(const std::string &file, const std::string &what, uint32_t code) {
 int fail(const std::string &file, uint32_t code) { return fail(file, meaningOf(code), code); }
 
 int failUsage(const std::string &what) {
+  if (isJsonWanted) {
+    printError({{"error", asText(what)}, {"usage", "jpgtool --help"}});
+    return kExitUsage;
+  }
   std::fprintf(stderr, "jpgtool: %s\nTry 'jpgtool --help'.\n", what.c_str());
   return kExitUsage;
 }
 
+void reportBatch(size_t files, size_t failed, size_t damaged) {
+  if (isJsonWanted) {
+    printError({{"files", files}, {"failed", failed}, {"damaged", damaged}});
+    return;
+  }
+  std::fprintf(stderr, "jpgtool: of %zu files %zu failed, %zu delivered with damage\n", files,
+               failed, damaged);
+}
+
 Progress::Progress(std::string what)
-    : what_(std::move(what)), terminal_(isatty(STDERR_FILENO) == 1), start_(nowMs()) {}
+    : what_(std::move(what)), terminal_(isErrorTerminal()), start_(nowMs()) {}
 
 Progress::~Progress() {
   if (shown_) std::fprintf(stderr, "\r\033[K");

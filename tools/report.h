@@ -19,12 +19,19 @@ int fail(const std::string &file, const std::string &what, uint32_t code);
 // The same with the meaning of the code.
 int fail(const std::string &file, uint32_t code);
 
+// With --json errors are JSON objects, one a line.
+void wantJson(bool wanted);
+bool jsonWanted();
+
 // "jpgtool: what" and where to find help; returns kExitUsage.
 int failUsage(const std::string &what);
 
 // The meaning of a result code, and its name.
 const char *meaningOf(uint32_t code);
 const char *nameOf(uint32_t code);
+
+// How many files of a batch failed, as text or as JSON.
+void reportBatch(size_t files, size_t failed, size_t damaged);
 
 // A progress line on a terminal, for work that takes more than a second.
 class Progress {

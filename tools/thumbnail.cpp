@@ -4,13 +4,15 @@
 #include "exifHandle.h"
 #include "options.h"
 #include "report.h"
+#include "rowSource.h"
 
 namespace jpgtool {
 
 const char kThumbnailHelp[] =
     "Usage: jpgtool thumbnail FILE -o OUT.bmp [OPTION...]\n"
     "\n"
-    "Decodes the Exif thumbnail of FILE into the bitmap file OUT.bmp.\n"
+    "Decodes the Exif thumbnail of FILE (- is standard input) into the bitmap file OUT.bmp (- is\n"
+    "standard output), as it is stored.\n"
     "\n"
     "  --bits N        bits a pixel: 8 (grey, or reduced to a palette of 216 colours), 16\n"
     "                  (reduced) or 24; without it 24 for colour and 8 for grey\n"
@@ -18,7 +20,9 @@ const char kThumbnailHelp[] =
     "                  stand for thousands, millions ...)\n"
     "  --max-memory N  refuses thumbnails and files that need more bytes of memory (2G; K, M\n"
     "                  and G stand for KiB, MiB ...)\n"
-    "  --no-eoi        also opens files without an end marker\n";
+    "  --strict        no file and no thumbnail that the device's decoder refuses\n"
+    "  --no-eoi        with --strict: also opens files without an end marker\n"
+    "  --json          errors as JSON\n";
 
 namespace {
 
@@ -39,7 +43,8 @@ uint32_t readThumbnail(JPGEXIFHANDLE exif, const Limits &limits, Dib *dib, std::
   uint32_t r = jpgExifReadThumbnailToWinDIBits(exif, nullptr, dib->bmi());
   if (r == JPG_OK) r = checkDib(limits, dib, why);
   if (r == JPG_OK) r = dib->allocate();
-  return r == JPG_OK ? jpgExifReadThumbnailToWinDIBits(exif, dib->bits(), dib->bmi()) : r;
+  if (r == JPG_OK) r = jpgExifReadThumbnailToWinDIBits(exif, dib->bits(), dib->bmi());
+  return r == kDamagedCode ? JPG_OK : r;
 }
 
 int failThumbnail(const std::string &file, uint32_t r) {
@@ -66,11 +71,9 @@ int saveThumbnail(const ThumbnailJob &job, JPGEXIFHANDLE exif) {
 int runThumbnail(const Words &words) {
   Options options;
   std::string why;
-  const std::vector<OptionRule> rules = {{"-o", true},
-                                         {"--bits", true},
-                                         {"--no-eoi", false},
-                                         {"--max-pixels", true},
-                                         {"--max-memory", true}};
+  const std::vector<OptionRule> rules = {
+      {"-o", true},      {"--bits", true},       {"--no-eoi", false},   {"--strict", false},
+      {"--json", false}, {"--max-pixels", true}, {"--max-memory", true}};
   if (!parseOptions(words, rules, &options, &why)) return failUsage(why);
   if (options.files.size() != 1) return failUsage("thumbnail takes one file");
   if (!options.has("-o")) return failUsage("thumbnail needs -o OUT.bmp");
@@ -82,9 +85,13 @@ int runThumbnail(const Words &words) {
   job.in = options.files[0];
   job.out = options.get("-o");
   if (const int status = checkBitmapFile(job.in, job.out); status != kExitOk) return status;
+  Input input;
+  uint32_t r = input.open(job.in, &why);
+  if (r != JPG_OK) return fail(job.in, why, r);
+  ReadSettings settings;
+  takeReadOptions(options, &settings);
   ExifHandle exif;
-  const uint32_t flags = options.has("--no-eoi") ? JPG_READ_COMPLETE : 0;
-  const uint32_t r = exif.open(job.in, flags, job.limits, &why);
+  r = exif.open(input, settings.openFlags, job.limits, &why);
   if (r != JPG_OK) return why.empty() ? fail(job.in, r) : fail(job.in, why, r);
   return saveThumbnail(job, exif.handle());
 }

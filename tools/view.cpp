@@ -1,9 +1,8 @@
 // jpgtool view
-#include <sys/ioctl.h>
-#include <unistd.h>
-
 #include <algorithm>
 #include <cstdio>
+#include <cstdlib>
+#include <cstring>
 
 #include "commands.h"
 #include "options.h"
@@ -15,14 +14,17 @@ namespace jpgtool {
 const char kViewHelp[] =
     "Usage: jpgtool view FILE [OPTION...]\n"
     "\n"
-    "Shows a .jpg, .bmp, .ppm or .pgm file as a small picture in the terminal, in half\n"
-    "blocks and 24-bit colours: a character is two pixels, one above the other. Large\n"
-    "sequential JPEG files are decoded at 1/2, 1/4 or 1/8 of the size. Missing rows of a\n"
-    "damaged file are grey, and the status is 2.\n"
+    "Shows a .jpg, .png, .bmp, .ppm, .pgm or .pam file (- is standard input) as a small picture\n"
+    "in the terminal, turned as Exif says, in half blocks and 24-bit colours: a character is two\n"
+    "pixels, one above the other. With NO_COLOR or TERM=dumb in the environment it is made of\n"
+    "plain characters. Large JPEG files are decoded at 1/2, 1/4 or 1/8 of the size. Missing rows\n"
+    "of a damaged file are grey, and the status is 2.\n"
     "\n"
-    "  --width N       columns, 1 to 1000 (as many as fit the terminal, or 80 without one);\n"
-    "                  never more than the picture has\n"
-    "  --no-eoi        also opens files without an end marker\n"
+    "  --width N       columns, 1 to 1000 (as many as fit the terminal; without one as COLUMNS\n"
+    "                  says, or 80); never more than the picture has\n"
+    "  --strict, --no-eoi, --no-orient\n"
+    "                  as for decode\n"
+    "  --json          errors as JSON\n"
     "  --max-pixels N, --max-memory N\n"
     "                  limits on the size of JPEG files, as for decode\n";
 
@@ -30,16 +32,27 @@ namespace {
 
 constexpr uint8_t kGrey = 128;
 
+// True if the terminal shows colours, or nobody says otherwise (no-color.org).
+bool hasColors() {
+  const char *none = std::getenv("NO_COLOR"), *terminal = std::getenv("TERM");
+  const bool dumb = terminal != nullptr && std::strcmp(terminal, "dumb") == 0;
+  return !dumb && (none == nullptr || none[0] == '\0');
+}
+
 struct Size {
   uint32_t width = 0, height = 0;
 };
 
 // Columns and lines of the terminal; lines 0: no limit.
-Size terminalSize() {
+Size shownSize() {
   constexpr uint32_t kUsualColumns = 80;
-  struct winsize window = {};
-  const bool known = ioctl(STDOUT_FILENO, TIOCGWINSZ, &window) == 0 && window.ws_col > 0;
-  return known ? Size{window.ws_col, window.ws_row} : Size{kUsualColumns, 0};
+  Size size;
+  if (terminalSize(&size.width, &size.height)) return size;
+  // As in a shell that tells its programs, else the usual width.
+  const char *told = std::getenv("COLUMNS");
+  const long columns = told != nullptr ? std::strtol(told, nullptr, 10) : 0;
+  const bool known = columns >= 1 && columns <= 1000;
+  return {known ? static_cast<uint32_t>(columns) : kUsualColumns, 0};
 }
 
 uint32_t scaledHeight(const PixelFormat &format, uint32_t width) {
@@ -49,7 +62,7 @@ uint32_t scaledHeight(const PixelFormat &format, uint32_t width) {
 
 // Size of the small picture in pixels: `width` columns, or as many as fit the terminal for 0.
 Size smallSize(const PixelFormat &format, uint32_t width) {
-  const Size terminal = terminalSize();
+  const Size terminal = shownSize();
   Size size;
   size.width = std::min(width != 0 ? width : terminal.width, format.width);
   size.height = scaledHeight(format, size.width);
@@ -97,7 +110,29 @@ class SmallPicture {
     if (y + 1 == from_.height || targetRow(y + 1) != out) finishRow(out);
   }
 
-  void print() const {
+  void print() const { hasColors() ? printColors() : printCharacters(); }
+
+ private:
+  // A character for each cell of two pixels, the darker the denser.
+  void printCharacters() const {
+    static constexpr char kRamp[] = " .:-=+*#%@";
+    constexpr uint32_t kSteps = sizeof(kRamp) - 1;
+    std::string text;
+    for (uint32_t y = 0; y < size_.height; y += 2) {
+      for (uint32_t x = 0; x < size_.width; x++) {
+        const uint32_t below = y + 1 < size_.height ? y + 1 : y;
+        text += kRamp[(lightOf(x, y) + lightOf(x, below)) * kSteps / (2 * 256)];
+      }
+      text += "\n";
+    }
+    std::fwrite(text.data(), 1, text.size(), stdout);
+  }
+  uint32_t lightOf(uint32_t x, uint32_t y) const {
+    const uint8_t *p = pixels_.data() + size_t{3} * (size_t{y} * size_.width + x);
+    return (299U * p[0] + 587U * p[1] + 114U * p[2]) / 1000;
+  }
+
+  void printColors() const {
     std::string text;
     for (uint32_t y = 0; y < size_.height; y += 2) {
       for (uint32_t x = 0; x < size_.width; x++) {
@@ -110,7 +145,6 @@ class SmallPicture {
     std::fwrite(text.data(), 1, text.size(), stdout);
   }
 
- private:
   uint32_t targetRow(uint32_t y) const {
     return static_cast<uint32_t>(uint64_t{y} * size_.height / from_.height);
   }
@@ -140,15 +174,6 @@ class SmallPicture {
   std::vector<uint32_t> counts_;
 };
 
-bool isScalable(const std::string &file, const ReadSettings &settings) {
-  Reader reader;
-  Frame frame;
-  std::string why;
-  return reader.open(file, settings.openFlags, settings.limits, &why) == JPG_OK &&
-         readFrame(reader.handle(), &frame) == JPG_OK && frame.height != 0 &&
-         (frame.process == JPG_PROCESS_BASELINE || frame.process == JPG_PROCESS_EXTENDED);
-}
-
 int show(const std::string &file, PictureRows *picture, const Size &size) {
   SmallPicture small(picture->format(), size);
   uint32_t r = JPG_OK;
@@ -158,26 +183,25 @@ int show(const std::string &file, PictureRows *picture, const Size &size) {
     if (r == JPG_OK) small.takeRow(y, row);
   }
   small.print();
+  if (r == JPG_OK) r = picture->damage();
   if (r == JPG_OK) return kExitOk;
   fail(file, picture->whyFailed(r), r);
   return kExitDamaged;
 }
 
 int view(const std::string &file, ReadSettings settings, uint32_t width) {
-  PictureRows full;
+  PictureRows picture;
   std::string why;
-  uint32_t r = full.open(file, settings, &why);
+  uint32_t r = picture.open(file, settings, &why);
   if (r != JPG_OK) return why.empty() ? fail(file, r) : fail(file, why, r);
-  if (full.format().width == 0 || full.format().height == 0) return kExitOk;
-  const Size size = smallSize(full.format(), width);
-  settings.scale = scaleFor(full.format(), size);
-  if (settings.scale == JPG_SCALE_FULL || !isScalable(file, settings)) {
-    return show(file, &full, size);
+  if (picture.format().width == 0 || picture.format().height == 0) return kExitOk;
+  const Size size = smallSize(picture.format(), width);
+  settings.scale = scaleFor(picture.format(), size);
+  if (settings.scale != JPG_SCALE_FULL && picture.isJpeg()) {
+    r = picture.reopen(settings, &why);
+    if (r != JPG_OK) return why.empty() ? fail(file, r) : fail(file, why, r);
   }
-  PictureRows scaled;
-  r = scaled.open(file, settings, &why);
-  if (r != JPG_OK) return why.empty() ? fail(file, r) : fail(file, why, r);
-  return show(file, &scaled, size);
+  return show(file, &picture, size);
 }
 
 }  // namespace
@@ -186,7 +210,8 @@ int runView(const Words &words) {
   Options options;
   std::string why;
   const std::vector<OptionRule> rules = {
-      {"--width", true}, {"--no-eoi", false}, {"--max-pixels", true}, {"--max-memory", true}};
+      {"--width", true},      {"--no-eoi", false},    {"--strict", false}, {"--no-orient", false},
+      {"--max-pixels", true}, {"--max-memory", true}, {"--json", false}};
   if (!parseOptions(words, rules, &options, &why)) return failUsage(why);
   if (options.files.size() != 1) return failUsage("view takes one file");
   long width = 0;
@@ -195,7 +220,9 @@ int runView(const Words &words) {
   }
   ReadSettings settings;
   if (!parseLimits(options, &settings.limits, &why)) return failUsage(why);
-  settings.openFlags = options.has("--no-eoi") ? JPG_READ_COMPLETE : 0;
+  takeReadOptions(options, &settings);
+  settings.keepGoing = settings.keepNothing = true;
+  settings.orient = !options.has("--no-orient");
   return view(options.files[0], settings, static_cast<uint32_t>(width));
 }
 

@@ -69,7 +69,7 @@ class Compare(Tool):
             "b.ppm": (ppm(2, 4, lambda x, y: (1, 2, 3)), "is 2 x 4, 3 components, 0 to 255, but"),
             "c.pgm": (b"P5\n4 2\n255\n" + bytes(8), "1 component, 0 to 255"),
             "d.ppm": (b"P6\n4 2\n254\n" + bytes(24), "3 components, 0 to 254"),
-            "e.bmp": (bmp(4, 2, 16, [bytes(8)] * 2), "8, 24 or 32 bits"),
+            "e.bmp": (bmp(4, 2, 3, [bytes(4)] * 2), "not a BMP file that can be read"),
             "f.txt": (b"hello", "no start marker (FF D8) at byte 0"),
             "g.ppm": (ppm(4, 2, lambda x, y: (1, 2, 3))[:-1], "the file ends early"),
         }

@@ -79,8 +79,9 @@ class Rows(Tool):
         for i in range(scan, marker):  # all ones are no code, without being a marker
             data[i] = 0xFE
         broken = self.write("b.jpg", data)
-        self.refused(1, "near byte", "decode", broken, "-o", self.path("x.ppm"))
-        self.refused(1, "near byte", "decode", broken, "-o", self.path("x.ppm"), "--rows", "15:17")
+        words = ["decode", broken, "-o", self.path("x.ppm"), "--strict"]
+        self.refused(1, "near byte", *words)
+        self.refused(1, "near byte", *words, "--rows", "15:17")
         below = self.check("decode", broken, "-o", "-", "--rows", "16:131")
         self.assertEqual(below, self.check("decode", name, "-o", "-", "--rows", "16:131"))
 
@@ -101,7 +102,7 @@ class Rows(Tool):
         self.assertEqual(len(set(cases.values())), 4)
         row = 3 * WIDTH
         for name, broken in cases.items():
-            words = ["decode", self.write(name, broken), "--keep-going", "-o"]
+            words = ["decode", self.write(name, broken), "--keep-going", "--strict", "-o"]
             status = run(*words, self.path("whole.ppm")).returncode
             whole = parse_pnm(self.read("whole.ppm"))[4]
             for first, end in ((47, 49), (64, 80), (112, 131)):
@@ -144,11 +145,12 @@ class Rows(Tool):
         with open(SAMPLE, "rb") as file:
             data = file.read()
         broken = self.write("b.jpg", data[: len(data) // 2] + b"\xff\xd9")
-        result = run("decode", broken, "-o", self.path("b.ppm"), "--keep-going", "--rows", "40:470")
+        result = run("decode", broken, "-o", self.path("b.ppm"), "--keep-going", "--strict", "--rows",
+                     "40:470")
         self.assertEqual(result.returncode, 2)
         with open(self.path("b.ppm"), "rb") as file:
             _, _, height, _, kept = parse_pnm(file.read())
-        whole = parse_pnm(self.check("decode", SAMPLE, "-o", "-"))[4]
+        whole = parse_pnm(self.check("decode", SAMPLE, "-o", "-", "--strict"))[4]
         row = 3 * 640
         self.assertEqual(height, 430)
         self.assertEqual(kept[: 20 * row], whole[40 * row : 60 * row])
