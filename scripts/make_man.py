@@ -1,6 +1,7 @@
 #!/usr/bin/env python3
 """Makes the manual page of jpgtool out of what its commands say with --help, which is the one
-source of both: make_man.py JPGTOOL [OUT]"""
+source of both: make_man.py JPGTOOL [OUT]. With --completions JPGTOOL FOLDER it writes what makes shells
+complete command lines."""
 import os
 import re
 import subprocess
@@ -9,6 +10,18 @@ import sys
 # The emulator for programs of another target, if any.
 EMULATOR = os.environ.get("JPG_EMULATOR", "").split()
 SUMMARY = "look into JPEG files and convert them"
+EXAMPLES = [
+    ("All photographs of a folder as PNG files, four at a time:", "jpgtool decode photos/*.jpg -o png/ --to png -j 4"),
+    ("A preview at an eighth of the size, into another program:", "jpgtool decode photo.jpg --scale 1/8 -o - | display -"),
+    ("A smaller copy that keeps Exif, colour profile and comment:",
+     "jpgtool decode photo.jpg -o - | jpgtool encode - -o small.jpg --quality 85 --copy photo.jpg"),
+    ("Date, camera and place of every photograph in a tree:", "jpgtool exif -r --json photos"),
+    ("A scan of 16 bits without loss:", "jpgtool encode scan.png -o scan.jpg --lossless --predictor auto"),
+    ("How far two pictures are apart:", "jpgtool compare photo.jpg small.jpg"),
+]
+SEE_ALSO = ["The pages of the library in /usr/share/doc/libjpg-dev, ITU-T T.81 and T.871.",
+            "Bash, zsh and fish complete command lines of jpgtool; see jpgtool completion."]
+COMPLETIONS = {"bash": "jpgtool.bash", "zsh": "_jpgtool", "fish": "jpgtool.fish"}
 
 
 def say(tool, *words):
@@ -94,16 +107,30 @@ def page(tool):
     for pair in status.removeprefix("Exit status: ").rstrip(".").split(", "):
         number, meaning = pair.split(" ", 1)
         out += [".TP", f"\\fB{number}\\fR", roff(meaning)]
+    out += [".SH EXAMPLES"]
+    for meaning, line in EXAMPLES:
+        out += [".PP", roff(meaning), ".PP", ".nf", ".RS", roff(line), ".RE", ".fi"]
+    out += [".SH SEE ALSO"] + [roff(line) for line in SEE_ALSO]
     return "\n".join(out) + "\n"
 
 
+def write_completions(tool, folder):
+    os.makedirs(folder, exist_ok=True)
+    for shell, name in COMPLETIONS.items():
+        with open(f"{folder}/{name}", "w", encoding="utf-8") as file:
+            file.write(say(tool, "completion", shell))
+
+
 def main():
+    if sys.argv[1] == "--completions":
+        return write_completions(*sys.argv[2:])
     text = page(sys.argv[1])
     if len(sys.argv) > 2:
         with open(sys.argv[2], "w", encoding="utf-8") as file:
             file.write(text)
     else:
         sys.stdout.write(text)
+    return None
 
 
 if __name__ == "__main__":

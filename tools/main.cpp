@@ -4,6 +4,7 @@
 #include <string>
 
 #include "commands.h"
+#include "completion.h"
 #include "jpg.h"
 #include "report.h"
 #include "system.h"
@@ -72,6 +73,17 @@ int runCommand(const Command &command, const jpgtool::Words &words) {
   return finish(command.run(words));
 }
 
+int printCompletion(const jpgtool::Words &words) {
+  std::vector<jpgtool::CommandHelp> commands;
+  for (const Command &command : kCommands) commands.push_back({command.name, command.help});
+  std::string script;
+  if (words.size() != 2 || !jpgtool::completionFor(words[1], commands, &script)) {
+    return jpgtool::failUsage("completion takes bash, zsh or fish");
+  }
+  std::fputs(script.c_str(), stdout);
+  return finish(jpgtool::kExitOk);
+}
+
 int run(const jpgtool::Words &words) {
   if (words.empty()) return jpgtool::failUsage("no command given");
   const std::string &first = words[0];
@@ -90,6 +102,7 @@ int run(const jpgtool::Words &words) {
     std::puts("jpgtool " JPG_VERSION_STRING);
     return finish(jpgtool::kExitOk);
   }
+  if (first == "completion") return printCompletion(words);
   const Command *command = findCommand(first);
   if (command == nullptr) return jpgtool::failUsage("unknown command " + first);
   return runCommand(*command, jpgtool::Words(words.begin() + 1, words.end()));

@@ -7,7 +7,7 @@ import subprocess
 import sys
 import unittest
 
-from test_jpgtool import SOURCE, TOOL, Tool
+from test_jpgtool import SOURCE, TOOL, Tool, run
 
 PAGE = f"{SOURCE}/docs/jpgtool.1"
 
@@ -57,9 +57,54 @@ class ManualPage(Tool):
             for option in options:
                 self.assertIn(f" {option} ", section, command)
 
+    def test_it_has_examples_and_tells_where_to_read_on(self):
+        text = self.rendered()
+        self.assertIn(" EXAMPLES All photographs of a folder as PNG files", text)
+        self.assertIn(" SEE ALSO The pages of the library", text)
+        # Every command of an example is one.
+        for command in re.findall(r"jpgtool ([a-z]+)", text.split(" EXAMPLES ")[1].split(" SEE ALSO ")[0]):
+            self.check("help", command)
+
     def test_the_statuses_stand_in_it(self):
         self.assertIn("EXIT STATUS 0 done 1 error 2 delivered with damage 64 wrong usage",
                       self.rendered())
+
+
+class Completions(Tool):
+    def completed(self, *words):
+        """What bash offers for the last word."""
+        quoted = " ".join(f"'{word}'" for word in words)
+        script = (f"source '{SOURCE}/docs/completions/jpgtool.bash'; COMP_WORDS=({quoted}); "
+                  f"COMP_CWORD={len(words) - 1}; _jpgtool; printf '%s\\n' \"${{COMPREPLY[@]}}\"")
+        out = subprocess.run(["bash", "-c", script], capture_output=True, check=True, cwd=self.folder)
+        self.assertEqual(out.stderr, b"")
+        return out.stdout.decode().split()
+
+    def test_they_are_what_the_help_texts_make(self):
+        for shell, name in (("bash", "jpgtool.bash"), ("zsh", "_jpgtool"), ("fish", "jpgtool.fish")):
+            with open(f"{SOURCE}/docs/completions/{name}", "rb") as file:
+                self.assertEqual(file.read(), self.check("completion", shell),
+                                 "out of date: cmake --build BUILD --target man")
+            program = shutil.which(shell)
+            if program:
+                subprocess.run([program, "-n", f"{SOURCE}/docs/completions/{name}"], check=True, timeout=60)
+        self.refused(64, "completion takes bash, zsh or fish", "completion", "csh")
+
+    def test_commands_options_and_files_are_completed(self):
+        self.assertEqual(self.completed("jpgtool", "de"), ["decode"])
+        self.assertEqual(self.completed("jpgtool", "help", "vi"), ["view"])
+        self.assertEqual(self.completed("jpgtool", "decode", "--max"),
+                         ["--max-scans", "--max-pixels", "--max-memory"])
+        self.assertEqual(self.completed("jpgtool", "compare", "--no"), ["--no-eoi", "--no-orient"])
+        self.write("photo.jpg", b"")
+        self.assertEqual(self.completed("jpgtool", "info", "ph"), ["photo.jpg"])
+
+    def test_every_option_that_is_offered_is_known(self):
+        for line in self.check("completion", "bash").decode().splitlines():
+            found = re.match(r"    (\w+)\) options=\"(-.*)\" ;;", line)
+            for option in found[2].split() if found else []:
+                result = run(found[1], option, "1") if option != "--help" else run(found[1], option)
+                self.assertNotIn(b"unknown option", result.stderr, line)
 
 
 if __name__ == "__main__":
