@@ -25,7 +25,8 @@ uint32_t number16(const uint8_t *p) { return static_cast<uint32_t>(p[0]) << 8 | 
 
 // A step of the table at a quality, as most encoders scale it.
 long scaledStep(uint32_t quality, size_t i) {
-  const long scale = quality < 50 ? 5000L / quality : 200L - 2L * quality;
+  const long q = static_cast<long>(quality);
+  const long scale = q < 50 ? 5000 / q : 200 - 2 * q;
   return std::clamp((kLuminance[i] * scale + 50) / 100, 1L, 255L);
 }
 

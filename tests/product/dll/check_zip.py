@@ -29,7 +29,7 @@ CONSUMER = SOURCE / "tests/product/consumer"
 LIBRARY = "lib/libjpg.dll.a" if WINDOWS else "lib/jpg.lib"
 PARTS = {"bin/jpg.dll", LIBRARY, "lib/jpg.def", "include/jpg.h"}
 if WINDOWS:
-    PARTS |= {"lib/libjpg.a", "include/jpg.hpp", "lib/pkgconfig/jpg.pc"}
+    PARTS |= {"bin/jpgtool.exe", "lib/libjpg.a", "include/jpg.hpp", "lib/pkgconfig/jpg.pc"}
     PARTS |= {f"include/jpg/{name}.hpp" for name in ("exif", "exifEntry", "height", "memory",
                                                      "picture", "reader", "result", "segments",
                                                      "writer")}
