@@ -2,21 +2,26 @@
 
     import jpg
     pixels = jpg.read("photo.jpg")                  # rows x columns x 3, uint8
-    small = jpg.read_scaled("photo.jpg", 8)
+    small = jpg.read("photo.jpg", scale=8)
     for band in jpg.read_bands("big.jpg", 256):
         use(band.top, band.pixels)
-    jpg.write("copy.jpg", pixels, quality=85, segments=[jpg.jfif()])
+    jpg.write("copy.jpg", pixels, quality=85, segments=jpg.segments("photo.jpg")[:1])
     jpg.write_lossless("scan.jpg", samples16, bits=12)
+    jpg.exif("photo.jpg").date
 
 Calls on different threads don't disturb each other, and the interpreter runs on meanwhile.
 """
 
-from ._library import JpgError
-from ._read import (Band, Info, Source, exif_thumbnail, info, read, read_bands, read_scaled,
-                    read_scans)
-from ._write import Segment, Target, jfif, write, write_lossless
+from ._exif import Exif, Segment
+from ._library import DamageWarning, JpgError
+from ._look import exif, icc, segments
+from ._read import (MAX_PIXELS, Band, Info, Mode, Source, exif_thumbnail, info, read, read_bands,
+                    read_scaled, read_scans, thumbnail)
+from ._write import Output, Target, WriteMode, jfif, write, write_lossless
 
 __version__ = "0.1.0"
 
-__all__ = ["Band", "Info", "JpgError", "Segment", "Source", "Target", "exif_thumbnail", "info",
-           "jfif", "read", "read_bands", "read_scaled", "read_scans", "write", "write_lossless"]
+__all__ = ["MAX_PIXELS", "Band", "DamageWarning", "Exif", "Info", "JpgError", "Mode", "Output",
+           "Segment", "Source", "Target", "WriteMode", "exif", "exif_thumbnail", "icc", "info",
+           "jfif", "read", "read_bands", "read_scaled", "read_scans", "segments", "thumbnail",
+           "write", "write_lossless"]

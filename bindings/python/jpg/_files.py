@@ -4,7 +4,7 @@ from __future__ import annotations
 
 import os
 import stat
-import tempfile
+import threading
 from typing import Union
 
 
@@ -26,21 +26,19 @@ def save(path: Union[str, bytes], data: bytes) -> None:
 
 
 def _replace(name: str, data: bytes, mode: Union[int, None], told: str) -> None:
+    temporary = os.path.join(os.path.dirname(name), f".jpg-{os.getpid()}-{threading.get_ident()}")
     try:
-        handle, temporary = tempfile.mkstemp(prefix=".jpg-", dir=os.path.dirname(name) or ".")
+        # As open() does, but never over another file.
+        flags = os.O_WRONLY | os.O_CREAT | os.O_EXCL | getattr(os, "O_BINARY", 0)
+        handle = os.open(temporary, flags, 0o666)
     except OSError as error:
         raise type(error)(error.errno, error.strerror, told) from None
     try:
         with open(handle, "wb") as file:
             file.write(data)
-        os.chmod(temporary, _usual_mode() if mode is None else mode)
+        if mode is not None:
+            os.chmod(temporary, mode)
         os.replace(temporary, name)
     except BaseException:
         os.unlink(temporary)
         raise
-
-
-def _usual_mode() -> int:
-    mask = os.umask(0)
-    os.umask(mask)
-    return 0o666 & ~mask

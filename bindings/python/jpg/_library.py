@@ -4,6 +4,7 @@ from __future__ import annotations
 
 import ctypes
 import ctypes.util
+import glob
 import os
 import sys
 from ctypes import c_char_p, c_int32, c_uint16, c_uint32, c_void_p
@@ -18,6 +19,7 @@ E_OUT_OF_MEMORY = 0x80000008
 E_INVALID_PARAMETER = 0x80000057
 E_UNSUPPORTED = 0x800000FE
 E_OPEN_FAILED = 0x80000301
+E_DAMAGED = 0x80001882
 
 _TEXTS = {
     NO_DATA: "nothing there to deliver",
@@ -38,6 +40,7 @@ _TEXTS = {
     0x80001803: "damaged data: a run leads past coefficient 63",
     0x80001880: "a DNL segment although the height was known",
     0x80001881: "a DRI or DNL segment of a wrong length",
+    E_DAMAGED: "damaged data: some rows are guessed",
 }
 
 
@@ -52,6 +55,10 @@ class JpgError(Exception):
         super().__init__(f"{_TEXTS.get(code, 'unknown result code')} (0x{code:08X})")
         self.code = code
         self.partial = partial
+
+
+class DamageWarning(UserWarning):
+    """A picture is damaged; what couldn't be read was guessed."""
 
 
 def check(code: int) -> None:
@@ -102,7 +109,6 @@ _rect = ctypes.POINTER(Rect)
 _info = ctypes.POINTER(BitmapInfo)
 
 _FUNCTIONS: dict[str, list[Any]] = {
-    "jpgReadPrologFromFile": [c_char_p, c_int32, c_int32, c_uint32, _out],
     "jpgReadPrologFromMemory": [c_void_p, c_int32, c_uint32, _out],
     "jpgReadEpilog": [c_void_p],
     "jpgReadGetCodingProcess": [c_void_p, _pointer32],
@@ -119,9 +125,7 @@ _FUNCTIONS: dict[str, list[Any]] = {
     "jpgReadExifReadAttributeProlog": [c_void_p, _out],
     "jpgReadExifReadAttributeEpilog": [c_void_p],
     "jpgExifReadThumbnailToWinDIBits": [c_void_p, c_void_p, _info],
-    "jpgWritePrologToFile": [c_char_p, c_uint32, _out],
     "jpgWritePrologToMemory": [c_uint32, _out],
-    "jpgWriteEpilogToFile": [c_void_p],
     "jpgWriteEpilogToMemory": [c_void_p, _out, _pointer32],
     "jpgWriteFreeBitstream": [c_void_p],
     "jpgWriteSetNoColorConversion": [c_void_p],
@@ -166,16 +170,33 @@ def _load() -> ctypes.CDLL:
 lib = _load()
 
 
-def path_units(path: str) -> bytes:
-    """A path in the library's format: zero-terminated UTF-16 in the machine's byte order."""
-    order = "utf-16-le" if sys.byteorder == "little" else "utf-16-be"
-    if "\0" in path:
-        raise ValueError("a zero character in the path")
-    try:
-        # Two zeros: ctypes adds one byte, but the terminator has two.
-        return path.encode(order) + b"\0\0"
-    except UnicodeEncodeError:
-        raise JpgError(E_OPEN_FAILED) from None
+def _load_order() -> Optional[Any]:
+    """The compiled helper beside this module or beside the library; None where it wasn't built."""
+    for folder in (os.path.dirname(os.path.abspath(__file__)), os.path.dirname(lib._name)):
+        for name in sorted(glob.glob(os.path.join(folder, "_order*"))):
+            if name.endswith((".so", ".pyd", ".dll", ".dylib")):
+                try:
+                    swap = ctypes.CDLL(name).jpgpySwap
+                except (OSError, AttributeError):
+                    continue
+                swap.argtypes = [c_void_p, ctypes.c_size_t]
+                swap.restype = None
+                return swap
+    return None
+
+
+_swap = _load_order()
+
+
+def swap_order(pixels: NDArray[Any]) -> None:
+    """Exchanges the first and the third of three bytes: blue first and red first. In place; the
+    array's rows lie without gaps."""
+    if _swap is not None:
+        _swap(pixels.ctypes.data, pixels.size // 3)
+        return
+    first = pixels[..., 0].copy()
+    pixels[..., 0] = pixels[..., 2]
+    pixels[..., 2] = first
 
 
 def rect_of(pixels: NDArray[Any], channels: int, bits: int) -> Rect:

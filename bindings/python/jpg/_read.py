@@ -4,23 +4,33 @@ from __future__ import annotations
 
 import os
 import re
+import warnings
 from ctypes import byref, c_uint16, c_uint32, c_void_p
 from types import TracebackType
-from typing import Any, Iterator, NamedTuple, Optional, Type, Union
+from typing import Any, BinaryIO, Iterator, Literal, NamedTuple, Optional, Tuple, Type, Union
 
 import numpy as np
 from numpy.typing import NDArray
 
-from ._library import (E_UNSUPPORTED, NO_DATA, OK, BitmapInfo, JpgError, Rect, check, lib,
-                       path_units, rect_of, sample_type)
+from ._exif import orientation_of
+from ._library import (E_DAMAGED, E_UNSUPPORTED, NO_DATA, OK, BitmapInfo, DamageWarning, JpgError,
+                       Rect, check, lib, rect_of, sample_type, swap_order)
 
 Pixels = NDArray[Any]
-#: A path, or the stream itself in anything with the buffer interface.
-Source = Union[str, "os.PathLike[str]", bytes, bytearray, memoryview, NDArray[np.uint8]]
+#: A path, the stream itself in anything with the buffer interface, or a file object.
+Source = Union[str, "os.PathLike[str]", bytes, bytearray, memoryview, NDArray[np.uint8], BinaryIO]
+#: What a pixel consists of.
+Mode = Literal["RGB", "BGR", "L", "raw"]
 
 _PROCESSES = {0x8000: "baseline", 0x4000: "extended", 0x2000: "progressive", 0x1000: "lossless"}
 _SCALES = {8: 0, 4: 1, 2: 2, 1: 3}
 _COMPLETE = 4
+#: A more exact inverse transform, interpolated chroma, and whatever can be opened.
+_USUAL = _COMPLETE | 0x4A500100 | 0x4A500200 | 0x4A500400
+#: Limit on width times height, unless told otherwise.
+MAX_PIXELS = 500_000_000
+#: Rows that are decoded at a time: their pixels are turned to red first while they are in the cache.
+_CHUNK = 64
 _ALL_SCANS, _NEXT_SCAN = 0, 1
 
 
@@ -69,18 +79,39 @@ def _lines_of_dnl(data: Union[bytes, memoryview]) -> int:
     return int.from_bytes(segment[4:], "big") if told else 0
 
 
+def bytes_of(source: Source) -> NDArray[np.uint8]:
+    """The stream. Errors of the system are raised as they come, with the file's name."""
+    if isinstance(source, (str, os.PathLike)):
+        with open(source, "rb") as file:
+            data = np.frombuffer(file.read(), np.uint8)
+    elif hasattr(source, "read"):
+        data = np.frombuffer(source.read(), np.uint8)
+    else:
+        data = np.frombuffer(source, np.uint8)
+    if data.size > 0x7FFFFFFF:
+        raise ValueError("a stream has less than 2 GiB")
+    if data.size == 0:
+        raise ValueError("an empty stream")
+    return data
+
+
 class _Reader:
     """A read handle; closes itself."""
 
-    def __init__(self, source: Source, complete: bool, components: bool) -> None:
+    def __init__(self, source: Source, complete: bool, components: bool,
+                 strict: bool = True) -> None:
         self.handle = c_void_p()
-        self._open(source, _COMPLETE if complete else 0)
+        self.data = bytes_of(source)  # lives as long as the handle
+        flags = _USUAL if not strict else _COMPLETE if complete else 0
+        check(lib.jpgReadPrologFromMemory(self.data.ctypes.data, self.data.size, flags,
+                                          byref(self.handle)))
         try:
             self.info = self._info()
             #: The library doesn't know the height before the rows are decoded.
             self.open_height = self.info.height == 0
             if self.open_height and self.info.process != "progressive":
-                self.info = self.info._replace(height=self._told_height(source))
+                height = _lines_of_dnl(self.data.data[_coded_data(self.handle):])
+                self.info = self.info._replace(height=height)
             if components:
                 check(lib.jpgReadSetNoColorConversion(self.handle))
         except BaseException:
@@ -89,27 +120,6 @@ class _Reader:
         self.raw = components or self.info.process == "lossless"
         self.channels = self.info.components if self.raw else 1 if self.info.components < 3 else 3
         self.bits = self.info.precision if self.info.process == "lossless" else 8
-
-    def _open(self, source: Source, flags: int) -> None:
-        if isinstance(source, (str, os.PathLike)):
-            path = path_units(os.fspath(source))
-            check(lib.jpgReadPrologFromFile(path, 0, 0, flags, byref(self.handle)))
-            return
-        self._data = np.frombuffer(source, np.uint8)  # lives as long as the handle
-        size = self._data.size
-        if size > 0x7FFFFFFF:
-            raise ValueError("a stream in memory has less than 2 GiB")
-        if size == 0:
-            raise ValueError("an empty stream")
-        check(lib.jpgReadPrologFromMemory(self._data.ctypes.data, size, flags, byref(self.handle)))
-
-    def _told_height(self, source: Source) -> int:
-        at = _coded_data(self.handle)
-        if not isinstance(source, (str, os.PathLike)):
-            return _lines_of_dnl(self._data.data[at:])
-        with open(source, "rb") as file:
-            file.seek(at)
-            return _lines_of_dnl(file.read())
 
     def _info(self) -> Info:
         values = [c_uint32() for _ in range(5)]
@@ -205,52 +215,138 @@ class _Reader:
             rect.bits += rect.stride
         return OK
 
+    def decode_all(self, pixels: Pixels, rows: int, scale: int) -> int:
+        """Decodes so many rows as red, green, blue where they are colours; returns the code."""
+        swapped = self.channels == 3 and not self.raw
+        if not swapped or self.info.process == "progressive":
+            code = self.decode(pixels, rows, scale)
+            if swapped:
+                swap_order(pixels[:rows])
+            return code
+        damage = OK
+        for top in range(0, rows, _CHUNK):
+            count = min(_CHUNK, rows - top)
+            code = self.decode(pixels[top:], count, scale)
+            swap_order(pixels[top:top + count])
+            if code not in (OK, E_DAMAGED):
+                return code
+            damage = code if code != OK else damage
+        return damage
+
     def shaped(self, pixels: Pixels) -> Pixels:
-        """Puts red first, and removes the axis of the single channel of grey."""
-        if self.channels == 1:
-            return pixels[:, :, 0]
-        if self.raw:
-            return pixels
-        return np.ascontiguousarray(pixels[:, :, ::-1])
+        """Removes the axis of the single channel of grey."""
+        return pixels[:, :, 0] if self.channels == 1 else pixels
 
 
-def info(source: Source, *, complete: bool = False) -> Info:
+def info(source: Source, *, complete: bool = False, strict: bool = False) -> Info:
     """Reads the frame header."""
-    with _Reader(source, complete, False) as reader:
+    with _Reader(source, complete, False, strict) as reader:
         return reader.info
 
 
-def read(source: Source, *, components: bool = False, complete: bool = False) -> Pixels:
+def read(source: Source, *, scale: int = 1, rows: Optional[Tuple[int, int]] = None,
+         mode: Optional[Mode] = None, orient: bool = True, strict: bool = False,
+         max_pixels: int = MAX_PIXELS, components: bool = False, complete: bool = False) -> Pixels:
     """Decodes a picture: sequential, progressive or lossless.
 
-    source      a path or the stream itself
-    components  the components as they are coded, without conversion to RGB
-    complete    an end marker need not be there
+    source      a path, the stream itself, or a file object
+    scale       1, 2, 4 or 8: at 1/scale of the size
+    rows        (first, end): only these rows of the picture as it is stored, which isn't turned
+    mode        "RGB", "BGR" or "L" (luminance) for any picture, "raw" for the components as they
+                are coded; without it colour is RGB, and grey has no third axis
+    orient      turns the picture as Exif says
+    strict      the device's decoder: its bits, and no file that it refuses
+    max_pixels  refuses pictures whose header asks for more, width times height (ValueError)
+    components  the same as mode="raw"
+    complete    with strict: an end marker need not be there
 
-    Gives rows x columns (grey) or rows x columns x channels. DCT pictures: uint8, red,
-    green, blue. Lossless pictures: the components in order, uint16 above 8 bits. Damaged
-    data raise JpgError, whose `partial` is what came before.
+    Gives rows x columns (grey) or rows x columns x channels. DCT pictures: uint8. Lossless
+    pictures: the components in order, uint16 above 8 bits. Damage that could be passed over is a
+    DamageWarning; other damage raises JpgError, whose `partial` is what came before.
     """
-    return _whole(source, 1, components, complete)
+    raw = components or mode == "raw"
+    with _Reader(source, complete, raw, strict) as reader:
+        stored = reader.info
+        if stored.width * stored.height > max_pixels:
+            raise ValueError(f"a picture of {stored.width} x {stored.height} pixels; "
+                             f"max_pixels is {max_pixels}")
+        pixels = _decoded(reader, scale, rows)
+        orientation = orientation_of(reader.data) if orient and rows is None else 1
+    return _turned(_as_mode(pixels, mode), orientation)
 
 
-def read_scaled(source: Source, scale: int, *, complete: bool = False) -> Pixels:
-    """Decodes a sequential DCT picture at 1/scale of its size; scale is 1, 2, 4 or 8."""
-    return _whole(source, scale, False, complete)
+def _decoded(reader: _Reader, scale: int, rows: Optional[Tuple[int, int]]) -> Pixels:
+    by_library = scale == 1 or (reader.info.process in ("baseline", "extended")
+                                and not reader.open_height and not reader.raw)
+    if scale not in _SCALES:
+        raise ValueError("scale is 1, 2, 4 or 8")
+    width, height = reader.size(scale if by_library else 1)
+    pixels = reader.rows(width, height)
+    code = reader.decode_all(pixels, height, scale if by_library else 1)
+    if code == E_DAMAGED:
+        warnings.warn("the picture is damaged; some rows are guessed", DamageWarning, stacklevel=4)
+    elif code != OK:
+        raise JpgError(code, reader.shaped(pixels))
+    if not by_library:
+        pixels = _reduced(pixels, scale)
+    if rows is not None:
+        first, end = rows
+        if not 0 <= first < end or first >= len(pixels):
+            raise ValueError(f"rows are (first, end) of {len(pixels)} rows")
+        pixels = pixels[first:end].copy()
+    return reader.shaped(pixels)
 
 
-def _whole(source: Source, scale: int, components: bool, complete: bool) -> Pixels:
-    with _Reader(source, complete, components) as reader:
-        width, height = reader.size(scale)
-        pixels = reader.rows(width, height)
-        code = reader.decode(pixels, height, scale)
-        if code != OK:
-            raise JpgError(code, reader.shaped(pixels))
-        return reader.shaped(pixels)
+def _reduced(pixels: Pixels, scale: int) -> Pixels:
+    """Means of squares of pixels; at the right and lower edge of what there is of them."""
+    starts = np.arange(0, pixels.shape[0], scale), np.arange(0, pixels.shape[1], scale)
+    sums = np.add.reduceat(np.add.reduceat(pixels.astype(np.uint32), starts[0], 0), starts[1], 1)
+    counts = np.outer(*(np.diff(np.append(s, n)) for s, n in zip(starts, pixels.shape)))
+    counts = counts[:, :, np.newaxis].astype(np.uint32)
+    means: Pixels = ((sums + counts // 2) // counts).astype(pixels.dtype)
+    return means
+
+
+def _as_mode(pixels: Pixels, mode: Optional[Mode]) -> Pixels:
+    if mode is None or mode == "raw":
+        return pixels
+    if mode not in ("RGB", "BGR", "L"):
+        raise ValueError('mode is "RGB", "BGR", "L" or "raw"')
+    if pixels.ndim == 2:
+        return pixels if mode == "L" else np.repeat(pixels[:, :, np.newaxis], 3, 2)
+    if pixels.shape[2] != 3:
+        raise ValueError(f"a picture of {pixels.shape[2]} components: mode is \"raw\"")
+    if mode == "BGR" and pixels.dtype == np.uint8:
+        swap_order(pixels)
+    elif mode == "BGR":
+        pixels = np.ascontiguousarray(pixels[:, :, ::-1])
+    elif mode == "L":  # T.871
+        weighed = pixels.astype(np.uint32) @ np.array([299, 587, 114], np.uint32)
+        grey: Pixels = ((weighed + 500) // 1000).astype(pixels.dtype)
+        return grey
+    return pixels
+
+
+def _turned(pixels: Pixels, orientation: int) -> Pixels:
+    if orientation == 1:
+        return pixels
+    if orientation >= 5:
+        pixels = pixels.swapaxes(0, 1)
+    if orientation in (2, 3, 6, 7):
+        pixels = pixels[:, ::-1]
+    if orientation in (3, 4, 7, 8):
+        pixels = pixels[::-1]
+    return np.ascontiguousarray(pixels)
+
+
+def read_scaled(source: Source, scale: int, *, complete: bool = False,
+                strict: bool = False) -> Pixels:
+    """Decodes a picture as it is stored, at 1/scale of its size; scale is 1, 2, 4 or 8."""
+    return read(source, scale=scale, complete=complete, strict=strict, orient=False)
 
 
 def read_bands(source: Source, rows: int = 256, *, scale: int = 1, components: bool = False,
-               complete: bool = False) -> Iterator[Band]:
+               complete: bool = False, strict: bool = False) -> Iterator[Band]:
     """Decodes a picture band by band, in the memory of one band.
 
     rows   rows of a band, rounded up to a multiple of 16
@@ -262,38 +358,44 @@ def read_bands(source: Source, rows: int = 256, *, scale: int = 1, components: b
     if rows < 1:
         raise ValueError("rows is at least 1")
     band_rows = min((rows + 15) // 16 * 16, 65536)
-    with _Reader(source, complete, components) as reader:
+    with _Reader(source, complete, components, strict) as reader:
         width, height = reader.size(scale)
         lossless = reader.info.process == "lossless" and scale == 1
         for top in range(0, height, band_rows):
             count = min(band_rows, height - top)
             # The lossless decoder reads the row behind its last one.
             pixels = reader.rows(width, count + 1)
-            check(reader.decode(pixels, count, scale))
+            code = reader.decode_all(pixels, count, scale)
+            check(OK if code == E_DAMAGED else code)
             if lossless and top + count < height:
                 reader.keep_row(pixels[count - 1:])
             yield Band(top, reader.shaped(pixels[:count]))
 
 
-def read_scans(source: Source, *, complete: bool = False) -> Iterator[Pixels]:
+def read_scans(source: Source, *, complete: bool = False,
+               strict: bool = False) -> Iterator[Pixels]:
     """Decodes a progressive picture scan by scan: yields the whole picture after each scan."""
-    with _Reader(source, complete, False) as reader:
+    with _Reader(source, complete, False, strict) as reader:
         width, height = reader.size(1)
         pixels = reader.rows(width, height)
         while True:
             code = reader.next_scan(pixels)
             if code == NO_DATA:
                 return
-            if code != OK:
-                raise JpgError(code, reader.shaped(pixels))
-            yield reader.shaped(pixels).copy()
+            shown = pixels.copy()
+            if reader.channels == 3:
+                swap_order(shown)
+            if code not in (OK, E_DAMAGED):
+                raise JpgError(code, reader.shaped(shown))
+            yield reader.shaped(shown)
 
 
-def exif_thumbnail(source: Source, *, complete: bool = False) -> NDArray[np.uint8]:
+def thumbnail(source: Source, *, complete: bool = False,
+              strict: bool = False) -> NDArray[np.uint8]:
     """Decodes the thumbnail of the Exif segment: rows x columns x 3 (red, green, blue) or,
     for a grey one, rows x columns."""
     attributes = c_void_p()
-    with _Reader(source, complete, False) as reader:
+    with _Reader(source, complete, False, strict) as reader:
         check(lib.jpgReadExifReadAttributeProlog(reader.handle, byref(attributes)))
     try:
         return _thumbnail(attributes, 24)
@@ -313,8 +415,13 @@ def _thumbnail(attributes: c_void_p, depth: int) -> NDArray[np.uint8]:
     channels = depth // 8
     stride = (bmi.biWidth * channels + 3) // 4 * 4
     rows = np.zeros((bmi.biHeight, stride), np.uint8)
-    check(lib.jpgExifReadThumbnailToWinDIBits(attributes, rows.ctypes.data, byref(bmi)))
+    code = lib.jpgExifReadThumbnailToWinDIBits(attributes, rows.ctypes.data, byref(bmi))
+    check(OK if code == E_DAMAGED else code)
     rows = rows[::-1, :bmi.biWidth * channels]  # bitmaps are bottom-up
     if channels == 1:
         return np.ascontiguousarray(rows)
     return np.ascontiguousarray(rows.reshape(bmi.biHeight, bmi.biWidth, 3)[:, :, ::-1])
+
+
+#: The earlier name.
+exif_thumbnail = thumbnail

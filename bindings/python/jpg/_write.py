@@ -5,51 +5,81 @@ from __future__ import annotations
 import ctypes
 import os
 from ctypes import byref, c_uint32, c_void_p
-from typing import Any, Callable, Iterable, Optional, Tuple, Union
+from typing import Any, BinaryIO, Callable, Iterable, Literal, Optional, Tuple, Union, overload
 
 import numpy as np
 from numpy.typing import ArrayLike, NDArray
 
+from ._exif import Segment
 from ._files import save
-from ._library import JpgError, check, lib, rect_of, sample_type
+from ._library import JpgError, check, lib, rect_of, sample_type, swap_order
 
-Target = Union[str, "os.PathLike[str]", None]
-#: A marker (0xFFE0 to 0xFFFE) and 1 to 65533 bytes of data.
-Segment = Tuple[int, bytes]
+#: A path, or a file object.
+Output = Union[str, "os.PathLike[str]", BinaryIO]
+Target = Optional[Output]
+#: A marker (0xFFE0 to 0xFFFE) and 1 to 65533 bytes of data; a Segment that was read will do.
+AnySegment = Union[Tuple[int, bytes], Segment]
+#: What the channels of an array are.
+WriteMode = Literal["RGB", "BGR", "RGBA", "L", "CMYK"]
 
+_CHANNELS = {"RGB": 3, "BGR": 3, "RGBA": 4, "L": 1, "CMYK": 4}
 _SAMPLINGS = {"444": 0x00111111, "422": 0x00211111, "440": 0x00121111, "420": 0x00221111}
 
 
-def jfif(unit: int = 0, x: int = 1, y: int = 1) -> Segment:
+def jfif(unit: int = 0, x: int = 1, y: int = 1) -> Tuple[int, bytes]:
     """A JFIF segment (ITU-T T.871): unit 0 = aspect ratio, 1 = per inch, 2 = per centimetre."""
     if unit not in (0, 1, 2) or not 1 <= x <= 65535 or not 1 <= y <= 65535:
         raise ValueError("unit is 0 to 2, densities are 1 to 65535")
     return 0xFFE0, b"JFIF\0\1\2" + bytes([unit, x >> 8, x & 255, y >> 8, y & 255, 0, 0])
 
 
+@overload
+def write(target: None, pixels: ArrayLike, *, quality: int = ..., sampling: str = ...,
+          mode: Optional[WriteMode] = ..., rgb: bool = ..., restart: int = ...,
+          segments: Iterable[AnySegment] = ...) -> bytes: ...
+
+
+@overload
+def write(target: Output, pixels: ArrayLike, *, quality: int = ..., sampling: str = ...,
+          mode: Optional[WriteMode] = ..., rgb: bool = ..., restart: int = ...,
+          segments: Iterable[AnySegment] = ...) -> None: ...
+
+
 def write(target: Target, pixels: ArrayLike, *, quality: int = 90, sampling: str = "420",
-          rgb: bool = False, restart: int = 0, segments: Iterable[Segment] = ()
-          ) -> Optional[bytes]:
+          mode: Optional[WriteMode] = None, rgb: bool = False, restart: int = 0,
+          segments: Iterable[AnySegment] = ()) -> Optional[bytes]:
     """Writes a baseline picture.
 
-    target    a path, or None for the stream as bytes
-    pixels    uint8, rows x columns (grey), x 3 (red, green, blue) or x 4 (any components)
+    target    a path or a file object, or None for the stream as bytes. A file of that name is
+              replaced when the new one is complete
+    pixels    uint8, rows x columns (grey), x 3 (red, green, blue) or x 4
     quality   1 to 100
     sampling  of colour: "444", "422", "440", "420"; four components are not subsampled
+    mode      what the channels are, unless grey or red, green, blue: "BGR"; "RGBA", whose
+              transparency is left out; "CMYK" for four components as they are
     rgb       keeps red, green and blue as components instead of YCbCr
     restart   MCUs of a restart interval, 0 = none
-    segments  written ahead of the picture; jfif() makes one
+    segments  written ahead of the picture; jfif() makes one, segments() reads those of a file
     """
     array = _shaped(pixels)
     channels = array.shape[2]
     if array.dtype != np.uint8 or channels not in (1, 3, 4):
         raise ValueError("a baseline picture has 1, 3 or 4 channels of uint8")
+    if mode is None and channels == 4:
+        raise ValueError('four channels: mode is "RGBA" or "CMYK"')
+    if mode is not None and _CHANNELS.get(mode) != channels:
+        raise ValueError(f"mode is one of {', '.join(_CHANNELS)} and fits the array's channels")
+    if not 1 <= quality <= 100:
+        raise ValueError("quality is 1 to 100")
     if sampling not in _SAMPLINGS:
         raise ValueError(f"sampling is one of {', '.join(_SAMPLINGS)}")
     if not 0 <= restart <= 65535:
         raise ValueError("restart is 0 to 65535")
-    if channels == 3:
-        array = np.ascontiguousarray(array[:, :, ::-1])
+    if mode == "RGBA":
+        array, channels = np.ascontiguousarray(array[:, :, 2::-1]), 3
+    elif channels == 3 and mode != "BGR":
+        array = array.copy()
+        swap_order(array)
     factors = 0x11111111 if channels == 4 else _SAMPLINGS[sampling]
 
     def encode(handle: c_void_p) -> None:
@@ -64,8 +94,18 @@ def write(target: Target, pixels: ArrayLike, *, quality: int = 90, sampling: str
     return _written(target, encode)
 
 
+@overload
+def write_lossless(target: None, pixels: ArrayLike, *, bits: Optional[int] = ...,
+                   predictor: int = ..., segments: Iterable[AnySegment] = ...) -> bytes: ...
+
+
+@overload
+def write_lossless(target: Output, pixels: ArrayLike, *, bits: Optional[int] = ...,
+                   predictor: int = ..., segments: Iterable[AnySegment] = ...) -> None: ...
+
+
 def write_lossless(target: Target, pixels: ArrayLike, *, bits: Optional[int] = None,
-                   predictor: int = 1, segments: Iterable[Segment] = ()) -> Optional[bytes]:
+                   predictor: int = 1, segments: Iterable[AnySegment] = ()) -> Optional[bytes]:
     """Writes a lossless picture.
 
     target     a path, or None for the stream as bytes
@@ -80,6 +120,8 @@ def write_lossless(target: Target, pixels: ArrayLike, *, bits: Optional[int] = N
     depth = 8 * array.itemsize if bits is None else bits
     if not 2 <= depth <= 16 or int(array.max()) >> depth != 0:
         raise ValueError("bits is 2 to 16 and holds every sample")
+    if not 1 <= predictor <= 7:
+        raise ValueError("predictor is 1 to 7")
     array = np.ascontiguousarray(array, sample_type(depth))
 
     def encode(handle: c_void_p) -> None:
@@ -100,8 +142,9 @@ def _shaped(pixels: ArrayLike) -> NDArray[Any]:
     return np.ascontiguousarray(array)
 
 
-def _segments(handle: c_void_p, segments: Iterable[Segment]) -> None:
-    for marker, data in segments:
+def _segments(handle: c_void_p, segments: Iterable[AnySegment]) -> None:
+    for segment in segments:
+        marker, data = segment[0], segment[1]
         check(lib.jpgWriteWriteMarkerSegment(handle, marker, data, len(data)))
 
 
@@ -112,7 +155,10 @@ def _written(target: Target, encode: Callable[[c_void_p], None]) -> Optional[byt
     stream = _to_memory(handle, encode)
     if target is None:
         return stream
-    save(os.fspath(target), stream)
+    if isinstance(target, (str, os.PathLike)):
+        save(os.fspath(target), stream)
+    else:
+        target.write(stream)
     return None
 
 

@@ -1,5 +1,6 @@
 """Writing, read again by this library and by another one."""
 
+import io
 import pathlib
 
 import numpy as np
@@ -26,7 +27,7 @@ def test_grey_and_four_components(djpeg, picture):
     assert np.abs(djpeg(stream).astype(int) - grey).mean() < 2
     assert jpg.write(None, grey[:, :, np.newaxis], quality=95) == stream
     four = np.concatenate([picture, picture[:, :, :1]], axis=2)
-    again = jpg.read(jpg.write(None, four, quality=95), components=True)
+    again = jpg.read(jpg.write(None, four, quality=95, mode="CMYK"), components=True)
     assert again.shape == four.shape
     assert np.abs(again.astype(int) - four).mean() < 3
 
@@ -146,7 +147,31 @@ def test_arguments_are_checked(picture):
         with pytest.raises(ValueError):
             call()
     for quality in (0, 101):
-        with pytest.raises(jpg.JpgError):
+        with pytest.raises(ValueError):
             jpg.write(None, picture, quality=quality)
-    with pytest.raises(jpg.JpgError):
+    with pytest.raises(ValueError):
         jpg.write_lossless(None, picture, predictor=8)
+
+
+def test_four_channels_are_written_only_when_told_what_they_are(picture):
+    four = np.concatenate([picture, picture[:, :, :1]], axis=2)
+    with pytest.raises(ValueError):
+        jpg.write(None, four)
+    assert jpg.write(None, four, mode="RGBA") == jpg.write(None, picture)
+    bgr = np.ascontiguousarray(picture[:, :, ::-1])
+    assert jpg.write(None, bgr, mode="BGR") == jpg.write(None, picture, mode="RGB")
+    for mode in ("L", "RGBA", "CMYK", "HSV"):
+        with pytest.raises(ValueError):
+            jpg.write(None, picture, mode=mode)
+
+
+def test_the_array_stays_as_it_was(picture):
+    before = picture.copy()
+    jpg.write(None, picture)
+    assert np.array_equal(picture, before)
+
+
+def test_file_objects_are_written(picture):
+    file = io.BytesIO()
+    assert jpg.write(file, picture) is None
+    assert file.getvalue() == jpg.write(None, picture)
