@@ -46,11 +46,11 @@ class Examples(unittest.TestCase):
         shutil.rmtree(self.folder)
 
     def decoded(self, source, name="decoded.ppm"):
-        run(JPGTOOL, "decode", source, "-o", self.folder / name)
+        run(JPGTOOL, "decode", source, "-o", self.folder / name, "--strict")
         return self.folder / name
 
     def encoded(self, source, name, *options):
-        run(JPGTOOL, "encode", source, "-o", self.folder / name, *options)
+        run(JPGTOOL, "encode", source, "-o", self.folder / name, "--strict", *options)
         return self.folder / name
 
     def test_a_picture_is_loaded(self):

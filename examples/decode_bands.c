@@ -4,6 +4,7 @@
 #include <stdlib.h>
 
 #include "jpg.h"
+#include "jpg/paths.h"
 
 /* Rows of a call. A call decodes whole rows of MCUs, which are 8 or 16 pixels high, and drops
    the rows that it wasn't asked for: only the last band may be other than a multiple of 16. */
@@ -14,17 +15,6 @@ typedef struct Band {
   uint32_t width, height, channels; /* of the picture */
   uint8_t *row;                     /* one row with red first */
 } Band;
-
-/* The library takes UTF-16 paths; for ASCII a code unit is a character. */
-static int toPath(const char *name, JpgWChar *path, size_t units) {
-  size_t i = 0;
-  for (; name[i] != '\0'; i++) {
-    if (i + 1 >= units) return 0;
-    path[i] = (JpgWChar)(unsigned char)name[i];
-  }
-  path[i] = 0;
-  return 1;
-}
 
 /* Learns the picture's size and makes room for a band. */
 static uint32_t prepare(JPGHANDLE handle, Band *band) {
@@ -89,10 +79,10 @@ static uint32_t decode(JPGHANDLE handle, const char *out) {
 }
 
 int main(int argc, char **argv) {
-  JpgWChar path[256];
+  JpgWChar path[JPG_PATH_UNITS];
   JPGHANDLE handle;
   uint32_t r;
-  if (argc != 3 || !toPath(argv[1], path, 256)) {
+  if (argc != 3 || jpgPathFromUtf8(argv[1], path) != JPG_OK) {
     fprintf(stderr, "usage: decode_bands IN.jpg OUT.ppm\n");
     return 2;
   }

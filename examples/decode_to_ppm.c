@@ -4,20 +4,10 @@
 #include <stdlib.h>
 
 #include "jpg.h"
+#include "jpg/paths.h"
 
 /* A header of a few bytes may claim thousands of millions of pixels. */
 enum { MAX_PIXELS = 100000000 };
-
-/* The library takes UTF-16 paths; for ASCII a code unit is a character. */
-static int toPath(const char *name, JpgWChar *path, size_t units) {
-  size_t i = 0;
-  for (; name[i] != '\0'; i++) {
-    if (i + 1 >= units) return 0;
-    path[i] = (JpgWChar)(unsigned char)name[i];
-  }
-  path[i] = 0;
-  return 1;
-}
 
 /* Pixels come blue first; the file wants red first. */
 static int writePicture(const char *name, uint8_t *pixels, uint32_t width, uint32_t height,
@@ -58,10 +48,10 @@ static uint32_t decode(JPGHANDLE handle, const char *out) {
 }
 
 int main(int argc, char **argv) {
-  JpgWChar path[256];
+  JpgWChar path[JPG_PATH_UNITS];
   JPGHANDLE handle;
   uint32_t r;
-  if (argc != 3 || !toPath(argv[1], path, 256)) {
+  if (argc != 3 || jpgPathFromUtf8(argv[1], path) != JPG_OK) {
     fprintf(stderr, "usage: decode_to_ppm IN.jpg OUT.ppm\n");
     return 2;
   }

@@ -1,29 +1,25 @@
 #include "support.h"
 
+#include "jpg/paths.h"
+#include "jpg/text.h"
+
 #include <stddef.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
 
-#define PATH_UNITS 256
-
-static int toPath(const char *name, JpgWChar *path) {
-  size_t i, length = strlen(name);
-  if (length >= PATH_UNITS) return 0;
-  for (i = 0; i <= length; i++) path[i] = (JpgWChar)(unsigned char)name[i];
-  return 1;
-}
-
 uint32_t openFile(const char *name, uint32_t flags, JPGHANDLE *handle) {
-  JpgWChar path[PATH_UNITS];
+  JpgWChar path[JPG_PATH_UNITS];
   *handle = NULL;
-  return toPath(name, path) ? jpgReadPrologFromFile(path, 0, 0, flags, handle) : JPG_E_OPEN_FAILED;
+  return jpgPathFromUtf8(name, path) == JPG_OK ? jpgReadPrologFromFile(path, 0, 0, flags, handle)
+                                               : JPG_E_OPEN_FAILED;
 }
 
 uint32_t createFile(const char *name, JPGHANDLE *handle) {
-  JpgWChar path[PATH_UNITS];
+  JpgWChar path[JPG_PATH_UNITS];
   *handle = NULL;
-  return toPath(name, path) ? jpgWritePrologToFile(path, 0, handle) : JPG_E_OPEN_FAILED;
+  return jpgPathFromUtf8(name, path) == JPG_OK ? jpgWritePrologToFile(path, 0, handle)
+                                               : JPG_E_OPEN_FAILED;
 }
 
 uint32_t makeRect(uint32_t width, uint32_t height, uint32_t channels, JpgRect *rect) {
@@ -77,6 +73,31 @@ uint32_t loadPnm(const char *name, JpgRect *rect) {
   return r;
 }
 
+/* Samples of a lossless picture: red first, words with the high byte first. */
+static int writeSamples(FILE *file, const JpgRect *rect) {
+  const uint8_t *bytes = (const uint8_t *)rect->bits;
+  const size_t count = (size_t)rect->width * (size_t)rect->height * (size_t)rect->channels;
+  const int wide = rect->bitsPerSample > 8;
+  size_t i;
+  for (i = 0; i < count; i++) {
+    uint16_t word = bytes[i];
+    if (wide) memcpy(&word, bytes + 2 * i, sizeof(word));
+    if (wide && fputc(word >> 8, file) == EOF) return 0;
+    if (fputc(word & 0xFF, file) == EOF) return 0;
+  }
+  return 1;
+}
+
+uint32_t saveSamples(const char *name, const JpgRect *rect) {
+  FILE *file = fopen(name, "wb");
+  int ok;
+  if (file == NULL) return JPG_E_OPEN_FAILED;
+  fprintf(file, "P%c\n%ld %ld\n%ld\n", rect->channels == 3 ? '6' : '5', (long)rect->width,
+          (long)rect->height, (1L << rect->bitsPerSample) - 1);
+  ok = writeSamples(file, rect);
+  return fclose(file) == 0 && ok ? JPG_OK : JPG_E_WRITE_FAULT;
+}
+
 uint32_t savePnm(const char *name, const JpgRect *rect) {
   const size_t width = (size_t)rect->width;
   FILE *file = fopen(name, "wb");
@@ -95,6 +116,8 @@ uint32_t savePnm(const char *name, const JpgRect *rect) {
 }
 
 int finish(const char *name, uint32_t result) {
-  if (result != JPG_OK) fprintf(stderr, "%s: error 0x%08lX\n", name, (unsigned long)result);
+  if (result != JPG_OK) {
+    fprintf(stderr, "%s: %s (0x%08lX)\n", name, jpgTextOf(result), (unsigned long)result);
+  }
   return result == JPG_OK ? 0 : 1;
 }

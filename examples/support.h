@@ -8,8 +8,7 @@
    for, it limits first. So many take up to 300 MB, which a size_t of 32 bits holds. */
 enum { MAX_PIXELS = 100000000 };
 
-/* Opens a JPEG file. The library takes UTF-16 paths; here names are ASCII, where a code unit
-   is a character. */
+/* Opens a JPEG file, whose name is UTF-8. */
 uint32_t openFile(const char *name, uint32_t flags, JPGHANDLE *handle);
 uint32_t createFile(const char *name, JPGHANDLE *handle);
 
@@ -21,6 +20,8 @@ uint32_t makeRectFor(JPGHANDLE handle, JpgRect *rect);
 /* Reads and writes a binary PGM or PPM file of 8 bits; pixels are blue first in memory. */
 uint32_t loadPnm(const char *name, JpgRect *rect);
 uint32_t savePnm(const char *name, const JpgRect *rect);
+/* Writes samples of 2 to 16 bits as a lossless picture has them: red first. */
+uint32_t saveSamples(const char *name, const JpgRect *rect);
 
 /* The end of a program: says what went wrong, if anything, and gives the exit status. */
 int finish(const char *name, uint32_t result);

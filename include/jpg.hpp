@@ -8,9 +8,7 @@
  * jpg.h:
  *
  * @code
- *   jpg::Result<jpg::Reader> reader = jpg::Reader::file("photo.jpg");
- *   if (!reader) return reader.status();
- *   jpg::Result<jpg::Picture> picture = reader->decode();
+ *   jpg::Result<jpg::Picture> picture = jpg::read("photo.jpg");
  *   if (!picture) return picture.status();
  *   show(picture->row(0), picture->layout());
  * @endcode
@@ -31,6 +29,8 @@
 #include "jpg/reader.hpp"
 #include "jpg/result.hpp"
 #include "jpg/segments.hpp"
+#include "jpg/simple.hpp"
+#include "jpg/text.h"
 #include "jpg/writer.hpp"
 
 /** The library's C++ face. */

@@ -108,9 +108,14 @@ class Picture {
   }
   /** @return the description that the library takes */
   Result<JpgRect> rect() const { return rectOver(samples(), layout_); }
+  /** @return whether it was read from a damaged file, and some rows are guessed */
+  bool damaged() const { return damaged_; }
 
  private:
+  friend class Reader;
+
   Layout layout_;
+  bool damaged_ = false;
   Buffer pixels_;
 };
 

@@ -23,6 +23,12 @@ inline namespace v0 {
 /** @name Reading
  *  @{ */
 
+/** Flags of a reader that opens and delivers whatever can be, with the more exact transform and
+    interpolated chroma: those of a reader that isn't told otherwise. */
+constexpr uint32_t kUsual = JPG_READ_ACCURATE | JPG_READ_SMOOTH | JPG_READ_LENIENT;
+/** Flags of a reader that decodes as the device does, to the bit. */
+constexpr uint32_t kStrict = 0;
+
 /** What the frame header says. */
 struct Info {
   uint32_t process = 0;    /**< one of the JPG_PROCESS_ values */
@@ -93,11 +99,11 @@ class Reader {
    * Opens a file.
    *
    * @param path  UTF-8 or UTF-16
-   * @param flags 0 or #JPG_READ_COMPLETE
+   * @param flags #kUsual, #kStrict, or as for jpgReadPrologFromFile()
    * @param range where in the file the stream lies
    * @return the reader; errors as jpgReadPrologFromFile() says
    */
-  static Result<Reader> file(const Path &path, uint32_t flags = 0, FileRange range = {}) {
+  static Result<Reader> file(const Path &path, uint32_t flags = kUsual, FileRange range = {}) {
     JPGHANDLE handle = nullptr;
     if (!path.valid()) return Status(JPG_E_OPEN_FAILED);
     const Status status(
@@ -111,10 +117,10 @@ class Reader {
    * Opens a stream in memory, which must outlive the reader.
    *
    * @param data  the stream
-   * @param flags any of #JPG_READ_COMPLETE and #JPG_READ_PARTIAL_BITSTREAM
+   * @param flags #kUsual, #kStrict, or as for jpgReadPrologFromMemory()
    * @return the reader; errors as jpgReadPrologFromMemory() says
    */
-  static Result<Reader> memory(Span<const uint8_t> data, uint32_t flags = 0) {
+  static Result<Reader> memory(Span<const uint8_t> data, uint32_t flags = kUsual) {
     JPGHANDLE handle = nullptr;
     if (data.size() > 0x7FFFFFFF) return Status(JPG_E_INVALID_PARAMETER);
     const Status status(
@@ -180,9 +186,7 @@ class Reader {
   Result<Picture> decode() {
     Result<Picture> picture = blank();
     if (!picture) return picture;
-    const Status status = decode(*picture);
-    if (!status) return status;
-    return picture;
+    return kept(std::move(picture), decode(*picture));
   }
   /** @return a black picture for decode(Picture &) and nextScan() */
   Result<Picture> blank() const { return blankOf(layout()); }
@@ -231,8 +235,7 @@ class Reader {
     if (!rect) return rect.status();
     const Status status(
         jpgReadScaleOutputToRect(handle(), &*rect, rect->height, static_cast<int32_t>(scale)));
-    if (!status) return status;
-    return picture;
+    return kept(std::move(picture), status);
   }
   /**
    * Decodes one more scan of a progressive image and the image as it then looks.
@@ -267,7 +270,7 @@ class Reader {
     const Result<Info> frame = info();
     if (!frame) return frame.status();
     const bool progressive = frame->progressive() && scale == Scale::kFull;
-    return Bitmap::make(depth, [=](void *bits, BITMAPINFO *dib) {
+    return Bitmap::make(depth, [this, progressive, scale](void *bits, BITMAPINFO *dib) {
       const int32_t lines = bits == nullptr ? 1 : dib->bmiHeader.biHeight;
       if (progressive) {
         return jpgReadProgressiveToWinDIBits(handle(), lines, bits, dib, JPG_PROGRESSIVE_ALL_SCANS);
@@ -404,6 +407,13 @@ class Reader {
   }
   Result<Layout> layoutAt(Scale scale) const {
     return scale == Scale::kFull ? layout() : layout(scale);
+  }
+  /* A picture whose rows are all there, though some of them may be guessed. */
+  static Result<Picture> kept(Result<Picture> &&picture, Status status) {
+    const bool guessed = status.code() == JPG_E_DAMAGED;
+    if (!status && !guessed) return status;
+    picture->damaged_ = guessed;
+    return std::move(picture);
   }
   static Result<Picture> blankOf(const Result<Layout> &layout) {
     if (!layout) return layout.status();

@@ -9,6 +9,7 @@
 #include <utility>
 
 #include "jpg.h"
+#include "jpg/text.h"
 
 namespace jpg {
 inline namespace v0 {
@@ -32,7 +33,7 @@ class [[nodiscard]] Status {
   /** @return whether the code says that rows may have been stored before damage was met */
   constexpr bool damaged() const {
     return code_ == JPG_E_END_OF_IMAGE || code_ == JPG_E_BAD_DC_CODE ||
-           code_ == JPG_E_BAD_AC_CODE || code_ == JPG_E_COEF_OVERFLOW;
+           code_ == JPG_E_BAD_AC_CODE || code_ == JPG_E_COEF_OVERFLOW || code_ == JPG_E_DAMAGED;
   }
   /** @return the code in words, in English; never null */
   constexpr const char *text() const;
@@ -41,38 +42,7 @@ class [[nodiscard]] Status {
   uint32_t code_ = JPG_OK;
 };
 
-constexpr const char *Status::text() const {
-  struct Text {
-    uint32_t code;
-    const char *text;
-  };
-  constexpr Text kTexts[] = {
-      {JPG_OK, "success"},
-      {JPG_NO_DATA, "nothing there to deliver"},
-      {JPG_E_FAIL, "general failure, or no rows remain"},
-      {JPG_E_INVALID_FUNCTION, "call not possible on this handle"},
-      {JPG_E_OUT_OF_MEMORY, "out of memory"},
-      {JPG_E_INVALID_HANDLE, "invalid handle or null pointer"},
-      {JPG_E_SEEK, "positioning the stream failed"},
-      {JPG_E_WRITE_FAULT, "the output accepted too few bytes"},
-      {JPG_E_INVALID_PARAMETER, "bad number, mode or range"},
-      {JPG_E_UNSUPPORTED, "valid, but not served"},
-      {JPG_E_NOT_JPEG, "not a JPEG stream, or cut off"},
-      {JPG_E_NOT_FOUND, "no such entry"},
-      {JPG_E_OPEN_FAILED, "the file could not be opened"},
-      {JPG_E_END_OF_IMAGE, "the image ended before the rows asked for"},
-      {JPG_E_BAD_DC_CODE, "damaged data: no such DC code"},
-      {JPG_E_BAD_AC_CODE, "damaged data: no such AC code"},
-      {JPG_E_COEF_OVERFLOW, "damaged data: a run leads past coefficient 63"},
-      {JPG_E_DNL_CONFLICT, "a DNL segment although the height was known"},
-      {JPG_E_BAD_SEGMENT_LENGTH, "a DRI or DNL segment of a wrong length"},
-      {JPG_E_DAMAGED, "damaged data: some of the rows are guessed"},
-  };
-  for (const Text &entry : kTexts) {
-    if (entry.code == code_) return entry.text;
-  }
-  return "unknown result code";
-}
+constexpr const char *Status::text() const { return jpgTextOf(code_); }
 
 /** A value, or the code that says why there is none. */
 template <class T>

@@ -32,7 +32,8 @@ if WINDOWS:
     PARTS |= {"bin/jpgtool.exe", "lib/libjpg.a", "include/jpg.hpp", "lib/pkgconfig/jpg.pc"}
     PARTS |= {f"include/jpg/{name}.hpp" for name in ("exif", "exifEntry", "height", "memory",
                                                      "picture", "reader", "result", "segments",
-                                                     "writer")}
+                                                     "simple", "writer")}
+    PARTS |= {"include/jpg/paths.h", "include/jpg/text.h"}
 
 # What the consumer in C calls.
 CALLS = {"jpgReadEpilog", "jpgReadPrologFromMemory", "jpgReadToRect", "jpgWriteEpilogToMemory",

@@ -402,7 +402,7 @@ TEST(ExifData, MoreThanASegmentIsTakenFromMemory) {
 // ---- Streams --------------------------------------------------------------
 
 uint32_t codeOf(const Bytes &stream) {
-  const auto reader = jpg::Reader::memory(stream);
+  const auto reader = jpg::Reader::memory(stream, jpg::kStrict);
   EXPECT_RESULT(JPG_OK, reader.code());
   return jpg::ExifData::of(reader->handle()).code();
 }
@@ -420,7 +420,7 @@ TEST(ExifData, ComesOutOfTheFirstExifSegment) {
   const Bytes stream = streamWith(segments);
   jpg::ExifData data;
   {
-    auto reader = jpg::Reader::memory(stream);
+    auto reader = jpg::Reader::memory(stream, jpg::kStrict);
     ASSERT_RESULT(JPG_OK, reader.code());
     auto read = jpg::ExifData::of(reader->handle());
     ASSERT_RESULT(JPG_OK, read.code());
@@ -463,7 +463,7 @@ TEST(ExifData, OfNothingHasNothing) {
 TEST(SegmentWalk, TellsWhereSegmentsStand) {
   const Bytes segments = StreamBuilder().segment(kCom, {1, 2, 3}).segment(kApp1 + 4, {}).bytes();
   const Bytes stream = streamWith(segments);
-  const auto reader = jpg::Reader::memory(stream);
+  const auto reader = jpg::Reader::memory(stream, jpg::kStrict);
   jpg::SegmentWalk walk(reader->handle());
   uint64_t at = 2;
   for (;;) {

@@ -20,7 +20,9 @@ jpg::Result<jpg::Bytes> write() {
 }
 
 jpg::Result<jpg::Picture> read(const jpg::Bytes &stream) {
-  return jpg::Reader::memory(stream).andThen([](jpg::Reader reader) { return reader.decode(); });
+  return jpg::Reader::memory(stream, jpg::kStrict).andThen([](jpg::Reader reader) {
+    return reader.decode();
+  });
 }
 
 }  // namespace
@@ -33,5 +35,5 @@ int main() {
   for (const uint8_t sample : picture->samples()) {
     if (sample < kGrey - 2 || sample > kGrey + 2) return 3;
   }
-  return jpg::Reader::memory({}).code() == JPG_E_INVALID_HANDLE ? 0 : 4;
+  return jpg::Reader::memory({}, jpg::kStrict).code() == JPG_E_INVALID_HANDLE ? 0 : 4;
 }

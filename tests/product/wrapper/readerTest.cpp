@@ -124,8 +124,8 @@ TEST(Reader, DecodesFromAFileAndItsPart) {
   auto reader = jpg::Reader::file(file.path().c_str(), JPG_READ_COMPLETE, range);
   ASSERT_RESULT(JPG_OK, reader.code());
   EXPECT_EQ(bytesOf(reader->decode()->samples()), sequentialPixels(stream, c));
-  EXPECT_RESULT(JPG_E_NOT_JPEG, jpg::Reader::file(file.path().c_str()).code());
-  EXPECT_RESULT(JPG_E_OPEN_FAILED, jpg::Reader::file("/no/such/file.jpg").code());
+  EXPECT_RESULT(JPG_E_NOT_JPEG, jpg::Reader::file(file.path().c_str(), jpg::kStrict).code());
+  EXPECT_RESULT(JPG_E_OPEN_FAILED, jpg::Reader::file("/no/such/file.jpg", jpg::kStrict).code());
 }
 
 TEST(Reader, DecodesProgressiveImages) {
@@ -298,7 +298,8 @@ void expectSamePicture(const TwoStreams &streams, uint32_t height) {
   const jpgtest::TempFile file(streams.open);
   for (int from = 0; from < 2; from++) {
     const auto reader = [&] {
-      return from == 0 ? open(streams.open) : std::move(*jpg::Reader::file(file.path().c_str()));
+      return from == 0 ? open(streams.open)
+                       : std::move(*jpg::Reader::file(file.path().c_str(), jpg::kStrict));
     };
     EXPECT_EQ(reader().info()->height, height);
     const auto picture = reader().decode();

@@ -20,7 +20,7 @@ constexpr uint32_t kWidth = 37, kHeight = 35;
 constexpr uint8_t kCanary = 0xA5;
 
 jpg::Reader open(const Bytes &stream) {
-  jpg::Result<jpg::Reader> reader = jpg::Reader::memory(stream);
+  jpg::Result<jpg::Reader> reader = jpg::Reader::memory(stream, jpg::kStrict);
   EXPECT_RESULT(JPG_OK, reader.code());
   return std::move(*reader);
 }

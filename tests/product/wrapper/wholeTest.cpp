@@ -46,13 +46,13 @@ TEST_F(Ownership, HandlesCanBeMovedButNotCopied) {
 TEST_F(Ownership, AReaderClosesWhatItHolds) {
   const Bytes data = stream();
   const jpgtest::TempFile file(data);
-  auto first = jpg::Reader::memory(data);
+  auto first = jpg::Reader::memory(data, jpg::kStrict);
   ASSERT_TRUE(first.ok());
   EXPECT_GT(jpg::faulty::liveBlocks(), 0U);
   jpg::Reader second = std::move(*first);
   EXPECT_RESULT(JPG_E_INVALID_HANDLE, first->decode().code());
   EXPECT_RESULT(JPG_OK, second.decode().code());
-  second = std::move(*jpg::Reader::file(file.path().c_str()));
+  second = std::move(*jpg::Reader::file(file.path().c_str(), jpg::kStrict));
   EXPECT_EQ(jpg::faulty::openFiles(), 1U);
   EXPECT_RESULT(JPG_OK, second.decode().code());
 }
@@ -88,7 +88,7 @@ TEST_F(Ownership, AnOpenThatFailsGivesItsCode) {
   for (uint32_t n = 1; n < 10; n++) {
     jpg::faulty::reset();
     jpg::faulty::arm(jpg::faulty::Operation::kAlloc, jpg::faulty::Fault::kFail, n);
-    const auto reader = jpg::Reader::memory(data);
+    const auto reader = jpg::Reader::memory(data, jpg::kStrict);
     EXPECT_EQ(reader.ok(), !jpg::faulty::faultHappened()) << n;
     EXPECT_EQ(reader->handle() != nullptr, reader.ok());
     if (reader.ok()) return;

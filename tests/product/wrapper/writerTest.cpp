@@ -62,7 +62,7 @@ TEST(Writer, LosslessSamplesComeBack) {
       EXPECT_RESULT(JPG_OK, w.setPredictor(static_cast<int32_t>(bits % 7 + 1)).code());
       ASSERT_RESULT(JPG_OK, w.encodeLossless(source).code());
       const Bytes stream = finished(std::move(w));
-      auto reader = jpg::Reader::memory(stream);
+      auto reader = jpg::Reader::memory(stream, jpg::kStrict);
       ASSERT_RESULT(JPG_OK, reader.code());
       EXPECT_TRUE(reader->info()->lossless());
       const auto picture = reader->decode();
@@ -70,7 +70,7 @@ TEST(Writer, LosslessSamplesComeBack) {
       EXPECT_EQ(picture->layout().bitsPerSample, bits);
       EXPECT_EQ(bytesOf(picture->samples()), bytesOf(source.samples()));
 
-      auto again = jpg::Reader::memory(stream);
+      auto again = jpg::Reader::memory(stream, jpg::kStrict);
       auto bands = again->bands(16);
       Bytes rows;
       for (auto band = bands->next(); band.ok(); band = bands->next()) {
@@ -197,7 +197,7 @@ TEST(Writer, PiecesMakeThePictureAgain) {
   jpg::MemoryWriter whole = writer();
   ASSERT_RESULT(JPG_OK, whole.encode(source).code());
   const Bytes stream = finished(std::move(whole));
-  const auto expected = jpg::Reader::memory(stream)->decode();
+  const auto expected = jpg::Reader::memory(stream, jpg::kStrict)->decode();
 
   auto reader = jpg::Reader::memory(*first, JPG_READ_PARTIAL_BITSTREAM);
   ASSERT_RESULT(JPG_OK, reader.code());
@@ -220,7 +220,7 @@ TEST(Writer, EncodesABitmap) {
   jpg::MemoryWriter w = writer();
   ASSERT_RESULT(JPG_OK, w.encode(info, bits.data(), 8).code());
   const Bytes stream = finished(std::move(w));
-  const auto picture = jpg::Reader::memory(stream)->decode();
+  const auto picture = jpg::Reader::memory(stream, jpg::kStrict)->decode();
   ASSERT_RESULT(JPG_OK, picture.code());
   for (const uint8_t v : picture->samples()) EXPECT_NEAR(v, 200, 2);
 }
