@@ -7,8 +7,10 @@ if(JPG_DPKG_DEB AND CMAKE_SYSTEM_NAME STREQUAL Linux)
   list(APPEND CPACK_GENERATOR DEB)
 endif()
 set(CPACK_PACKAGE_NAME jpg)
-set(CPACK_PACKAGE_VENDOR "The jpg developers")
-set(CPACK_PACKAGE_CONTACT "The jpg developers <jpg@localhost>")
+set(JPG_MAINTAINER "The jpg authors <jpg@jpg.invalid>" CACHE STRING "Whom packages name")
+set(CPACK_PACKAGE_VENDOR "the jpg authors")
+set(CPACK_PACKAGE_CONTACT "${JPG_MAINTAINER}")
+set(CPACK_RESOURCE_FILE_LICENSE ${PROJECT_SOURCE_DIR}/LICENSE)
 set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "JPEG codec library with a flat C interface")
 set(JPG_PACKAGE_SYSTEM ${CMAKE_SYSTEM_NAME}-${CMAKE_SYSTEM_PROCESSOR})
 if(JPG_DEVICE)
@@ -44,8 +46,24 @@ set(CPACK_DEBIAN_DEV_PACKAGE_DEPENDS
 set(CPACK_DEBIAN_TOOL_PACKAGE_NAME jpgtool)
 set(CPACK_DEBIAN_TOOL_PACKAGE_SECTION graphics)
 set(CPACK_DEBIAN_TOOL_PACKAGE_DEPENDS "libc6, libstdc++6, libgcc-s1")
-set(CPACK_COMPONENT_LIBRARY_DESCRIPTION "JPEG codec library: the shared library")
-set(CPACK_COMPONENT_DEV_DESCRIPTION "JPEG codec library: headers and static library")
-set(CPACK_COMPONENT_TOOL_DESCRIPTION "Decodes, encodes and describes JPEG files")
+set(JPG_ABOUT "It decodes baseline, extended, progressive and lossless JPEG with little
+ memory and the same bits on every machine, and encodes baseline and lossless
+ JPEG.")
+foreach(pair "LIBRARY:JPEG codec library - shared library"
+             "DEV:JPEG codec library - development files"
+             "TOOL:decoder, encoder and inspector of JPEG files")
+  string(REPLACE ":" ";" pair ${pair})
+  list(GET pair 0 component)
+  list(GET pair 1 about)
+  set(CPACK_COMPONENT_${component}_DESCRIPTION "${about}\n${JPG_ABOUT}")
+endforeach()
+set(CPACK_DEBIAN_LIBRARY_PACKAGE_PRIORITY optional)
+
+# Two builds of a commit are the same.
+set(CPACK_DEBIAN_COMPRESSION_TYPE xz)
+set(CPACK_THREADS 1)
+if(JPG_DEBIAN)
+  include(${CMAKE_CURRENT_LIST_DIR}/debian.cmake)
+endif()
 
 include(CPack)

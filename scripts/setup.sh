@@ -38,7 +38,17 @@ done
 
 echo "Installing: ${missing[*]}" >&2
 run=()
-[ "$(id -u)" -eq 0 ] || run=(sudo)
+if ! command -v apt-get >/dev/null; then
+  echo "setup.sh: this is no Debian machine; install what these packages have: ${missing[*]}" >&2
+  exit 1
+fi
+if [ "$(id -u)" -ne 0 ]; then
+  if ! command -v sudo >/dev/null; then
+    echo "setup.sh: not root, and there is no sudo; as root: apt-get install ${missing[*]}" >&2
+    exit 1
+  fi
+  run=(sudo)
+fi
 export DEBIAN_FRONTEND=noninteractive
 "${run[@]}" apt-get update -qq
 "${run[@]}" apt-get install -y -qq --no-install-recommends "${missing[@]}" >/dev/null

@@ -106,7 +106,10 @@ class Packages(unittest.TestCase):
         for page in ("README.md", "docs/guides/reading.md", "examples/decode_to_ppm.c"):
             self.assertIn(f"./usr/share/doc/jpg/{page}", dev)
         self.assertEqual({name for name in tool if not name.endswith("/")},
-                         {"./usr/bin/jpgtool", "./usr/share/man/man1/jpgtool.1"})
+                         {"./usr/bin/jpgtool", "./usr/share/man/man1/jpgtool.1",
+                          "./usr/share/bash-completion/completions/jpgtool",
+                          "./usr/share/zsh/vendor-completions/_jpgtool",
+                          "./usr/share/fish/vendor_completions.d/jpgtool.fish"})
 
     def test_debian_packages_depend_on_each_other_and_run_no_scripts(self):
         fields = run("dpkg-deb", "-f", package("libjpg-dev"), "Depends")
@@ -126,7 +129,8 @@ class Packages(unittest.TestCase):
             names = {name.split("/", 1)[1] for name in archive.namelist()}
         for header in HEADERS:
             self.assertIn(f"include/{header}", names)
-        for part in ("bin/jpgtool", "share/man/man1/jpgtool.1", "share/doc/jpg/README.md"):
+        for part in ("bin/jpgtool", "share/man/man1/jpgtool.1", "share/doc/jpg/README.md",
+                     "share/doc/jpg/LICENSE"):
             self.assertIn(part, names)
         for part in ("/libjpg.a", "/libjpg.so", "/pkgconfig/jpg.pc", "/jpgConfig.cmake"):
             self.assertTrue(any(name.endswith(part) for name in names), part)
