@@ -3,6 +3,7 @@
 #include <stdio.h>
 #include <stdlib.h>
 
+#include "jpg/paths.h"
 #include "support.h"
 
 /* First without bits: the library describes the bitmap. Then with room for its rows. */
@@ -37,7 +38,7 @@ int main(int argc, char **argv) {
     fprintf(stderr, "usage: decode_to_dib IN.jpg OUT.dib\n");
     return 2;
   }
-  r = openFile(argv[1], 0, &handle);
+  r = jpgReadPrologFromUtf8(argv[1], 0, &handle);
   if (r == JPG_OK) r = decode(handle, &info, &bits, &size);
   if (r == JPG_OK) r = save(argv[2], bits, size);
   jpgReadEpilog(handle);

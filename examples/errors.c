@@ -3,6 +3,7 @@
 #include <stdio.h>
 #include <stdlib.h>
 
+#include "jpg/paths.h"
 #include "support.h"
 
 /* What to do about a code. Most other codes mean a mistake of the caller. */
@@ -30,8 +31,8 @@ static const char *advice(uint32_t r) {
 
 /* A file without an end marker is refused, unless the caller says that it wants it. */
 static uint32_t openWhatThereIs(const char *name, JPGHANDLE *handle) {
-  const uint32_t r = openFile(name, 0, handle);
-  return r == JPG_E_NOT_JPEG ? openFile(name, JPG_READ_COMPLETE, handle) : r;
+  const uint32_t r = jpgReadPrologFromUtf8(name, 0, handle);
+  return r == JPG_E_NOT_JPEG ? jpgReadPrologFromUtf8(name, JPG_READ_COMPLETE, handle) : r;
 }
 
 int main(int argc, char **argv) {

@@ -3,13 +3,14 @@
 #include <stdio.h>
 #include <stdlib.h>
 
+#include "jpg/paths.h"
 #include "support.h"
 
 /* Predictor 4 is left + above - above left. */
 static uint32_t writeFile(const char *name, const JpgRect *rect) {
   JPGHANDLE handle;
   uint32_t closed;
-  uint32_t r = createFile(name, &handle);
+  uint32_t r = jpgWritePrologToUtf8(name, 0, &handle);
   if (r != JPG_OK) return r;
   r = jpgWriteSetSpatialPredictor(handle, 4);
   if (r == JPG_OK) r = jpgWriteSpatialFromRect(handle, rect, (uint32_t)rect->height);
@@ -31,7 +32,7 @@ static int fits(JPGHANDLE handle, const JpgRect *rect) {
 
 static uint32_t readFile(const char *name, const JpgRect *rect) {
   JPGHANDLE handle;
-  uint32_t r = openFile(name, 0, &handle);
+  uint32_t r = jpgReadPrologFromUtf8(name, 0, &handle);
   if (r != JPG_OK) return r;
   r = JPG_E_INVALID_PARAMETER;
   if (fits(handle, rect)) r = jpgReadSpatialToRect(handle, rect, rect->height);

@@ -3,6 +3,7 @@
 #include <stdio.h>
 #include <stdlib.h>
 
+#include "jpg/paths.h"
 #include "support.h"
 
 static uint32_t preview(JPGHANDLE handle, JpgRect *rect) {
@@ -22,7 +23,7 @@ int main(int argc, char **argv) {
     fprintf(stderr, "usage: preview IN.jpg OUT.ppm\n");
     return 2;
   }
-  r = openFile(argv[1], 0, &handle);
+  r = jpgReadPrologFromUtf8(argv[1], 0, &handle);
   if (r == JPG_OK) r = preview(handle, &rect);
   if (r == JPG_OK) r = savePnm(argv[2], &rect);
   jpgReadEpilog(handle); /* a null handle is only refused */

@@ -3,6 +3,7 @@
 #include <stdio.h>
 #include <stdlib.h>
 
+#include "jpg/paths.h"
 #include "support.h"
 
 static uint32_t show(const char *prefix, int scan, const JpgRect *rect) {
@@ -34,7 +35,7 @@ int main(int argc, char **argv) {
     fprintf(stderr, "usage: progressive IN.jpg OUT\n");
     return 2;
   }
-  r = openFile(argv[1], 0, &handle);
+  r = jpgReadPrologFromUtf8(argv[1], 0, &handle);
   if (r == JPG_OK) r = makeRectFor(handle, &rect);
   if (r == JPG_OK) r = grow(handle, &rect, argv[2]);
   jpgReadEpilog(handle);

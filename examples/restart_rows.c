@@ -4,6 +4,7 @@
 #include <stdio.h>
 #include <stdlib.h>
 
+#include "jpg/paths.h"
 #include "support.h"
 
 #define MCU_ROWS 16
@@ -34,7 +35,7 @@ int main(int argc, char **argv) {
     fprintf(stderr, "usage: restart_rows IN.jpg INTERVAL OUT.ppm\n");
     return 2;
   }
-  r = openFile(argv[1], 0, &handle);
+  r = jpgReadPrologFromUtf8(argv[1], 0, &handle);
   if (r == JPG_OK) r = makeRows(handle, &rect);
   if (r == JPG_OK) r = decodeFrom(handle, (int32_t)strtol(argv[2], NULL, 10), &rect);
   if (r == JPG_OK) r = savePnm(argv[3], &rect);

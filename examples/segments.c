@@ -1,6 +1,7 @@
 /* Lists the marker segments of a JPEG file and its comments: segments IN.jpg */
 #include <stdio.h>
 
+#include "jpg/paths.h"
 #include "support.h"
 
 #define MARKER_COM 0xFFFE
@@ -37,7 +38,7 @@ int main(int argc, char **argv) {
     fprintf(stderr, "usage: segments IN.jpg\n");
     return 2;
   }
-  r = openFile(argv[1], 0, &handle);
+  r = jpgReadPrologFromUtf8(argv[1], 0, &handle);
   if (r == JPG_OK) r = list(handle);
   jpgReadEpilog(handle);
   return finish(argv[1], r);

@@ -1,26 +1,11 @@
 #include "support.h"
 
-#include "jpg/paths.h"
 #include "jpg/text.h"
 
 #include <stddef.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
-
-uint32_t openFile(const char *name, uint32_t flags, JPGHANDLE *handle) {
-  JpgWChar path[JPG_PATH_UNITS];
-  *handle = NULL;
-  return jpgPathFromUtf8(name, path) == JPG_OK ? jpgReadPrologFromFile(path, 0, 0, flags, handle)
-                                               : JPG_E_OPEN_FAILED;
-}
-
-uint32_t createFile(const char *name, JPGHANDLE *handle) {
-  JpgWChar path[JPG_PATH_UNITS];
-  *handle = NULL;
-  return jpgPathFromUtf8(name, path) == JPG_OK ? jpgWritePrologToFile(path, 0, handle)
-                                               : JPG_E_OPEN_FAILED;
-}
 
 uint32_t makeRect(uint32_t width, uint32_t height, uint32_t channels, JpgRect *rect) {
   memset(rect, 0, sizeof(*rect));

@@ -1,4 +1,4 @@
-/* Shared by the examples: paths, and PGM and PPM files. */
+/* Shared by the examples: memory for pictures, and PGM and PPM files. */
 #ifndef JPG_EXAMPLES_SUPPORT_H
 #define JPG_EXAMPLES_SUPPORT_H
 
@@ -7,10 +7,6 @@
 /* A header of a few bytes may claim thousands of millions of pixels: what a program makes room
    for, it limits first. So many take up to 300 MB, which a size_t of 32 bits holds. */
 enum { MAX_PIXELS = 100000000 };
-
-/* Opens a JPEG file, whose name is UTF-8. */
-uint32_t openFile(const char *name, uint32_t flags, JPGHANDLE *handle);
-uint32_t createFile(const char *name, JPGHANDLE *handle);
 
 /* Describes memory for a picture of 8-bit samples and gets it. The caller frees `bits`. */
 uint32_t makeRect(uint32_t width, uint32_t height, uint32_t channels, JpgRect *rect);

@@ -3,6 +3,7 @@
 #include <stdio.h>
 #include <stdlib.h>
 
+#include "jpg/paths.h"
 #include "support.h"
 
 /* A bitmap's header with room for any colour table. */
@@ -32,7 +33,7 @@ static uint32_t decode(JPGEXIFHANDLE exif, void **bits, JpgRect *rect) {
 /* The attributes are a copy: the file is closed ahead of them. */
 static uint32_t openThumbnail(const char *name, JPGEXIFHANDLE *exif) {
   JPGHANDLE handle;
-  uint32_t r = openFile(name, 0, &handle);
+  uint32_t r = jpgReadPrologFromUtf8(name, 0, &handle);
   if (r != JPG_OK) return r;
   r = jpgReadExifReadAttributeProlog(handle, exif);
   jpgReadEpilog(handle);

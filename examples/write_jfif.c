@@ -2,6 +2,7 @@
 #include <stdio.h>
 #include <stdlib.h>
 
+#include "jpg/paths.h"
 #include "support.h"
 
 /* The segment of ITU-T T.871 10.1. */
@@ -24,7 +25,7 @@ static uint32_t encode(JPGHANDLE handle, const JpgRect *rect) {
 static uint32_t writeFile(const char *name, const JpgRect *rect) {
   JPGHANDLE handle;
   uint32_t closed;
-  uint32_t r = createFile(name, &handle);
+  uint32_t r = jpgWritePrologToUtf8(name, 0, &handle);
   if (r != JPG_OK) return r;
   r = encode(handle, rect);
   closed = jpgWriteEpilogToFile(handle);

@@ -4,6 +4,7 @@
 #include <stdlib.h>
 #include <string.h>
 
+#include "jpg/paths.h"
 #include "support.h"
 
 /* "Exif", a TIFF header, an empty 0th directory and a 1st one with the length of a JPEG thumbnail
@@ -44,7 +45,7 @@ static uint32_t writeExif(JPGHANDLE handle, const void *thumbnail, uint32_t size
 static uint32_t writeFile(const char *name, const JpgRect *rect, const void *small, uint32_t size) {
   JPGHANDLE handle;
   uint32_t closed;
-  uint32_t r = createFile(name, &handle);
+  uint32_t r = jpgWritePrologToUtf8(name, 0, &handle);
   if (r != JPG_OK) return r;
   r = writeExif(handle, small, size);
   if (r == JPG_OK) r = jpgWriteFromRect(handle, rect, (uint32_t)rect->height);

@@ -267,8 +267,8 @@ typedef struct tagBITMAPINFO {
  *  Example (examples/errors.c, openWhatThereIs):
  *  @code
  *  static uint32_t openWhatThereIs(const char *name, JPGHANDLE *handle) {
- *    const uint32_t r = openFile(name, 0, handle);
- *    return r == JPG_E_NOT_JPEG ? openFile(name, JPG_READ_COMPLETE, handle) : r;
+ *    const uint32_t r = jpgReadPrologFromUtf8(name, 0, handle);
+ *    return r == JPG_E_NOT_JPEG ? jpgReadPrologFromUtf8(name, JPG_READ_COMPLETE, handle) : r;
  *  }
  *  @endcode
  *  @{ */
@@ -653,7 +653,7 @@ JPG_API uint32_t JPG_CALL jpgReadSetPartialBitstream(JPGHANDLE handle, const voi
  *  @code
  *  static uint32_t readFile(const char *name, const JpgRect *rect) {
  *    JPGHANDLE handle;
- *    uint32_t r = openFile(name, 0, &handle);
+ *    uint32_t r = jpgReadPrologFromUtf8(name, 0, &handle);
  *    if (r != JPG_OK) return r;
  *    r = JPG_E_INVALID_PARAMETER;
  *    if (fits(handle, rect)) r = jpgReadSpatialToRect(handle, rect, rect->height);
@@ -860,7 +860,7 @@ JPG_API uint32_t JPG_CALL jpgReadSpatialToRect(JPGHANDLE handle, const JpgRect *
  *  static uint32_t writeFile(const char *name, const JpgRect *rect) {
  *    JPGHANDLE handle;
  *    uint32_t closed;
- *    uint32_t r = createFile(name, &handle);
+ *    uint32_t r = jpgWritePrologToUtf8(name, 0, &handle);
  *    if (r != JPG_OK) return r;
  *    r = encode(handle, rect);
  *    closed = jpgWriteEpilogToFile(handle);
@@ -1197,7 +1197,7 @@ JPG_API uint32_t JPG_CALL jpgWriteWriteMarkerSegment(JPGHANDLE handle, uint32_t 
  *  static uint32_t writeFile(const char *name, const JpgRect *rect) {
  *    JPGHANDLE handle;
  *    uint32_t closed;
- *    uint32_t r = createFile(name, &handle);
+ *    uint32_t r = jpgWritePrologToUtf8(name, 0, &handle);
  *    if (r != JPG_OK) return r;
  *    r = jpgWriteSetSpatialPredictor(handle, 4);
  *    if (r == JPG_OK) r = jpgWriteSpatialFromRect(handle, rect, (uint32_t)rect->height);
@@ -1398,7 +1398,7 @@ JPG_API uint32_t JPG_CALL jpgWriteFromWinDIBits(JPGHANDLE handle, int32_t lines,
  *  @code
  *  static uint32_t openThumbnail(const char *name, JPGEXIFHANDLE *exif) {
  *    JPGHANDLE handle;
- *    uint32_t r = openFile(name, 0, &handle);
+ *    uint32_t r = jpgReadPrologFromUtf8(name, 0, &handle);
  *    if (r != JPG_OK) return r;
  *    r = jpgReadExifReadAttributeProlog(handle, exif);
  *    jpgReadEpilog(handle);

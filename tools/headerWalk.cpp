@@ -85,6 +85,22 @@ std::string frameTrouble(const FrameHeader &frame) {
   return "";
 }
 
+// Of all blocks of a frame.
+uint64_t coefficientBytes(const FrameHeader &frame) {
+  constexpr uint64_t kBytes = 2;  // of a coefficient
+  uint64_t h = 1, v = 1, blocks = 0;
+  const bool single = frame.components.size() == 1;  // counts as 1 x 1
+  for (const Component &c : frame.components) {
+    const uint64_t ch = single ? 1 : c.h, cv = single ? 1 : c.v;
+    h = std::max(h, ch);
+    v = std::max(v, cv);
+    blocks += ch * cv;
+  }
+  const uint64_t mcus =
+      (frame.width + 8 * h - 1) / (8 * h) * ((frame.height + 8 * v - 1) / (8 * v));
+  return mcus * blocks * 64 * kBytes;
+}
+
 }  // namespace
 
 HeaderWalk walkHeader(const Input &input) {
@@ -115,20 +131,23 @@ std::string whyRefused(const Input &input, uint32_t flags, uint32_t code) {
   return wantsEnd ? "no end marker (FF D9); --no-eoi opens such files" : "";
 }
 
-uint64_t frameMemory(const FrameHeader &frame) {
-  if (frame.marker != marker::kSof2) return 0;
-  constexpr uint64_t kBytes = 2;  // of a coefficient
-  uint64_t h = 1, v = 1, blocks = 0;
-  const bool single = frame.components.size() == 1;  // counts as 1 x 1
-  for (const Component &c : frame.components) {
-    const uint64_t ch = single ? 1 : c.h, cv = single ? 1 : c.v;
-    h = std::max(h, ch);
-    v = std::max(v, cv);
-    blocks += ch * cv;
+uint64_t openingMemory(const Input &input) {
+  const FileSegments stream(input);
+  const Headers headers = headersOf(input);
+  uint64_t most = 0;
+  size_t inScan = 0;
+  FileSegment segment;
+  if (!headers.segments.empty() && stream.at(headers.segments.back().offset, &segment) == JPG_OK &&
+      segment.marker == marker::kSos && segment.size > 0) {
+    inScan = segment.data[0];
   }
-  const uint64_t mcus =
-      (frame.width + 8 * h - 1) / (8 * h) * ((frame.height + 8 * v - 1) / (8 * v));
-  return mcus * blocks * 64 * kBytes;
+  for (const Segment &s : headers.segments) {
+    if (!isFrame(s.marker) || stream.at(s.offset, &segment) != JPG_OK) continue;
+    const FrameHeader frame = frameOf(segment, s.offset);
+    const bool apart = s.marker < marker::kSof2 && inScan < frame.components.size();
+    if (s.marker == marker::kSof2 || apart) most = std::max(most, coefficientBytes(frame));
+  }
+  return most;
 }
 
 }  // namespace jpgtool

@@ -31,9 +31,11 @@ HeaderWalk walkHeader(const Input &input);
 // doesn't show it.
 std::string whyRefused(const Input &input, uint32_t flags, uint32_t code);
 
-// Bytes that the library keeps for a frame between calls: the coefficients of a progressive
-// picture; 0 for others, which need next to nothing.
-uint64_t frameMemory(const FrameHeader &frame);
+// Bytes that the library keeps between calls for the frames ahead of the first scan, at most: the
+// coefficients of a progressive picture, or of one whose first scan lacks a component; 0 for
+// others, which need next to nothing. What stands between segments is passed over, as a lenient
+// reader does.
+uint64_t openingMemory(const Input &input);
 
 }  // namespace jpgtool
 

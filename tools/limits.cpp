@@ -60,10 +60,7 @@ uint32_t checkMemory(const Limits &limits, uint64_t bytes, std::string *why) {
 }
 
 uint32_t checkOpening(const Limits &limits, const Input &input, std::string *why) {
-  for (const FrameHeader &frame : walkHeader(input).frames) {
-    if (const uint32_t r = checkMemory(limits, frameMemory(frame), why); r != JPG_OK) return r;
-  }
-  return JPG_OK;
+  return checkMemory(limits, openingMemory(input), why);
 }
 
 }  // namespace jpgtool

@@ -43,8 +43,7 @@ uint32_t readThumbnail(JPGEXIFHANDLE exif, const Limits &limits, Dib *dib, std::
   uint32_t r = jpgExifReadThumbnailToWinDIBits(exif, nullptr, dib->bmi());
   if (r == JPG_OK) r = checkDib(limits, dib, why);
   if (r == JPG_OK) r = dib->allocate();
-  if (r == JPG_OK) r = jpgExifReadThumbnailToWinDIBits(exif, dib->bits(), dib->bmi());
-  return r == kDamagedCode ? JPG_OK : r;
+  return r == JPG_OK ? jpgExifReadThumbnailToWinDIBits(exif, dib->bits(), dib->bmi()) : r;
 }
 
 int failThumbnail(const std::string &file, uint32_t r) {
@@ -53,17 +52,27 @@ int failThumbnail(const std::string &file, uint32_t r) {
   return fail(file, r);
 }
 
+// Writes a thumbnail, and says if it is damaged.
+int finishThumbnail(const ThumbnailJob &job, const Dib &dib, uint32_t r) {
+  const int status = saveBitmap(dib, job.out);
+  if (status != kExitOk || r == JPG_OK) return status;
+  fail(job.in, std::string("thumbnail: ") + meaningOf(r), r);
+  return kExitDamaged;
+}
+
+bool isDelivered(uint32_t r) { return r == JPG_OK || r == kDamagedCode; }
+
 int saveThumbnail(const ThumbnailJob &job, JPGEXIFHANDLE exif) {
   std::string why;
   Dib color(job.bits != 0 ? job.bits : 24);
   uint32_t r = readThumbnail(exif, job.limits, &color, &why);
-  if (r == JPG_OK) return saveBitmap(color, job.out);
+  if (isDelivered(r)) return finishThumbnail(job, color, r);
   if (!why.empty()) return fail(job.in, "thumbnail: " + why, r);
   if (r != JPG_E_UNSUPPORTED || job.bits != 0) return failThumbnail(job.in, r);
   Dib gray(8);
   r = readThumbnail(exif, job.limits, &gray, &why);
   if (!why.empty()) return fail(job.in, "thumbnail: " + why, r);
-  return r == JPG_OK ? saveBitmap(gray, job.out) : failThumbnail(job.in, r);
+  return isDelivered(r) ? finishThumbnail(job, gray, r) : failThumbnail(job.in, r);
 }
 
 }  // namespace

@@ -3,10 +3,8 @@
  * @brief File names in UTF-8 to the library's UTF-16 paths and back: for C and C++, header only.
  *
  * @code
- *   JpgWChar path[JPG_PATH_UNITS];
  *   JPGHANDLE h;
- *   uint32_t r = jpgPathFromUtf8(argv[1], path);
- *   if (r == JPG_OK) r = jpgReadPrologFromFile(path, 0, 0, 0, &h);
+ *   uint32_t r = jpgReadPrologFromUtf8(argv[1], 0, &h);
  * @endcode
  */
 #ifndef JPG_PATHS_H
@@ -23,10 +21,14 @@
 
 /** @def JPG_PATHS_CAST
  *  A conversion, in the form that either language wants. */
+/** @def JPG_PATHS_NULL
+ *  A null pointer, likewise. */
 #if defined(__cplusplus)
 #define JPG_PATHS_CAST(type, value) static_cast<type>(value)
+#define JPG_PATHS_NULL nullptr
 #else
 #define JPG_PATHS_CAST(type, value) ((type)(value))
+#define JPG_PATHS_NULL NULL
 #endif
 
 /* One code point of valid UTF-8: shortest form, no surrogates. Bytes taken, 0 for anything else. */
@@ -104,6 +106,36 @@ static inline uint32_t jpgPathToUtf8(const JpgWChar *path, char *name) {
   if (i == JPG_PATH_UNITS) n = 0;
   name[n] = '\0';
   return n != 0 ? JPG_OK : JPG_E_OPEN_FAILED;
+}
+
+/**
+ * Opens a file for reading by its name in UTF-8.
+ *
+ * @param name   zero-terminated UTF-8
+ * @param flags  as for jpgReadPrologFromFile()
+ * @param handle receives the handle, null on failure
+ * @return as jpgPathFromUtf8() and jpgReadPrologFromFile() say
+ */
+static inline uint32_t jpgReadPrologFromUtf8(const char *name, uint32_t flags, JPGHANDLE *handle) {
+  JpgWChar path[JPG_PATH_UNITS];
+  const uint32_t r = jpgPathFromUtf8(name, path);
+  *handle = JPG_PATHS_NULL;
+  return r == JPG_OK ? jpgReadPrologFromFile(path, 0, 0, flags, handle) : r;
+}
+
+/**
+ * Creates a file by its name in UTF-8, or empties it.
+ *
+ * @param name   zero-terminated UTF-8
+ * @param flags  as for jpgWritePrologToFile()
+ * @param handle receives the handle, null on failure
+ * @return as jpgPathFromUtf8() and jpgWritePrologToFile() say
+ */
+static inline uint32_t jpgWritePrologToUtf8(const char *name, uint32_t flags, JPGHANDLE *handle) {
+  JpgWChar path[JPG_PATH_UNITS];
+  const uint32_t r = jpgPathFromUtf8(name, path);
+  *handle = JPG_PATHS_NULL;
+  return r == JPG_OK ? jpgWritePrologToFile(path, flags, handle) : r;
 }
 
 #endif /* JPG_PATHS_H */

@@ -191,6 +191,16 @@ class Limits(Tool):
             with self.subTest(words):
                 self.refused(1, "bytes of memory, more than --max-memory 2147483648", *words)
 
+    def test_memory_is_counted_whatever_stands_between_the_segments(self):
+        with open(SAMPLE, "rb") as file:
+            data = bytearray(file.read())
+        frame = data.index(b"\xff\xc0")
+        data[frame + 1] = 0xC2  # progressive: 40 x 30 MCUs of 6 blocks of 64 coefficients of 2 bytes
+        for between in (b"", b"\xff", b"\0\1\2"):
+            odd = self.write("o.jpg", data[:frame] + between + data[frame:])
+            self.refused(1, "it takes 921600 bytes of memory, more than --max-memory 921599", "decode",
+                         odd, "-o", self.path("x.ppm"), "--max-memory", "921599")
+
     def test_pictures_to_encode_have_limits_too(self):
         out = self.path("x.jpg")
         grey = self.write("g.pgm", b"P5\n6 7\n255\n" + bytes(42))
