@@ -19,7 +19,8 @@ function(jpg_zip source target)
                   COMMAND_ERROR_IS_FATAL ANY)
 endfunction()
 
-foreach(pair library:${JPG_DEBIAN_LIBRARY} dev:libjpg-dev tool:jpgtool)
+foreach(pair library:${JPG_DEBIAN_LIBRARY} dev:libjpg-dev tool:jpgtool
+             python:python3-jpg)
   string(REPLACE ":" ";" pair ${pair})
   list(GET pair 0 component)
   list(GET pair 1 package)
@@ -45,6 +46,14 @@ endforeach()
 string(REPLACE "#MINVER#" "" text "${text}")
 string(REPLACE "${JPG_DEBIAN_LIBRARY} \n" "${JPG_DEBIAN_LIBRARY} #MINVER#\n" text "${text}")
 file(WRITE ${PROJECT_BINARY_DIR}/package/symbols "${text}")
+
+list(APPEND CPACK_COMPONENTS_ALL python)
+set(CPACK_COMPONENT_PYTHON_DESCRIPTION "JPEG pictures to and from numpy arrays\n${JPG_ABOUT}")
+set(CPACK_DEBIAN_PYTHON_PACKAGE_NAME python3-jpg)
+set(CPACK_DEBIAN_PYTHON_PACKAGE_SECTION python)
+set(CPACK_DEBIAN_PYTHON_PACKAGE_DEPENDS
+    "python3 (>= 3.9), python3-numpy, ${JPG_DEBIAN_LIBRARY} (= ${PROJECT_VERSION})")
+set(CPACK_DEBIAN_PYTHON_PACKAGE_SHLIBDEPS ON)
 
 set(CPACK_DEBIAN_LIBRARY_PACKAGE_SHLIBDEPS ON)
 set(CPACK_DEBIAN_TOOL_PACKAGE_SHLIBDEPS ON)

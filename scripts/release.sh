@@ -57,7 +57,7 @@ for turn in 1 2; do
   tar -xzf "$out/jpg-$version.tar.gz" -C "$work"
   # Both in the same place, as a builder of packages would.
   (cd "$work/jpg-$version" && cmake --preset debian >/dev/null &&
-    cmake --build --preset debian --target jpg jpg_static jpgtool >/dev/null &&
+    cmake --build --preset debian --target jpg jpg_static jpgtool jpg_order >/dev/null &&
     cpack --config build/debian/CPackConfig.cmake -G DEB -B "$work/$turn" >/dev/null)
   rm -rf "${work:?}/jpg-$version"
 done

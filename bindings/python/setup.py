@@ -1,4 +1,4 @@
-"""The helper in C beside what pyproject.toml says; without a compiler it is left out."""
+"""The routine in C beside what pyproject.toml says; without a compiler it is left out."""
 
 from setuptools import Extension, setup
 

@@ -171,7 +171,7 @@ lib = _load()
 
 
 def _load_order() -> Optional[Any]:
-    """The compiled helper beside this module or beside the library; None where it wasn't built."""
+    """The compiled routine beside this module or beside the library; None where it wasn't built."""
     for folder in (os.path.dirname(os.path.abspath(__file__)), os.path.dirname(lib._name)):
         for name in sorted(glob.glob(os.path.join(folder, "_order*"))):
             if name.endswith((".so", ".pyd", ".dll", ".dylib")):

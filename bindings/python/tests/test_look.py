@@ -115,14 +115,14 @@ def test_names_are_bytes_of_any_length(tmp_path, sample):
         assert jpg.info(folder / name).width == 640
 
 
-def test_the_order_is_turned_with_and_without_the_helper(picture, monkeypatch):
-    helper = _library._swap
-    assert helper is not None, "the helper isn't beside the library"
+def test_the_order_is_turned_with_and_without_the_compiled_routine(picture, monkeypatch):
+    routine = _library._swap
+    assert routine is not None, "the routine isn't beside the library"
     for width in range(1, 70):
         pixels = np.ascontiguousarray(picture[:, :width % 53 + 1])
         swapped, plain = pixels.copy(), pixels.copy()
         _library.swap_order(swapped)
         monkeypatch.setattr(_library, "_swap", None)
         _library.swap_order(plain)
-        monkeypatch.setattr(_library, "_swap", helper)
+        monkeypatch.setattr(_library, "_swap", routine)
         assert np.array_equal(swapped, pixels[:, :, ::-1]) and np.array_equal(plain, swapped)
