@@ -36,7 +36,7 @@ def ours(path):
         info = jpg.info(path)
         served = info.process != "lossless" and info.precision == 8 and info.components in (1, 3)
         large = min(info.width, info.height) >= LEAST_SIDE
-        return jpg.read(path) if served and large else None
+        return jpg.read(path, orient=False, strict=True) if served and large else None
     except jpg.JpgError:
         return None
 
