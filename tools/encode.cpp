@@ -1,5 +1,6 @@
 // jpgtool encode
 #include <algorithm>
+#include <cstring>
 
 #include "commands.h"
 #include "encodeOptions.h"
@@ -161,6 +162,12 @@ class RowShaper {
   const PixelFormat &format() const { return to_; }
 
   void shape(const uint8_t *row, uint8_t *out) const {
+    const bool bytesAsTheyAre = from_.maxValue == 255 && !grey_;
+    if (bytesAsTheyAre && to_.blueFirst) return reverse(row, out);
+    if (bytesAsTheyAre || (lossless_ && !grey_)) {
+      std::memcpy(out, row, rowBytes(to_));
+      return;
+    }
     const uint32_t bytes = sampleBytes(to_), channels = to_.channels;
     for (size_t x = 0; x < from_.width; x++) {
       for (uint32_t k = 0; k < channels; k++, out += bytes) {
@@ -173,6 +180,13 @@ class RowShaper {
   }
 
  private:
+  void reverse(const uint8_t *row, uint8_t *out) const {
+    for (size_t i = 0; i < size_t{3} * from_.width; i += 3) {
+      out[i] = row[i + 2];
+      out[i + 1] = row[i + 1];
+      out[i + 2] = row[i];
+    }
+  }
   uint32_t scaled(uint32_t value) const {
     return from_.maxValue == 255 ? value : (value * 255 + from_.maxValue / 2) / from_.maxValue;
   }

@@ -8,7 +8,6 @@
 #include "input.h"
 #include "jpg.h"
 #include "jpg/exif.hpp"
-#include "limits.h"
 
 namespace jpgtool {
 
@@ -22,16 +21,16 @@ class ExifHandle {
   ExifHandle(const ExifHandle &) = delete;
   ExifHandle &operator=(const ExifHandle &) = delete;
 
-  // As Reader::open.
-  uint32_t open(const Input &input, uint32_t flags, const Limits &limits, std::string *why);
+  // Takes the attributes of a stream, which need not be one that can be decoded. The flags are for
+  // its thumbnail. 0, or a code with the reason.
+  uint32_t open(const Input &input, uint32_t flags, std::string *why);
   JPGEXIFHANDLE handle() const { return handle_; }
 
  private:
   JPGEXIFHANDLE handle_ = nullptr;
 };
 
-// All entries of a stream, which need not be one that can be decoded; codes and reasons as those of
-// ExifHandle::open. `offset` receives where the TIFF structure begins in the stream.
+// All entries of a stream; codes and reasons as those of ExifHandle::open. `offset` receives where the TIFF structure begins in the stream.
 uint32_t readExif(const Input &input, jpg::ExifData *data, uint64_t *offset, std::string *why);
 
 // How to turn the picture: 1 to 8, 1 without an entry that says so.

@@ -105,6 +105,8 @@ uint32_t PnmReader::begin(const Limits &limits, std::string *why) {
 
 // Words have the high byte first. No sample is above the largest value.
 bool PnmReader::read(uint8_t *row) {
+  const bool asItIs = format_.maxValue == 255 && fileChannels_ == format_.channels;
+  if (asItIs) return file_->read(row, line_.size());
   if (!file_->read(line_.data(), line_.size())) return false;
   const uint32_t bytes = sampleBytes(format_);
   const uint8_t *from = line_.data();

@@ -12,14 +12,14 @@ const char kThumbnailHelp[] =
     "Usage: jpgtool thumbnail FILE -o OUT.bmp [OPTION...]\n"
     "\n"
     "Decodes the Exif thumbnail of FILE (- is standard input) into the bitmap file OUT.bmp (- is\n"
-    "standard output), as it is stored.\n"
+    "standard output), as it is stored. The picture itself need not be one that can be decoded.\n"
     "\n"
     "  --bits N        bits a pixel: 8 (grey, or reduced to a palette of 216 colours), 16\n"
     "                  (reduced) or 24; without it 24 for colour and 8 for grey\n"
     "  --max-pixels N  refuses thumbnails whose header asks for more pixels (500M; K, M and G\n"
     "                  stand for thousands, millions ...)\n"
-    "  --max-memory N  refuses thumbnails and files that need more bytes of memory (2G; K, M\n"
-    "                  and G stand for KiB, MiB ...)\n"
+    "  --max-memory N  refuses thumbnails that need more bytes of memory (2G; K, M and G\n"
+    "                  stand for KiB, MiB ...)\n"
     "  --strict        no file and no thumbnail that the device's decoder refuses\n"
     "  --no-eoi        with --strict: also opens files without an end marker\n"
     "  --json          errors as JSON\n";
@@ -100,7 +100,7 @@ int runThumbnail(const Words &words) {
   ReadSettings settings;
   takeReadOptions(options, &settings);
   ExifHandle exif;
-  r = exif.open(input, settings.openFlags, job.limits, &why);
+  r = exif.open(input, settings.openFlags, &why);
   if (r != JPG_OK) return why.empty() ? fail(job.in, r) : fail(job.in, why, r);
   return saveThumbnail(job, exif.handle());
 }

@@ -31,6 +31,7 @@
 #define JPG_PATHS_NULL NULL
 #endif
 
+/** @cond */
 /* One code point of valid UTF-8: shortest form, no surrogates. Bytes taken, 0 for anything else. */
 static inline size_t jpgPathPoint(const char *text, uint32_t *point) {
   static const uint32_t lowest[] = {0, 0, 0x80, 0x800, 0x10000};
@@ -48,6 +49,7 @@ static inline size_t jpgPathPoint(const char *text, uint32_t *point) {
     return 0;
   return bytes;
 }
+/** @endcond */
 
 /**
  * Makes a path of a file name.

@@ -30,7 +30,7 @@
 namespace jpg {
 inline namespace v0 {
 
-/* What follows is for these functions alone. */
+/** @cond */
 namespace detail {
 
 /* What is put behind a name while the file isn't complete. */
@@ -109,6 +109,7 @@ inline Status save(const Path &path, const uint8_t *data, size_t size) {
 }
 
 }  // namespace detail
+/** @endcond */
 
 /** @name One call
  *  @{ */
