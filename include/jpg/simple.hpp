@@ -48,7 +48,7 @@ inline FileName nameOf(const Path &path) {
 inline FileName partOf(const FileName &name) {
   FileName part = name;
   for (size_t i = 0, n = std::wcslen(name.text); i < sizeof(kPart); i++)
-    part.text[n + i] = kPart[i];
+    part.text[n + i] = static_cast<wchar_t>(kPart[i]);
   return part;
 }
 inline std::FILE *create(const FileName &name, bool always) {
