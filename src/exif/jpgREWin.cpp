@@ -70,8 +70,9 @@ void readDirectory(JpgExifAttributes *a, JpegPlace *jpeg, JpgIfdCursor *cursor) 
 Result openJpeg(JpgExifAttributes *a, const JpegPlace &jpeg) {
   if (jpeg.offset == 0 || jpeg.length == 0) return JPG_E_NOT_FOUND;
   if (!insideTiff(*a, jpeg.offset, jpeg.length)) return JPG_E_NOT_FOUND;
-  return jpgReadPrologFromMemory(a->tiff + jpeg.offset, static_cast<int32_t>(jpeg.length),
-                                 JPG_READ_COMPLETE, &a->thumbnail);
+  const uint32_t flags = JPG_READ_COMPLETE | kOptionsMark | a->options;
+  return jpgReadPrologFromMemory(a->tiff + jpeg.offset, static_cast<int32_t>(jpeg.length), flags,
+                                 &a->thumbnail);
 }
 
 // One column of the strip table: the numbers of a tag, one per strip.

@@ -13,7 +13,16 @@
 
 namespace jpg {
 
-// The inverse transform of a block, in place, with its samples saturated to -128..127. The output
+// Which inverse transform. They differ at full size, and kWide at all sizes by its samples' range.
+enum class Transform : uint32_t {
+  kUsual,     // departs from the textbook in its first pass
+  kAccurate,  // doesn't
+  kWide       // accurate, samples of 12 bits
+};
+constexpr uint32_t kTransforms = 3;
+
+// The inverse transform of a block, in place, with its samples saturated to -128..127, or to
+// -2048..2047 for samples of 12 bits. The output
 // is a cell of 8 x 8, 4 x 4, 2 x 2 or 1 x 1 samples in the block's top-left corner. Coefficients
 // after zig-zag position `last`, 0 to 63, are 0; only the full-size transform uses `last`.
 using InverseKernel = void (*)(int16_t *block, uint32_t last);
@@ -55,7 +64,7 @@ using LoadKernels = LoadKernel[2][2];
 constexpr uint32_t kScales = 4;  // scale codes: cells of 1, 2, 4, 8 samples
 
 struct Kernels {
-  InverseKernel inverseTransform[kScales];  // by scale code
+  InverseKernel inverseTransform[kTransforms][kScales];  // by Transform and scale code
   MaskKernel nonZeroMask;
   DequantiseKernel dequantise;
   McuKernel putGray;                  // one component of one block, cells of any size

@@ -152,7 +152,9 @@ void storeMcu(JpgContext *c, const McuPipeline &pipeline, const JpgRect &band,
 
 McuPipeline makePipeline(const JpgContext &c, PixelFormat format, int32_t width) {
   McuPipeline p = {};
-  p.transform = c.kernels->inverseTransform[c.scanState];
+  const bool accurate = (c.options & kOptionAccurate) != 0;
+  const Transform transform = accurate ? Transform::kAccurate : Transform::kUsual;
+  p.transform = c.kernels->inverseTransform[static_cast<uint32_t>(transform)][c.scanState];
   p.put = chooseMcuKernel(c, format);
   p.expand = chooseExpand(c);
   p.write = writerOf(format);

@@ -47,11 +47,12 @@ constexpr uint32_t kOptionAccurate = JPG_READ_ACCURATE & 0xFF00;
 constexpr uint32_t kOptionSmooth = JPG_READ_SMOOTH & 0xFF00;
 constexpr uint32_t kOptionLenient = JPG_READ_LENIENT & 0xFF00;
 
+constexpr uint32_t kOptionsMark = 0x4A500000;
+
 // The options in a prolog's flags; none where the mark in the upper half is missing, so that
 // stray bits ask for nothing.
 constexpr uint32_t optionsOf(uint32_t flags) {
-  constexpr uint32_t kMark = 0x4A500000;
-  return (flags & 0xFFFF0000) == kMark ? flags & 0xFF00 : 0;
+  return (flags & 0xFFFF0000) == kOptionsMark ? flags & 0xFF00 : 0;
 }
 
 // JpgContext::scanState: the scale code of the reading under way.

@@ -8,8 +8,8 @@ namespace {
 using namespace jpgtest;
 
 // The same of a stream that is no thumbnail.
-Bitmap readImage(const Bytes &stream, uint16_t depth, bool topDown) {
-  const Reader reader = Reader::ofMemory(stream);
+Bitmap readImage(const Bytes &stream, uint16_t depth, bool topDown, uint32_t flags = 0) {
+  const Reader reader = Reader::ofMemory(stream, flags);
   Bitmap bitmap;
   bitmap.info.header.biBitCount = depth;
   bitmap.described = jpgReadToWinDIBits(reader.handle(), 0, nullptr, bitmap.info.bmi());
@@ -49,6 +49,17 @@ TEST(JpegThumbnail, CompressedColourIsReadAsTheStreamAlone) {
         EXPECT_EQ(thumbnail.bits == image.bits, true) << depth << " bits";
       }
     }
+  }
+}
+
+TEST(JpegThumbnail, IsReadWithTheOptionsOfTheHandleThatTheSegmentCameFrom) {
+  const Bytes jpeg = encode(makePicture(21, 18, {0x22, 0x11, 0x11}, Fill::kDense));
+  const Bitmap usual = readImage(jpeg, 24, false);
+  for (const uint32_t flags : {0U, 0x100U, JPG_READ_ACCURATE}) {
+    const Attributes attributes(compressed(jpeg), flags);
+    const Bitmap image = readImage(jpeg, 24, false, flags);
+    EXPECT_EQ(readThumbnail(attributes, 24).bits == image.bits, true) << std::hex << flags;
+    EXPECT_EQ(image.bits == usual.bits, flags != JPG_READ_ACCURATE) << std::hex << flags;
   }
 }
 

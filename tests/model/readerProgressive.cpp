@@ -267,7 +267,7 @@ ModelBlock Model::samplesOf(size_t block, size_t component) const {
   for (size_t k = 0; k < 64; k++) {
     samples[kZigzag[k]] = low16(int64_t{store_[block][kZigzag[k]]} * quant[k]);
   }
-  modelInverseDct(samples, FirstPass::kSquared);
+  modelInverseDct(samples, firstPass_);
   return samples;
 }
 

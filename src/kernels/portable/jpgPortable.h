@@ -12,6 +12,13 @@ void jpgIdct4x4(int16_t *block, uint32_t last);
 void jpgIdct2x2(int16_t *block, uint32_t last);
 void jpgIdct1x1(int16_t *block, uint32_t last);
 
+// The accurate one, and those to samples of 12 bits.
+void jpgAccurateIdct8x8(int16_t *block, uint32_t last);
+void jpgWideIdct8x8(int16_t *block, uint32_t last);
+void jpgWideIdct4x4(int16_t *block, uint32_t last);
+void jpgWideIdct2x2(int16_t *block, uint32_t last);
+void jpgWideIdct1x1(int16_t *block, uint32_t last);
+
 uint64_t portableNonZeroMask(const int16_t *block);
 uint32_t portableDequantise(const int16_t *in, const int16_t *steps, int16_t *out);
 

@@ -5,7 +5,9 @@
 namespace jpg {
 
 constexpr Kernels jpgAvx2Kernels = {
-    {jpgIdct1x1, jpgIdct2x2, avx2InverseTransformHalf, avx2InverseTransform},
+    {{jpgIdct1x1, jpgIdct2x2, avx2InverseTransformHalf, avx2InverseTransform},
+     {jpgIdct1x1, jpgIdct2x2, avx2InverseTransformHalf, avx2AccurateTransform},
+     {jpgWideIdct1x1, jpgWideIdct2x2, jpgWideIdct4x4, jpgWideIdct8x8}},
     avx2NonZeroMask,
     avx2Dequantise,
     avx2PutGray,
