@@ -5,6 +5,7 @@
 #include "read/jpgRBits.h"
 #include "read/jpgRFindEoi.h"
 #include "read/jpgRHead.h"
+#include "read/jpgRPlanes.h"
 #include "share/jpgHeap.h"
 #include "share/jpgMarkers.h"
 
@@ -15,6 +16,7 @@ constexpr uint64_t kBlockBytes = kBlockSize * sizeof(int16_t);
 
 // Frees what a read handle owns, then the record.
 Result closeReader(JpgContext *c) {
+  freePlanes(c);
   heapRelease(c->blockMapB);
   heapRelease(c->blockMapA);
   heapRelease(c->coefBuffer);

@@ -3,6 +3,7 @@
 
 #include "read/jpgRBits.h"
 #include "read/jpgRHead.h"
+#include "read/jpgRPlanes.h"
 #include "share/jpgMarkers.h"
 
 namespace jpg {
@@ -139,6 +140,7 @@ uint32_t JPG_CALL jpgReadSeekRestartMarker(JPGHANDLE handle, int32_t intervals, 
     return JPG_E_INVALID_PARAMETER;
   }
   c->read.restartSought = 1;
+  resetPlanes(c);
   if (const Result r = goToIntervalOrigin(c, mode, rows); r != JPG_OK) return r;
   for (int32_t i = 0; i < intervals; i++) {
     c->rowPosition += rows;

@@ -6,6 +6,7 @@
 #include "read/jpgRBits.h"
 #include "read/jpgRFastBlock.h"
 #include "read/jpgRMark.h"
+#include "read/jpgRSmooth.h"
 #include "share/jpgArith.h"
 #include "share/jpgMarkers.h"
 
@@ -52,11 +53,12 @@ Result decodeNextMcu(JpgContext *c, BitWindow *w, const McuPipeline &pipeline, M
   return decodeMcu(c, w, pipeline, mcu);
 }
 
-// With a put kernel the scratch blocks are free and hold a second MCU: each MCU is transformed only
-// after the next one is decoded, so that the transform doesn't wait for coefficients just stored.
+// With a put kernel or planes the scratch blocks are free and hold a second MCU: each MCU is
+// transformed only after the next one is decoded, so that the transform doesn't wait for
+// coefficients just stored.
 Result decodeMcusOfRow(JpgContext *c, BitWindow *w, const McuPipeline &pipeline,
                        const JpgRect &band) {
-  const bool lags = pipeline.put != nullptr;
+  const bool lags = pipeline.put != nullptr || pipeline.planes != nullptr;
   Mcu mcus[2];
   mcus[0].blocks = c->coefBuffer;
   mcus[1].blocks = lags ? c->scratchBlocks : c->coefBuffer;
@@ -140,7 +142,10 @@ Result decodeMcuRow(JpgContext *c, const McuPipeline &pipeline, const JpgRect &b
 
 void storeMcu(JpgContext *c, const McuPipeline &pipeline, const JpgRect &band,
               const int16_t *blocks, int32_t x, int32_t columns) {
-  if (pipeline.put == nullptr) {
+  if (pipeline.planes != nullptr) {
+    const uint32_t column = asUnsigned(x) / asUnsigned(pipeline.mcuWidth);
+    putMcu(pipeline.planes, pipeline.planeRow, column, blocks);
+  } else if (pipeline.put == nullptr) {
     pipeline.expand(c, pipeline.sampling);
     pipeline.write(c, &band, x, columns);
   } else if (columns > 0 && band.height > 0) {
@@ -183,5 +188,6 @@ uint32_t JPG_CALL jpgReadToRect(JPGHANDLE handle, const JpgRect *rect, int32_t l
   pipeline.clearsBlocks = true;
   if (pipeline.expand == nullptr || pipeline.write == nullptr) return JPG_E_UNSUPPORTED;
   if (c->read.scanHoldsFrame == 0) return JPG_E_UNSUPPORTED;
+  if (readsSmoothly(*c)) return putSmoothRows(c, &pipeline, format, *rect, lines);
   return decodeRows(c, pipeline, *rect, lines);
 }

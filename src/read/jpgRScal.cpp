@@ -4,6 +4,7 @@
 #include "read/jpgRBits.h"
 #include "read/jpgRFastBlock.h"
 #include "read/jpgRRect.h"
+#include "read/jpgRSmooth.h"
 #include "share/jpgArith.h"
 #include "share/jpgMarkers.h"
 #include "share/jpgSamples.h"
@@ -109,6 +110,7 @@ Result readScaled(JpgContext *c, const JpgRect &rect, int32_t lines, int32_t sca
   if (c->read.scanHoldsFrame == 0) return JPG_E_UNSUPPORTED;
   if (const Result r = returnToScanData(c); r != JPG_OK) return r;
   prepareSkips(c, scale);
+  if (readsSmoothly(*c)) return putSmoothRows(c, &pipeline, chooseFormat(*c), rect, lines);
   return decodeScaledRows(c, pipeline, rect, lines, static_cast<int32_t>(c->mcuHeight >> shift));
 }
 

@@ -19,6 +19,7 @@ namespace jpg {
 using Result = uint32_t;
 
 struct Kernels;  // kernels/jpgKernels.h
+struct Planes;   // read/jpgRPlanes.h
 
 constexpr uint32_t kContextSignature = 0x4A504547;  // 'JPEG'
 constexpr uint32_t kContextSize = 7372;             // the record's size on a 32-bit target
@@ -117,7 +118,7 @@ struct WriteState {
   QuantReciprocals reciprocals[2];
 };
 
-constexpr size_t kCodecStateSize = 1100;
+constexpr size_t kCodecStateSize = sizeof(void *) == 4 ? 1100 : 1200;
 
 }  // namespace jpg
 
@@ -148,8 +149,9 @@ struct JpgContext {
   jpg::WriteState write;
   const jpg::Kernels *kernels;  // for this processor
   uint32_t options;             // kOption bits, as the prolog was asked
+  jpg::Planes *planes;          // where rows go through planes; owned
   uint8_t codecReserve[jpg::kCodecStateSize - sizeof(jpg::ReadState) - sizeof(jpg::WriteState) -
-                       sizeof(void *) - sizeof(uint32_t)];
+                       2 * sizeof(void *) - sizeof(uint32_t)];
   JpgHuffTable dcTables[jpg::kMaxTables];
   JpgHuffTable acTables[jpg::kMaxTables];
   uint32_t quantTables[jpg::kMaxTables][jpg::kBlockSize];  // zig-zag order

@@ -1,0 +1,97 @@
+// Interpolation and replication of subsampled components, at any ratio.
+//
+// A component's samples lie in the middle of the pixels that they stand for. A pixel between two
+// samples takes of each in proportion to how near it is (a triangle filter): with two pixels to a
+// sample, 3/4 of the nearest and 1/4 of the next. Beyond the picture's edges its last samples
+// count. Ties are rounded down in even columns and up in odd ones (by rows where only rows are
+// interpolated, and the other way round where both are), so that the mean doesn't move.
+#include "read/jpgRPlaneRows.h"
+
+namespace jpg {
+namespace {
+
+// Weighted sum of two rows of samples, from the sample ahead of the first one on.
+template <typename Sample>
+void blendRows(const Planes &p, const PlaneComponent &k, const RowPair &rows, uint32_t samples) {
+  const auto *upper = reinterpret_cast<const Sample *>(planeRow(p, k, rows.upper));
+  const auto *lower = reinterpret_cast<const Sample *>(planeRow(p, k, rows.lower));
+  uint16_t *out = p.blend;
+  for (uint32_t x = 0; x < samples; x++) {
+    out[x] = static_cast<uint16_t>(upper[x] * rows.upperWeight + lower[x] * rows.lowerWeight);
+  }
+}
+
+// Each pixel takes the sample that covers it.
+void replicate(const uint16_t *in, const PlaneRatio &across, uint16_t *out, uint32_t columns) {
+  uint32_t i = 0, phase = 0;
+  for (uint32_t x = 0; x < columns; x++) {
+    out[x] = in[i];
+    phase += across.part;
+    if (phase < across.whole) continue;
+    phase -= across.whole;
+    i++;
+  }
+}
+
+// `ties` is what a sum has added ahead of the division, in even and in odd columns.
+struct Rounding {
+  uint32_t divisor;
+  uint32_t ties[2];
+};
+
+void divide(uint16_t *row, const Rounding &r, uint32_t tie, uint32_t columns) {
+  for (uint32_t x = 0; x < columns; x++) {
+    row[x] = static_cast<uint16_t>((row[x] + r.ties[tie]) / r.divisor);
+  }
+}
+
+// The weight of the right one of two samples goes up by 2 * part from pixel to pixel, modulo
+// 2 * whole.
+void interpolate(const uint16_t *in, const PlaneRatio &across, const Rounding &r, uint16_t *out,
+                 uint32_t columns) {
+  const uint32_t sum = 2 * across.whole;
+  uint32_t right = sum + across.part - across.whole;
+  const uint16_t *left = in - 1;
+  for (uint32_t x = 0; x < columns; x++) {
+    const uint32_t v = left[0] * (sum - right) + left[1] * right;
+    out[x] = static_cast<uint16_t>((v + r.ties[x % 2]) / r.divisor);
+    right += 2 * across.part;
+    if (right < sum) continue;
+    right -= sum;
+    left++;
+  }
+}
+
+}  // namespace
+
+RowPlace rowPlaceOf(const PlaneRatio &down, uint32_t y) {
+  // Twice the sample's place, from the middle of the one above the start: never negative.
+  const uint32_t twice = (2 * y + 1) * down.part + down.whole;
+  const uint32_t sum = 2 * down.whole;
+  return {static_cast<int32_t>(twice / sum) - 1, twice % sum};
+}
+
+void upsampleRow(const Planes &p, const PlaneComponent &k, const RowPair &rows, uint32_t y,
+                 uint16_t *out, uint32_t columns) {
+  const bool across = p.smooth && k.across.whole != 1;
+  const uint32_t samples = columns * k.across.part / k.across.whole + 2;
+  if (p.wide) {
+    blendRows<uint16_t>(p, k, rows, samples);
+  } else {
+    blendRows<uint8_t>(p, k, rows, samples);
+  }
+  p.blend[-1] = p.blend[0];
+  const uint32_t down = rows.upperWeight + rows.lowerWeight;
+  const uint32_t divisor = across ? down * 2 * k.across.whole : down;
+  const bool both = across && down != 1;
+  const uint32_t low = (divisor - 1) / 2, high = divisor / 2;
+  const Rounding r = {divisor, {both ? high : low, both ? low : high}};
+  if (across) {
+    interpolate(p.blend, k.across, r, out, columns);
+    return;
+  }
+  replicate(p.blend, k.across, out, columns);
+  if (divisor != 1) divide(out, r, y % 2, columns);
+}
+
+}  // namespace jpg
