@@ -40,6 +40,27 @@ using DequantiseKernel = uint32_t (*)(const int16_t *in, const int16_t *steps, i
 using McuKernel = void (*)(const int16_t *blocks, uint8_t *out, ptrdiff_t stride, uint32_t rows,
                            uint32_t columns);
 
+// Stores the 64 saturated samples of a block as bytes, in rows that begin `stride` apart.
+using StoreKernel = void (*)(const int16_t *block, uint8_t *out, ptrdiff_t stride);
+
+// What a row of pixels is made from: rows of samples as bytes, of Y and of Cb and Cr. Where rows
+// are interpolated, the first one counts three times as much as the second; elsewhere the second
+// one isn't used, but is a row too. As many as 64 samples behind the last one that is needed, and
+// one ahead of the first, are read.
+struct YccRow {
+  const uint8_t *y;
+  const uint8_t *first[2];
+  const uint8_t *second[2];
+  bool odd;  // row of pixels of an odd number
+};
+
+// Stores a row of pixels as blue, green, red.
+using YccRowKernel = void (*)(const YccRow &row, uint8_t *out, uint32_t columns);
+
+// By whether chroma is interpolated (else it is replicated), and by the pixels to its samples:
+// [interpolates][across - 1][down - 1].
+using YccRowKernels = YccRowKernel[2][2][2];
+
 // How a block is quantised.
 struct QuantSteps {
   const uint32_t *step;  // zig-zag order
@@ -69,6 +90,8 @@ struct Kernels {
   DequantiseKernel dequantise;
   McuKernel putGray;                  // one component of one block, cells of any size
   const YccKernels *putYcc[kScales];  // by scale code: Y, Cb, Cr as blue, green, red
+  StoreKernel storeBlock;
+  const YccRowKernels *putYccRow;
   ForwardKernel transformAndQuantise;
   LoadKernel loadGray;         // one component of one block
   const LoadKernels *loadYcc;  // blue, green, red as Y, Cb, Cr

@@ -1,4 +1,6 @@
 // Pixels of a row from its samples, component by component.
+#include <string.h>
+
 #include "read/jpgRPlaneRows.h"
 #include "share/jpgArith.h"
 #include "share/jpgSamples.h"
@@ -69,14 +71,21 @@ Colour colourOfInk(const PlaneOutput &output, const int32_t *s) {
   return {dimmed<kBits>(c.blue, light), dimmed<kBits>(c.green, light), dimmed<kBits>(c.red, light)};
 }
 
+// Stores at any address.
+template <typename Word>
+void putWord(uint8_t *out, uint32_t i, int32_t v) {
+  const auto word = static_cast<Word>(v);
+  memcpy(out + sizeof(Word) * i, &word, sizeof(Word));
+}
+
 template <uint32_t kBits, typename Word>
 class RowStorer {
  public:
   RowStorer(const Planes &p, const PlaneOutput &output) : p_(p), output_(output) {}
 
-  void store(Word *out, uint32_t columns) const {
-    const uint32_t n = wordsOfPixel();
-    for (uint32_t x = 0; x < columns; x++, out += n) {
+  void store(uint8_t *out, uint32_t columns) const {
+    const size_t bytes = sizeof(Word) * wordsOfPixel();
+    for (uint32_t x = 0; x < columns; x++, out += bytes) {
       int32_t s[kMaxComponents];
       for (uint32_t i = 0; i < p_.components; i++) s[i] = sampleOf(i, x);
       putPixel(s, out);
@@ -105,13 +114,13 @@ class RowStorer {
     return Depth<8>::limit((v + 8) >> 4);
   }
 
-  static void putColour(const Colour &c, Word *out) {
-    out[0] = static_cast<Word>(c.blue);
-    out[1] = static_cast<Word>(c.green);
-    out[2] = static_cast<Word>(c.red);
+  static void putColour(const Colour &c, uint8_t *out) {
+    putWord<Word>(out, 0, c.blue);
+    putWord<Word>(out, 1, c.green);
+    putWord<Word>(out, 2, c.red);
   }
 
-  void putInk(const int32_t *s, Word *out) const {
+  void putInk(const int32_t *s, uint8_t *out) const {
     Colour ink = {s[2], s[1], s[0]};
     if (output_.format == PlaneFormat::kYcckToCmyk) {
       ink = colourOf<kBits>(s[0], s[1], s[2]);
@@ -122,19 +131,17 @@ class RowStorer {
       turnRound<kBits>(&ink);
       black = Depth<kBits>::kMost - black;
     }
-    out[0] = static_cast<Word>(ink.red);
-    out[1] = static_cast<Word>(ink.green);
-    out[2] = static_cast<Word>(ink.blue);
-    out[3] = static_cast<Word>(black);
+    putColour({ink.red, ink.green, ink.blue}, out);
+    putWord<Word>(out, 3, black);
   }
 
-  void putPixel(const int32_t *s, Word *out) const {
+  void putPixel(const int32_t *s, uint8_t *out) const {
     switch (output_.format) {
       case PlaneFormat::kGray:
-        out[0] = static_cast<Word>(s[0]);
+        putWord<Word>(out, 0, s[0]);
         break;
       case PlaneFormat::kComponents:
-        for (uint32_t i = 0; i < p_.components; i++) out[i] = static_cast<Word>(s[i]);
+        for (uint32_t i = 0; i < p_.components; i++) putWord<Word>(out, i, s[i]);
         break;
       case PlaneFormat::kRgbToBgr:
         putColour({s[2], s[1], s[0]}, out);
@@ -160,7 +167,7 @@ class RowStorer {
 
 void storePlaneRow(const Planes &p, const PlaneOutput &output, uint8_t *out, uint32_t columns) {
   if (output.wide) {
-    RowStorer<12, uint16_t>(p, output).store(reinterpret_cast<uint16_t *>(out), columns);
+    RowStorer<12, uint16_t>(p, output).store(out, columns);
   } else {
     RowStorer<8, uint8_t>(p, output).store(out, columns);
   }

@@ -39,6 +39,7 @@ struct Planes {
   uint32_t lastRow;    // rows of pixels from the start to the picture's lower edge; 0: unknown
   Result failure;      // of a row of MCUs that was decoded ahead
   const Kernels *kernels;
+  YccRowKernel putYcc;  // for the layout; null if there is none
   PlaneComponent component[kMaxComponents];
   uint16_t *work[kMaxComponents];  // a row of pixels, component by component
   uint16_t *blend;                 // two rows of samples blended; one sample ahead of it is free

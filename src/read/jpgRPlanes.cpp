@@ -46,6 +46,21 @@ void layOutComponent(const JpgContext &c, Planes *p, uint32_t i) {
   k->stride = static_cast<ptrdiff_t>((bytes + kRowSlack - 1) / kRowSlack * kRowSlack);
 }
 
+// The kernel for Y, Cb and Cr in bytes, Y at full resolution, and Cb and Cr alike, with one or two
+// pixels to a sample each way; null for other layouts.
+YccRowKernel chooseYccRow(const Planes &p) {
+  const PlaneComponent *k = p.component;
+  if (p.wide || p.components < 3 || isSubsampled(k[0])) return nullptr;
+  for (uint32_t i = 1; i < 3; i++) {
+    const bool simple = k[i].across.part == 1 && k[i].across.whole <= 2 && k[i].down.part == 1 &&
+                        k[i].down.whole <= 2;
+    if (!simple || k[i].across.whole != k[1].across.whole || k[i].down.whole != k[1].down.whole) {
+      return nullptr;
+    }
+  }
+  return (*p.kernels->putYccRow)[p.smooth ? 1 : 0][k[1].across.whole - 1][k[1].down.whole - 1];
+}
+
 void layOut(const JpgContext &c, bool wide, Planes *p) {
   *p = {};
   p->scale = c.scanState;
@@ -60,8 +75,11 @@ void layOut(const JpgContext &c, bool wide, Planes *p) {
     layOutComponent(c, p, i);
     subsampled = subsampled || isSubsampled(p->component[i]);
   }
-  p->smooth = subsampled && (c.options & kOptionSmooth) != 0;
+  // Of pieces nothing may be read ahead.
+  const bool pieces = (c.flags & kFlagPartialBitstream) != 0;
+  p->smooth = subsampled && (c.options & kOptionSmooth) != 0 && !pieces;
   p->kept = p->smooth ? 2 : 1;
+  p->putYcc = chooseYccRow(*p);
 }
 
 constexpr size_t kHeader = (sizeof(Planes) + kRowSlack - 1) / kRowSlack * kRowSlack;
@@ -181,10 +199,28 @@ void putGrayRow(const Planes &p, uint8_t *out, uint32_t columns) {
   memcpy(out, planeRow(p, k, heldRows(p, k).upper), columns);
 }
 
+void putYccRow(const Planes &p, uint8_t *out, uint32_t columns) {
+  YccRow row = {};
+  row.y = planeRow(p, p.component[0], p.row);
+  row.odd = p.row % 2 != 0;
+  for (uint32_t i = 0; i < 2; i++) {
+    const PlaneComponent &k = p.component[i + 1];
+    const RowPair rows = heldRows(p, k);
+    const bool lowerIsFirst = rows.lowerWeight > rows.upperWeight;
+    row.first[i] = planeRow(p, k, lowerIsFirst ? rows.lower : rows.upper);
+    row.second[i] = planeRow(p, k, lowerIsFirst ? rows.upper : rows.lower);
+  }
+  p.putYcc(row, out, columns);
+}
+
 void putRow(Planes *p, const PlaneOutput &output, uint8_t *out, uint32_t columns) {
   const bool gray = output.format == PlaneFormat::kGray;
   if (gray && !p->wide && !isSubsampled(p->component[0])) {
     putGrayRow(*p, out, columns);
+    return;
+  }
+  if (output.format == PlaneFormat::kYccToBgr && p->putYcc != nullptr) {
+    putYccRow(*p, out, columns);
     return;
   }
   for (uint32_t i = 0; i < (gray ? 1 : p->components); i++) {
@@ -255,7 +291,9 @@ void putBlock(Planes *p, uint32_t component, uint32_t mcuRow, uint32_t row, uint
   const uint32_t line = mcuRow % p->kept * k.rows + row * p->cell;
   uint8_t *out = k.samples + k.stride * static_cast<ptrdiff_t>(line);
   const size_t x = size_t{column} * p->cell;
-  if (p->wide) {
+  if (!p->wide && p->cell == kFullCell) {
+    p->kernels->storeBlock(samples, out + x, k.stride);
+  } else if (p->wide) {
     putCell<uint16_t, kWideLevelShift>(samples, out + 2 * x, k.stride, p->cell);
   } else {
     putCell<uint8_t, kLevelShift>(samples, out + x, k.stride, p->cell);

@@ -14,6 +14,7 @@ Result readMcuRow(JpgContext *c, Planes *p, uint32_t mcuRow, void *state) {
 
 bool readsSmoothly(const JpgContext &c) {
   if ((c.options & kOptionSmooth) == 0 || (c.flags & kFlagPartialBitstream) != 0) return false;
+  if (c.mcusPerRow == 0) return false;
   bool subsampled = false;
   for (uint32_t i = 0; i < c.numComponents; i++) {
     const uint32_t h = c.scanComponents[i].sampling >> 4, v = c.scanComponents[i].sampling & 15;

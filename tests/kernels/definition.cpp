@@ -121,6 +121,8 @@ const jpg::Kernels kDefinition = {
     dequantise,
     nullptr,
     {},
+    nullptr,
+    nullptr,
     transformAndQuantise,
     nullptr,
     nullptr};

@@ -10,6 +10,8 @@ constexpr Kernels jpgPortableKernels = {
     portableDequantise,
     portablePutGray,
     {&portablePutYcc1, &portablePutYcc2, &portablePutYcc4, &portablePutYcc8},
+    portableStoreBlock,
+    &portablePutYccRow,
     portableTransformAndQuantise,
     portableLoadGray,
     &portableLoadYcc,

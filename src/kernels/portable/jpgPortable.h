@@ -26,6 +26,9 @@ void portablePutGray(const int16_t *blocks, uint8_t *out, ptrdiff_t stride, uint
                      uint32_t columns);
 extern const YccKernels portablePutYcc1, portablePutYcc2, portablePutYcc4, portablePutYcc8;
 
+void portableStoreBlock(const int16_t *block, uint8_t *out, ptrdiff_t stride);
+extern const YccRowKernels portablePutYccRow;
+
 void portableTransformAndQuantise(int16_t *blocks, uint32_t count, const QuantSteps &steps,
                                   uint64_t *masks);
 

@@ -12,6 +12,8 @@ constexpr Kernels jpgAvx2Kernels = {
     avx2Dequantise,
     avx2PutGray,
     {&portablePutYcc1, &avx2PutYcc2, &avx2PutYcc4, &avx2PutYcc8},
+    avx2StoreBlock,
+    &avx2PutYccRow,
     avx2TransformAndQuantise,
     avx2LoadGray,
     &avx2LoadYcc,

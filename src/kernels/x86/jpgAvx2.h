@@ -23,6 +23,9 @@ void avx2PutGray(const int16_t *blocks, uint8_t *out, ptrdiff_t stride, uint32_t
                  uint32_t columns);
 extern const YccKernels avx2PutYcc2, avx2PutYcc4, avx2PutYcc8;  // by samples of a cell
 
+void avx2StoreBlock(const int16_t *block, uint8_t *out, ptrdiff_t stride);
+extern const YccRowKernels avx2PutYccRow;
+
 void avx2TransformAndQuantise(int16_t *blocks, uint32_t count, const QuantSteps &steps,
                               uint64_t *masks);
 
