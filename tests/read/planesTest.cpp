@@ -304,7 +304,7 @@ TEST(Planes, OfAnySamplingScaleDepthAndFormatGiveTheRowsOfExactFractions) {
     const uint32_t components = r.below(4) + 1;
     for (uint32_t i = 0; i < components; i++) {
       f.sampling.push_back(
-          static_cast<uint8_t>((r.below(largest) + 1) << 4 | (r.below(largest) + 1)));
+          static_cast<uint8_t>((r.below(largest) + 1) * 16 + r.below(largest) + 1));
     }
     const PlaneOutput output = {anyFormat(components, &r), r.oneIn(2), f.wide && r.oneIn(2)};
     expectRows(f, output, r.between(1, 40), n, nameOf(f));
@@ -315,15 +315,15 @@ TEST(Planes, OfAnySamplingScaleDepthAndFormatGiveTheRowsOfExactFractions) {
 TEST(Planes, OfTheUsualLayoutsGiveTheRowsOfExactFractions) {
   uint32_t seed = 0;
   for (const bool smooth : {false, true}) {
-    f.sampling.push_back(static_cast<uint8_t>((r.below(largest) + 1) * 16 + r.below(largest) + 1));
-    for (const uint32_t width : {1U, 2U, 31U, 32U, 33U, 64U, 100U}) {
-      for (uint32_t scale = 0; scale <= 3; scale++) {
-        const Frame f = {width, 37, {luma, 0x11, 0x11}, scale, false, smooth};
-        expectRows(f, {PlaneFormat::kYccToBgr, false, false}, 11, ++seed, nameOf(f));
+    for (const uint8_t luma : {uint8_t{0x11}, uint8_t{0x21}, uint8_t{0x12}, uint8_t{0x22}}) {
+      for (const uint32_t width : {1U, 2U, 31U, 32U, 33U, 64U, 100U}) {
+        for (uint32_t scale = 0; scale <= 3; scale++) {
+          const Frame f = {width, 37, {luma, 0x11, 0x11}, scale, false, smooth};
+          expectRows(f, {PlaneFormat::kYccToBgr, false, false}, 11, ++seed, nameOf(f));
+        }
       }
     }
   }
-}
 }
 
 TEST(Planes, AskForEachRowOfMcusOnceAndRunAheadByOne) {
