@@ -330,7 +330,8 @@ uint32_t JPG_CALL jpgReadProgressiveToRect(JPGHANDLE handle, const JpgRect *rect
   const McuPipeline output = makePipeline(*c, format, rect->width);
   if (output.expand == nullptr) return JPG_OK;
   if (output.write == nullptr) return JPG_E_UNSUPPORTED;
+  if (span.count < 1) return JPG_OK;
   if (readsSmoothly(*c)) return putSmoothRows(c, output, format, *rect, span);
-  if (span.count > 0) putRows(c, output, *rect, span);
+  putRows(c, output, *rect, span);
   return JPG_OK;
 }

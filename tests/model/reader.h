@@ -54,6 +54,8 @@ class Model {
   // True once nobody says what comes next: a scan header stood inside a progressive scan.
   bool lostItsWay() const { return lost_; }
 
+  // The options that it was opened with, as flags of a prolog.
+  uint32_t optionFlags() const { return optionFlags_; }
   uint32_t width() const { return width_; }
   uint32_t height() const { return height_; }
   uint32_t components() const { return static_cast<uint32_t>(components_.size()); }
@@ -94,6 +96,7 @@ class Model {
   enum class Writer { kComponents, kGray, kReversed, kYcc };
 
   // Headers.
+  void takeOptions(uint32_t flags);
   uint32_t parse();
   Stop headerLoop();
   uint32_t nextSegment(uint32_t &marker);
@@ -178,6 +181,7 @@ class Model {
   // What is kept for interpolation since the picture's top or a restart seek.
   struct Kept {
     bool begun = false, fromTop = false;
+    uint32_t scale = 0xFFFFFFFF;
     uint32_t mcuRows = 0;  // decoded
     int64_t row = 0;       // rows of pixels delivered
     uint32_t failure = JPG_OK;
@@ -185,6 +189,7 @@ class Model {
   } kept_;
 
   FirstPass firstPass_;
+  uint32_t optionFlags_ = 0;
   bool smooth_ = false;
   bool open_ = false;
   bool memory_ = false;

@@ -14,11 +14,6 @@ bool startsWith(const Bytes &data, const char *name) {
 
 bool hasSoi(const Bytes &data) { return data.size() >= 2 && data[0] == 0xFF && data[1] == 0xD8; }
 
-// Options count only with 4A50 in the upper half of the flags.
-bool hasOption(uint32_t flags, uint32_t option) {
-  return flags >> 16 == 0x4A50 && (flags & option) != 0;
-}
-
 // Pairs of the file from the highest candidate down. A read that brings fewer than two bytes
 // leaves what the read before it brought.
 bool findEoi(const Bytes &stream, int64_t highest, int64_t above) {
@@ -33,9 +28,17 @@ bool findEoi(const Bytes &stream, int64_t highest, int64_t above) {
 
 }  // namespace
 
+// Options count only with 4A50 in the upper half of the flags.
+void Model::takeOptions(uint32_t flags) {
+  if (flags >> 16 != 0x4A50) return;
+  optionFlags_ = flags & 0xFFFFFF00;
+  if ((flags & 0x100) != 0) firstPass_ = FirstPass::kFine;
+  smooth_ = (flags & 0x200) != 0;
+}
+
 uint32_t Model::openMemory(const Bytes &data, uint32_t flags) {
-  *this = Model(hasOption(flags, 0x100) ? FirstPass::kFine : firstPass_);
-  smooth_ = hasOption(flags, 0x200);
+  *this = Model(firstPass_);
+  takeOptions(flags);
   if (data.empty()) return JPG_E_INVALID_PARAMETER;
   if (!hasSoi(data)) return JPG_E_NOT_JPEG;
   const bool search = (flags & (JPG_READ_COMPLETE | JPG_READ_PARTIAL_BITSTREAM)) == 0;
@@ -50,8 +53,8 @@ uint32_t Model::openMemory(const Bytes &data, uint32_t flags) {
 }
 
 uint32_t Model::openFile(const Bytes &file, int32_t startOffset, int32_t length, uint32_t flags) {
-  *this = Model(hasOption(flags, 0x100) ? FirstPass::kFine : firstPass_);
-  smooth_ = hasOption(flags, 0x200);
+  *this = Model(firstPass_);
+  takeOptions(flags);
   if (startOffset < 0 || length < 0) return JPG_E_INVALID_PARAMETER;
   const auto size = static_cast<int64_t>(file.size());
   if (length > size) return JPG_E_INVALID_PARAMETER;

@@ -111,6 +111,9 @@ uint32_t Model::smoothRows(const JpgRect &rect, int64_t rows, int64_t width, Wri
   const size_t count = writer == Writer::kComponents ? components_.size()
                        : writer == Writer::kGray     ? 1
                                                      : 3;
+  // Full size may follow a scaled band without a way back to the top.
+  if (kept_.scale != scanState_) resetSmooth();
+  kept_.scale = scanState_;
   if (!kept_.begun) kept_.fromTop = rowPosition_ == 0;
   kept_.begun = true;
   for (int64_t i = 0; i < rows; i++) {
@@ -162,6 +165,7 @@ uint32_t Model::smoothStoredRows(const JpgRect &rect, int64_t rows, uint32_t fir
     return JPG_OK;
   };
   kept_.begun = kept_.fromTop = true;
+  kept_.scale = scanState_;
   kept_.row = first;
   rowPosition_ = first;
   return smoothRows(rect, rows, rect.width, writer, read);

@@ -75,4 +75,22 @@ TEST(Options, AccuratePicturesOfCamerasAreThoseOfDjpegWithin3Levels) {
   EXPECT_LE(o.worst, 3);
 }
 
+constexpr uint32_t kAccurateAndSmooth = JPG_READ_ACCURATE | JPG_READ_SMOOTH;
+
+TEST(Options, SmoothPhotographsAreThoseOfDjpegWithin55Decibels) {
+  if (!hasDjpeg()) GTEST_SKIP() << "djpeg isn't installed";
+  const Outcome o = compareFiles({"photos"}, kAccurateAndSmooth, "-dct int");
+  if (o.files == 0) GTEST_SKIP() << "no files: set JPG_CORPUS to a folder of JPEG files";
+  EXPECT_GE(o.least, 55);
+  EXPECT_LE(o.worst, 4);
+}
+
+TEST(Options, SmoothPicturesOfCamerasAreThoseOfDjpegWithin4Levels) {
+  if (!hasDjpeg()) GTEST_SKIP() << "djpeg isn't installed";
+  const Outcome o = compareFiles({"exif"}, kAccurateAndSmooth, "-dct int");
+  if (o.files == 0) GTEST_SKIP() << "no files: set JPG_CORPUS to a folder of JPEG files";
+  EXPECT_GE(o.least, 52);
+  EXPECT_LE(o.worst, 4);
+}
+
 }  // namespace
