@@ -45,7 +45,7 @@ uint64_t heapBound(const Used &used, size_t size) {
   const Frame frame = {used.width, used.height, used.channels,
                        (used.process & JPG_PROCESS_PROGRESSIVE) != 0,
                        (used.process & JPG_PROCESS_LOSSLESS) != 0};
-  return readerBytes(frame) + reductionBytes(used.width, kBand) +
+  return readerBytes(frame) + planeBytes(frame) + reductionBytes(used.width, kBand) +
          attributeBytes(static_cast<uint32_t>(size));
 }
 

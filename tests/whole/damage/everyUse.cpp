@@ -220,6 +220,12 @@ Used useStream(const uint8_t *data, size_t size) {
       use.seekIntervals();
     }
   }
+  {
+    Use use(data, size, JPG_READ_COMPLETE | JPG_READ_ACCURATE | JPG_READ_SMOOTH, &used);
+    use.decode(JPG_PROGRESSIVE_ALL_SCANS);
+    use.decodeScaled();
+    use.seekIntervals();
+  }
   useInPieces(data, size, &used);
   return used;
 }

@@ -171,6 +171,39 @@ void readScaled(Work &work) {
   NOTED(jpgReadEpilog, h);
 }
 
+constexpr uint32_t kOptions = JPG_READ_ACCURATE | JPG_READ_SMOOTH;
+
+// With options, at full size and at a smaller one, whose planes are another block.
+void readSmoothly(Work &work) {
+  const Stream &stream = material().sequential;
+  JPGHANDLE h = nullptr;
+  if (!openMemory(work, stream.bytes, kOptions, &h)) return;
+  Canvas canvas(stream);
+  bool good = true;
+  for (int32_t y = 0; good && y < stream.height; y += 16) {
+    const JpgRect rect = canvas.rect(y);
+    good = NOTED(jpgReadToRect, h, &rect, 16);
+  }
+  fold(work, good, canvas);
+  Canvas half(stream);
+  const int32_t lines = (stream.height + 1) / 2;
+  half.expectRows((stream.width + 1) / 2, lines);
+  const JpgRect rect = half.rect();
+  fold(work, NOTED(jpgReadScaleOutputToRect, h, &rect, lines, JPG_SCALE_HALF), half);
+  NOTED(jpgReadEpilog, h);
+}
+
+void readProgressiveSmoothly(Work &work) {
+  const Stream &stream = material().progressive;
+  JPGHANDLE h = nullptr;
+  if (!openMemory(work, stream.bytes, kOptions, &h)) return;
+  Canvas canvas(stream);
+  const JpgRect rect = canvas.rect();
+  fold(work, NOTED(jpgReadProgressiveToRect, h, &rect, stream.height, JPG_PROGRESSIVE_ALL_SCANS),
+       canvas);
+  NOTED(jpgReadEpilog, h);
+}
+
 void readProgressive(Work &work) {
   const Stream &stream = material().progressive;
   for (const int32_t mode : {JPG_PROGRESSIVE_ALL_SCANS, JPG_PROGRESSIVE_NEXT_SCAN}) {
@@ -204,6 +237,8 @@ void addReaders(std::vector<Scenario> &all) {
   all.push_back({"scaled output", readScaled});
   all.push_back({"progressive file", readProgressive});
   all.push_back({"lossless file", readLossless});
+  all.push_back({"interpolated chroma", readSmoothly});
+  all.push_back({"progressive, interpolated chroma", readProgressiveSmoothly});
 }
 
 }  // namespace faults

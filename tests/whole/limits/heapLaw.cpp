@@ -37,6 +37,15 @@ uint64_t readerBytes(const Frame &frame) {
   return bytes + store * kBlock;
 }
 
+uint64_t planeBytes(const Frame &frame) {
+  constexpr uint64_t kHeader = 1024;
+  constexpr uint64_t kSlack = 192;    // of a row of samples
+  constexpr uint64_t kRows = 2 * 16;  // of two rows of MCUs
+  const uint64_t row = (uint64_t{frame.width} + 15) / 16 * 16 + kSlack;
+  // And work rows of 16 bits: one for each component, and one more.
+  return kHeader + frame.components * kRows * row + 2 * (uint64_t{frame.components} + 1) * row;
+}
+
 uint64_t reductionBytes(uint32_t width, uint32_t lines) {
   return uint64_t{3} * width * lines + 4 + uint64_t{2} * 3 * 4 * width;
 }

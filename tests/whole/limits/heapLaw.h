@@ -17,6 +17,8 @@ struct Frame {
 
 // An open read handle, whatever is decoded into rectangles of the caller's.
 uint64_t readerBytes(const Frame &frame);
+// What interpolated chroma takes besides.
+uint64_t planeBytes(const Frame &frame);
 // What a colour image read into a bitmap of 8 or 16 bits takes besides, during the call.
 uint64_t reductionBytes(uint32_t width, uint32_t lines);
 // An attribute handle over a segment of this length; the handle of a JPEG thumbnail comes

@@ -38,11 +38,11 @@ Frame frameOf(const Picture &p, bool progressive) {
 }
 
 // Decodes all of a picture and returns the heap's peak.
-size_t peakOf(const Bytes &stream, const Picture &p) {
+size_t peakOf(const Bytes &stream, const Picture &p, uint32_t flags = 0) {
   faulty::reset();
   JPGHANDLE h = nullptr;
   const auto size = static_cast<int32_t>(stream.size());
-  EXPECT_RESULT(JPG_OK, jpgReadPrologFromMemory(stream.data(), size, 0, &h));
+  EXPECT_RESULT(JPG_OK, jpgReadPrologFromMemory(stream.data(), size, flags, &h));
   Bytes row(size_t{4} * p.width);
   JpgRect rect = {};
   rect.width = p.width;
@@ -68,6 +68,26 @@ TEST(ResourceLaw, BoundsReadersOfEverySamplingAndSize) {
       EXPECT_LE(peakOf(progressive, p), readerBytes(frameOf(p, true)));
     }
   }
+}
+
+TEST(ResourceLaw, BoundsReadersWithOptionsToo) {
+  for (const std::vector<uint8_t> &sampling : samplings()) {
+    for (const uint16_t side : {uint16_t{1}, uint16_t{17}, uint16_t{100}, uint16_t{333}}) {
+      const Picture p = makePicture(side, static_cast<uint16_t>(side / 2 + 1), sampling);
+      const Bytes progressive = encodeProgressive(p, spectralScript(sampling.size()));
+      EXPECT_EQ(peakOf(encode(p), p, JPG_READ_ACCURATE), peakOf(encode(p), p));
+      EXPECT_LE(peakOf(encode(p), p, JPG_READ_SMOOTH),
+                readerBytes(frameOf(p, false)) + planeBytes(frameOf(p, false)));
+      EXPECT_LE(peakOf(progressive, p, JPG_READ_SMOOTH),
+                readerBytes(frameOf(p, true)) + planeBytes(frameOf(p, true)));
+    }
+  }
+}
+
+// Without subsampled components there are no planes.
+TEST(ResourceLaw, OptionsTakeNothingWhereThereIsNothingToInterpolate) {
+  const Picture p = makePicture(100, 40, {0x11, 0x11, 0x11});
+  EXPECT_EQ(peakOf(encode(p), p, JPG_READ_SMOOTH), peakOf(encode(p), p));
 }
 
 // Eight tables of 16-bit codes, replaced while a scan uses them: the most that can be.

@@ -69,6 +69,7 @@ class Vectors : public testing::Test {
   void readBitmaps();
   void walk();
   void readAll(const std::string &what, const Bytes &stream);
+  void readAllWith(const std::string &what, const Bytes &stream, uint32_t options);
   void readPieces(const Bytes &stream);
   void readThumbnail(const Bytes &stream);
   void setUp(JPGHANDLE h, uint32_t sampling, int32_t channels);
@@ -167,24 +168,29 @@ void Vectors::walk() {
 
 // Every way to read a stream, each with a handle of its own.
 void Vectors::readAll(const std::string &what, const Bytes &stream) {
+  readAllWith(what, stream, 0);
+  readAllWith(what + " with options", stream, JPG_READ_ACCURATE | JPG_READ_SMOOTH);
+}
+
+void Vectors::readAllWith(const std::string &what, const Bytes &stream, uint32_t options) {
   picture_ = what;
-  open(stream);
+  open(stream, options);
   uint32_t precision = 0;
   CALL(jpgReadGetSamplePrecision, handle_, &precision);
   walk();
   readBands(16, JPG_PROGRESSIVE_ALL_SCANS);
   close();
-  open(stream);
+  open(stream, options);
   readBands(static_cast<int32_t>(height_), JPG_PROGRESSIVE_NEXT_SCAN);
   CALL(jpgReadSeekRestartMarker, handle_, int32_t{1}, JPG_RESTART_FROM_START);
   readBands(8, JPG_PROGRESSIVE_ALL_SCANS);
   close();
-  open(stream);
+  open(stream, options);
   CALL(jpgReadSetNoColorConversion, handle_);
   readBands(16, JPG_PROGRESSIVE_ALL_SCANS);
   close();
   if (process_ == JPG_PROCESS_LOSSLESS) return;
-  open(stream);
+  open(stream, options);
   readScaled(16);
   readBitmaps();
   close();
