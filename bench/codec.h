@@ -33,6 +33,7 @@ struct Job {
   uint32_t denominator = 1;  // decodes at 1, 1/2, 1/4 or 1/8
   uint32_t channels = 3;
   uint32_t bits = 8;
+  bool smooth = false;  // decodes with interpolated chroma and the most exact integer transform
 
   bool lossless() const { return coding.predictor > 0; }
 };

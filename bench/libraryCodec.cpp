@@ -87,7 +87,8 @@ uint32_t decodeThumbnail(JPGHANDLE h, Output *pixels) {
 bool decode(const Job &job, const Bytes &stream, Output *pixels) {
   JPGHANDLE h = nullptr;
   const auto size = static_cast<int32_t>(stream.size());
-  if (jpgReadPrologFromMemory(stream.data(), size, 0, &h) != JPG_OK) return false;
+  const uint32_t flags = job.smooth ? JPG_READ_ACCURATE | JPG_READ_SMOOTH : 0;
+  if (jpgReadPrologFromMemory(stream.data(), size, flags, &h) != JPG_OK) return false;
   const uint32_t r = job.task == Task::kExifThumbnail ? decodeThumbnail(h, pixels)
                                                       : decodeOpen(h, job.denominator, pixels);
   return jpgReadEpilog(h) == JPG_OK && r == JPG_OK;

@@ -24,6 +24,8 @@ const Definition kPhotographs[] = {
     {"decode 4:2:0 q90, restarts", kDecode, kPhoto, {90, k420, kSeq, true}, 1},
     {"decode progressive 4:2:0 q90", kDecode, kPhoto, {90, k420, Scans::kProgressive}, 1},
     {"decode spectral selection 4:2:0 q90", kDecode, kPhoto, {90, k420, Scans::kSpectral}, 1},
+    {"decode 4:2:0 q90, accurate smooth", kDecode, kPhoto, {90, k420}, 0.8, 1, true},
+    {"decode 4:2:2 q90, accurate smooth", kDecode, kPhoto, {90, k422}, 0.8, 1, true},
     {"decode 4:2:0 q90 at 1/2", kDecode, kPhoto, {90, k420}, 1.1, 2},
     {"decode 4:2:0 q90 at 1/4", kDecode, kPhoto, {90, k420}, 1.1, 4},
     {"decode 4:2:0 q90 at 1/8", kDecode, kPhoto, {90, k420}, 1.1, 8},
@@ -120,6 +122,7 @@ Workload::Workload(const Definition &definition, std::string size,
   job_.task = definition.task;
   job_.coding = definition.coding;
   job_.denominator = definition.denominator;
+  job_.smooth = definition.smooth;
   job_.channels = definition.content == kGray || definition.content == kWords ? 1 : 3;
   job_.bits = definition.content == kWords ? 16 : 8;
   const Codecs &all = codecs();
