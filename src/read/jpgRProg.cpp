@@ -274,6 +274,7 @@ Result putSmoothRows(JpgContext *c, const McuPipeline &output, PixelFormat forma
   if (c->height == 0) return JPG_OK;
   if (const Result r = makePlanes(c, false); r != JPG_OK) return r;
   StoredRows rows = {output, {}};
+  rows.pipeline.put = nullptr;
   makeNaturalTables(*c, &rows.tables);
   seekPlanes(c->planes, span.first);
   c->rowPosition = span.first;

@@ -142,10 +142,12 @@ Result decodeMcuRow(JpgContext *c, const McuPipeline &pipeline, const JpgRect &b
 
 void storeMcu(JpgContext *c, const McuPipeline &pipeline, const JpgRect &band,
               const int16_t *blocks, int32_t x, int32_t columns) {
-  if (pipeline.planes != nullptr) {
-    const uint32_t column = asUnsigned(x) / asUnsigned(pipeline.mcuWidth);
-    putMcu(pipeline.planes, pipeline.planeRow, column, blocks);
-  } else if (pipeline.put == nullptr) {
+  if (pipeline.put == nullptr) {
+    if (pipeline.planes != nullptr) {
+      const uint32_t column = asUnsigned(x) / asUnsigned(pipeline.mcuWidth);
+      putMcu(pipeline.planes, pipeline.planeRow, column, blocks);
+      return;
+    }
     pipeline.expand(c, pipeline.sampling);
     pipeline.write(c, &band, x, columns);
   } else if (columns > 0 && band.height > 0) {

@@ -29,7 +29,7 @@ struct McuPipeline {
   uint32_t sampling;        // for expand
   int32_t mcuWidth;         // pixels of an MCU in the output
   int32_t width;            // pixels of a row to store; 0 or less stores nothing
-  Planes *planes;           // where the samples go, in place of pixels; else null
+  Planes *planes;           // where the samples go, in place of pixels: put is null then
   uint32_t planeRow;        // row of MCUs in the planes
 };
 
