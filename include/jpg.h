@@ -228,9 +228,12 @@ typedef struct tagBITMAPINFO {
 
 /* Options of the prologs. They are joined by |, with each other and with the flags above. They
    count only where the upper half of the flags is 0x4A50, which each of them brings along. */
-/** Read option: a more exact inverse transform, for pictures closer to their originals. */
+/** Read option: a more exact inverse transform, for pictures closer to their originals. It meets
+    the limits of IEEE 1180; without it the first pass of the transform departs from the textbook.
+    At full size only, since smaller scales have no such departure. */
 #define JPG_READ_ACCURATE 0x4A500100U
-/** Read option: subsampled components are interpolated in place of replicated. */
+/** Read option: subsampled components are interpolated in place of replicated, by a triangle filter
+    between samples in the middle of their pixels: see jpgReadToRect(). */
 #define JPG_READ_SMOOTH 0x4A500200U
 /** Read option: also opens what is unusual or damaged, and delivers what there is. */
 #define JPG_READ_LENIENT 0x4A500400U
@@ -287,7 +290,9 @@ typedef struct tagBITMAPINFO {
  * @param path        zero-terminated UTF-16 path, at most 255 units
  * @param startOffset byte in the file at which the JPEG stream begins, >= 0
  * @param length      bytes of the stream, 0 = to the end of the file, >= 0
- * @param flags       0 or #JPG_READ_COMPLETE; other bits are ignored
+ * @param flags       0 or #JPG_READ_COMPLETE, joined with any options; other bits are ignored.
+ *                    Options hold for every reader of the handle and for the thumbnail of
+ *                    its Exif attributes
  * @param handle      receives the handle; set to null first, and null on failure.
  *                    The caller closes it with jpgReadEpilog().
  *
@@ -324,8 +329,8 @@ JPG_API uint32_t JPG_CALL jpgReadPrologFromFile(const JpgWChar *path, int32_t st
  * @param data   the stream, beginning with SOI; read where it lies, so it must
  *               outlive the handle
  * @param size   bytes at `data`, >= 1
- * @param flags  any of #JPG_READ_COMPLETE and #JPG_READ_PARTIAL_BITSTREAM; other
- *               bits are ignored
+ * @param flags  any of #JPG_READ_COMPLETE and #JPG_READ_PARTIAL_BITSTREAM, joined with any
+ *               options; other bits are ignored. Options hold as for jpgReadPrologFromFile()
  * @param handle receives the handle; set to null first, and null on failure.
  *               The caller closes it with jpgReadEpilog().
  *
@@ -690,7 +695,21 @@ JPG_API uint32_t JPG_CALL jpgReadSetPartialBitstream(JPGHANDLE handle, const voi
  *
  * Three components are taken for YCbCr when a JFIF segment was seen; else as the
  * Adobe segment says; else unless their identifiers are 'R', 'G', 'B'.
- * Subsampled components are replicated, never interpolated.
+ * Subsampled components are replicated, unless the handle was opened with #JPG_READ_SMOOTH.
+ *
+ * **With #JPG_READ_SMOOTH** and a subsampled component
+ * - a pixel takes 3/4 of the nearest sample and 1/4 of the next in a direction with two pixels to a
+ *   sample, and beyond the picture's edges its last samples count;
+ * - any bands give the pixels of one call: rows that a band doesn't ask for aren't lost, and
+ *   `lines` of 0 or less decodes and counts nothing. The decoder runs ahead by at most one MCU row,
+ *   so a caller must not move the stream between bands;
+ * - damage and EOI are told by the call that wants rows of the MCU row that couldn't be decoded.
+ *   None of its rows are stored; those above are, as at a lower edge. A height from a DNL segment
+ *   may be known one MCU row earlier;
+ * - behind jpgReadSeekRestartMarker() the rows begin as at an upper edge;
+ * - the handle takes another heap block at the first call, of about two MCU rows of samples.
+ *
+ * Other frames, and handles opened with #JPG_READ_PARTIAL_BITSTREAM, are read as without it.
  *
  * @param handle read handle
  * @param rect   where the rows go; `width`, `stride`, `bitsPerPixel` and `bits` are
@@ -707,6 +726,7 @@ JPG_API uint32_t JPG_CALL jpgReadSetPartialBitstream(JPGHANDLE handle, const voi
  *                              given by a DNL segment
  * @retval JPG_E_END_OF_IMAGE   EOI came before the rows asked for
  * @retval JPG_E_SEEK           going back to the scan after marker access failed
+ * @retval JPG_E_OUT_OF_MEMORY  with #JPG_READ_SMOOTH: the block couldn't be had
  * @retval JPG_E_BAD_DC_CODE, JPG_E_BAD_AC_CODE, JPG_E_COEF_OVERFLOW
  *                              damaged data; rows stored so far stay, nothing is
  *                              rolled back
@@ -735,7 +755,8 @@ JPG_API uint32_t JPG_CALL jpgReadToRect(JPGHANDLE handle, const JpgRect *rect, i
  * that fails doesn't change their count.
  *
  * Pixels are stored as jpgReadToRect() does, except that three components are always
- * taken for YCbCr.
+ * taken for YCbCr. #JPG_READ_SMOOTH has the same effect as there: any bands may be asked for, and
+ * rows begin at the row count, wherever a restart seek has set it.
  *
  * @param handle read handle
  * @param rect   where the rows go, as for jpgReadToRect()
@@ -782,7 +803,8 @@ JPG_API uint32_t JPG_CALL jpgReadScaleOutputGetImageSize(JPGHANDLE handle, uint3
  * `size` aren't looked at. Full size writes what jpgReadToRect() says.
  *
  * Band by band as jpgReadToRect(), in multiples of 16 times the scale. A call with
- * another scale than the one before starts the picture again from row 0.
+ * another scale than the one before starts the picture again from row 0. #JPG_READ_SMOOTH has the
+ * same effect as there, and the row count then includes the rows that a failing call has stored.
  *
  * @param handle read handle
  * @param rect   where the rows go; `stride` and `bits` are used

@@ -269,7 +269,7 @@ Result readStoredRow(JpgContext *c, Planes *p, uint32_t mcuRow, void *state) {
 }
 
 // Delivers rows by way of planes; none of a picture whose height isn't known.
-Result putSmoothRows(JpgContext *c, const McuPipeline &output, PixelFormat format,
+Result putRowsByPlanes(JpgContext *c, const McuPipeline &output, PixelFormat format,
                      const JpgRect &target, RowSpan span) {
   if (c->height == 0) return JPG_OK;
   if (const Result r = makePlanes(c, false); r != JPG_OK) return r;
@@ -332,7 +332,7 @@ uint32_t JPG_CALL jpgReadProgressiveToRect(JPGHANDLE handle, const JpgRect *rect
   if (output.expand == nullptr) return JPG_OK;
   if (output.write == nullptr) return JPG_E_UNSUPPORTED;
   if (span.count < 1) return JPG_OK;
-  if (readsSmoothly(*c)) return putSmoothRows(c, output, format, *rect, span);
+  if (readsSmoothly(*c)) return putRowsByPlanes(c, output, format, *rect, span);
   putRows(c, output, *rect, span);
   return JPG_OK;
 }
