@@ -86,7 +86,7 @@ class RowStorer {
   void store(uint8_t *out, uint32_t columns) const {
     const size_t bytes = sizeof(Word) * wordsOfPixel();
     for (uint32_t x = 0; x < columns; x++, out += bytes) {
-      int32_t s[kMaxComponents];
+      int32_t s[kMaxComponents] = {};
       for (uint32_t i = 0; i < p_.components; i++) s[i] = sampleOf(i, x);
       putPixel(s, out);
     }

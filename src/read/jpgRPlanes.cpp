@@ -41,8 +41,8 @@ void layOutComponent(const JpgContext &c, Planes *p, uint32_t i) {
   k->down = ratioOf(k->blocksDown, c.vMax);
   k->width = ceilDiv(scaled(c.width, p->scale) * k->across.part, k->across.whole);
   k->rows = k->blocksDown * p->cell;
-  const uint32_t samples = c.mcusPerRow * k->blocksAcross * p->cell;
-  const uint32_t bytes = (samples + kRowSlack) * (p->wide ? 2 : 1) + kRowSlack;
+  const size_t samples = size_t{c.mcusPerRow} * k->blocksAcross * p->cell;
+  const size_t bytes = (samples + kRowSlack) * (p->wide ? 2 : 1) + kRowSlack;
   k->stride = static_cast<ptrdiff_t>((bytes + kRowSlack - 1) / kRowSlack * kRowSlack);
 }
 

@@ -270,7 +270,7 @@ Result readStoredRow(JpgContext *c, Planes *p, uint32_t mcuRow, void *state) {
 
 // Delivers rows by way of planes; none of a picture whose height isn't known.
 Result putRowsByPlanes(JpgContext *c, const McuPipeline &output, PixelFormat format,
-                     const JpgRect &target, RowSpan span) {
+                       const JpgRect &target, RowSpan span) {
   if (c->height == 0) return JPG_OK;
   if (const Result r = makePlanes(c, false); r != JPG_OK) return r;
   StoredRows rows = {output, {}};
