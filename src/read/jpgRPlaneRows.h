@@ -48,6 +48,16 @@ struct Planes {
 // Bytes that kernels may read behind a row of samples; as many may be read ahead of it.
 constexpr uint32_t kRowSlack = 64;
 
+// Rows of samples as bytes or as words, for which all rows are aligned.
+template <typename Sample>
+Sample *samplesOf(uint8_t *row) {
+  return static_cast<Sample *>(static_cast<void *>(row));
+}
+template <typename Sample>
+const Sample *samplesOf(const uint8_t *row) {
+  return static_cast<const Sample *>(static_cast<const void *>(row));
+}
+
 // The two rows of samples that a row of pixels is made from, as addresses and with weights of
 // 2 * whole in all; where rows aren't interpolated, the weights are 1 and 0.
 struct RowPair {

@@ -103,7 +103,7 @@ void divideMemory(Planes *p) {
     k->samples = next;
     next += static_cast<size_t>(k->stride) * k->rows * p->kept;
   }
-  auto *work = reinterpret_cast<uint16_t *>(next);
+  auto *work = samplesOf<uint16_t>(next);
   for (uint32_t i = 0; i < p->components; i++, work += workLength(*p)) p->work[i] = work;
   p->blend = work + 1;
 }
@@ -127,7 +127,7 @@ void padComponent(const Planes &p, const PlaneComponent &k, uint32_t mcuRow) {
   for (uint32_t r = 0; r < k.rows; r++) {
     uint8_t *row = k.samples + k.stride * static_cast<ptrdiff_t>(mcuRow % p.kept * k.rows + r);
     if (p.wide) {
-      padRow(reinterpret_cast<uint16_t *>(row), k.width, bytes / 2);
+      padRow(samplesOf<uint16_t>(row), k.width, bytes / 2);
     } else {
       padRow(row, k.width, bytes);
     }
@@ -241,7 +241,7 @@ void notePlace(const JpgContext &c, Planes *p) {
 template <typename Sample, int32_t kShift>
 void putCell(const int16_t *in, uint8_t *out, ptrdiff_t stride, uint32_t cell) {
   for (uint32_t y = 0; y < cell; y++, in += kRowLength, out += stride) {
-    auto *row = reinterpret_cast<Sample *>(out);
+    auto *row = samplesOf<Sample>(out);
     for (uint32_t x = 0; x < cell; x++) row[x] = static_cast<Sample>(in[x] + kShift);
   }
 }

@@ -13,8 +13,8 @@ namespace {
 // Weighted sum of two rows of samples, from the sample ahead of the first one on.
 template <typename Sample>
 void blendRows(const Planes &p, const PlaneComponent &k, const RowPair &rows, uint32_t samples) {
-  const auto *upper = reinterpret_cast<const Sample *>(planeRow(p, k, rows.upper));
-  const auto *lower = reinterpret_cast<const Sample *>(planeRow(p, k, rows.lower));
+  const auto *upper = samplesOf<Sample>(planeRow(p, k, rows.upper));
+  const auto *lower = samplesOf<Sample>(planeRow(p, k, rows.lower));
   uint16_t *out = p.blend;
   for (uint32_t x = 0; x < samples; x++) {
     out[x] = static_cast<uint16_t>(upper[x] * rows.upperWeight + lower[x] * rows.lowerWeight);
