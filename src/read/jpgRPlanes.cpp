@@ -114,11 +114,12 @@ bool fits(const Planes *p, const JpgContext &c, bool wide) {
 
 // ---- Rows of MCUs ---------------------------------------------------------
 
-// Fills a row of samples up behind the picture, so that its last sample has a neighbour.
+// Fills a row of samples up behind the picture, so that its last sample has a neighbour, and gives
+// its first one, too. There is memory for that also in a picture without columns.
 template <typename Sample>
 void padRow(Sample *row, uint32_t width, uint32_t length) {
   row[-1] = row[0];
-  const Sample last = row[width - 1];
+  const Sample last = (row + width)[-1];
   for (uint32_t x = width; x < length; x++) row[x] = last;
 }
 
@@ -140,7 +141,7 @@ Result decodeNext(JpgContext *c, Planes *p, const McuRowSource &source) {
   if (r != JPG_OK) return r;
   for (uint32_t i = 0; p->smooth && i < p->components; i++) {
     const PlaneComponent &k = p->component[i];
-    if (k.across.whole != 1 && k.width != 0) padComponent(*p, k, p->decoded);
+    if (k.across.whole != 1) padComponent(*p, k, p->decoded);
   }
   p->decoded++;
   return JPG_OK;
@@ -276,7 +277,7 @@ void resetPlanes(JpgContext *c) {
 }
 
 void seekPlanes(Planes *p, uint32_t row) {
-  if (p->begun && p->fromTop && p->row == row) return;
+  if (p->begun && p->row == row) return;
   const uint32_t mcuRow = row / p->mcuHeight;
   p->begun = true;
   p->fromTop = true;

@@ -381,6 +381,55 @@ TEST(Planes, AFailureAheadIsToldOnceByTheCallThatWantsItsRows) {
   EXPECT_EQ(c->rowPosition, 80U);
 }
 
+// With four rows of pixels to a sample, two of a row of MCUs take samples of the next one.
+TEST(Planes, AfterAFailureAheadOtherRowsDontAskAgain) {
+  Scene scene({40, 96, {0x14, 0x11, 0x11}, 3, false, true}, 1);
+  JpgContext *c = scene.c();
+  ASSERT_EQ(makePlanes(c, false), JPG_OK);
+  std::vector<uint8_t> out(3 * 40);
+  JpgRect rect = {};
+  rect.bits = out.data();
+  scene.failing = 1;
+  EXPECT_EQ(putPlaneRows(c, c->planes, scene.source(), {PlaneFormat::kYccToBgr, false, false}, rect,
+                         33, 40),
+            JPG_E_BAD_AC_CODE);
+  EXPECT_EQ(scene.asked, (std::vector<uint32_t>{0, 1}));
+  EXPECT_EQ(c->rowPosition, 32U);
+}
+
+TEST(Planes, OfAHandleThatReadsPiecesDontRunAhead) {
+  Scene scene({40, 80, {0x22, 0x11, 0x11}, 3, false, true}, 1);
+  JpgContext *c = scene.c();
+  c->flags = kFlagPartialBitstream;
+  ASSERT_EQ(makePlanes(c, false), JPG_OK);
+  std::vector<uint8_t> out(3 * 40);
+  JpgRect rect = {};
+  rect.bits = out.data();
+  EXPECT_EQ(putPlaneRows(c, c->planes, scene.source(), {PlaneFormat::kYccToBgr, false, false}, rect,
+                         16, 40),
+            JPG_OK);
+  EXPECT_EQ(scene.asked, (std::vector<uint32_t>{0}));
+}
+
+TEST(Planes, WithoutColumnsStoreNothing) {
+  for (const uint32_t width : {0U, 40U}) {
+    Scene scene({width, 80, {0x22, 0x11, 0x11}, 3, false, true}, 1);
+    JpgContext *c = scene.c();
+    ASSERT_EQ(makePlanes(c, false), JPG_OK);
+    for (const int32_t asked : {0, -1, INT32_MIN}) {
+      uint8_t out[16];
+      memset(out, 0xA5, sizeof(out));
+      JpgRect rect = {};
+      rect.bits = out + 8;
+      EXPECT_EQ(putPlaneRows(c, c->planes, scene.source(), {PlaneFormat::kYccToBgr, false, false},
+                             rect, 20, asked),
+                JPG_OK);
+      for (const uint8_t byte : out) EXPECT_EQ(byte, 0xA5);
+    }
+    EXPECT_EQ(c->rowPosition, 60U);
+  }
+}
+
 TEST(Planes, CanBeSoughtToAnyRow) {
   const Frame f = {40, 80, {0x22, 0x11, 0x11}, 3, false, true};
   const PlaneOutput output = {PlaneFormat::kYccToBgr, false, false};

@@ -293,6 +293,51 @@ TEST(Smooth, FramesWithoutSubsampledComponentsAreReadAsWithoutTheOption) {
   }
 }
 
+// Whose pixels nobody defines, so that nothing may change.
+TEST(Smooth, FramesWithASamplingFactorOfZeroAreReadAsWithoutTheOption) {
+  for (const uint8_t factors : {uint8_t{0x01}, uint8_t{0x10}, uint8_t{0x00}}) {
+    Picture p = makePicture(45, 37, {0x22, 0x11, 0x11}, Fill::kDense);
+    p.components[1].sampling = factors;
+    const Bytes stream = encode(p);
+    Canvas plain(45, 37, 3), smooth(45, 37, 3);
+    const Reader first = Reader::ofMemory(stream), second = Reader::ofMemory(stream, kSmooth);
+    const JpgRect to = plain.rect(), also = smooth.rect();
+    EXPECT_RESULT(jpgReadToRect(first.handle(), &to, 37),
+                  jpgReadToRect(second.handle(), &also, 37));
+    EXPECT_TRUE(plain.memory() == smooth.memory()) << int{factors};
+  }
+}
+
+TEST(Smooth, FramesWithoutColumnsAreReadAsWithoutTheOption) {
+  Picture p = makePicture(16, 32, {0x22, 0x11, 0x11});
+  p.width = 0;
+  const Bytes stream = headersOf(p).bytes();
+  Canvas canvas(8, 32, 3);
+  const JpgRect rect = canvas.rect();
+  for (const uint32_t flags : {0U, kSmooth}) {
+    const Reader reader = Reader::ofMemory(stream, flags | JPG_READ_COMPLETE);
+    EXPECT_RESULT(JPG_OK, jpgReadToRect(reader.handle(), &rect, 5));
+    EXPECT_RESULT(JPG_OK, jpgReadToRect(reader.handle(), &rect, 32));
+    EXPECT_RESULT(JPG_E_FAIL, jpgReadToRect(reader.handle(), &rect, 1));
+  }
+  EXPECT_TRUE(canvas.untouched());
+}
+
+TEST(Smooth, ProgressivePicturesWithoutAHeightHaveNoRows) {
+  Picture p = makePicture(45, 37, {0x22, 0x11, 0x11});
+  p.height = 0;
+  const Bytes stream = progressiveHeaders(p).bytes();
+  Bytes whole = stream;
+  append(whole, StreamBuilder().sos({{p.components[0].id, 0}}, 0, 0, 0).bytes());
+  append(whole, {0xFF, kEoi});
+  const Reader reader = Reader::ofMemory(whole, kSmooth);
+  ASSERT_RESULT(JPG_OK, reader.result());
+  Canvas canvas(45, 37, 3);
+  const JpgRect rect = canvas.rect();
+  EXPECT_RESULT(JPG_OK, jpgReadProgressiveToRect(reader.handle(), &rect, 37, 0));
+  EXPECT_TRUE(canvas.untouched());
+}
+
 TEST(Smooth, PiecesAreReadWithReplicatedChroma) {
   const Bytes stream = encode(makePicture(45, 37, {0x22, 0x11, 0x11}, Fill::kDense));
   const Twin::Shape shape = {45, 37, 3};
