@@ -105,6 +105,8 @@ void divideMemory(Planes *p) {
   }
   auto *work = samplesOf<uint16_t>(next);
   for (uint32_t i = 0; i < p->components; i++, work += workLength(*p)) p->work[i] = work;
+  // Formats of three components don't use the fourth one, but there is memory to read.
+  for (uint32_t i = p->components; i < kMaxComponents; i++) p->work[i] = work;
   p->blend = work + 1;
 }
 

@@ -20,8 +20,8 @@ namespace jpg {
 
 struct Planes;
 
-// Layout of a pixel in the caller's rectangle. Components are stored as bytes, or as 16-bit words
-// where PlaneOutput::wide is set.
+// Layout of a pixel in the caller's rectangle, for frames that have the components. Components are
+// stored as bytes, or as 16-bit words where PlaneOutput::wide is set.
 enum class PlaneFormat : uint32_t {
   kGray,        // component 0
   kComponents,  // all components in their order

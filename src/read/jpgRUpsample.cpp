@@ -10,6 +10,13 @@
 namespace jpg {
 namespace {
 
+// A row that needs nothing of this.
+template <typename Sample>
+void copyRow(const uint8_t *row, uint16_t *out, uint32_t columns) {
+  const auto *in = samplesOf<Sample>(row);
+  for (uint32_t x = 0; x < columns; x++) out[x] = in[x];
+}
+
 // Weighted sum of two rows of samples, from the sample ahead of the first one on.
 template <typename Sample>
 void blendRows(const Planes &p, const PlaneComponent &k, const RowPair &rows, uint32_t samples) {
@@ -36,13 +43,24 @@ void replicate(const uint16_t *in, const PlaneRatio &across, uint16_t *out, uint
 // `ties` is what a sum has added ahead of the division, in even and in odd columns.
 struct Rounding {
   uint32_t divisor;
+  uint32_t shift;  // of a divisor that is a power of 2; else 0
   uint32_t ties[2];
+
+  uint16_t divide(uint32_t v, uint32_t tie) const {
+    const uint32_t sum = v + ties[tie];
+    return static_cast<uint16_t>(shift != 0 ? sum >> shift : sum / divisor);
+  }
 };
 
+// The power of 2 that n is; 0 for another number.
+uint32_t powerOf(uint32_t n) {
+  uint32_t power = 0;
+  while (1U << power < n) power++;
+  return 1U << power == n ? power : 0;
+}
+
 void divide(uint16_t *row, const Rounding &r, uint32_t tie, uint32_t columns) {
-  for (uint32_t x = 0; x < columns; x++) {
-    row[x] = static_cast<uint16_t>((row[x] + r.ties[tie]) / r.divisor);
-  }
+  for (uint32_t x = 0; x < columns; x++) row[x] = r.divide(row[x], tie);
 }
 
 // The weight of the right one of two samples goes up by 2 * part from pixel to pixel, modulo
@@ -54,7 +72,7 @@ void interpolate(const uint16_t *in, const PlaneRatio &across, const Rounding &r
   const uint16_t *left = in - 1;
   for (uint32_t x = 0; x < columns; x++) {
     const uint32_t v = left[0] * (sum - right) + left[1] * right;
-    out[x] = static_cast<uint16_t>((v + r.ties[x % 2]) / r.divisor);
+    out[x] = r.divide(v, x % 2);
     right += 2 * across.part;
     if (right < sum) continue;
     right -= sum;
@@ -73,6 +91,10 @@ RowPlace rowPlaceOf(const PlaneRatio &down, uint32_t y) {
 
 void upsampleRow(const Planes &p, const PlaneComponent &k, const RowPair &rows, uint32_t y,
                  uint16_t *out, uint32_t columns) {
+  if (k.across.whole == 1 && rows.lowerWeight == 0) {
+    (p.wide ? copyRow<uint16_t> : copyRow<uint8_t>)(planeRow(p, k, rows.upper), out, columns);
+    return;
+  }
   const bool across = p.smooth && k.across.whole != 1;
   const uint32_t samples = columns * k.across.part / k.across.whole + 2;
   if (p.wide) {
@@ -85,7 +107,7 @@ void upsampleRow(const Planes &p, const PlaneComponent &k, const RowPair &rows, 
   const uint32_t divisor = across ? down * 2 * k.across.whole : down;
   const bool both = across && down != 1;
   const uint32_t low = (divisor - 1) / 2, high = divisor / 2;
-  const Rounding r = {divisor, {both ? high : low, both ? low : high}};
+  const Rounding r = {divisor, powerOf(divisor), {both ? high : low, both ? low : high}};
   if (across) {
     interpolate(p.blend, k.across, r, out, columns);
     return;
