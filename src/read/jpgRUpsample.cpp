@@ -40,23 +40,29 @@ void replicate(const uint16_t *in, const PlaneRatio &across, uint16_t *out, uint
   }
 }
 
-// `ties` is what a sum has added ahead of the division, in even and in odd columns.
+// The division of a sum of weighted samples by the weights, which are 2 * whole in a direction that
+// is interpolated, that is 4, 6 or 8.
 struct Rounding {
-  uint32_t divisor;
-  uint32_t shift;  // of a divisor that is a power of 2; else 0
-  uint32_t ties[2];
+  uint32_t shift;    // powers of 2 in the divisor
+  uint32_t threes;   // powers of 3
+  uint32_t ties[2];  // added ahead, in even and in odd columns
 
-  uint16_t divide(uint32_t v, uint32_t tie) const {
-    const uint32_t sum = v + ties[tie];
-    return static_cast<uint16_t>(shift != 0 ? sum >> shift : sum / divisor);
+  uint16_t divide(uint32_t sum, uint32_t tie) const {
+    const uint32_t v = (sum + ties[tie]) >> shift;
+    return static_cast<uint16_t>(threes == 0 ? v : threes == 1 ? v / 3 : v / 9);
   }
 };
 
-// The power of 2 that n is; 0 for another number.
-uint32_t powerOf(uint32_t n) {
-  uint32_t power = 0;
-  while (1U << power < n) power++;
-  return 1U << power == n ? power : 0;
+Rounding roundingOf(uint32_t wholeAcross, uint32_t wholeDown) {
+  static constexpr uint8_t kDivisor[] = {0, 1, 4, 6, 8}, kShift[] = {0, 0, 2, 1, 3};
+  const uint32_t divisor = uint32_t{kDivisor[wholeAcross]} * kDivisor[wholeDown];
+  const uint32_t low = (divisor - 1) / 2, high = divisor / 2;
+  const bool both = wholeAcross != 1 && wholeDown != 1;
+  Rounding r = {uint32_t{kShift[wholeAcross]} + kShift[wholeDown], 0, {low, high}};
+  r.threes = (wholeAcross == 3 ? 1U : 0U) + (wholeDown == 3 ? 1U : 0U);
+  if (both) r.ties[0] = high;
+  if (both) r.ties[1] = low;
+  return r;
 }
 
 void divide(uint16_t *row, const Rounding &r, uint32_t tie, uint32_t columns) {
@@ -103,17 +109,13 @@ void upsampleRow(const Planes &p, const PlaneComponent &k, const RowPair &rows, 
     blendRows<uint8_t>(p, k, rows, samples);
   }
   p.blend[-1] = p.blend[0];
-  const uint32_t down = rows.upperWeight + rows.lowerWeight;
-  const uint32_t divisor = across ? down * 2 * k.across.whole : down;
-  const bool both = across && down != 1;
-  const uint32_t low = (divisor - 1) / 2, high = divisor / 2;
-  const Rounding r = {divisor, powerOf(divisor), {both ? high : low, both ? low : high}};
+  const uint32_t down = rows.upperWeight + rows.lowerWeight == 1 ? 1 : k.down.whole;
   if (across) {
-    interpolate(p.blend, k.across, r, out, columns);
+    interpolate(p.blend, k.across, roundingOf(k.across.whole, down), out, columns);
     return;
   }
   replicate(p.blend, k.across, out, columns);
-  if (divisor != 1) divide(out, r, y % 2, columns);
+  if (down != 1) divide(out, roundingOf(1, down), y % 2, columns);
 }
 
 }  // namespace jpg
