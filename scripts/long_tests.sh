@@ -24,7 +24,7 @@ cmake --build --preset "$preset" --target damage_test faults units_huffman_test 
 tests=$PWD/build/$preset/tests
 logs=$(mktemp -d)
 trap 'rm -rf "$logs"' EXIT
-export JPG_SWEEP=long
+export JPG_TEST_LENGTH=long
 
 pids=()
 for ((i = 0; i < processes; i++)); do

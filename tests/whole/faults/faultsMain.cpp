@@ -7,7 +7,7 @@
 //
 // Each run must give documented results only, close its handles, leave nothing alive and
 // leave later handles unaffected. Prints what was swept; exit status 0 when all held. With
-// JPG_SWEEP=long every size is swept, else every size near the ends of the library's buffers
+// JPG_TEST_LENGTH=long every size is swept, else every size near the ends of the library's buffers
 // and some between them.
 #include <algorithm>
 #include <cstdio>
@@ -145,7 +145,7 @@ void sweepScenario(Totals &totals, const Scenario &scenario, const Scenario &lat
 }
 
 bool longForm() {
-  const char *form = std::getenv("JPG_SWEEP");
+  const char *form = std::getenv("JPG_TEST_LENGTH");
   return form != nullptr && std::strcmp(form, "long") == 0;
 }
 
