@@ -180,8 +180,11 @@ class Base:
         for line in self.ninja("deps"):
             if not line.startswith(" "):
                 target = line.split(":", 1)[0]
-            elif line.strip().startswith(prefix + "src/") and target in self.compile:
-                self.users[line.strip()[len(prefix):]].add(target)
+                continue
+            # A compiler cache may make paths relative to the build folder.
+            used = os.path.normpath(self.build / line.strip())
+            if used.startswith(prefix + "src/") and target in self.compile:
+                self.users[used[len(prefix):]].add(target)
 
     def read_links(self):
         """Commands that link programs over the static library; the members of archives."""
@@ -436,6 +439,9 @@ def chosen(options):
                and not name.startswith(NOT_HERE)
                for mutant in mutants_of(name, (ROOT / name).read_text(encoding="utf-8"))]
     print(f"mutate: {len(mutants)} possible changes, seed {options.seed}", flush=True)
+    possible = {(mutant.file, mutant.original, mutant.changed) for mutant in mutants}
+    for row in sorted(row for row in explained() - possible if options.only in row[0]):
+        print(f"{EXPLAINED.name}: no such change any more: {' | '.join(row)}", flush=True)
     return sorted(mutants, key=lambda mutant: rank(mutant, options.seed))
 
 
