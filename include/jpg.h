@@ -212,6 +212,7 @@ typedef struct tagBITMAPINFO {
 #define JPG_E_COEF_OVERFLOW 0x80001803U      /**< a run leads past coefficient 63 */
 #define JPG_E_DNL_CONFLICT 0x80001880U       /**< DNL although the height was known */
 #define JPG_E_BAD_SEGMENT_LENGTH 0x80001881U /**< DRI or DNL of a wrong length */
+#define JPG_E_DAMAGED 0x80001882U            /**< lenient: all rows stored, some of them guessed */
 /** @} */
 
 /* ------------------------------------------------------------------------- */
@@ -241,6 +242,12 @@ typedef struct tagBITMAPINFO {
 
 #define JPG_SEGMENT_FIRST 0 /**< jpgReadSeekMarkerSegment(): the segment behind SOI */
 #define JPG_SEGMENT_NEXT 1  /**< jpgReadSeekMarkerSegment(): the segment behind the current */
+/** jpgReadSeekMarkerSegment() of a handle opened with #JPG_READ_LENIENT: tells of the first damage
+    and goes nowhere. */
+#define JPG_SEGMENT_DAMAGE 0x4A500002
+
+/** Most scans that a picture opened with #JPG_READ_LENIENT may have; what follows is damage. */
+#define JPG_LENIENT_MAX_SCANS 500U
 
 #define JPG_RESTART_FROM_START 0U   /**< count intervals from the first scan's start */
 #define JPG_RESTART_FROM_CURRENT 1U /**< count intervals from the current place */

@@ -66,6 +66,7 @@ constexpr const char *Status::text() const {
       {JPG_E_COEF_OVERFLOW, "damaged data: a run leads past coefficient 63"},
       {JPG_E_DNL_CONFLICT, "a DNL segment although the height was known"},
       {JPG_E_BAD_SEGMENT_LENGTH, "a DRI or DNL segment of a wrong length"},
+      {JPG_E_DAMAGED, "damaged data: some of the rows are guessed"},
   };
   for (const Text &entry : kTexts) {
     if (entry.code == code_) return entry.text;
