@@ -12,6 +12,14 @@
 #endif
 
 namespace faults {
+
+#ifdef JPG_INSTRUMENTED
+
+void paintStack() {}
+size_t usedStack() { return 0; }
+
+#else
+
 namespace {
 
 constexpr uint8_t kPattern = 0xA5;
@@ -20,13 +28,6 @@ constexpr size_t kPainted = 32768;  // bytes, several times what a call is allow
 uintptr_t painted = 0;  // address of the lowest byte
 
 }  // namespace
-
-#ifdef JPG_INSTRUMENTED
-
-void paintStack() {}
-size_t usedStack() { return painted; }
-
-#else
 
 [[gnu::noinline]] void paintStack() {
   volatile uint8_t area[kPainted];
