@@ -305,7 +305,7 @@ typedef struct tagBITMAPINFO {
  * @retval JPG_E_OPEN_FAILED       the file can't be opened, or the path is too long
  * @retval JPG_E_SEEK              positioning in the file failed
  * @retval JPG_E_NOT_JPEG          no SOI, no EOI, or something that is not a marker
- *                                 where one must stand (fill bytes included)
+ *                                 where one is expected (fill bytes included)
  * @retval JPG_E_UNSUPPORTED       a frame other than SOF0 to SOF3, sampling factors
  *                                 above 2 or all 0 in a frame of several components
  *                                 (a single one counts as 1 x 1 whatever its factors),
@@ -324,7 +324,7 @@ JPG_API uint32_t JPG_CALL jpgReadPrologFromFile(const JpgWChar *path, int32_t st
  * Opens a JPEG stream in memory and parses its headers up to the first scan.
  *
  * Unless #JPG_READ_COMPLETE or #JPG_READ_PARTIAL_BITSTREAM is given, an EOI
- * marker (FF D9) must stand somewhere in the block.
+ * marker (FF D9) must be somewhere in the block.
  *
  * @param data   the stream, beginning with SOI; read where it lies, so it must
  *               outlive the handle

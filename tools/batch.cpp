@@ -79,8 +79,8 @@ class Batch {
   void printErrors() const {
     for (const std::string &text : said_) std::fputs(text.c_str(), stderr);
     if (failed_ + damaged_ == 0) return;
-    std::fprintf(stderr, "jpgtool: of %zu files %zu failed, %zu delivered with damage\n",
-                 items_.size(), failed_, damaged_);
+    std::fprintf(stderr, "jpgtool: %zu files: %zu failed, %zu decoded with damage\n", items_.size(),
+                 failed_, damaged_);
   }
 
  private:

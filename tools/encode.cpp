@@ -30,7 +30,7 @@ const char kEncodeHelp[] =
     "  --lossless             lossless, 2 to 16 bits\n"
     "  --predictor N          predictor of lossless coding, 1 to 7 (1), or auto for the one\n"
     "                         that gives the smallest file\n"
-    "  --max-pixels N         refuses files whose header asks for more pixels, width times\n"
+    "  --max-pixels N         refuses files whose header gives more pixels, width times\n"
     "                         height (500M; K, M and G stand for thousands, millions ...)\n"
     "  --max-memory N         refuses run-length coded bitmaps that need more bytes of memory:\n"
     "                         they are encoded as a whole (2G; K, M and G stand for KiB, MiB\n"
@@ -292,7 +292,8 @@ int encodeOnce(const EncodeJob &job, uint64_t *size) {
 
 // Tries every predictor and keeps the smallest file.
 int encodeSmallest(EncodeJob job) {
-  if (job.in == "-") return failUsage("--predictor auto reads its input several times");
+  if (job.in == "-")
+    return failUsage("--predictor auto needs a file: it reads the input several times");
   uint64_t smallest = 0;
   long best = 0;
   for (job.predictor = 1; job.predictor <= 7; job.predictor++) {

@@ -41,7 +41,7 @@ constexpr char kHelp[] =
     "  jpgtool COMMAND --help   more about a command\n"
     "  jpgtool --version        the version\n"
     "\n"
-    "Exit status: 0 done, 1 error, 2 delivered with damage, 64 wrong usage.\n";
+    "Exit status: 0 done, 1 error, 2 decoded with damage, 64 wrong usage.\n";
 
 const Command *findCommand(const char *name) {
   for (const Command &command : kCommands) {

@@ -23,7 +23,7 @@ uint32_t checkScans(const std::string &file, const Frame &frame, const ReadSetti
                     uint64_t *count, std::string *why) {
   if (frame.process != JPG_PROCESS_PROGRESSIVE) {
     if (settings.scans == 0) return JPG_OK;
-    *why = "the file has no scans to choose from";
+    *why = "--scans needs a progressive file";
     return JPG_E_UNSUPPORTED;
   }
   StreamScan scan;
@@ -59,7 +59,7 @@ uint32_t RowSource::learnHeight(const std::string &file, std::string *why) {
     heightFromDnl_ = true;
     return JPG_OK;
   }
-  *why = "the file doesn't tell its height";
+  *why = "no height in the frame header and no DNL segment after the scan";
   return JPG_E_UNSUPPORTED;
 }
 
@@ -72,7 +72,7 @@ uint32_t RowSource::describe(std::string *why) {
       return JPG_E_UNSUPPORTED;
     }
     if (heightFromDnl_) {
-      *why = "--scale needs a file whose header tells its height";
+      *why = "--scale needs the height in the frame header";
       return JPG_E_UNSUPPORTED;
     }
     const uint32_t r = jpgReadScaleOutputGetImageSize(reader_.handle(), &format_.width,

@@ -63,6 +63,23 @@ TEST(JpegThumbnail, IsReadWithTheOptionsOfTheHandleThatTheSegmentCameFrom) {
   }
 }
 
+// The handle that read a thumbnail is closed behind it. Were it closed once more with the
+// attributes, that would meet whatever has its memory by then: here, one of these readers.
+TEST(JpegThumbnail, ItsHandleIsClosedOnce) {
+  const Bytes jpeg = pictureOf({0x22, 0x11, 0x11});
+  std::vector<Reader> readers;
+  {
+    const Attributes attributes(compressed(jpeg));
+    EXPECT_RESULT(JPG_OK, readThumbnail(attributes, 24).read);
+    for (int i = 0; i < 8; i++) readers.push_back(Reader::ofMemory(jpeg));
+  }
+  for (const Reader &reader : readers) {
+    uint32_t width = 0, height = 0;
+    EXPECT_RESULT(JPG_OK, jpgReadGetImageSize(reader.handle(), &width, &height));
+    EXPECT_EQ(width, 21U);
+  }
+}
+
 TEST(JpegThumbnail, IsDescribedWithoutAResolution) {
   Picture picture = makePicture(8, 8, {0x11, 0x11, 0x11});
   picture.before = StreamBuilder().jfif(1, 300, 300).bytes();

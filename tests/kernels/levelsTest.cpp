@@ -92,7 +92,7 @@ struct Levels {
 std::string placeOfLevel(size_t i, uint32_t count) {
   if (i < Levels::kGuard) return "what lies ahead";
   if (i >= Levels::kGuard + 64 * count) return "what lies behind";
-  return "block " + std::to_string((i - Levels::kGuard) / 64) + ", coded position " +
+  return "block " + std::to_string((i - Levels::kGuard) / 64) + ", zig-zag position " +
          std::to_string((i - Levels::kGuard) % 64);
 }
 

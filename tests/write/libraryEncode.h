@@ -5,7 +5,7 @@
 #include <string>
 
 #include "jpg.h"
-#include "model/encoder.h"
+#include "model/encodeJob.h"
 
 namespace jpgtest {
 

@@ -1,6 +1,6 @@
 // Damage: every stream cut short at every byte, and with other values of every byte, through
 // everything that an application may do with it. A few values of each byte in the everyday
-// form; all 255 with JPG_SWEEP=long.
+// form; all 255 with JPG_TEST_LENGTH=long.
 #include <gtest/gtest.h>
 #include <jpg.h>
 
@@ -23,7 +23,7 @@ namespace faulty = jpg::faulty;
 constexpr double kMaxSeconds = 1.0;  // of a case
 
 bool longForm() {
-  const char *form = std::getenv("JPG_SWEEP");
+  const char *form = std::getenv("JPG_TEST_LENGTH");
   return form != nullptr && std::strcmp(form, "long") == 0;
 }
 

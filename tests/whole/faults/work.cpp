@@ -114,7 +114,14 @@ std::vector<Function> &functions() {
   return all;
 }
 
+bool Work::wantsMeasure(const char *name) {
+  constexpr uint32_t kEnough = 200;
+  const Function *function = find(name);
+  return function != nullptr && function->measured < kEnough;
+}
+
 bool Work::note(const char *name, uint32_t code) {
+  const size_t stack = measuring_ ? usedStack() : 0;
   Function *function = find(name);
   bool known = false;
   for (const char *other : called_) known = known || std::strcmp(other, name) == 0;
@@ -130,6 +137,8 @@ bool Work::note(const char *name, uint32_t code) {
   }
   closeFaults_ = closeFaults;
   if (function != nullptr) {
+    function->measured += measuring_ ? 1 : 0;
+    if (stack > function->stack) function->stack = stack;
     const bool happened = jpg::faulty::faultHappened();
     function->calls += armed_ ? 1 : 0;
     function->strikes += happened && !struck_ ? 1 : 0;

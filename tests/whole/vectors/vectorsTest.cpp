@@ -41,9 +41,10 @@ struct Bitmap {
 class Vectors : public testing::Test {
  protected:
   void SetUp() override {
-    if (!tellsVectorState()) GTEST_SKIP() << "this processor doesn't tell";
+    if (!tellsVectorState())
+      GTEST_SKIP() << "this processor doesn't report which vector registers are in use";
     clearUpperHalves();
-    if (upperHalvesInUse()) GTEST_SKIP() << "this processor doesn't tell of cleared registers";
+    if (upperHalvesInUse()) GTEST_SKIP() << "this processor doesn't report cleared upper halves";
   }
 
   // Calls a function with cleared registers and looks at them behind it.
