@@ -265,6 +265,58 @@ typedef struct tagBITMAPINFO {
 /** @} */
 
 /* ------------------------------------------------------------------------- */
+/** @name Lenient reading
+ *
+ *  A handle opened with #JPG_READ_LENIENT reads what other decoders read, beyond what the functions
+ *  below say of handles without it:
+ *
+ *  - **One call for every process.** jpgReadToRect() takes sequential pictures in any scans,
+ *    progressive ones (all scans are decoded by the first call) and lossless ones;
+ *    jpgReadScaleOutputToRect() takes every DCT process, and the functions for bitmaps likewise.
+ *    Bands may have any height and lose nothing. Marker segments may be walked between bands.
+ *  - **Sampling factors** 1 to 4 of any component, in any ratio.
+ *  - **Colour** as the Adobe segment and the identifiers 'R', 'G', 'B' say, in progressive pictures
+ *    too. Four components are inks: with `bitsPerPixel` 32 they are stored as cyan, magenta,
+ *    yellow, black (0: no ink), otherwise as blue, green, red. Of two components the first is
+ *    stored, as grey. Bitmaps have one channel for up to two components, otherwise three. Lossless
+ *    pictures of three components have red first; those of four need `bitsPerPixel` 32.
+ *  - **Depth.** DCT samples of 12 bits are rounded to 8; where the rectangle's `bitsPerSample` is
+ *    16 they are stored as 16-bit words of 0 to 4095. Lossless samples above 8 bits need
+ *    `bitsPerSample` 16 in jpgReadToRect().
+ *  - **Syntax.** No EOI, data behind EOI, fill bytes, stray bytes between segments, wrong lengths
+ * of APPn and COM segments, tables between scans and behind them, restart markers that are missing,
+ *    doubled or out of turn, a height told by DNL (it is known when the file is open; one that no
+ *    DNL tells is refused with #JPG_E_UNSUPPORTED), and missing Huffman tables, which are those of
+ *    T.81 Annex K.
+ *  - **Damage.** Decoding goes on at the next restart marker that fits, or to the end of the data.
+ *    What can't be known takes the last DC values that were decoded, grey at first; lossless rows
+ *    repeat the last one. All rows asked for are stored, and from the call on that met the first
+ *    damage, decode calls return #JPG_E_DAMAGED in place of #JPG_OK.
+ *  - **Exif thumbnails** are found where the directory has their place, whatever it says of their
+ *    compression.
+ *
+ *  jpgReadSeekRestartMarker() counts in MCU rows, jpgReadToRect() then goes on with the pixel rows
+ *  there; rows ahead of them are decoded on the way.
+ *
+ *  **Costs.** Sequential pictures whose scan has all components need no more memory than otherwise.
+ *  Others, progressive ones among them, need 2 bytes a coefficient from the first decode call on.
+ * At most #JPG_LENIENT_MAX_SCANS scans are decoded. Handles that read pieces
+ *  (#JPG_READ_PARTIAL_BITSTREAM) don't read leniently.
+ *
+ *  Example (examples/lenient.c, whereDamaged):
+ *  @code
+ *  static void whereDamaged(JPGHANDLE handle) {
+ *    uint16_t what;
+ *    uint32_t offset;
+ *    if (jpgReadSeekMarkerSegment(handle, JPG_SEGMENT_DAMAGE, &what, &offset) == JPG_OK) {
+ *      printf("damaged at byte %lu (%04X)\n", (unsigned long)offset, (unsigned)what);
+ *    }
+ *  }
+ *  @endcode
+ *  @{ */
+/** @} */
+
+/* ------------------------------------------------------------------------- */
 /** @name Opening and closing a read handle
  *
  *  Example (examples/errors.c, openWhatThereIs):
@@ -470,14 +522,18 @@ JPG_API uint32_t JPG_CALL jpgReadSetNoColorConversion(JPGHANDLE handle);
  * @param handle read handle
  * @param mode   #JPG_SEGMENT_FIRST: the first segment behind SOI;
  *               #JPG_SEGMENT_NEXT: skips what is unread of the current segment
- *               and goes to the one behind it
+ *               and goes to the one behind it; #JPG_SEGMENT_DAMAGE, for lenient
+ *               reading: goes nowhere, `marker` receives the low 16 bits of the code of
+ *               the first damage met so far and `length` its offset in the stream
  * @param marker receives the marker, 0xFFC0 to 0xFFFE; 0 when there is none
  * @param length receives the count of data bytes (the length field less its own
  *               two bytes); 0 for RSTn, SOI and EOI, and when there is no marker
  *
- * @retval JPG_OK                  the data can be read with jpgReadReadMarkerData()
+ * @retval JPG_OK                  the data can be read with jpgReadReadMarkerData(); there is
+ * damage
+ * @retval JPG_NO_DATA             #JPG_SEGMENT_DAMAGE: there is none so far; both receive 0
  * @retval JPG_E_INVALID_HANDLE    invalid handle or null pointer
- * @retval JPG_E_INVALID_PARAMETER unknown mode
+ * @retval JPG_E_INVALID_PARAMETER unknown mode; #JPG_SEGMENT_DAMAGE without #JPG_READ_LENIENT
  * @retval JPG_E_NOT_JPEG          there is no marker, or its length field is
  *                                 below 2
  * @retval JPG_E_SEEK              going back to the start failed
@@ -718,6 +774,7 @@ JPG_API uint32_t JPG_CALL jpgReadSetPartialBitstream(JPGHANDLE handle, const voi
  *               height is unknown nothing is cut)
  *
  * @retval JPG_OK               the rows are stored
+ * @retval JPG_E_DAMAGED        read leniently: they are stored, some are guessed
  * @retval JPG_E_INVALID_HANDLE invalid handle, null rectangle or null `bits`
  * @retval JPG_E_UNSUPPORTED    not a sequential DCT frame; `bitsPerPixel` doesn't
  *                              fit the components; or the scan doesn't hold all
@@ -764,6 +821,7 @@ JPG_API uint32_t JPG_CALL jpgReadToRect(JPGHANDLE handle, const JpgRect *rect, i
  * @param mode   #JPG_PROGRESSIVE_ALL_SCANS or #JPG_PROGRESSIVE_NEXT_SCAN
  *
  * @retval JPG_OK               the rows are stored
+ * @retval JPG_E_DAMAGED        read leniently: they are stored, some are guessed
  * @retval JPG_NO_DATA          no scan is left, no marker stands behind a scan, or a
  *                              refinement code is invalid
  * @retval JPG_E_INVALID_HANDLE invalid handle, null rectangle or null `bits`
@@ -812,6 +870,7 @@ JPG_API uint32_t JPG_CALL jpgReadScaleOutputGetImageSize(JPGHANDLE handle, uint3
  * @param scale  #JPG_SCALE_EIGHTH to #JPG_SCALE_FULL; full size is jpgReadToRect()
  *
  * @retval JPG_OK                  the rows are stored
+ * @retval JPG_E_DAMAGED           read leniently: they are stored, some are guessed
  * @retval JPG_E_INVALID_HANDLE    invalid handle, null rectangle or null `bits`
  * @retval JPG_E_UNSUPPORTED       not a sequential DCT frame, or a scan that doesn't hold
  *                                 all components

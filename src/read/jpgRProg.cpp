@@ -10,6 +10,7 @@
 #include "read/jpgRFastProg.h"
 #include "read/jpgRHead.h"
 #include "read/jpgRMark.h"
+#include "read/jpgRPicture.h"
 #include "read/jpgRRect.h"
 #include "read/jpgRScan.h"
 #include "read/jpgRSmooth.h"
@@ -318,6 +319,7 @@ uint32_t JPG_CALL jpgReadProgressiveToRect(JPGHANDLE handle, const JpgRect *rect
   if (c == nullptr || rect == nullptr || rect->bits == nullptr) return JPG_E_INVALID_HANDLE;
   if (c->sofMarker != kMarkerSof2) return JPG_E_UNSUPPORTED;
   const bool incremental = (mode & kModeIncremental) != 0;
+  if (isLenient(*c)) return readProgressivePicture(c, *rect, rows, incremental);
   if (c->scanState == kScanStateNone) c->rowPosition = 0;  // a restart seek may have changed it
   RowSpan span = {c->rowPosition, rows};
   if (const Result r = beginRows(c, incremental, &span); r != JPG_OK) return r;

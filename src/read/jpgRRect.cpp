@@ -6,6 +6,7 @@
 #include "read/jpgRBits.h"
 #include "read/jpgRFastBlock.h"
 #include "read/jpgRMark.h"
+#include "read/jpgRPicture.h"
 #include "read/jpgRSmooth.h"
 #include "share/jpgArith.h"
 #include "share/jpgMarkers.h"
@@ -179,6 +180,7 @@ using namespace jpg;
 uint32_t JPG_CALL jpgReadToRect(JPGHANDLE handle, const JpgRect *rect, int32_t lines) {
   JpgContext *c = validReader(handle);
   if (c == nullptr || rect == nullptr || rect->bits == nullptr) return JPG_E_INVALID_HANDLE;
+  if (isLenient(*c)) return readPicture(c, *rect, lines, kScaleFull);
   if (c->sofMarker > kMarkerSof1) return JPG_E_UNSUPPORTED;
   if (const Result r = limitLines(*c, &lines); r != JPG_OK) return r;
   if (const Result r = returnToScanData(c); r != JPG_OK) return r;

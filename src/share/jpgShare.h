@@ -92,6 +92,8 @@ using BlockDecoder = Result (*)(JpgContext *c, int16_t *block, JpgScanComponent 
 // What a progressive scan codes; blockDecoder goes with it.
 enum class ScanKind : uint32_t { kDcFirst, kDcRefine, kAcFirst, kAcRefine };
 
+struct LenientRead;  // read/jpgRLenient.h
+
 // State of the reader that has no place of its own elsewhere in the record.
 struct ReadState {
   // Tables replaced by a DHT segment while the current scan still uses them;
@@ -102,6 +104,7 @@ struct ReadState {
   uint32_t scanSetUps;     // scan set-ups begun, the prolog's included
   uint32_t restartSought;  // 1: a restart seek has moved the stream
   uint32_t inPiece;        // 1: the stream is a piece behind the one with the headers
+  LenientRead *lenient;    // of a handle that reads leniently; owned
 };
 
 // State of the writer that has no place of its own elsewhere in the record.
