@@ -106,7 +106,7 @@ class Machine {
   // The prologs' own flags, and a quarter of the time options with them.
   uint32_t prologFlags() {
     const uint8_t choice = in_.byte();
-    return choice < 192 ? choice : (choice & 6U) | optionsBy(choice >> 3);
+    return choice < 192 ? choice : (choice & 6U) | allOptionsBy(choice >> 3);
   }
   const JpgWChar *path() {
     static constexpr JpgWChar kSink[] = u"/dev/null";

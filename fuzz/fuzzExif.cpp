@@ -115,7 +115,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
   if (size < 1 || size > kMaxTiff) return 0;
   const std::vector<uint8_t> stream = makeStream(data + 1, size - 1);
   JPGHANDLE h = nullptr;
-  const uint32_t flags = JPG_READ_COMPLETE | optionsBy(data[0] >> 6);
+  const uint32_t flags = JPG_READ_COMPLETE | allOptionsBy(data[0] >> 5);
   check(jpgReadPrologFromMemory(stream.data(), static_cast<int32_t>(stream.size()), flags, &h) ==
         JPG_OK);
   JPGEXIFHANDLE exif = nullptr;

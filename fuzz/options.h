@@ -14,4 +14,9 @@ inline uint32_t optionsBy(uint32_t bits) {
   return flags;
 }
 
+// The same for three bits, the third of which is lenient.
+inline uint32_t allOptionsBy(uint32_t bits) {
+  return optionsBy(bits) | ((bits & 4) != 0 ? JPG_READ_LENIENT : 0);
+}
+
 #endif

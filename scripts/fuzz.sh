@@ -20,7 +20,7 @@ fi
 seconds=${1:-60}
 [ $# -eq 0 ] || shift
 targets=("$@")
-[ ${#targets[@]} -gt 0 ] || targets=(fuzzRead fuzzWrite fuzzExif fuzzApi fuzzDiff fuzzModel)
+[ ${#targets[@]} -gt 0 ] || targets=(fuzzRead fuzzLenient fuzzWrite fuzzExif fuzzApi fuzzDiff fuzzModel)
 scripts/setup.sh build clang
 [ $preset = fuzz ] || scripts/setup.sh test msan  # a newer clang
 export MSAN_SYMBOLIZER_PATH=/usr/bin/llvm-symbolizer-19

@@ -46,6 +46,22 @@ uint64_t planeBytes(const Frame &frame) {
   return kHeader + frame.components * kRows * row + 2 * (uint64_t{frame.components} + 1) * row;
 }
 
+uint64_t lenientBytes(const Frame &frame, bool store) {
+  constexpr uint64_t kState = 2048;
+  constexpr uint64_t kMcus = 2 * 4 * 16;  // blocks of two MCUs
+  const uint64_t n = frame.components;
+  const uint64_t bytes = sizeof(JpgContext) + 2 * kTables + kState;
+  // A row to predict from and two that are under way.
+  if (frame.lossless) return bytes + 3 * 2 * n * frame.width;
+  // MCUs have up to 32 x 32 pixels and 4 x 4 blocks of a component.
+  const uint64_t across = (uint64_t{frame.width} + 31) / 32;
+  const uint64_t down = (uint64_t{frame.height} + 31) / 32;
+  const uint64_t blocks = store ? n * 16 * across * down : kMcus;
+  // Planes of two rows of MCUs, in 16 bits, and work rows.
+  const uint64_t row = 2 * (32 * across + 192);
+  return bytes + blocks * kBlock + 1024 + n * 64 * row + (n + 1) * row;
+}
+
 uint64_t reductionBytes(uint32_t width, uint32_t lines) {
   return uint64_t{3} * width * lines + 4 + uint64_t{2} * 3 * 4 * width;
 }

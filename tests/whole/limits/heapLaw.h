@@ -19,6 +19,9 @@ struct Frame {
 uint64_t readerBytes(const Frame &frame);
 // What interpolated chroma takes besides.
 uint64_t planeBytes(const Frame &frame);
+// A handle that reads leniently, instead; store: all scans don't hold all components, or the
+// picture is progressive.
+uint64_t lenientBytes(const Frame &frame, bool store);
 // What a colour image read into a bitmap of 8 or 16 bits takes besides, during the call.
 uint64_t reductionBytes(uint32_t width, uint32_t lines);
 // An attribute handle over a segment of this length; the handle of a JPEG thumbnail comes

@@ -84,6 +84,20 @@ TEST(ResourceLaw, BoundsReadersWithOptionsToo) {
   }
 }
 
+TEST(ResourceLaw, BoundsReadersThatReadLeniently) {
+  for (const std::vector<uint8_t> &sampling : samplings()) {
+    for (const uint16_t side : {uint16_t{1}, uint16_t{17}, uint16_t{100}, uint16_t{333}}) {
+      const Picture p = makePicture(side, static_cast<uint16_t>(side / 2 + 1), sampling);
+      const uint64_t inOrder = lenientBytes(frameOf(p, false), false);
+      const uint64_t stored = lenientBytes(frameOf(p, true), true);
+      for (const uint32_t flags : {JPG_READ_LENIENT, JPG_READ_LENIENT | JPG_READ_SMOOTH}) {
+        EXPECT_LE(peakOf(encode(p), p, flags), inOrder);
+        EXPECT_LE(peakOf(encodeProgressive(p, spectralScript(sampling.size())), p, flags), stored);
+      }
+    }
+  }
+}
+
 // Without subsampled components there are no planes.
 TEST(ResourceLaw, OptionsTakeNothingWhereThereIsNothingToInterpolate) {
   const Picture p = makePicture(100, 40, {0x11, 0x11, 0x11});

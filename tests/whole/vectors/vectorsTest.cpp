@@ -171,6 +171,7 @@ void Vectors::walk() {
 void Vectors::readAll(const std::string &what, const Bytes &stream) {
   readAllWith(what, stream, 0);
   readAllWith(what + " with options", stream, JPG_READ_ACCURATE | JPG_READ_SMOOTH);
+  readAllWith(what + " leniently", stream, JPG_READ_LENIENT | JPG_READ_SMOOTH);
 }
 
 void Vectors::readAllWith(const std::string &what, const Bytes &stream, uint32_t options) {
