@@ -11,6 +11,8 @@ constexpr Kernels jpgPortableKernels = {
     portableTransformAndQuantise,
     portableLoadGray,
     &portableLoadYcc,
+    &portableAverageYcc,
+    portableLevelMask,
 };
 
 }  // namespace jpg

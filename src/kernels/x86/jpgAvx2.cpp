@@ -13,6 +13,8 @@ constexpr Kernels jpgAvx2Kernels = {
     avx2TransformAndQuantise,
     avx2LoadGray,
     &avx2LoadYcc,
+    &avx2AverageYcc,
+    avx2LevelMask,
 };
 
 }  // namespace jpg
