@@ -22,6 +22,7 @@ struct Coding {
   Scans scans = Scans::kSequential;
   bool restarts = false;  // one interval a row of MCUs
   int predictor = 0;      // 1 to 7: lossless
+  bool optimal = false;   // Huffman tables made for the picture, in sequential scans too
 };
 
 enum class Task { kDecode, kEncode, kExifThumbnail };

@@ -143,6 +143,7 @@ void setCoding(jpeg_compress_struct *info, const Coding &coding) {
     info->comp_info[0].v_samp_factor = static_cast<int>(luma & 15);
   }
   if (coding.restarts) info->restart_in_rows = 1;
+  if (coding.optimal) info->optimize_coding = TRUE;
   if (coding.scans == Scans::kProgressive) jpeg_simple_progression(info);
   if (coding.scans == Scans::kSpectral) useSpectralScript(info);
 }

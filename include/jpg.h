@@ -237,6 +237,13 @@ typedef struct tagBITMAPINFO {
 #define JPG_READ_SMOOTH 0x4A500200U
 /** Read option: also opens what is unusual or damaged, and delivers what there is. */
 #define JPG_READ_LENIENT 0x4A500400U
+/** Write option: a sample of a subsampled component is the average of the pixels that it stands
+    for, in place of one of them; see "Options of a write handle". */
+#define JPG_WRITE_AVERAGE 0x4A500100U
+/** Write option: Huffman tables made for the picture; see "Options of a write handle". */
+#define JPG_WRITE_OPTIMIZE 0x4A500200U
+/** Write option: a progressive picture; see "Options of a write handle". */
+#define JPG_WRITE_PROGRESSIVE 0x4A500400U
 
 #define JPG_PROCESS_BASELINE 0x8000U    /**< SOF0, baseline DCT */
 #define JPG_PROCESS_EXTENDED 0x4000U    /**< SOF1, extended sequential DCT */
@@ -932,6 +939,39 @@ JPG_API uint32_t JPG_CALL jpgReadSpatialToRect(JPGHANDLE handle, const JpgRect *
  *  and marker segments of the caller's, the encode calls (the first of which
  *  writes the headers), and the epilog (which writes EOI).
  *
+ *  **Options of a write handle.** They come with the flags of the prologs, any of them with any
+ *  other. Without them, the streams are those of the other functions' descriptions, to the bit.
+ *
+ *  - #JPG_WRITE_AVERAGE: where a component is subsampled, its sample is the average of the pixels
+ *    that it stands for, rounded to nearest. At the right and the lower edge those count that
+ *    are there. MCUs that lie across an edge, or across the end of a call's lines, are filled up
+ *    by repeating the last pixels; blocks without any pixel of the picture cost next to
+ *    nothing. Pictures are closer to their originals, at 4:2:0 by up to 1.5 dB.
+ *    Lossless pictures aren't affected.
+ *  - #JPG_WRITE_OPTIMIZE: Huffman tables made for the picture, of at most 16 bits: 1 to 9 % fewer
+ *    bytes. The decoded pixels are the same. Files of one component carry no tables of
+ *    chroma. A lossless picture has a table for its differences, or one for each component
+ *    where that is shorter.
+ *  - #JPG_WRITE_PROGRESSIVE: SOF2, with several scans and tables for each of them: 3 to 11 % fewer
+ *    bytes. Which scans, spectral selection and successive approximation, the library chooses for
+ *    the fewest of them. The decoded pixels are those of the sequential file. A lossless
+ *    picture is written as with #JPG_WRITE_OPTIMIZE.
+ *
+ *  With either of the last two the picture is **held until the epilog**, which writes it: 2 bytes
+ *  for each coefficient, or for each difference of a lossless picture, rounded up to 16 KiB.
+ *  Until then nothing goes out but SOI and the caller's segments, which keep their order. This
+ *  differs from pictures that aren't held:
+ *
+ *  - Want of memory may show in any encode call. Such a call has kept nothing of its lines and may
+ *    be repeated; the epilog then completes the picture with the lines of the other calls.
+ *  - The epilog may give #JPG_E_OUT_OF_MEMORY. It has then written nothing of the picture, and has
+ *    freed everything.
+ *  - The height in the frame header is the number of lines encoded, and at most the height that was
+ *    set; lines beyond it aren't written. No DNL segment is needed.
+ *  - No restart marker stands behind the last MCU of a scan. A restart interval of a lossless
+ *    picture that doesn't end with a line is left out.
+ *  - jpgWriteGetPartialBitstream() gives #JPG_E_INVALID_FUNCTION.
+ *
  *  Output goes through a 4096-byte stage, so a full disk may show only in a later
  *  call. Once the output has come up short, every function that writes gives
  *  #JPG_E_WRITE_FAULT; the handle is then only good for its epilog.
@@ -956,7 +996,8 @@ JPG_API uint32_t JPG_CALL jpgReadSpatialToRect(JPGHANDLE handle, const JpgRect *
  * Creates a file, replacing one of that name, and opens a write handle on it.
  *
  * @param path   zero-terminated UTF-16 path, at most 255 units
- * @param flags  not used; 0
+ * @param flags  0 or any of #JPG_WRITE_AVERAGE, #JPG_WRITE_OPTIMIZE and #JPG_WRITE_PROGRESSIVE;
+ *               other bits are ignored
  * @param handle receives the handle; set to null first, and null on failure.
  *               The caller closes it with jpgWriteEpilogToFile().
  *
@@ -973,7 +1014,8 @@ JPG_API uint32_t JPG_CALL jpgWritePrologToFile(const JpgWChar *path, uint32_t fl
 /**
  * Opens a write handle on a memory block that grows as needed.
  *
- * @param flags  0 or #JPG_WRITE_PARTIAL_BITSTREAM; other bits are ignored
+ * @param flags  0 or #JPG_WRITE_PARTIAL_BITSTREAM and the options of jpgWritePrologToFile(); other
+ *               bits are ignored
  * @param handle receives the handle; set to null first, and null on failure.
  *               The caller closes it with jpgWriteEpilogToMemory().
  *
@@ -994,6 +1036,7 @@ JPG_API uint32_t JPG_CALL jpgWritePrologToMemory(uint32_t flags, JPGHANDLE *hand
  * @retval JPG_E_WRITE_FAULT       the output took too few bytes, now or earlier
  * @retval JPG_E_INVALID_PARAMETER the height was never set, and more than 65535 lines
  *                                 were encoded
+ * @retval JPG_E_OUT_OF_MEMORY     the picture was held, and there is no memory to code it
  * @retval JPG_E_FAIL              the file couldn't be closed, or the heap refused to take the
  *                                 record back; everything else was freed
  */
@@ -1044,7 +1087,8 @@ JPG_API uint32_t JPG_CALL jpgWriteFreeBitstream(void *data);
  *
  * @retval JPG_OK                 handed over; output goes on in a new block
  * @retval JPG_E_INVALID_HANDLE   invalid handle or null pointer
- * @retval JPG_E_INVALID_FUNCTION the handle doesn't give pieces
+ * @retval JPG_E_INVALID_FUNCTION the handle doesn't give pieces, or holds its picture until the
+ *                                epilog
  * @retval JPG_E_INVALID_PARAMETER headers would be written whose width or height, as set,
  *                                exceeds 65535
  * @retval JPG_E_FAIL             the output came up short earlier
@@ -1299,7 +1343,8 @@ JPG_API uint32_t JPG_CALL jpgWriteWriteMarkerSegment(JPGHANDLE handle, uint32_t 
  * the height.
  *
  * Pixels are grey bytes (1 channel), blue, green, red (3) or components in order (4).
- * Chroma is decimated: the top-left sample of a group counts. What a partial MCU at
+ * Without #JPG_WRITE_AVERAGE chroma is decimated: the top-left sample of a group counts. And
+ * without it, what a partial MCU at
  * the right or lower edge lacks is filled with the MCU coded before it in the same
  * call, or with zeros when the call begins with a partial one: so bands may code the
  * lower edge otherwise than one call for the whole picture.

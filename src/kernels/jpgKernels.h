@@ -74,6 +74,10 @@ struct QuantSteps {
 using ForwardKernel = void (*)(int16_t *blocks, uint32_t count, const QuantSteps &steps,
                                uint64_t *masks);
 
+// The mask of those levels of a block, each -2047..2047, whose magnitude shifted right by `shift`
+// isn't 0: bit k for the k-th level in memory.
+using LevelMaskKernel = uint64_t (*)(const int16_t *levels, uint32_t shift);
+
 // Loads a whole MCU of pixels as level-shifted sample blocks, component after component.
 using LoadKernel = void (*)(const uint8_t *in, ptrdiff_t stride, int16_t *blocks);
 
@@ -93,8 +97,10 @@ struct Kernels {
   StoreKernel storeBlock;
   const YccRowKernels *putYccRow;
   ForwardKernel transformAndQuantise;
-  LoadKernel loadGray;         // one component of one block
-  const LoadKernels *loadYcc;  // blue, green, red as Y, Cb, Cr
+  LoadKernel loadGray;            // one component of one block
+  const LoadKernels *loadYcc;     // blue, green, red as Y, Cb, Cr; chroma is decimated
+  const LoadKernels *averageYcc;  // the same with the averages of chroma
+  LevelMaskKernel levelMask;
 };
 
 // The set that runs on every processor of the target.

@@ -43,10 +43,14 @@ constexpr uint32_t kFlagAdobeSeen = 0x00400000;
 constexpr uint32_t kFlagYcbcrToRgb = 0x00200000;        // three components, YCbCr
 constexpr uint32_t kFlagPartialBitstream = 0x00000002;  // data may come in pieces
 
-// JpgContext::options bits, asked for by a prolog's flags.
+// JpgContext::options bits, asked for by a prolog's flags. Reading:
 constexpr uint32_t kOptionAccurate = JPG_READ_ACCURATE & 0xFF00;
 constexpr uint32_t kOptionSmooth = JPG_READ_SMOOTH & 0xFF00;
 constexpr uint32_t kOptionLenient = JPG_READ_LENIENT & 0xFF00;
+// Writing:
+constexpr uint32_t kOptionAverage = JPG_WRITE_AVERAGE & 0xFF00;
+constexpr uint32_t kOptionOptimize = JPG_WRITE_OPTIMIZE & 0xFF00;
+constexpr uint32_t kOptionProgressive = JPG_WRITE_PROGRESSIVE & 0xFF00;
 
 constexpr uint32_t kOptionsMark = 0x4A500000;
 
@@ -107,20 +111,31 @@ struct ReadState {
   LenientRead *lenient;    // of a handle that reads leniently; owned
 };
 
+// Values of a picture that is written only when all of it is known: levels of DCT blocks, or
+// differences of a lossless picture. They lie in pieces of the heap (write/jpgWStore.h).
+struct ValueStore {
+  int16_t **pieces;  // list of the pieces; owned, and so are they
+  uint32_t count;    // pieces
+  uint32_t room;     // pieces that the list has room for
+  size_t used;       // values
+};
+
 // State of the writer that has no place of its own elsewhere in the record.
 struct WriteState {
   uint32_t outputFailed;  // 0, or 2 once the sink has taken too few bytes
   uint32_t predictor;     // lossless predictor, 1 to 7
   // The picture under way as its headers describe it; later setter calls have no effect on it.
-  uint32_t frameOut;         // 1 once the headers have gone out
+  uint32_t frameOut;         // 1 once the headers have gone out, or the picture is being held
   uint32_t frameWidth;       // pixels
   uint32_t frameHeight;      // pixels, 0 = given by DNL
   uint32_t frameComponents;  // 1 to 4
   uint32_t frameRestart;     // MCUs (lossless: pixels) between restart markers, 0 = none
   uint32_t frameRaw;         // 1: no colour conversion
   QuantReciprocals reciprocals[2];
+  ValueStore store;  // of a picture that is held until the epilog
 };
 
+// With 32-bit words; pointers of 64 bits take more.
 constexpr size_t kCodecStateSize = sizeof(void *) == 4 ? 1100 : 1200;
 
 }  // namespace jpg

@@ -107,6 +107,15 @@ void transformAndQuantise(int16_t *blocks, uint32_t count, const jpg::QuantSteps
   }
 }
 
+uint64_t levelMask(const int16_t *levels, uint32_t shift) {
+  uint64_t mask = 0;
+  for (uint32_t k = 0; k < 64; k++) {
+    // Division by 2^shift toward zero.
+    if (levels[k] / (1 << shift) != 0) mask |= uint64_t{1} << k;
+  }
+  return mask;
+}
+
 }  // namespace
 
 constexpr int16_t kByte = 127, kWide = 2047;
@@ -125,6 +134,8 @@ const jpg::Kernels kDefinition = {
     nullptr,
     transformAndQuantise,
     nullptr,
-    nullptr};
+    nullptr,
+    nullptr,
+    levelMask};
 
 }  // namespace jpgtest

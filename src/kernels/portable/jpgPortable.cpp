@@ -15,6 +15,8 @@ constexpr Kernels jpgPortableKernels = {
     portableTransformAndQuantise,
     portableLoadGray,
     &portableLoadYcc,
+    &portableAverageYcc,
+    portableLevelMask,
 };
 
 }  // namespace jpg

@@ -31,9 +31,10 @@ extern const YccRowKernels portablePutYccRow;
 
 void portableTransformAndQuantise(int16_t *blocks, uint32_t count, const QuantSteps &steps,
                                   uint64_t *masks);
+uint64_t portableLevelMask(const int16_t *levels, uint32_t shift);
 
 void portableLoadGray(const uint8_t *in, ptrdiff_t stride, int16_t *blocks);
-extern const LoadKernels portableLoadYcc;
+extern const LoadKernels portableLoadYcc, portableAverageYcc;
 
 }  // namespace jpg
 

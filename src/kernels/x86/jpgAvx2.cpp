@@ -17,6 +17,8 @@ constexpr Kernels jpgAvx2Kernels = {
     avx2TransformAndQuantise,
     avx2LoadGray,
     &avx2LoadYcc,
+    &avx2AverageYcc,
+    avx2LevelMask,
 };
 
 }  // namespace jpg

@@ -28,9 +28,10 @@ extern const YccRowKernels avx2PutYccRow;
 
 void avx2TransformAndQuantise(int16_t *blocks, uint32_t count, const QuantSteps &steps,
                               uint64_t *masks);
+uint64_t avx2LevelMask(const int16_t *levels, uint32_t shift);
 
 void avx2LoadGray(const uint8_t *in, ptrdiff_t stride, int16_t *blocks);
-extern const LoadKernels avx2LoadYcc;
+extern const LoadKernels avx2LoadYcc, avx2AverageYcc;
 
 }  // namespace jpg
 

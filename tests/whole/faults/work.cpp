@@ -35,7 +35,7 @@ const Codes kSpatial = {JPG_OK,         JPG_E_UNSUPPORTED, JPG_E_FAIL,
 const Codes kNoMemory = {JPG_E_OUT_OF_MEMORY};
 const Codes kWriting = {JPG_OK, JPG_E_WRITE_FAULT};
 const Codes kEncoding = {JPG_OK, JPG_E_OUT_OF_MEMORY, JPG_E_WRITE_FAULT};
-const Codes kClosing = {JPG_OK, JPG_E_WRITE_FAULT, JPG_E_FAIL};
+const Codes kClosing = {JPG_OK, JPG_E_OUT_OF_MEMORY, JPG_E_WRITE_FAULT, JPG_E_FAIL};
 
 Function reaching(const char *name, const Codes &codes) { return {name, codes, true}; }
 Function within(const char *name, const Codes &codes) { return {name, codes, false}; }

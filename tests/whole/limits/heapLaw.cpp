@@ -82,4 +82,16 @@ uint64_t writerBytes(const Frame &frame, uint64_t memoryBytes) {
   return sizeof(JpgContext) + kTablesWritten + area + row + sink;
 }
 
+uint64_t heldBytes(const Frame &frame, uint32_t lines) {
+  constexpr uint64_t kPiece = 16384;  // bytes
+  constexpr uint64_t kWork = 120 * 1024;
+  const Frame held = {frame.width, lines, frame.components, false, false};
+  const uint64_t values = frame.lossless ? uint64_t{frame.width} * lines * frame.components
+                                         : frame.components * blocksOfComponent(held) * 64;
+  const uint64_t pieces = (2 * values + kPiece - 1) / kPiece;
+  // The list of pieces doubles, which takes both lists for a moment.
+  const uint64_t list = (pieces < 64 ? 64 : 2 * pieces) * sizeof(void *);
+  return pieces * kPiece + list + list / 2 + kWork;
+}
+
 }  // namespace jpgtest

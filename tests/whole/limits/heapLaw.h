@@ -29,6 +29,8 @@ uint64_t reductionBytes(uint32_t width, uint32_t lines);
 uint64_t attributeBytes(uint32_t segmentBytes);
 // A write handle that has written so many bytes; to a file, 0.
 uint64_t writerBytes(const Frame &frame, uint64_t memoryBytes);
+// What one takes besides that holds so many lines until its epilog.
+uint64_t heldBytes(const Frame &frame, uint32_t lines);
 
 }  // namespace jpgtest
 

@@ -215,5 +215,34 @@ TEST(ResourceLaw, BoundsWriters) {
   }
 }
 
+TEST(ResourceLaw, BoundsWritersThatHoldTheirPictures) {
+  for (uint32_t options = 1; options < 8; options++) {
+    for (const bool lossless : {false, true}) {
+      for (const int32_t width : {1, 100, 1000}) {
+        for (const uint32_t lines : {1U, 64U, 1500U}) {
+          Bytes samples(size_t{3} * static_cast<uint32_t>(width) * lines);
+          Random random(4);
+          for (uint8_t &s : samples) s = static_cast<uint8_t>(random.between(0, 255));
+          JpgRect rect = {width, 0, 3 * width, 24, 3, 8, samples.data(), 0, 0};
+          faulty::reset();
+          JPGHANDLE h = nullptr;
+          ASSERT_RESULT(JPG_OK, jpgWritePrologToMemory(0x4A500000 | options << 8, &h));
+          EXPECT_RESULT(JPG_OK, lossless ? jpgWriteSpatialFromRect(h, &rect, lines)
+                                         : jpgWriteFromRect(h, &rect, lines));
+          void *data = nullptr;
+          uint32_t size = 0;
+          EXPECT_RESULT(JPG_OK, jpgWriteEpilogToMemory(h, &data, &size));
+          EXPECT_RESULT(JPG_OK, jpgWriteFreeBitstream(data));
+          const Frame frame = {static_cast<uint32_t>(width), 0, 3, false, lossless};
+          const uint64_t held = (options & 6) != 0 ? heldBytes(frame, lines) : 0;
+          EXPECT_LE(faulty::peakBytes(), writerBytes(frame, size) + held)
+              << options << ", " << width << " x " << lines << ", lossless " << lossless;
+          EXPECT_EQ(0u, faulty::liveBlocks());
+        }
+      }
+    }
+  }
+}
+
 }  // namespace
 }  // namespace jpgtest

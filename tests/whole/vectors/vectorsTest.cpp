@@ -344,12 +344,15 @@ TEST_F(Vectors, AreLeftClearByTheWriters) {
   for (const Size &size : kSizes) {
     for (const uint32_t sampling : {0x111111U, 0x211111U, 0x121111U, 0x221111U}) {
       for (const int32_t channels : {1, 3}) {
-        for (const bool lossless : {false, true}) {
+        for (uint32_t kind = 0; kind < 2 * 8; kind++) {
+          const bool lossless = kind % 2 != 0;
+          const uint32_t options = kind / 2;
           picture_ = nameOf(lossless ? "lossless" : "sequential", size,
                             {static_cast<uint8_t>(sampling >> 16)}) +
-                     ", channels " + std::to_string(channels);
+                     ", channels " + std::to_string(channels) + ", options " +
+                     std::to_string(options);
           JPGHANDLE h = nullptr;
-          CALL(jpgWritePrologToMemory, uint32_t{0}, &h);
+          CALL(jpgWritePrologToMemory, 0x4A500000U | options << 8, &h);
           setUp(h, sampling, channels);
           writeRows(h, size, channels, lossless);
           finish(h);
