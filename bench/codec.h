@@ -22,6 +22,7 @@ struct Coding {
   Scans scans = Scans::kSequential;
   bool restarts = false;  // one interval a row of MCUs
   int predictor = 0;      // 1 to 7: lossless
+  bool optimal = false;   // Huffman tables made for the picture, in sequential scans too
 };
 
 enum class Task { kDecode, kEncode, kExifThumbnail };
@@ -33,6 +34,7 @@ struct Job {
   uint32_t denominator = 1;  // decodes at 1, 1/2, 1/4 or 1/8
   uint32_t channels = 3;
   uint32_t bits = 8;
+  bool smooth = false;  // decodes with interpolated chroma and the most exact integer transform
 
   bool lossless() const { return coding.predictor > 0; }
 };

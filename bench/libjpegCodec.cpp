@@ -1,7 +1,7 @@
-// libjpeg-turbo, set up for the same work as the library (accurate integer transforms, replicated
-// chroma, pixels with blue first) at its fastest: it gets the pointers of all rows at once, and an
-// encoder's buffer is large enough for the stream. Compiled once for Debian's version and once for
-// the newest.
+// libjpeg-turbo, set up for the same work as the library (accurate integer transforms, chroma
+// replicated or, where the job says so, interpolated, pixels with blue first) at its fastest: it
+// gets the pointers of all rows at once, and an encoder's buffer is large enough for the stream.
+// Compiled once for Debian's version and once for the newest.
 #include <csetjmp>
 #include <cstdio>
 #include <cstdlib>
@@ -73,7 +73,7 @@ bool decodeInto(jpeg_decompress_struct *info, const Job &job, const uint8_t *dat
   jpeg_mem_src(info, data, static_cast<unsigned long>(size));
   jpeg_read_header(info, TRUE);
   info->dct_method = JDCT_ISLOW;
-  info->do_fancy_upsampling = FALSE;
+  info->do_fancy_upsampling = job.smooth ? TRUE : FALSE;
   info->scale_num = 1;
   info->scale_denom = job.denominator;
   chooseColors(info, job);
@@ -143,6 +143,7 @@ void setCoding(jpeg_compress_struct *info, const Coding &coding) {
     info->comp_info[0].v_samp_factor = static_cast<int>(luma & 15);
   }
   if (coding.restarts) info->restart_in_rows = 1;
+  if (coding.optimal) info->optimize_coding = TRUE;
   if (coding.scans == Scans::kProgressive) jpeg_simple_progression(info);
   if (coding.scans == Scans::kSpectral) useSpectralScript(info);
 }

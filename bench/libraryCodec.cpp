@@ -87,7 +87,8 @@ uint32_t decodeThumbnail(JPGHANDLE h, Output *pixels) {
 bool decode(const Job &job, const Bytes &stream, Output *pixels) {
   JPGHANDLE h = nullptr;
   const auto size = static_cast<int32_t>(stream.size());
-  if (jpgReadPrologFromMemory(stream.data(), size, 0, &h) != JPG_OK) return false;
+  const uint32_t flags = job.smooth ? JPG_READ_ACCURATE | JPG_READ_SMOOTH : 0;
+  if (jpgReadPrologFromMemory(stream.data(), size, flags, &h) != JPG_OK) return false;
   const uint32_t r = job.task == Task::kExifThumbnail ? decodeThumbnail(h, pixels)
                                                       : decodeOpen(h, job.denominator, pixels);
   return jpgReadEpilog(h) == JPG_OK && r == JPG_OK;
@@ -116,9 +117,22 @@ uint32_t encodeOpen(JPGHANDLE h, const Coding &coding, const Picture &picture) {
   return r == JPG_OK ? jpgWriteFromRect(h, &rect, picture.height) : r;
 }
 
+#ifdef JPG_WRITE_AVERAGE
+constexpr bool kHasOptions = true;
+
+// Other codecs average chroma, and make tables for all that they write progressively.
+uint32_t optionsOf(const Coding &coding) {
+  if (coding.scans == Scans::kProgressive) return JPG_WRITE_AVERAGE | JPG_WRITE_PROGRESSIVE;
+  return coding.optimal ? JPG_WRITE_AVERAGE | JPG_WRITE_OPTIMIZE : 0;
+}
+#else
+constexpr bool kHasOptions = false;  // an older build
+uint32_t optionsOf(const Coding & /*coding*/) { return 0; }
+#endif
+
 bool encode(const Job &job, const Picture &picture, Output *stream) {
   JPGHANDLE h = nullptr;
-  if (jpgWritePrologToMemory(0, &h) != JPG_OK) return false;
+  if (jpgWritePrologToMemory(optionsOf(job.coding), &h) != JPG_OK) return false;
   const uint32_t coded = encodeOpen(h, job.coding, picture);
   void *data = nullptr;
   uint32_t size = 0;
@@ -129,10 +143,13 @@ bool encode(const Job &job, const Picture &picture, Output *stream) {
   return coded == JPG_OK && r == JPG_OK;
 }
 
-// Everything except writing progressive files, and restart intervals, which no workload needs.
+// Everything except writing with a script of the caller's, and restart intervals, which no workload
+// needs.
 bool can(const Job &job) {
-  return job.task != Task::kEncode ||
-         (job.coding.scans == Scans::kSequential && !job.coding.restarts);
+  if (job.task != Task::kEncode) return true;
+  const bool plain = job.coding.scans == Scans::kSequential && !job.coding.optimal;
+  const bool served = plain || (kHasOptions && job.coding.scans != Scans::kSpectral);
+  return served && !job.coding.restarts;
 }
 
 }  // namespace

@@ -24,6 +24,8 @@ const Definition kPhotographs[] = {
     {"decode 4:2:0 q90, restarts", kDecode, kPhoto, {90, k420, kSeq, true}, 1},
     {"decode progressive 4:2:0 q90", kDecode, kPhoto, {90, k420, Scans::kProgressive}, 1},
     {"decode spectral selection 4:2:0 q90", kDecode, kPhoto, {90, k420, Scans::kSpectral}, 1},
+    {"decode 4:2:0 q90, accurate smooth", kDecode, kPhoto, {90, k420}, 0.8, 1, true},
+    {"decode 4:2:2 q90, accurate smooth", kDecode, kPhoto, {90, k422}, 0.8, 1, true},
     {"decode 4:2:0 q90 at 1/2", kDecode, kPhoto, {90, k420}, 1.1, 2},
     {"decode 4:2:0 q90 at 1/4", kDecode, kPhoto, {90, k420}, 1.1, 4},
     {"decode 4:2:0 q90 at 1/8", kDecode, kPhoto, {90, k420}, 1.1, 8},
@@ -32,6 +34,10 @@ const Definition kPhotographs[] = {
     {"encode 4:4:4 q75", kEncode, kPhoto, {75, k444}, 1},
     {"encode 4:4:4 q90", kEncode, kPhoto, {90, k444}, 1},
     {"encode grey q90", kEncode, kGray, {90, kOne}, 1},
+    {"encode optimized 4:2:0 q75", kEncode, kPhoto, {75, k420, kSeq, false, 0, true}, 1.2},
+    {"encode optimized 4:2:0 q90", kEncode, kPhoto, {90, k420, kSeq, false, 0, true}, 1.2},
+    {"encode progressive 4:2:0 q75", kEncode, kPhoto, {75, k420, Scans::kProgressive}, 1.2},
+    {"encode progressive 4:2:0 q90", kEncode, kPhoto, {90, k420, Scans::kProgressive}, 1.2},
     {"decode lossless 8 bits x 3", kDecode, kPhoto, {0, k444, kSeq, false, 1}, 2},
     {"encode lossless 8 bits x 3", kEncode, kPhoto, {0, k444, kSeq, false, 1}, 2},
     {"decode lossless 16 bits x 1", kDecode, kWords, {0, kOne, kSeq, false, 1}, 2},
@@ -120,6 +126,7 @@ Workload::Workload(const Definition &definition, std::string size,
   job_.task = definition.task;
   job_.coding = definition.coding;
   job_.denominator = definition.denominator;
+  job_.smooth = definition.smooth;
   job_.channels = definition.content == kGray || definition.content == kWords ? 1 : 3;
   job_.bits = definition.content == kWords ? 16 : 8;
   const Codecs &all = codecs();

@@ -19,6 +19,7 @@ struct Definition {
   Coding coding;
   double must;  // the ratio that the library must reach
   uint32_t denominator = 1;
+  bool smooth = false;
 };
 
 // A codec in a workload: its results, one per picture.

@@ -12,7 +12,7 @@ import tempfile
 import unittest
 
 BIN, JPGTOOL, SAMPLE = pathlib.Path(sys.argv[1]), sys.argv[2], pathlib.Path(sys.argv[3])
-EXAMPLES = ("decode_to_dib", "errors", "exif", "load", "lossless", "pieces", "preview", "progressive",
+EXAMPLES = ("decode_to_dib", "errors", "exif", "lenient", "load", "lossless", "pieces", "preview", "progressive",
             "restart_rows", "segments", "thumbnail", "threads", "write_jfif", "write_thumbnail")
 
 
@@ -52,6 +52,19 @@ class Examples(unittest.TestCase):
     def encoded(self, source, name, *options):
         run(JPGTOOL, "encode", source, "-o", self.folder / name, "--strict", *options)
         return self.folder / name
+
+    def test_a_damaged_picture_is_decoded_whole(self):
+        out = self.folder / "out.ppm"
+        self.assertEqual(example("lenient", SAMPLE, out), "")
+        width, height, rows = pnm(out)
+        cut = self.folder / "cut.jpg"
+        data = SAMPLE.read_bytes()
+        cut.write_bytes(data[:len(data) * 2 // 3])
+        said = example("lenient", cut, out)
+        self.assertRegex(said, r"^damaged at byte \d+ \(0302\)\n$")
+        self.assertGreater(int(said.split()[3]), len(data) // 2)
+        self.assertEqual(pnm(out)[:2], (width, height))
+        self.assertEqual(pnm(out)[2][:8], rows[:8])
 
     def test_a_picture_is_loaded(self):
         out = self.folder / "out.ppm"

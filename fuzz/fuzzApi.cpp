@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "jpg.h"
+#include "options.h"
 #include "support/stored.h"
 
 namespace {
@@ -102,6 +103,11 @@ class Machine {
     for (JPGHANDLE &r : readers_) r = r == h ? nullptr : r;
     for (JPGHANDLE &w : writers_) w = w == h ? nullptr : w;
   }
+  // The prologs' own flags, and a quarter of the time options with them.
+  uint32_t prologFlags() {
+    const uint8_t choice = in_.byte();
+    return choice < 192 ? choice : (choice & 6U) | allOptionsBy(choice >> 3);
+  }
   const JpgWChar *path() {
     static constexpr JpgWChar kSink[] = u"/dev/null";
     if (in_.byte() < 200) return kSink;
@@ -139,7 +145,7 @@ void Machine::openReader(JPGHANDLE *slot) {
   if (*slot != nullptr) return;
   const size_t begin = in_.byte() < 230 ? 0 : in_.below(static_cast<uint32_t>(stream_.size()) + 1);
   const auto size = static_cast<int32_t>(stream_.size() - begin);
-  const uint32_t r = jpgReadPrologFromMemory(stream_.data() + begin, size, in_.byte(), slot);
+  const uint32_t r = jpgReadPrologFromMemory(stream_.data() + begin, size, prologFlags(), slot);
   check((r == JPG_OK) == (*slot != nullptr));
   if (*slot == nullptr || !isCostly(*slot)) return;
   check(jpgReadEpilog(*slot) == JPG_OK);
@@ -388,7 +394,7 @@ void Machine::call(unsigned function) {
       break;
     case 1: {
       JPGHANDLE h = nullptr;
-      if (jpgReadPrologFromFile(path(), in_.number(), in_.number(), in_.byte(), &h) == JPG_OK) {
+      if (jpgReadPrologFromFile(path(), in_.number(), in_.number(), prologFlags(), &h) == JPG_OK) {
         check(jpgReadEpilog(h) == JPG_OK);
       }
       break;

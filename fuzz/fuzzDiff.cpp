@@ -11,6 +11,7 @@
 
 #include "jpg.h"
 #include "kernels/jpgKernels.h"
+#include "options.h"
 #include "share/jpgShare.h"
 
 namespace {
@@ -120,7 +121,7 @@ void decode(JPGHANDLE h, uint8_t calls, uint8_t scale, bool bands, Outcome *out)
 Outcome read(const Bytes &stream, const uint8_t *choices, const Way &way) {
   Outcome out;
   JPGHANDLE h = nullptr;
-  const uint32_t flags = choices[0] & JPG_READ_COMPLETE;
+  const uint32_t flags = (choices[0] & JPG_READ_COMPLETE) | optionsBy(choices[0] >> 3);
   const auto size = static_cast<int32_t>(stream.size());
   if (way.file) {
     const Unnamed file(stream);

@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <vector>
 
+#include "options.h"
 #include "support/stored.h"
 
 namespace {
@@ -114,8 +115,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
   if (size < 1 || size > kMaxTiff) return 0;
   const std::vector<uint8_t> stream = makeStream(data + 1, size - 1);
   JPGHANDLE h = nullptr;
-  check(jpgReadPrologFromMemory(stream.data(), static_cast<int32_t>(stream.size()),
-                                JPG_READ_COMPLETE, &h) == JPG_OK);
+  const uint32_t flags = JPG_READ_COMPLETE | allOptionsBy(data[0] >> 5);
+  check(jpgReadPrologFromMemory(stream.data(), static_cast<int32_t>(stream.size()), flags, &h) ==
+        JPG_OK);
   JPGEXIFHANDLE exif = nullptr;
   const uint32_t r = jpgReadExifReadAttributeProlog(h, &exif);
   check(r == (size - 1 < 8 ? JPG_E_NOT_FOUND : JPG_OK));

@@ -14,6 +14,7 @@
 
 #include "jpg.h"
 #include "model/reader.h"
+#include "options.h"
 #include "support/canvas.h"
 #include "support/progressiveStream.h"
 #include "support/streamBuilder.h"
@@ -187,7 +188,9 @@ class Pair {
 };
 
 void sequential(Input &in) {
-  const uint32_t flags = in.byte() & (JPG_READ_COMPLETE | JPG_READ_PARTIAL_BITSTREAM);
+  const uint8_t choice = in.byte();
+  const uint32_t flags =
+      (choice & (JPG_READ_COMPLETE | JPG_READ_PARTIAL_BITSTREAM)) | optionsBy(choice >> 3);
   const Bytes calls = in.take(kCalls);
   if (in.left() == 0) return;
   Pair pair(in.rest(), flags);
@@ -309,8 +312,9 @@ void progressive(Input &in) {
   JPGHANDLE h = nullptr;
   jpgtest::Model model;
   const auto size = static_cast<int32_t>(p.stream.size());
-  const uint32_t opened = jpgReadPrologFromMemory(p.stream.data(), size, JPG_READ_COMPLETE, &h);
-  check(model.openMemory(p.stream, JPG_READ_COMPLETE) == opened);
+  const uint32_t flags = JPG_READ_COMPLETE | optionsBy(calls.empty() ? 0U : calls[0] >> 6);
+  const uint32_t opened = jpgReadPrologFromMemory(p.stream.data(), size, flags, &h);
+  check(model.openMemory(p.stream, flags) == opened);
   for (size_t i = 0; opened == JPG_OK && i < calls.size() && !model.lostItsWay(); i++) {
     const int32_t lines = (calls[i] & 2) != 0 ? 16 : p.height;
     Canvas expected(p.width, kMaxLines, p.components < 3 ? 1 : 3), canvas = expected;

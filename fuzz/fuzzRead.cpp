@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "jpg.h"
+#include "options.h"
 #include "support/stored.h"
 
 namespace {
@@ -243,8 +244,8 @@ void readStream(const Choices &choices, const uint8_t *data, size_t size) {
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
   if (size <= kChoices || size > (1 << 20)) return 0;
-  const Choices choices = {data[0] & 6U, static_cast<uint8_t>(data[0] >> 4), data[1], data[2],
-                           data[3]};
+  const uint32_t flags = (data[0] & 6U) | optionsBy((data[0] & 1U) | (data[0] >> 2 & 2U));
+  const Choices choices = {flags, static_cast<uint8_t>(data[0] >> 4), data[1], data[2], data[3]};
   // An exact copy, so that the sanitizer detects a read behind the end.
   const std::vector<uint8_t> stream(data + kChoices, data + size);
   readStream(choices, stream.data(), stream.size());

@@ -97,12 +97,45 @@ void reopen(const void *data, uint32_t size) {
   check(jpgReadEpilog(h) == JPG_OK);
 }
 
+// A picture that was held until the epilog is whole: all its rows are there.
+void readAll(const void *data, uint32_t size) {
+  JPGHANDLE h = nullptr;
+  check(jpgReadPrologFromMemory(data, static_cast<int32_t>(size), 0, &h) == JPG_OK);
+  uint32_t width = 0, height = 0, channels = 0, process = 0;
+  check(jpgReadGetImageSize(h, &width, &height) == JPG_OK);
+  check(jpgReadGetNumberOfChannels(h, &channels) == JPG_OK);
+  check(jpgReadGetCodingProcess(h, &process) == JPG_OK);
+  // Lossless rows have at most two bytes a sample; one more row may be read.
+  std::vector<uint8_t> rows(size_t{width} * (height + 1) * channels * 2);
+  JpgRect rect = {};
+  rect.width = static_cast<int32_t>(width);
+  rect.stride = static_cast<int32_t>(width * channels * 2);
+  rect.bitsPerPixel = static_cast<int32_t>(8 * channels);
+  rect.bits = rows.data();
+  const auto lines = static_cast<int32_t>(height);
+  uint32_t r = JPG_OK;
+  if (process == JPG_PROCESS_LOSSLESS) {
+    r = jpgReadSpatialToRect(h, &rect, lines);
+  } else {
+    check(jpgReadSetNoColorConversion(h) == JPG_OK);
+    r = process == JPG_PROCESS_PROGRESSIVE
+            ? jpgReadProgressiveToRect(h, &rect, lines, JPG_PROGRESSIVE_ALL_SCANS)
+            : jpgReadToRect(h, &rect, lines);
+  }
+  check(r == JPG_OK);
+  check(jpgReadEpilog(h) == JPG_OK);
+}
+
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
   Input in(data, size);
   JPGHANDLE h = nullptr;
-  check(jpgWritePrologToMemory(in.byte() & 2U, &h) == JPG_OK);
+  // Bit 1: pieces; bits 2 to 4: the options.
+  const uint32_t choice = in.byte();
+  const uint32_t options = choice >> 2 & 7;
+  const uint32_t marked = options != 0 ? 0x4A500000 | options << 8 : 0;
+  check(jpgWritePrologToMemory((choice & 2) | marked, &h) == JPG_OK);
   setUp(h, &in);
   const uint32_t kind = in.below(4);
   if (in.below(4) == 0) {
@@ -122,6 +155,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
   const auto *bytes = static_cast<const uint8_t *>(stream);
   const bool complete = streamSize > 2 && bytes[0] == 0xFF && bytes[1] == 0xD8;
   if (r == JPG_OK && closed == JPG_OK && complete) reopen(stream, streamSize);
+  if (r == JPG_OK && closed == JPG_OK && (options & 6) != 0) readAll(stream, streamSize);
   if (stream != nullptr) jpgWriteFreeBitstream(stream);
   return 0;
 }

@@ -228,12 +228,22 @@ typedef struct tagBITMAPINFO {
 
 /* Options of the prologs. They are joined by |, with each other and with the flags above. They
    count only where the upper half of the flags is 0x4A50, which each of them brings along. */
-/** Read option: a more exact inverse transform, for pictures closer to their originals. */
+/** Read option: a more exact inverse transform, for pictures closer to their originals. It meets
+    the limits of IEEE 1180; without it the first pass of the transform departs from the textbook.
+    At full size only, since smaller scales have no such departure. */
 #define JPG_READ_ACCURATE 0x4A500100U
-/** Read option: subsampled components are interpolated in place of replicated. */
+/** Read option: subsampled components are interpolated in place of replicated, by a triangle filter
+    between samples in the middle of their pixels: see jpgReadToRect(). */
 #define JPG_READ_SMOOTH 0x4A500200U
 /** Read option: also opens what is unusual or damaged, and delivers what there is. */
 #define JPG_READ_LENIENT 0x4A500400U
+/** Write option: a sample of a subsampled component is the average of the pixels that it stands
+    for, in place of one of them; see "Options of a write handle". */
+#define JPG_WRITE_AVERAGE 0x4A500100U
+/** Write option: Huffman tables made for the picture; see "Options of a write handle". */
+#define JPG_WRITE_OPTIMIZE 0x4A500200U
+/** Write option: a progressive picture; see "Options of a write handle". */
+#define JPG_WRITE_PROGRESSIVE 0x4A500400U
 
 #define JPG_PROCESS_BASELINE 0x8000U    /**< SOF0, baseline DCT */
 #define JPG_PROCESS_EXTENDED 0x4000U    /**< SOF1, extended sequential DCT */
@@ -262,6 +272,58 @@ typedef struct tagBITMAPINFO {
 /** @} */
 
 /* ------------------------------------------------------------------------- */
+/** @name Lenient reading
+ *
+ *  A handle opened with #JPG_READ_LENIENT reads what other decoders read, beyond what the functions
+ *  below say of handles without it:
+ *
+ *  - **One call for every process.** jpgReadToRect() takes sequential pictures in any scans,
+ *    progressive ones (all scans are decoded by the first call) and lossless ones;
+ *    jpgReadScaleOutputToRect() takes every DCT process, and the functions for bitmaps likewise.
+ *    Bands may have any height and lose nothing. Marker segments may be walked between bands.
+ *  - **Sampling factors** 1 to 4 of any component, in any ratio.
+ *  - **Colour** as the Adobe segment and the identifiers 'R', 'G', 'B' say, in progressive pictures
+ *    too. Four components are inks: with `bitsPerPixel` 32 they are stored as cyan, magenta,
+ *    yellow, black (0: no ink), otherwise as blue, green, red. Of two components the first is
+ *    stored, as grey. Bitmaps have one channel for up to two components, otherwise three. Lossless
+ *    pictures of three components have red first; those of four need `bitsPerPixel` 32.
+ *  - **Depth.** DCT samples of 12 bits are rounded to 8; where the rectangle's `bitsPerSample` is
+ *    16 they are stored as 16-bit words of 0 to 4095. Lossless samples above 8 bits need
+ *    `bitsPerSample` 16 in jpgReadToRect().
+ *  - **Syntax.** No EOI, data behind EOI, fill bytes, stray bytes between segments, wrong lengths
+ * of APPn and COM segments, tables between scans and behind them, restart markers that are missing,
+ *    doubled or out of turn, a height told by DNL (it is known when the file is open; one that no
+ *    DNL tells is refused with #JPG_E_UNSUPPORTED), and missing Huffman tables, which are those of
+ *    T.81 Annex K.
+ *  - **Damage.** Decoding goes on at the next restart marker that fits, or to the end of the data.
+ *    What can't be known takes the last DC values that were decoded, grey at first; lossless rows
+ *    repeat the last one. All rows asked for are stored, and from the call on that met the first
+ *    damage, decode calls return #JPG_E_DAMAGED in place of #JPG_OK.
+ *  - **Exif thumbnails** are found where the directory has their place, whatever it says of their
+ *    compression.
+ *
+ *  jpgReadSeekRestartMarker() counts in MCU rows, jpgReadToRect() then goes on with the pixel rows
+ *  there; rows ahead of them are decoded on the way.
+ *
+ *  **Costs.** Sequential pictures whose scan has all components need no more memory than otherwise.
+ *  Others, progressive ones among them, need 2 bytes a coefficient from the first decode call on.
+ * At most #JPG_LENIENT_MAX_SCANS scans are decoded. Handles that read pieces
+ *  (#JPG_READ_PARTIAL_BITSTREAM) don't read leniently.
+ *
+ *  Example (examples/lenient.c, whereDamaged):
+ *  @code
+ *  static void whereDamaged(JPGHANDLE handle) {
+ *    uint16_t what;
+ *    uint32_t offset;
+ *    if (jpgReadSeekMarkerSegment(handle, JPG_SEGMENT_DAMAGE, &what, &offset) == JPG_OK) {
+ *      printf("damaged at byte %lu (%04X)\n", (unsigned long)offset, (unsigned)what);
+ *    }
+ *  }
+ *  @endcode
+ *  @{ */
+/** @} */
+
+/* ------------------------------------------------------------------------- */
 /** @name Opening and closing a read handle
  *
  *  Example (examples/errors.c, openWhatThereIs):
@@ -287,7 +349,9 @@ typedef struct tagBITMAPINFO {
  * @param path        zero-terminated UTF-16 path, at most 255 units
  * @param startOffset byte in the file at which the JPEG stream begins, >= 0
  * @param length      bytes of the stream, 0 = to the end of the file, >= 0
- * @param flags       0 or #JPG_READ_COMPLETE; other bits are ignored
+ * @param flags       0 or #JPG_READ_COMPLETE, joined with any options; other bits are ignored.
+ *                    Options hold for every reader of the handle and for the thumbnail of
+ *                    its Exif attributes
  * @param handle      receives the handle; set to null first, and null on failure.
  *                    The caller closes it with jpgReadEpilog().
  *
@@ -300,7 +364,7 @@ typedef struct tagBITMAPINFO {
  * @retval JPG_E_OPEN_FAILED       the file can't be opened, or the path is too long
  * @retval JPG_E_SEEK              positioning in the file failed
  * @retval JPG_E_NOT_JPEG          no SOI, no EOI, or something that is not a marker
- *                                 where one must stand (fill bytes included)
+ *                                 where one is expected (fill bytes included)
  * @retval JPG_E_UNSUPPORTED       a frame other than SOF0 to SOF3, sampling factors
  *                                 above 2 or all 0 in a frame of several components
  *                                 (a single one counts as 1 x 1 whatever its factors),
@@ -319,13 +383,13 @@ JPG_API uint32_t JPG_CALL jpgReadPrologFromFile(const JpgWChar *path, int32_t st
  * Opens a JPEG stream in memory and parses its headers up to the first scan.
  *
  * Unless #JPG_READ_COMPLETE or #JPG_READ_PARTIAL_BITSTREAM is given, an EOI
- * marker (FF D9) must stand somewhere in the block.
+ * marker (FF D9) must be somewhere in the block.
  *
  * @param data   the stream, beginning with SOI; read where it lies, so it must
  *               outlive the handle
  * @param size   bytes at `data`, >= 1
- * @param flags  any of #JPG_READ_COMPLETE and #JPG_READ_PARTIAL_BITSTREAM; other
- *               bits are ignored
+ * @param flags  any of #JPG_READ_COMPLETE and #JPG_READ_PARTIAL_BITSTREAM, joined with any
+ *               options; other bits are ignored. Options hold as for jpgReadPrologFromFile()
  * @param handle receives the handle; set to null first, and null on failure.
  *               The caller closes it with jpgReadEpilog().
  *
@@ -465,14 +529,18 @@ JPG_API uint32_t JPG_CALL jpgReadSetNoColorConversion(JPGHANDLE handle);
  * @param handle read handle
  * @param mode   #JPG_SEGMENT_FIRST: the first segment behind SOI;
  *               #JPG_SEGMENT_NEXT: skips what is unread of the current segment
- *               and goes to the one behind it
+ *               and goes to the one behind it; #JPG_SEGMENT_DAMAGE, for lenient
+ *               reading: goes nowhere, `marker` receives the low 16 bits of the code of
+ *               the first damage met so far and `length` its offset in the stream
  * @param marker receives the marker, 0xFFC0 to 0xFFFE; 0 when there is none
  * @param length receives the count of data bytes (the length field less its own
  *               two bytes); 0 for RSTn, SOI and EOI, and when there is no marker
  *
- * @retval JPG_OK                  the data can be read with jpgReadReadMarkerData()
+ * @retval JPG_OK                  the data can be read with jpgReadReadMarkerData(); there is
+ * damage
+ * @retval JPG_NO_DATA             #JPG_SEGMENT_DAMAGE: there is none so far; both receive 0
  * @retval JPG_E_INVALID_HANDLE    invalid handle or null pointer
- * @retval JPG_E_INVALID_PARAMETER unknown mode
+ * @retval JPG_E_INVALID_PARAMETER unknown mode; #JPG_SEGMENT_DAMAGE without #JPG_READ_LENIENT
  * @retval JPG_E_NOT_JPEG          there is no marker, or its length field is
  *                                 below 2
  * @retval JPG_E_SEEK              going back to the start failed
@@ -690,7 +758,21 @@ JPG_API uint32_t JPG_CALL jpgReadSetPartialBitstream(JPGHANDLE handle, const voi
  *
  * Three components are taken for YCbCr when a JFIF segment was seen; else as the
  * Adobe segment says; else unless their identifiers are 'R', 'G', 'B'.
- * Subsampled components are replicated, never interpolated.
+ * Subsampled components are replicated, unless the handle was opened with #JPG_READ_SMOOTH.
+ *
+ * **With #JPG_READ_SMOOTH** and a subsampled component
+ * - a pixel takes 3/4 of the nearest sample and 1/4 of the next in a direction with two pixels to a
+ *   sample, and beyond the picture's edges its last samples count;
+ * - any bands give the pixels of one call: rows that a band doesn't ask for aren't lost, and
+ *   `lines` of 0 or less decodes and counts nothing. The decoder runs ahead by at most one MCU row,
+ *   so a caller must not move the stream between bands;
+ * - damage and EOI are told by the call that wants rows of the MCU row that couldn't be decoded.
+ *   None of its rows are stored; those above are, as at a lower edge. A height from a DNL segment
+ *   may be known one MCU row earlier;
+ * - behind jpgReadSeekRestartMarker() the rows begin as at an upper edge;
+ * - the handle takes another heap block at the first call, of about two MCU rows of samples.
+ *
+ * Other frames, and handles opened with #JPG_READ_PARTIAL_BITSTREAM, are read as without it.
  *
  * @param handle read handle
  * @param rect   where the rows go; `width`, `stride`, `bitsPerPixel` and `bits` are
@@ -699,6 +781,7 @@ JPG_API uint32_t JPG_CALL jpgReadSetPartialBitstream(JPGHANDLE handle, const voi
  *               height is unknown nothing is cut)
  *
  * @retval JPG_OK               the rows are stored
+ * @retval JPG_E_DAMAGED        read leniently: they are stored, some are guessed
  * @retval JPG_E_INVALID_HANDLE invalid handle, null rectangle or null `bits`
  * @retval JPG_E_UNSUPPORTED    not a sequential DCT frame; `bitsPerPixel` doesn't
  *                              fit the components; or the scan doesn't hold all
@@ -707,6 +790,7 @@ JPG_API uint32_t JPG_CALL jpgReadSetPartialBitstream(JPGHANDLE handle, const voi
  *                              given by a DNL segment
  * @retval JPG_E_END_OF_IMAGE   EOI came before the rows asked for
  * @retval JPG_E_SEEK           going back to the scan after marker access failed
+ * @retval JPG_E_OUT_OF_MEMORY  with #JPG_READ_SMOOTH: the block couldn't be had
  * @retval JPG_E_BAD_DC_CODE, JPG_E_BAD_AC_CODE, JPG_E_COEF_OVERFLOW
  *                              damaged data; rows stored so far stay, nothing is
  *                              rolled back
@@ -735,7 +819,8 @@ JPG_API uint32_t JPG_CALL jpgReadToRect(JPGHANDLE handle, const JpgRect *rect, i
  * that fails doesn't change their count.
  *
  * Pixels are stored as jpgReadToRect() does, except that three components are always
- * taken for YCbCr.
+ * taken for YCbCr. #JPG_READ_SMOOTH has the same effect as there: any bands may be asked for, and
+ * rows begin at the row count, wherever a restart seek has set it.
  *
  * @param handle read handle
  * @param rect   where the rows go, as for jpgReadToRect()
@@ -743,6 +828,7 @@ JPG_API uint32_t JPG_CALL jpgReadToRect(JPGHANDLE handle, const JpgRect *rect, i
  * @param mode   #JPG_PROGRESSIVE_ALL_SCANS or #JPG_PROGRESSIVE_NEXT_SCAN
  *
  * @retval JPG_OK               the rows are stored
+ * @retval JPG_E_DAMAGED        read leniently: they are stored, some are guessed
  * @retval JPG_NO_DATA          no scan is left, no marker stands behind a scan, or a
  *                              refinement code is invalid
  * @retval JPG_E_INVALID_HANDLE invalid handle, null rectangle or null `bits`
@@ -782,7 +868,8 @@ JPG_API uint32_t JPG_CALL jpgReadScaleOutputGetImageSize(JPGHANDLE handle, uint3
  * `size` aren't looked at. Full size writes what jpgReadToRect() says.
  *
  * Band by band as jpgReadToRect(), in multiples of 16 times the scale. A call with
- * another scale than the one before starts the picture again from row 0.
+ * another scale than the one before starts the picture again from row 0. #JPG_READ_SMOOTH has the
+ * same effect as there, and the row count then includes the rows that a failing call has stored.
  *
  * @param handle read handle
  * @param rect   where the rows go; `stride` and `bits` are used
@@ -790,6 +877,7 @@ JPG_API uint32_t JPG_CALL jpgReadScaleOutputGetImageSize(JPGHANDLE handle, uint3
  * @param scale  #JPG_SCALE_EIGHTH to #JPG_SCALE_FULL; full size is jpgReadToRect()
  *
  * @retval JPG_OK                  the rows are stored
+ * @retval JPG_E_DAMAGED           read leniently: they are stored, some are guessed
  * @retval JPG_E_INVALID_HANDLE    invalid handle, null rectangle or null `bits`
  * @retval JPG_E_UNSUPPORTED       not a sequential DCT frame, or a scan that doesn't hold
  *                                 all components
@@ -851,6 +939,39 @@ JPG_API uint32_t JPG_CALL jpgReadSpatialToRect(JPGHANDLE handle, const JpgRect *
  *  and marker segments of the caller's, the encode calls (the first of which
  *  writes the headers), and the epilog (which writes EOI).
  *
+ *  **Options of a write handle.** They come with the flags of the prologs, any of them with any
+ *  other. Without them, the streams are those of the other functions' descriptions, to the bit.
+ *
+ *  - #JPG_WRITE_AVERAGE: where a component is subsampled, its sample is the average of the pixels
+ *    that it stands for, rounded to nearest. At the right and the lower edge those count that
+ *    are there. MCUs that lie across an edge, or across the end of a call's lines, are filled up
+ *    by repeating the last pixels; blocks without any pixel of the picture cost next to
+ *    nothing. Pictures are closer to their originals, at 4:2:0 by up to 1.5 dB.
+ *    Lossless pictures aren't affected.
+ *  - #JPG_WRITE_OPTIMIZE: Huffman tables made for the picture, of at most 16 bits: 1 to 9 % fewer
+ *    bytes. The decoded pixels are the same. Files of one component carry no tables of
+ *    chroma. A lossless picture has a table for its differences, or one for each component
+ *    where that is shorter.
+ *  - #JPG_WRITE_PROGRESSIVE: SOF2, with several scans and tables for each of them: 3 to 11 % fewer
+ *    bytes. Which scans, spectral selection and successive approximation, the library chooses for
+ *    the fewest of them. The decoded pixels are those of the sequential file. A lossless
+ *    picture is written as with #JPG_WRITE_OPTIMIZE.
+ *
+ *  With either of the last two the picture is **held until the epilog**, which writes it: 2 bytes
+ *  for each coefficient, or for each difference of a lossless picture, rounded up to 16 KiB.
+ *  Until then nothing goes out but SOI and the caller's segments, which keep their order. This
+ *  differs from pictures that aren't held:
+ *
+ *  - Want of memory may show in any encode call. Such a call has kept nothing of its lines and may
+ *    be repeated; the epilog then completes the picture with the lines of the other calls.
+ *  - The epilog may give #JPG_E_OUT_OF_MEMORY. It has then written nothing of the picture, and has
+ *    freed everything.
+ *  - The height in the frame header is the number of lines encoded, and at most the height that was
+ *    set; lines beyond it aren't written. No DNL segment is needed.
+ *  - No restart marker stands behind the last MCU of a scan. A restart interval of a lossless
+ *    picture that doesn't end with a line is left out.
+ *  - jpgWriteGetPartialBitstream() gives #JPG_E_INVALID_FUNCTION.
+ *
  *  Output goes through a 4096-byte stage, so a full disk may show only in a later
  *  call. Once the output has come up short, every function that writes gives
  *  #JPG_E_WRITE_FAULT; the handle is then only good for its epilog.
@@ -875,7 +996,8 @@ JPG_API uint32_t JPG_CALL jpgReadSpatialToRect(JPGHANDLE handle, const JpgRect *
  * Creates a file, replacing one of that name, and opens a write handle on it.
  *
  * @param path   zero-terminated UTF-16 path, at most 255 units
- * @param flags  not used; 0
+ * @param flags  0 or any of #JPG_WRITE_AVERAGE, #JPG_WRITE_OPTIMIZE and #JPG_WRITE_PROGRESSIVE;
+ *               other bits are ignored
  * @param handle receives the handle; set to null first, and null on failure.
  *               The caller closes it with jpgWriteEpilogToFile().
  *
@@ -892,7 +1014,8 @@ JPG_API uint32_t JPG_CALL jpgWritePrologToFile(const JpgWChar *path, uint32_t fl
 /**
  * Opens a write handle on a memory block that grows as needed.
  *
- * @param flags  0 or #JPG_WRITE_PARTIAL_BITSTREAM; other bits are ignored
+ * @param flags  0 or #JPG_WRITE_PARTIAL_BITSTREAM and the options of jpgWritePrologToFile(); other
+ *               bits are ignored
  * @param handle receives the handle; set to null first, and null on failure.
  *               The caller closes it with jpgWriteEpilogToMemory().
  *
@@ -913,6 +1036,7 @@ JPG_API uint32_t JPG_CALL jpgWritePrologToMemory(uint32_t flags, JPGHANDLE *hand
  * @retval JPG_E_WRITE_FAULT       the output took too few bytes, now or earlier
  * @retval JPG_E_INVALID_PARAMETER the height was never set, and more than 65535 lines
  *                                 were encoded
+ * @retval JPG_E_OUT_OF_MEMORY     the picture was held, and there is no memory to code it
  * @retval JPG_E_FAIL              the file couldn't be closed, or the heap refused to take the
  *                                 record back; everything else was freed
  */
@@ -963,7 +1087,8 @@ JPG_API uint32_t JPG_CALL jpgWriteFreeBitstream(void *data);
  *
  * @retval JPG_OK                 handed over; output goes on in a new block
  * @retval JPG_E_INVALID_HANDLE   invalid handle or null pointer
- * @retval JPG_E_INVALID_FUNCTION the handle doesn't give pieces
+ * @retval JPG_E_INVALID_FUNCTION the handle doesn't give pieces, or holds its picture until the
+ *                                epilog
  * @retval JPG_E_INVALID_PARAMETER headers would be written whose width or height, as set,
  *                                exceeds 65535
  * @retval JPG_E_FAIL             the output came up short earlier
@@ -1218,7 +1343,8 @@ JPG_API uint32_t JPG_CALL jpgWriteWriteMarkerSegment(JPGHANDLE handle, uint32_t 
  * the height.
  *
  * Pixels are grey bytes (1 channel), blue, green, red (3) or components in order (4).
- * Chroma is decimated: the top-left sample of a group counts. What a partial MCU at
+ * Without #JPG_WRITE_AVERAGE chroma is decimated: the top-left sample of a group counts. And
+ * without it, what a partial MCU at
  * the right or lower edge lacks is filled with the MCU coded before it in the same
  * call, or with zeros when the call begins with a partial one: so bands may code the
  * lower edge otherwise than one call for the whole picture.

@@ -20,7 +20,7 @@ done
 readonly wide=build/coverage narrow=build/coverage-i686
 # Programs whose tests reach what only registers of 32 bits have.
 readonly narrow_tests=(read/units_window_test share/units_share_test read/units_read_test
-  win/win_rle_test)
+  win/win_rle_test write/units_write_test)
 jobs=${CTEST_PARALLEL_LEVEL:-$(nproc)}
 
 scripts/setup.sh build test docs coverage i686

@@ -3,7 +3,8 @@
 # - damage: small streams of every kind cut short at every byte and with every other value of every byte,
 #   through everything that an application may do with them;
 # - faults, with full disks after every byte and files that end at every byte;
-# - Huffman tables enumerated a level deeper.
+# - Huffman tables enumerated a level deeper;
+# - the whole corpus again and again through the Python module (JPG_LONG_RUN seconds, 1800).
 # The preset is asan unless said otherwise. Prints the cases and the slowest of each stream.
 set -euo pipefail
 cd "$(dirname "$0")/.."
@@ -24,7 +25,7 @@ cmake --build --preset "$preset" --target damage_test faults units_huffman_test 
 tests=$PWD/build/$preset/tests
 logs=$(mktemp -d)
 trap 'rm -rf "$logs"' EXIT
-export JPG_SWEEP=long
+export JPG_TEST_LENGTH=long
 
 pids=()
 for ((i = 0; i < processes; i++)); do
@@ -46,3 +47,9 @@ awk '/^damage / {
      }' "$logs"/streams.*
 "$tests/whole/faults/faults" "$logs"
 "$tests/read/units_huffman_test" --gtest_brief=1
+# Half an hour over and over the same files; the library without instruments.
+cmake --preset release >/dev/null
+cmake --build --preset release --target jpg jpgtool >&2
+JPG_LIBRARY=$PWD/build/release/src/libjpg.so PYTHONPATH=$PWD/bindings/python \
+  /usr/bin/python3 -B tests/product/longrun/longRun.py build/release/tools/jpgtool \
+  "${JPG_CORPUS:-$PWD/../shared/corpus}" "${JPG_LONG_RUN:-1800}"

@@ -75,7 +75,7 @@ def main():
             print(f"{path}: the code differs from the examples (scripts/snippets.py --update)")
             status = 1
         if unchecked(path, new):
-            print(f"{path}: code that is no example's")
+            print(f"{path}: code that isn't in any example")
             status = 1
     return status
 

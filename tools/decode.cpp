@@ -45,7 +45,7 @@ const char kDecodeHelp[] =
     "                   bottom. If the file has all its restart markers, at ends of MCU rows,\n"
     "                   intervals above A are skipped without decoding\n"
     "  --max-scans N    refuses progressive files of more than N scans (1000)\n"
-    "  --max-pixels N   refuses files whose header asks for more pixels, width times height,\n"
+    "  --max-pixels N   refuses files whose header gives more pixels, width times height,\n"
     "                   before decoding (500M; K, M and G stand for thousands, millions ...)\n"
     "  --max-memory N   refuses files that need more bytes of memory by their header: the\n"
     "                   coefficients of a progressive file, the picture with --bits or when it is\n"

@@ -25,10 +25,10 @@ void checkFrame(const Frame &frame, uint16_t bits, const ReadSettings &settings,
   } else if (progressive && settings.scale != JPG_SCALE_FULL) {
     *why = "--scale needs a sequential file";
   } else if (frame.height == 0) {
-    *why = "--bits needs a file whose header tells its height";
+    *why = "--bits needs the height in the frame header";
   } else if (frame.channels != 3 && !(frame.channels == 1 && bits == 8)) {
-    *why = frame.channels == 1 ? "grey goes into --bits 8 only"
-                               : "--bits takes grey or three components";
+    *why =
+        frame.channels == 1 ? "grey files need --bits 8" : "--bits takes grey or three components";
   }
 }
 

@@ -33,7 +33,7 @@ void checkBits(const Options &options, const std::string &kind, uint16_t *bits, 
   if (!parseBits(options.get("--bits"), bits)) *why = "--bits takes 8, 16 or 24";
   if (kind != "bmp") *why = "--bits needs -o OUT.bmp";
   for (const char *other : {"--raw", "--scans", "--each-scan", "--keep-going", "--rows"}) {
-    if (options.has(other)) *why = std::string("--bits and ") + other + " exclude each other";
+    if (options.has(other)) *why = std::string("--bits and ") + other + " can't be used together";
   }
 }
 
@@ -59,10 +59,10 @@ void parseChoices(const Options &options, ReadSettings *settings, std::string *w
 
 void checkExclusions(const Options &options, const ReadSettings &settings, std::string *why) {
   if (options.has("--raw") && options.has("--each-scan") && settings.scale != JPG_SCALE_FULL) {
-    *why = "--raw, --scale and --each-scan exclude each other";
+    *why = "--raw, --scale and --each-scan can't be used together";
   }
   if (options.has("--rows") && options.has("--each-scan")) {
-    *why = "--rows and --each-scan exclude each other";
+    *why = "--rows and --each-scan can't be used together";
   }
 }
 

@@ -80,7 +80,7 @@ bool Dib::write(OutputFile *out) const {
 int checkBitmapFile(const std::string &in, const std::string &out) {
   if (out == "-") return kExitOk;
   if (extensionOf(out) != "bmp") {
-    return fail(out, "the bitmap goes into a .bmp file", JPG_E_UNSUPPORTED);
+    return fail(out, "the output must be a .bmp file", JPG_E_UNSUPPORTED);
   }
   if (isSameFile(in, out)) return fail(out, "is the input file", JPG_E_INVALID_PARAMETER);
   return kExitOk;

@@ -42,7 +42,7 @@ const char kEncodeHelp[] =
     "  --lossless             lossless, 2 to 16 bits\n"
     "  --predictor N          predictor of lossless coding, 1 to 7 (1), or auto for the one\n"
     "                         that gives the smallest file\n"
-    "  --max-pixels N         refuses files whose header asks for more pixels, width times\n"
+    "  --max-pixels N         refuses files whose header gives more pixels, width times\n"
     "                         height (500M; K, M and G stand for thousands, millions ...)\n"
     "  --max-memory N         refuses pictures that need more bytes of memory: run-length coded\n"
     "                         bitmaps, interlaced PNG files, coefficients held for tables of\n"
@@ -284,7 +284,7 @@ int encodeOnce(const EncodeJob &job) {
 
 // Tries every predictor and keeps the smallest file.
 int encodeSmallest(EncodeJob job) {
-  if (job.in == "-") return failUsage("--predictor auto reads its input several times");
+  if (job.in == "-") return failUsage("--predictor auto needs a file: it reads the input several times");
   uint32_t smallest = 0;
   long best = 0;
   for (job.predictor = 1; job.predictor <= 7; job.predictor++) {

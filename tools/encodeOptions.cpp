@@ -84,8 +84,8 @@ void takeFlags(const Options &options, EncodeJob *job, std::string *why) {
   job->flags = options.has("--strict") ? 0 : kUsualFlags;
   if (!options.has("--progressive")) return;
   if (kProgressiveFlag == 0) *why = "this library writes no progressive files";
-  if (options.has("--strict")) *why = "--strict and --progressive exclude each other";
-  if (options.has("--lossless")) *why = "--lossless and --progressive exclude each other";
+  if (options.has("--strict")) *why = "--strict and --progressive can't be used together";
+  if (options.has("--lossless")) *why = "--lossless and --progressive can't be used together";
   job->flags |= kProgressiveFlag;
 }
 

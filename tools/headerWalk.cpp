@@ -40,7 +40,7 @@ std::string troubleAt(uint64_t offset, const uint8_t *head, size_t size) {
   constexpr size_t kHead = 4;
   const uint32_t word = static_cast<uint32_t>(head[0]) << 8 | head[1];
   if (word < marker::kSof0 || word == 0xFFFF) {
-    return hex16(word) + at(offset) + ", where a marker must stand";
+    return hex16(word) + at(offset) + ", not a marker";
   }
   const auto code = static_cast<uint16_t>(word);
   if (size < kHead) return lengthTrouble(code, offset, "cut off");
@@ -51,7 +51,7 @@ std::string troubleAt(uint64_t offset, const uint8_t *head, size_t size) {
 bool takeSegment(const FileSegments &file, uint64_t *offset, HeaderWalk *walk) {
   const size_t left = file.left(*offset);
   if (left < 2) {
-    walk->trouble = "the file ends" + at(file.size()) + ", ahead of a scan";
+    walk->trouble = "the file ends" + at(file.size()) + ", before the first scan";
     return false;
   }
   FileSegment segment;
@@ -74,7 +74,7 @@ bool takeSegment(const FileSegments &file, uint64_t *offset, HeaderWalk *walk) {
 // What the library doesn't support about a frame; empty if there is nothing.
 std::string frameTrouble(const FrameHeader &frame) {
   const std::string name = "the frame " + markerName(frame.marker) + at(frame.offset);
-  if (frame.marker > marker::kSof3) return name + " is of a kind that is not supported";
+  if (frame.marker > marker::kSof3) return name + " is not a supported type";
   const size_t count = frame.components.size();
   if (count < 1 || count > 4) return name + " has " + std::to_string(count) + " components";
   for (const Component &c : frame.components) {

@@ -111,7 +111,7 @@ void printText(const std::string &file, const StreamInfo &info, const Extras &ex
   const std::string chroma = chromaName(headers.components);
   std::printf("%s\n", file.c_str());
   std::printf("size: %" PRIu32 " x %" PRIu32 "%s\n", frame.width, frame.height,
-              frame.height == 0 ? " (height told by a DNL segment)" : "");
+              frame.height == 0 ? " (height from a DNL segment)" : "");
   std::printf("channels: %" PRIu32 "\n", frame.channels);
   std::printf("precision: %" PRIu32 " bits\n", frame.precision);
   std::printf("process: %s\n", frameName(info.frameMarker).c_str());

@@ -47,7 +47,7 @@ bool parseLimits(const Options &options, Limits *limits, std::string *why) {
 
 uint32_t checkPixels(const Limits &limits, uint64_t width, uint64_t height, std::string *why) {
   if (width * height <= limits.maxPixels) return JPG_OK;
-  *why = "its header asks for " + std::to_string(width) + " x " + std::to_string(height) +
+  *why = "its header gives " + std::to_string(width) + " x " + std::to_string(height) +
          " pixels, more than --max-pixels " + std::to_string(limits.maxPixels);
   return JPG_E_UNSUPPORTED;
 }

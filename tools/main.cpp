@@ -47,7 +47,7 @@ constexpr char kHelp[] =
     "  jpgtool completion SHELL  what makes bash, zsh or fish complete command lines\n"
     "  jpgtool --version        the version\n"
     "\n"
-    "Exit status: 0 done, 1 error, 2 delivered with damage, 64 wrong usage.\n";
+    "Exit status: 0 done, 1 error, 2 decoded with damage, 64 wrong usage.\n";
 
 const Command *findCommand(const std::string &name) {
   for (const Command &command : kCommands) {

@@ -104,7 +104,7 @@ void reportBatch(size_t files, size_t failed, size_t damaged) {
     printError({{"files", files}, {"failed", failed}, {"damaged", damaged}});
     return;
   }
-  std::fprintf(stderr, "jpgtool: of %zu files %zu failed, %zu delivered with damage\n", files,
+  std::fprintf(stderr, "jpgtool: %zu files: %zu failed, %zu decoded with damage\n", files,
                failed, damaged);
 }
 

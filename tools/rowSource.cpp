@@ -56,7 +56,7 @@ uint32_t checkScans(const Input &input, const Frame &frame, const ReadSettings &
                     uint64_t *count, std::string *why) {
   if (frame.process != JPG_PROCESS_PROGRESSIVE) {
     if (settings.scans == 0) return JPG_OK;
-    *why = "the file has no scans to choose from";
+    *why = "--scans needs a progressive file";
     return JPG_E_UNSUPPORTED;
   }
   *count = scanStream(input).scanOffsets.size();
@@ -89,7 +89,7 @@ uint32_t RowSource::learnHeight(std::string *why) {
   frame_.height = scanStream(*input_).dnlLines;
   heightFromDnl_ = frame_.height != 0;
   if (heightFromDnl_) return JPG_OK;
-  *why = "the file doesn't tell its height";
+  *why = "no height in the frame header and no DNL segment after the scan";
   return JPG_E_UNSUPPORTED;
 }
 
@@ -189,7 +189,11 @@ bool RowSource::hasAllRestarts(uint32_t perInterval) const {
 void RowSource::seekRow() {
   if (!isSequential(frame_) && !isLossless(frame_)) return;
   const uint32_t perInterval = rowsPerInterval();
-  const uint32_t intervals = perInterval != 0 ? settings_.firstRow / perInterval : 0;
+  uint32_t intervals = perInterval != 0 ? settings_.firstRow / perInterval : 0;
+  // Interpolated chroma depends on the rows above.
+  const bool smooth = (settings_.openFlags & JPG_READ_SMOOTH) == JPG_READ_SMOOTH;
+  if (smooth && settings_.scale != JPG_SCALE_FULL) return;
+  if (smooth && intervals > 0) intervals--;
   if (intervals == 0 || !hasAllRestarts(perInterval)) return;
   const uint32_t r = jpgReadSeekRestartMarker(reader_.handle(), static_cast<int32_t>(intervals),
                                               JPG_RESTART_FROM_START);

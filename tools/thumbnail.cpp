@@ -16,7 +16,7 @@ const char kThumbnailHelp[] =
     "\n"
     "  --bits N        bits a pixel: 8 (grey, or reduced to a palette of 216 colours), 16\n"
     "                  (reduced) or 24; without it 24 for colour and 8 for grey\n"
-    "  --max-pixels N  refuses thumbnails whose header asks for more pixels (500M; K, M and G\n"
+    "  --max-pixels N  refuses thumbnails whose header gives more pixels (500M; K, M and G\n"
     "                  stand for thousands, millions ...)\n"
     "  --max-memory N  refuses thumbnails that need more bytes of memory (2G; K, M and G\n"
     "                  stand for KiB, MiB ...)\n"

@@ -16,7 +16,7 @@ int main(int argc, char **argv) {
     }
   }
   std::fclose(in);
-  jpg::WriteOptions options;
+  jpg::SaveSettings options;
   options.lossless = true;
   return picture && jpg::write(argv[2], *picture, options) ? 0 : 1;
 }

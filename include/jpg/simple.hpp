@@ -122,11 +122,12 @@ struct ReadOptions {
 };
 
 /** How write() writes. */
-struct WriteOptions {
+struct SaveSettings {
   int32_t quality = 90;               /**< 1 to 100; not of lossless files */
   Sampling sampling = Sampling::k420; /**< of colour; not of lossless files */
   bool lossless = false;              /**< the samples as they are, 2 to 16 bits */
   int32_t predictor = 1;              /**< of lossless files, 1 to 7 */
+  WriteOptions writer = WriteOptions::kAverage | WriteOptions::kOptimize; /**< of the stream */
 };
 
 /**
@@ -157,8 +158,8 @@ inline Result<Picture> read(const Path &path, const ReadOptions &options = {}) {
  * @return success; #JPG_E_OPEN_FAILED for a file that can't be made, #JPG_E_WRITE_FAULT for one
  * that can't be completed; other errors as the functions of MemoryWriter say
  */
-inline Status write(const Path &path, const Picture &picture, const WriteOptions &options = {}) {
-  Result<MemoryWriter> writer = MemoryWriter::create();
+inline Status write(const Path &path, const Picture &picture, const SaveSettings &options = {}) {
+  Result<MemoryWriter> writer = MemoryWriter::create(options.writer);
   if (!writer) return writer.status();
   Status status = writer->setQuality(options.quality);
   if (status) status = writer->setSampling(options.sampling);

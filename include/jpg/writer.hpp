@@ -30,6 +30,19 @@ enum class Sampling : uint32_t {
 /** Unit of the densities of a JFIF segment. */
 enum class DensityUnit : uint8_t { kAspect = 0, kPerInch = 1, kPerCentimetre = 2 };
 
+/** Options of a writer, joined by |; "Options of a write handle" in jpg.h has what they give. */
+enum class WriteOptions : uint32_t {
+  kNone = 0,
+  kAverage = JPG_WRITE_AVERAGE,         /**< averages of subsampled components */
+  kOptimize = JPG_WRITE_OPTIMIZE,       /**< Huffman tables made for the picture */
+  kProgressive = JPG_WRITE_PROGRESSIVE, /**< a progressive file */
+  kSmallest = kAverage | kProgressive   /**< what takes the fewest bytes */
+};
+/** @param a options  @param b more of them  @return all of them */
+constexpr WriteOptions operator|(WriteOptions a, WriteOptions b) {
+  return static_cast<WriteOptions>(static_cast<uint32_t>(a) | static_cast<uint32_t>(b));
+}
+
 /** What file and memory writers share: settings, segments, encoding. */
 class Writer {
  public:
@@ -166,11 +179,13 @@ class FileWriter : public Writer {
   }
   ~FileWriter() { (void)finish(); }
 
-  /** @param path UTF-8 or UTF-16  @return the writer; errors as jpgWritePrologToFile() says */
-  static Result<FileWriter> create(const Path &path) {
+  /** @param path UTF-8 or UTF-16  @param options of the writer
+   *  @return the writer; errors as jpgWritePrologToFile() says */
+  static Result<FileWriter> create(const Path &path, WriteOptions options = WriteOptions::kNone) {
     JPGHANDLE handle = nullptr;
     if (!path.valid()) return Status(JPG_E_OPEN_FAILED);
-    const Status status(jpgWritePrologToFile(path.c_str(), 0, &handle));
+    const Status status(
+        jpgWritePrologToFile(path.c_str(), static_cast<uint32_t>(options), &handle));
     if (!status) return status;
     return FileWriter(handle);
   }
@@ -194,13 +209,18 @@ class MemoryWriter : public Writer {
   }
   ~MemoryWriter() { (void)finish(); }
 
-  /** @param flags 0 or #JPG_WRITE_PARTIAL_BITSTREAM
+  /** @param flags 0 or #JPG_WRITE_PARTIAL_BITSTREAM, and options of jpg.h
    *  @return the writer; errors as jpgWritePrologToMemory() says */
   static Result<MemoryWriter> create(uint32_t flags = 0) {
     JPGHANDLE handle = nullptr;
     const Status status(jpgWritePrologToMemory(flags, &handle));
     if (!status) return status;
     return MemoryWriter(handle);
+  }
+  /** @param options of the writer
+   *  @return the writer; errors as jpgWritePrologToMemory() says */
+  static Result<MemoryWriter> create(WriteOptions options) {
+    return create(static_cast<uint32_t>(options));
   }
   /** Completes the stream.  @return it; errors as jpgWriteEpilogToMemory() says */
   Result<Bytes> finish() {

@@ -2,6 +2,7 @@
 #include <string.h>
 
 #include "exif/jpgRExif.h"
+#include "read/jpgRPicture.h"
 #include "share/jpgHeap.h"
 #include "win/jpgDib.h"
 
@@ -66,12 +67,24 @@ void readDirectory(JpgExifAttributes *a, JpegPlace *jpeg, JpgIfdCursor *cursor) 
   }
 }
 
+bool isLenient(const JpgExifAttributes &a) { return (a.options & kOptionLenient) != 0; }
+
+// Lenient reading takes a compressed thumbnail for one where the directory tells its place,
+// whatever it says of the compression, and the part of it that lies in the structure.
+void mendPlace(JpgExifAttributes *a, JpegPlace *jpeg) {
+  if (!isLenient(*a) || jpeg->offset == 0 || jpeg->offset >= a->tiffLength) return;
+  const uint32_t most = a->tiffLength - jpeg->offset;
+  if (jpeg->length > most) jpeg->length = most;
+  if (jpeg->length != 0) a->compression = kCompressionJpeg;
+}
+
 // Opens the nested handle on the compressed thumbnail.
 Result openJpeg(JpgExifAttributes *a, const JpegPlace &jpeg) {
   if (jpeg.offset == 0 || jpeg.length == 0) return JPG_E_NOT_FOUND;
   if (!insideTiff(*a, jpeg.offset, jpeg.length)) return JPG_E_NOT_FOUND;
-  return jpgReadPrologFromMemory(a->tiff + jpeg.offset, static_cast<int32_t>(jpeg.length),
-                                 JPG_READ_COMPLETE, &a->thumbnail);
+  const uint32_t flags = JPG_READ_COMPLETE | kOptionsMark | a->options;
+  return jpgReadPrologFromMemory(a->tiff + jpeg.offset, static_cast<int32_t>(jpeg.length), flags,
+                                 &a->thumbnail);
 }
 
 // One column of the strip table: the numbers of a tag, one per strip.
@@ -114,6 +127,7 @@ Result parseFirstIfd(JpgExifAttributes *a) {
   if (const Result r = openIfd(a, kIfdFirst, &cursor); r != JPG_OK) return r;
   JpegPlace jpeg = {};
   readDirectory(a, &jpeg, cursor);
+  mendPlace(a, &jpeg);
   const Result r = a->compression == kCompressionJpeg ? openJpeg(a, jpeg) : makeStrips(a, cursor);
   closeIfd(cursor);
   if (r != JPG_OK) a->compression = 0;
@@ -129,7 +143,9 @@ void forgetThumbnail(JpgExifAttributes *a) {
 
 ImageShape measureThumbnail(const JpgExifAttributes &a) {
   if (a.compression != kCompressionJpeg) return {a.imageWidth, a.imageLength, a.samplesPerPixel};
-  return {a.thumbnail->width, a.thumbnail->height, a.thumbnail->numComponents};
+  const JpgContext &picture = *a.thumbnail;
+  const uint32_t channels = isLenient(a) ? pictureChannels(picture) : picture.numComponents;
+  return {picture.width, picture.height, channels};
 }
 
 // Copies red, green, blue as blue, green, red.

@@ -126,6 +126,7 @@ uint32_t JPG_CALL jpgReadExifReadAttributeProlog(JPGHANDLE handle, JPGEXIFHANDLE
     return r;
   }
   locateDirectories(a);
+  a->options = handle->options;
   *attributes = a;
   return JPG_OK;
 }

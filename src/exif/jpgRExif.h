@@ -50,7 +50,7 @@ struct JpgExifAttributes {
   uint16_t resolutionUnit;
   const uint8_t *ifd0;  // into tiff; null if outside
   const uint8_t *ifd1;  // into tiff; null if there is none
-  uint32_t reserved;
+  uint32_t options;     // kOption bits of the handle that the segment was read from
   uint8_t *tiff;        // owned
   uint32_t tiffLength;  // bytes
   uint32_t bigEndian;   // 1: "MM" byte order

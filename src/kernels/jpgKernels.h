@@ -13,7 +13,16 @@
 
 namespace jpg {
 
-// The inverse transform of a block, in place, with its samples saturated to -128..127. The output
+// Which inverse transform. They differ at full size, and kWide at all sizes by its samples' range.
+enum class Transform : uint32_t {
+  kUsual,     // departs from the textbook in its first pass
+  kAccurate,  // doesn't
+  kWide       // accurate, samples of 12 bits
+};
+constexpr uint32_t kTransforms = 3;
+
+// The inverse transform of a block, in place, with its samples saturated to -128..127, or to
+// -2048..2047 for samples of 12 bits. The output
 // is a cell of 8 x 8, 4 x 4, 2 x 2 or 1 x 1 samples in the block's top-left corner. Coefficients
 // after zig-zag position `last`, 0 to 63, are 0; only the full-size transform uses `last`.
 using InverseKernel = void (*)(int16_t *block, uint32_t last);
@@ -31,6 +40,27 @@ using DequantiseKernel = uint32_t (*)(const int16_t *in, const int16_t *steps, i
 using McuKernel = void (*)(const int16_t *blocks, uint8_t *out, ptrdiff_t stride, uint32_t rows,
                            uint32_t columns);
 
+// Stores the 64 saturated samples of a block as bytes, in rows that begin `stride` apart.
+using StoreKernel = void (*)(const int16_t *block, uint8_t *out, ptrdiff_t stride);
+
+// What a row of pixels is made from: rows of samples as bytes, of Y and of Cb and Cr. Where rows
+// are interpolated, the first one counts three times as much as the second; elsewhere the second
+// one isn't used, but is a row too. As many as 64 samples behind the last one that is needed, and
+// one ahead of the first, are read.
+struct YccRow {
+  const uint8_t *y;
+  const uint8_t *first[2];
+  const uint8_t *second[2];
+  bool odd;  // row of pixels of an odd number
+};
+
+// Stores a row of pixels as blue, green, red.
+using YccRowKernel = void (*)(const YccRow &row, uint8_t *out, uint32_t columns);
+
+// By whether chroma is interpolated (else it is replicated), and by the pixels to its samples:
+// [interpolates][across - 1][down - 1].
+using YccRowKernels = YccRowKernel[2][2][2];
+
 // How a block is quantised.
 struct QuantSteps {
   const uint32_t *step;  // zig-zag order
@@ -44,6 +74,10 @@ struct QuantSteps {
 using ForwardKernel = void (*)(int16_t *blocks, uint32_t count, const QuantSteps &steps,
                                uint64_t *masks);
 
+// The mask of those levels of a block, each -2047..2047, whose magnitude shifted right by `shift`
+// isn't 0: bit k for the k-th level in memory.
+using LevelMaskKernel = uint64_t (*)(const int16_t *levels, uint32_t shift);
+
 // Loads a whole MCU of pixels as level-shifted sample blocks, component after component.
 using LoadKernel = void (*)(const uint8_t *in, ptrdiff_t stride, int16_t *blocks);
 
@@ -55,14 +89,18 @@ using LoadKernels = LoadKernel[2][2];
 constexpr uint32_t kScales = 4;  // scale codes: cells of 1, 2, 4, 8 samples
 
 struct Kernels {
-  InverseKernel inverseTransform[kScales];  // by scale code
+  InverseKernel inverseTransform[kTransforms][kScales];  // by Transform and scale code
   MaskKernel nonZeroMask;
   DequantiseKernel dequantise;
   McuKernel putGray;                  // one component of one block, cells of any size
   const YccKernels *putYcc[kScales];  // by scale code: Y, Cb, Cr as blue, green, red
+  StoreKernel storeBlock;
+  const YccRowKernels *putYccRow;
   ForwardKernel transformAndQuantise;
-  LoadKernel loadGray;         // one component of one block
-  const LoadKernels *loadYcc;  // blue, green, red as Y, Cb, Cr
+  LoadKernel loadGray;            // one component of one block
+  const LoadKernels *loadYcc;     // blue, green, red as Y, Cb, Cr; chroma is decimated
+  const LoadKernels *averageYcc;  // the same with the averages of chroma
+  LevelMaskKernel levelMask;
 };
 
 // The set that runs on every processor of the target.

@@ -1,5 +1,7 @@
 #include "read/jpgRBits.h"
 
+#include "read/jpgRPlanes.h"
+
 namespace jpg {
 
 uint32_t peekMarker(JpgStream *s) {
@@ -25,6 +27,7 @@ Result reposition(JpgContext *c, uint32_t offset, Reposition what) {
     c->rowPosition = 0;
     c->lastMarker = 0;
     c->mcusSinceRestart = 0;
+    resetPlanes(c);
   }
   JpgStream *s = &c->stream;
   dropFetched(s, s->startOffset);

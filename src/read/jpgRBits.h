@@ -28,6 +28,10 @@ inline void appendByte(JpgStream *s, uint32_t byte, uint32_t stuffed) {
   s->stuffHistory = s->stuffHistory << 1 | stuffed;
 }
 
+// Appends what stands for an FF and the byte behind it, which isn't a stuffed zero, in a stream
+// that stops at markers (jpgRHold.h).
+void appendUpToMarker(JpgStream *s, uint32_t next);
+
 // Fetches bytes until at least n bits are in the buffer, removing stuffed zeros.
 inline void fillBits(JpgStream *s, uint32_t n) {
   while (s->bitCount < n) {
@@ -37,6 +41,10 @@ inline void fillBits(JpgStream *s, uint32_t n) {
       continue;
     }
     const uint32_t next = fetchByte(s);
+    if (next != 0 && s->holdsMarkers != 0) {
+      appendUpToMarker(s, next);
+      continue;
+    }
     appendByte(s, byte, next == 0 ? 1 : 0);
     if (next != 0) appendByte(s, next, 0);
   }

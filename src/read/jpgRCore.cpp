@@ -5,6 +5,8 @@
 #include "read/jpgRBits.h"
 #include "read/jpgRFindEoi.h"
 #include "read/jpgRHead.h"
+#include "read/jpgRLenient.h"
+#include "read/jpgRPlanes.h"
 #include "share/jpgHeap.h"
 #include "share/jpgMarkers.h"
 
@@ -15,10 +17,12 @@ constexpr uint64_t kBlockBytes = kBlockSize * sizeof(int16_t);
 
 // Frees what a read handle owns, then the record.
 Result closeReader(JpgContext *c) {
+  freePlanes(c);
   heapRelease(c->blockMapB);
   heapRelease(c->blockMapA);
   heapRelease(c->coefBuffer);
   heapRelease(c->losslessRowBuffer);
+  freeLenient(c);
   return destroyContext(c);
 }
 
@@ -91,6 +95,12 @@ Result allocateLosslessRow(JpgContext *c) {
   return JPG_OK;
 }
 
+// The lenient reader makes its buffers when decoding begins.
+Result allocateBuffers(JpgContext *c) {
+  if (c->sofMarker == kMarkerSof3) return allocateLosslessRow(c);
+  return isLenient(*c) ? JPG_OK : allocateBlocks(c);
+}
+
 // Whether three components are YCbCr: JFIF says yes, Adobe says which, otherwise
 // the identifiers 'R', 'G', 'B' say no.
 bool isYcbcr(const JpgContext &c) {
@@ -103,16 +113,19 @@ bool isYcbcr(const JpgContext &c) {
 // Parses the headers from behind SOI up to and including the first scan header.
 Result parseProlog(JpgContext *c) {
   clearForParse(c);
+  const bool lenient = (c->options & kOptionLenient) != 0;
+  if (const Result r = lenient ? makeLenient(c) : JPG_OK; r != JPG_OK) return r;
   if (const Result r = parseFrame(c); r != JPG_OK) return r;
-  if (const Result r = setUpScan(c); r != JPG_OK) return r;
+  if (const Result r = lenient ? openLenientScan(c) : setUpScan(c); r != JPG_OK) return r;
   c->scanDataOffset = tellOffset(&c->stream);
+  if (lenient && c->height == 0) {
+    if (const Result r = findHeight(c); r != JPG_OK) return r;
+  }
   for (uint32_t i = 0; i < c->numComponents; i++) {
     JpgScanComponent *k = &c->scanComponents[i];
     k->quantTable = c->quantTables[k->tq];
   }
-  const bool lossless = c->sofMarker == kMarkerSof3;
-  const Result r = lossless ? allocateLosslessRow(c) : allocateBlocks(c);
-  if (r != JPG_OK) return r;
+  if (const Result r = allocateBuffers(c); r != JPG_OK) return r;
   c->flags &= ~kFlagMarkerAccessUsed;
   if (c->numComponents == 3 && isYcbcr(*c)) c->flags |= kFlagYcbcrToRgb;
   return JPG_OK;
@@ -132,7 +145,8 @@ Result openFile(JpgContext *c, int32_t length, uint32_t flags) {
   if (range > s->endOffset) return JPG_E_INVALID_PARAMETER;
   if (range != 0) s->endOffset = s->startOffset + range;
   if (!readSoi(s)) return JPG_E_NOT_JPEG;
-  if ((flags & JPG_READ_COMPLETE) == 0 && !fileHasEoi(s)) return JPG_E_NOT_JPEG;
+  const bool noSearch = (flags & JPG_READ_COMPLETE) != 0 || (c->options & kOptionLenient) != 0;
+  if (!noSearch && !fileHasEoi(s)) return JPG_E_NOT_JPEG;
   if (streamSeek(s, kSoiLength, kSeekBegin) == kSeekFailed) return JPG_E_SEEK;
   return parseProlog(c);
 }
@@ -146,7 +160,10 @@ Result openMemory(JpgContext *c, const void *data, int32_t size, uint32_t flags)
   s->position = 0;
   streamOpenRead(s);  // of memory: can't fail
   if (!readSoi(s)) return JPG_E_NOT_JPEG;
-  const bool noSearch = (flags & (JPG_READ_COMPLETE | JPG_READ_PARTIAL_BITSTREAM)) != 0;
+  const bool inPieces = (flags & JPG_READ_PARTIAL_BITSTREAM) != 0;
+  if (inPieces) c->options &= ~kOptionLenient;  // damage can't be looked into beyond a piece
+  const bool noSearch =
+      inPieces || (flags & JPG_READ_COMPLETE) != 0 || (c->options & kOptionLenient) != 0;
   if (!noSearch && !memoryHasEoi(s)) return JPG_E_NOT_JPEG;
   if (const Result r = parseProlog(c); r != JPG_OK) return r;
   c->flags |= (flags & kFlagPartialBitstream) | kFlagMemorySource;

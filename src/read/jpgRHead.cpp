@@ -1,6 +1,8 @@
 #include "read/jpgRHead.h"
 
 #include "read/jpgRBits.h"
+#include "read/jpgRHunt.h"
+#include "read/jpgRLenient.h"
 #include "read/jpgRScan.h"
 #include "read/jpgRTables.h"
 #include "share/jpgHeap.h"
@@ -9,7 +11,8 @@
 namespace jpg {
 namespace {
 
-constexpr uint32_t kMaxSampling = 2;  // largest sampling factor that is supported
+constexpr uint32_t kMaxSampling = 2;         // largest sampling factor that is supported
+constexpr uint32_t kMaxLenientSampling = 4;  // the same for lenient reading
 
 // Drops the unread rest of the current segment.
 void skipSegmentRest(JpgContext *c) {
@@ -45,34 +48,6 @@ void readApp14(JpgContext *c) {
 
 static_assert(kMarkerFirst == kMarkerSof0, "no marker lies below the frame headers'");
 
-// True for the markers that end the header loop.
-bool endsHeaderLoop(uint32_t marker) {
-  if (marker == kMarkerSos) return true;
-  if (marker <= kMarkerSof3) return true;
-  if (marker == kMarkerSof5 || marker == kMarkerSof6) return true;
-  return marker >= kMarkerSof9 && marker <= kMarkerSof15;
-}
-
-// Loads the contents of the segments that the reader uses.
-Result loadSegment(JpgContext *c, uint32_t marker) {
-  switch (marker) {
-    case kMarkerDht:
-      return readHuffmanTables(c);
-    case kMarkerDqt:
-      return readQuantTables(c);
-    case kMarkerDri:
-      return readRestartInterval(c);
-    case kMarkerApp0:
-      readApp0(c);
-      return JPG_OK;
-    case kMarkerApp14:
-      readApp14(c);
-      return JPG_OK;
-    default:
-      return JPG_OK;
-  }
-}
-
 void readFrameComponents(JpgContext *c) {
   uint32_t blocks = 0;  // of the component, or of the one before where a factor is 0
   for (uint32_t i = 0; i < c->numComponents; i++) {
@@ -102,6 +77,44 @@ void forceSingleComponent(JpgContext *c) {
 
 constexpr uint32_t ceilDiv(uint32_t n, uint32_t d) { return (n + d - 1) / d; }
 
+bool frameIsServed(const JpgContext &c) {
+  const uint32_t most = isLenient(c) ? kMaxLenientSampling : kMaxSampling;
+  if (c.hMax < 1 || c.hMax > most || c.vMax < 1 || c.vMax > most) return false;
+  for (uint32_t i = 0; i < c.numComponents; i++) {
+    const JpgScanComponent &k = c.scanComponents[i];
+    if (k.tq >= kMaxTables || (isLenient(c) && frameBlocks(k) == 0)) return false;
+  }
+  return true;
+}
+
+}  // namespace
+
+bool endsHeaderLoop(uint32_t marker) {
+  if (marker == kMarkerSos) return true;
+  if (marker <= kMarkerSof3) return true;
+  if (marker == kMarkerSof5 || marker == kMarkerSof6) return true;
+  return marker >= kMarkerSof9 && marker <= kMarkerSof15;
+}
+
+Result loadSegment(JpgContext *c, uint32_t marker) {
+  switch (marker) {
+    case kMarkerDht:
+      return readHuffmanTables(c);
+    case kMarkerDqt:
+      return readQuantTables(c);
+    case kMarkerDri:
+      return readRestartInterval(c);
+    case kMarkerApp0:
+      readApp0(c);
+      return JPG_OK;
+    case kMarkerApp14:
+      readApp14(c);
+      return JPG_OK;
+    default:
+      return JPG_OK;
+  }
+}
+
 void deriveGeometry(JpgContext *c) {
   c->hvMax = c->hMax * c->vMax;
   c->hvMaxTimesNf = c->hvMax * c->numComponents;
@@ -113,17 +126,8 @@ void deriveGeometry(JpgContext *c) {
   c->mcuCount = c->mcusPerRow * c->mcuRows;
 }
 
-bool frameIsServed(const JpgContext &c) {
-  if (c.hMax < 1 || c.hMax > kMaxSampling || c.vMax < 1 || c.vMax > kMaxSampling) return false;
-  for (uint32_t i = 0; i < c.numComponents; i++) {
-    if (c.scanComponents[i].tq >= kMaxTables) return false;
-  }
-  return true;
-}
-
-}  // namespace
-
 Result openSegment(JpgContext *c, Segment *segment) {
+  if (isLenient(*c)) return openHuntedSegment(c, segment);
   *segment = {0, 0};
   c->segLength = 0;
   c->segConsumed = 0;

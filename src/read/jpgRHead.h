@@ -28,12 +28,21 @@ Result nextSegment(JpgContext *c, Segment *segment);
 // as consumed.
 void readSegmentData(JpgContext *c, uint8_t *buffer, uint32_t n);
 
+// Loads the contents of a segment that the reader uses. 0 or the segment's code.
+Result loadSegment(JpgContext *c, uint32_t marker);
+
+// True for the markers that end the header loop: of frames and scans.
+bool endsHeaderLoop(uint32_t marker);
+
 // Walks segments, loading tables, up to a frame or scan header. 0 and the marker,
 // or the code of the segment that failed.
 Result runHeaderLoop(JpgContext *c, uint32_t *marker);
 
 // Reads a frame header and derives the MCU geometry. 0 or JPG_E_UNSUPPORTED.
 Result readFrameHeader(JpgContext *c);
+
+// Derives the MCU geometry of the picture's size and sampling factors.
+void deriveGeometry(JpgContext *c);
 
 // Walks to the next scan header, builds pending lookup arrays and sets the scan up.
 // On failure the scan under way keeps its tables and header.

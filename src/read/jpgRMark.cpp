@@ -3,6 +3,9 @@
 
 #include "read/jpgRBits.h"
 #include "read/jpgRHead.h"
+#include "read/jpgRPicture.h"
+#include "read/jpgRPlanes.h"
+#include "share/jpgArith.h"
 #include "share/jpgMarkers.h"
 
 namespace jpg {
@@ -50,6 +53,15 @@ Result goToIntervalOrigin(JpgContext *c, uint32_t mode, uint32_t rows) {
   if (rows != 0) c->rowPosition -= c->rowPosition % rows;
   alignToByte(&c->stream);
   return JPG_OK;
+}
+
+// The rows ahead of the interval are decoded on the way by the next decode call.
+Result seekLeniently(JpgContext *c, int32_t intervals, uint32_t mode, uint32_t rows) {
+  const uint32_t current = pictureRow(*c);
+  const uint32_t origin = mode == JPG_RESTART_FROM_CURRENT ? current - current % rows : 0;
+  const uint64_t passed = intervals > 0 ? asUnsigned(intervals) : 0;
+  const uint64_t row = origin + passed * rows;
+  return row < c->mcuRows ? seekPictureRow(c, static_cast<uint32_t>(row)) : JPG_NO_DATA;
 }
 
 // Drops bytes up to the next marker, or up to the end of the data, whose 1-bits look like
@@ -100,8 +112,10 @@ uint32_t JPG_CALL jpgReadSeekMarkerSegment(JPGHANDLE handle, int32_t mode, uint1
                                            uint32_t *length) {
   JpgContext *c = validReader(handle);
   if (c == nullptr || marker == nullptr || length == nullptr) return JPG_E_INVALID_HANDLE;
+  if (mode == JPG_SEGMENT_DAMAGE && isLenient(*c)) return tellDamage(*c, marker, length);
   c->flags |= kFlagMarkerAccessUsed;  // also for a mode that is refused
   if (mode != JPG_SEGMENT_FIRST && mode != JPG_SEGMENT_NEXT) return JPG_E_INVALID_PARAMETER;
+  if (isLenient(*c)) leavePicture(c);
   Segment segment;
   const Result r = seekSegment(c, mode, &segment);
   *marker = static_cast<uint16_t>(segment.marker);
@@ -138,7 +152,12 @@ uint32_t JPG_CALL jpgReadSeekRestartMarker(JPGHANDLE handle, int32_t intervals, 
   if (mode != JPG_RESTART_FROM_START && mode != JPG_RESTART_FROM_CURRENT) {
     return JPG_E_INVALID_PARAMETER;
   }
+  if (isLenient(*c)) {
+    if (c->sofMarker != kMarkerSof3) return seekLeniently(c, intervals, mode, rows);
+    if (const Result r = returnToPicture(c); r != JPG_OK) return r;
+  }
   c->read.restartSought = 1;
+  resetPlanes(c);
   if (const Result r = goToIntervalOrigin(c, mode, rows); r != JPG_OK) return r;
   for (int32_t i = 0; i < intervals; i++) {
     c->rowPosition += rows;

@@ -10,8 +10,10 @@
 #include "read/jpgRFastProg.h"
 #include "read/jpgRHead.h"
 #include "read/jpgRMark.h"
+#include "read/jpgRPicture.h"
 #include "read/jpgRRect.h"
 #include "read/jpgRScan.h"
+#include "read/jpgRSmooth.h"
 #include "share/jpgArith.h"
 #include "share/jpgMarkers.h"
 
@@ -251,6 +253,36 @@ void putMcuRow(JpgContext *c, const McuPipeline &output, const NaturalTables &ta
   }
 }
 
+// The rows that a source of planes is asked for.
+struct StoredRows {
+  McuPipeline pipeline;
+  NaturalTables tables;
+};
+
+Result readStoredRow(JpgContext *c, Planes *p, uint32_t mcuRow, void *state) {
+  auto *rows = static_cast<StoredRows *>(state);
+  rows->pipeline.planes = p;
+  rows->pipeline.planeRow = mcuRow;
+  c->coefCurrent = storedMcu(*c, mcuRow * c->mcusPerRow);
+  putMcuRow(c, rows->pipeline, rows->tables, {});
+  c->coefCurrent = c->coefStore;
+  return JPG_OK;
+}
+
+// Delivers rows by way of planes; none of a picture whose height isn't known.
+Result putRowsByPlanes(JpgContext *c, const McuPipeline &output, PixelFormat format,
+                       const JpgRect &target, RowSpan span) {
+  if (c->height == 0) return JPG_OK;
+  if (const Result r = makePlanes(c, false); r != JPG_OK) return r;
+  StoredRows rows = {output, {}};
+  rows.pipeline.put = nullptr;
+  makeNaturalTables(*c, &rows.tables);
+  seekPlanes(c->planes, span.first);
+  c->rowPosition = span.first;
+  return putPlaneRows(c, c->planes, {readStoredRow, &rows}, planeOutputOf(format), target,
+                      span.count, target.width);
+}
+
 // Delivers rows, more than 0 of them. The row count moves by whole bands; rows that
 // the caller didn't ask for aren't stored.
 void putRows(JpgContext *c, const McuPipeline &output, const JpgRect &target, RowSpan span) {
@@ -287,18 +319,22 @@ uint32_t JPG_CALL jpgReadProgressiveToRect(JPGHANDLE handle, const JpgRect *rect
   if (c == nullptr || rect == nullptr || rect->bits == nullptr) return JPG_E_INVALID_HANDLE;
   if (c->sofMarker != kMarkerSof2) return JPG_E_UNSUPPORTED;
   const bool incremental = (mode & kModeIncremental) != 0;
+  if (isLenient(*c)) return readProgressivePicture(c, *rect, rows, incremental);
   if (c->scanState == kScanStateNone) c->rowPosition = 0;  // a restart seek may have changed it
   RowSpan span = {c->rowPosition, rows};
   if (const Result r = beginRows(c, incremental, &span); r != JPG_OK) return r;
   if (span.first == 0) {
     if (const Result r = beginStore(c); r != JPG_OK) return r;
     if (const Result r = decodeScans(c, incremental); r != JPG_OK) return r;
+    resetPlanes(c);
   }
   const bool raw = (c->flags & kFlagNoColorConversion) != 0;
   const PixelFormat format = raw ? chooseRawFormat(*c, *rect) : chooseProgressiveFormat(*c);
   const McuPipeline output = makePipeline(*c, format, rect->width);
   if (output.expand == nullptr) return JPG_OK;
   if (output.write == nullptr) return JPG_E_UNSUPPORTED;
-  if (span.count > 0) putRows(c, output, *rect, span);
+  if (span.count < 1) return JPG_OK;
+  if (readsSmoothly(*c)) return putRowsByPlanes(c, output, format, *rect, span);
+  putRows(c, output, *rect, span);
   return JPG_OK;
 }

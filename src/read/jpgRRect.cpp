@@ -6,6 +6,8 @@
 #include "read/jpgRBits.h"
 #include "read/jpgRFastBlock.h"
 #include "read/jpgRMark.h"
+#include "read/jpgRPicture.h"
+#include "read/jpgRSmooth.h"
 #include "share/jpgArith.h"
 #include "share/jpgMarkers.h"
 
@@ -52,11 +54,12 @@ Result decodeNextMcu(JpgContext *c, BitWindow *w, const McuPipeline &pipeline, M
   return decodeMcu(c, w, pipeline, mcu);
 }
 
-// With a put kernel the scratch blocks are free and hold a second MCU: each MCU is transformed only
-// after the next one is decoded, so that the transform doesn't wait for coefficients just stored.
+// With a put kernel or planes the scratch blocks are free and hold a second MCU: each MCU is
+// transformed only after the next one is decoded, so that the transform doesn't wait for
+// coefficients just stored.
 Result decodeMcusOfRow(JpgContext *c, BitWindow *w, const McuPipeline &pipeline,
                        const JpgRect &band) {
-  const bool lags = pipeline.put != nullptr;
+  const bool lags = pipeline.put != nullptr || pipeline.planes != nullptr;
   Mcu mcus[2];
   mcus[0].blocks = c->coefBuffer;
   mcus[1].blocks = lags ? c->scratchBlocks : c->coefBuffer;
@@ -141,6 +144,11 @@ Result decodeMcuRow(JpgContext *c, const McuPipeline &pipeline, const JpgRect &b
 void storeMcu(JpgContext *c, const McuPipeline &pipeline, const JpgRect &band,
               const int16_t *blocks, int32_t x, int32_t columns) {
   if (pipeline.put == nullptr) {
+    if (pipeline.planes != nullptr) {
+      const uint32_t column = asUnsigned(x) / asUnsigned(pipeline.mcuWidth);
+      putMcu(pipeline.planes, pipeline.planeRow, column, blocks);
+      return;
+    }
     pipeline.expand(c, pipeline.sampling);
     pipeline.write(c, &band, x, columns);
   } else if (columns > 0 && band.height > 0) {
@@ -152,7 +160,9 @@ void storeMcu(JpgContext *c, const McuPipeline &pipeline, const JpgRect &band,
 
 McuPipeline makePipeline(const JpgContext &c, PixelFormat format, int32_t width) {
   McuPipeline p = {};
-  p.transform = c.kernels->inverseTransform[c.scanState];
+  const bool accurate = (c.options & kOptionAccurate) != 0;
+  const Transform transform = accurate ? Transform::kAccurate : Transform::kUsual;
+  p.transform = c.kernels->inverseTransform[static_cast<uint32_t>(transform)][c.scanState];
   p.put = chooseMcuKernel(c, format);
   p.expand = chooseExpand(c);
   p.write = writerOf(format);
@@ -170,6 +180,7 @@ using namespace jpg;
 uint32_t JPG_CALL jpgReadToRect(JPGHANDLE handle, const JpgRect *rect, int32_t lines) {
   JpgContext *c = validReader(handle);
   if (c == nullptr || rect == nullptr || rect->bits == nullptr) return JPG_E_INVALID_HANDLE;
+  if (isLenient(*c)) return readPicture(c, *rect, lines, kScaleFull);
   if (c->sofMarker > kMarkerSof1) return JPG_E_UNSUPPORTED;
   if (const Result r = limitLines(*c, &lines); r != JPG_OK) return r;
   if (const Result r = returnToScanData(c); r != JPG_OK) return r;
@@ -181,5 +192,6 @@ uint32_t JPG_CALL jpgReadToRect(JPGHANDLE handle, const JpgRect *rect, int32_t l
   pipeline.clearsBlocks = true;
   if (pipeline.expand == nullptr || pipeline.write == nullptr) return JPG_E_UNSUPPORTED;
   if (c->read.scanHoldsFrame == 0) return JPG_E_UNSUPPORTED;
+  if (readsSmoothly(*c)) return putSmoothRows(c, &pipeline, format, *rect, lines);
   return decodeRows(c, pipeline, *rect, lines);
 }

@@ -6,6 +6,7 @@
 #include "kernels/jpgKernels.h"
 #include "read/jpgRClr.h"
 #include "read/jpgRFastBits.h"
+#include "read/jpgRPlanes.h"
 #include "share/jpgShare.h"
 
 namespace jpg {
@@ -28,13 +29,16 @@ struct McuPipeline {
   uint32_t sampling;        // for expand
   int32_t mcuWidth;         // pixels of an MCU in the output
   int32_t width;            // pixels of a row to store; 0 or less stores nothing
+  Planes *planes;           // where the samples go, in place of pixels: put is null then
+  uint32_t planeRow;        // row of MCUs in the planes
 };
 
 // The pipeline for the scale in scanState, without `decode`.
 McuPipeline makePipeline(const JpgContext &c, PixelFormat format, int32_t width);
 
-// Stores the first `columns` columns and the band's rows of an MCU at pixel column x. `blocks` are
-// its saturated sample blocks: coefBuffer, or, with a put kernel, any others.
+// Stores the first `columns` columns and the band's rows of an MCU at pixel column x, or all of its
+// samples where there are planes. `blocks` are its saturated sample blocks: coefBuffer, or, with a
+// put kernel or planes, any others.
 void storeMcu(JpgContext *c, const McuPipeline &pipeline, const JpgRect &band,
               const int16_t *blocks, int32_t x, int32_t columns);
 

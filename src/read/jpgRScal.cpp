@@ -3,7 +3,9 @@
 
 #include "read/jpgRBits.h"
 #include "read/jpgRFastBlock.h"
+#include "read/jpgRPicture.h"
 #include "read/jpgRRect.h"
+#include "read/jpgRSmooth.h"
 #include "share/jpgArith.h"
 #include "share/jpgMarkers.h"
 #include "share/jpgSamples.h"
@@ -109,7 +111,14 @@ Result readScaled(JpgContext *c, const JpgRect &rect, int32_t lines, int32_t sca
   if (c->read.scanHoldsFrame == 0) return JPG_E_UNSUPPORTED;
   if (const Result r = returnToScanData(c); r != JPG_OK) return r;
   prepareSkips(c, scale);
+  if (readsSmoothly(*c)) return putSmoothRows(c, &pipeline, chooseFormat(*c), rect, lines);
   return decodeScaledRows(c, pipeline, rect, lines, static_cast<int32_t>(c->mcuHeight >> shift));
+}
+
+Result readLeniently(JpgContext *c, const JpgRect &rect, int32_t lines, int32_t scale) {
+  if (scale < kScaleEighth || scale > kScaleFullCode) return JPG_E_INVALID_PARAMETER;
+  if (c->sofMarker == kMarkerSof3 && scale != kScaleFullCode) return JPG_E_UNSUPPORTED;
+  return readPicture(c, rect, lines, asUnsigned(scale));
 }
 
 }  // namespace
@@ -123,7 +132,7 @@ uint32_t JPG_CALL jpgReadScaleOutputGetImageSize(JPGHANDLE handle, uint32_t *wid
   if (c == nullptr) return JPG_E_INVALID_HANDLE;
   if (scale < kScaleEighth || scale > kScaleFullCode) return JPG_E_INVALID_PARAMETER;
   if (width == nullptr || height == nullptr) return JPG_E_INVALID_HANDLE;
-  if (c->sofMarker > kMarkerSof1) return JPG_E_UNSUPPORTED;
+  if (c->sofMarker > (isLenient(*c) ? kMarkerSof2 : kMarkerSof1)) return JPG_E_UNSUPPORTED;
   *width = scaleLength(c->width, shiftOf(scale));
   *height = scaleLength(c->height, shiftOf(scale));
   return JPG_OK;
@@ -133,6 +142,7 @@ uint32_t JPG_CALL jpgReadScaleOutputToRect(JPGHANDLE handle, const JpgRect *rect
                                            int32_t scale) {
   JpgContext *c = validReader(handle);
   if (c == nullptr || rect == nullptr || rect->bits == nullptr) return JPG_E_INVALID_HANDLE;
+  if (isLenient(*c)) return readLeniently(c, *rect, lines, scale);
   if (c->sofMarker > kMarkerSof1) return JPG_E_UNSUPPORTED;
   if (const Result r = changeScale(c, scale); r != JPG_OK) return r;
   if (scale == kScaleFullCode) return jpgReadToRect(handle, rect, lines);

@@ -2,6 +2,7 @@
 
 #include "read/jpgRBits.h"
 #include "read/jpgRHead.h"
+#include "read/jpgRLenient.h"
 #include "share/jpgHuffFast.h"
 #include "share/jpgMarkers.h"
 #include "share/jpgSpatial.h"
@@ -56,7 +57,10 @@ void replaceTable(JpgContext *c, uint32_t slot, const JpgHuffTable &fresh) {
 // One table of a DHT segment behind its Tc/Th byte and counts.
 Result loadHuffmanTable(JpgContext *c, uint32_t tcTh, const uint8_t *counts, uint32_t sum) {
   if ((tcTh & kTableIdMask) >= kMaxTables || sum > kMaxCodes) return JPG_E_UNSUPPORTED;
-  if (c->pendingHuffCount >= kMaxPendingTables) return JPG_E_UNSUPPORTED;
+  if (c->pendingHuffCount >= kMaxPendingTables) {
+    if (!isLenient(*c)) return JPG_E_UNSUPPORTED;
+    if (const Result r = buildPendingTables(c); r != JPG_OK) return r;
+  }
   uint8_t values[kMaxCodes];
   readSegmentData(c, values, sum);
   JpgHuffTable fresh = {};

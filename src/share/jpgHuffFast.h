@@ -44,7 +44,7 @@ constexpr uint32_t shortcutLength(HuffShortcut s) { return s & 0xFF; }
 // of the block comes next and is taken along, or kSkipNone; `length` counts the bits of all, of
 // which the last symbol's additional ones may lie behind the first kSkipBits.
 constexpr uint32_t kSkipBits = 11;
-constexpr uint32_t kMostSkipped = 62;       // coded positions, ends not among them
+constexpr uint32_t kMostSkipped = 62;       // zig-zag positions, ends not among them
 constexpr uint32_t kLongestSkip = 11 + 15;  // bits
 using HuffSkip = uint16_t;
 // Worth their room on wide registers only.

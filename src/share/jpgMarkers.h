@@ -26,6 +26,8 @@ constexpr uint32_t kMarkerDri = 0xFFDD;    // restart interval
 constexpr uint32_t kMarkerApp0 = 0xFFE0;   // JFIF
 constexpr uint32_t kMarkerApp1 = 0xFFE1;   // Exif
 constexpr uint32_t kMarkerApp14 = 0xFFEE;  // Adobe
+constexpr uint32_t kMarkerApp15 = 0xFFEF;
+constexpr uint32_t kMarkerCom = 0xFFFE;
 
 constexpr uint32_t kSoiLength = 2;  // bytes of SOI, behind which the segments begin
 

@@ -11,6 +11,8 @@ namespace jpg {
 constexpr int32_t kLevelShift = 128;
 constexpr int32_t kMinSample = -128;
 constexpr int32_t kMaxSample = 127;
+constexpr int32_t kMaxWideSample = 2047;  // of 12 bits
+constexpr int32_t kWideLevelShift = 2048;
 
 constexpr uint32_t kRowLength = 8;  // samples from a block's row to the next
 constexpr uint32_t kFullCell = 8;   // samples of a block at full size, both ways

@@ -19,6 +19,7 @@ namespace jpg {
 using Result = uint32_t;
 
 struct Kernels;  // kernels/jpgKernels.h
+struct Planes;   // read/jpgRPlanes.h
 
 constexpr uint32_t kContextSignature = 0x4A504547;  // 'JPEG'
 constexpr uint32_t kContextSize = 7372;             // the record's size on a 32-bit target
@@ -42,16 +43,21 @@ constexpr uint32_t kFlagAdobeSeen = 0x00400000;
 constexpr uint32_t kFlagYcbcrToRgb = 0x00200000;        // three components, YCbCr
 constexpr uint32_t kFlagPartialBitstream = 0x00000002;  // data may come in pieces
 
-// JpgContext::options bits, asked for by a prolog's flags.
+// JpgContext::options bits, asked for by a prolog's flags. Reading:
 constexpr uint32_t kOptionAccurate = JPG_READ_ACCURATE & 0xFF00;
 constexpr uint32_t kOptionSmooth = JPG_READ_SMOOTH & 0xFF00;
 constexpr uint32_t kOptionLenient = JPG_READ_LENIENT & 0xFF00;
+// Writing:
+constexpr uint32_t kOptionAverage = JPG_WRITE_AVERAGE & 0xFF00;
+constexpr uint32_t kOptionOptimize = JPG_WRITE_OPTIMIZE & 0xFF00;
+constexpr uint32_t kOptionProgressive = JPG_WRITE_PROGRESSIVE & 0xFF00;
+
+constexpr uint32_t kOptionsMark = 0x4A500000;
 
 // The options in a prolog's flags; none where the mark in the upper half is missing, so that
 // stray bits ask for nothing.
 constexpr uint32_t optionsOf(uint32_t flags) {
-  constexpr uint32_t kMark = 0x4A500000;
-  return (flags & 0xFFFF0000) == kMark ? flags & 0xFF00 : 0;
+  return (flags & 0xFFFF0000) == kOptionsMark ? flags & 0xFF00 : 0;
 }
 
 // JpgContext::scanState: the scale code of the reading under way.
@@ -90,6 +96,8 @@ using BlockDecoder = Result (*)(JpgContext *c, int16_t *block, JpgScanComponent 
 // What a progressive scan codes; blockDecoder goes with it.
 enum class ScanKind : uint32_t { kDcFirst, kDcRefine, kAcFirst, kAcRefine };
 
+struct LenientRead;  // read/jpgRLenient.h
+
 // State of the reader that has no place of its own elsewhere in the record.
 struct ReadState {
   // Tables replaced by a DHT segment while the current scan still uses them;
@@ -100,6 +108,16 @@ struct ReadState {
   uint32_t scanSetUps;     // scan set-ups begun, the prolog's included
   uint32_t restartSought;  // 1: a restart seek has moved the stream
   uint32_t inPiece;        // 1: the stream is a piece behind the one with the headers
+  LenientRead *lenient;    // of a handle that reads leniently; owned
+};
+
+// Values of a picture that is written only when all of it is known: levels of DCT blocks, or
+// differences of a lossless picture. They lie in pieces of the heap (write/jpgWStore.h).
+struct ValueStore {
+  int16_t **pieces;  // list of the pieces; owned, and so are they
+  uint32_t count;    // pieces
+  uint32_t room;     // pieces that the list has room for
+  size_t used;       // values
 };
 
 // State of the writer that has no place of its own elsewhere in the record.
@@ -107,16 +125,18 @@ struct WriteState {
   uint32_t outputFailed;  // 0, or 2 once the sink has taken too few bytes
   uint32_t predictor;     // lossless predictor, 1 to 7
   // The picture under way as its headers describe it; later setter calls have no effect on it.
-  uint32_t frameOut;         // 1 once the headers have gone out
+  uint32_t frameOut;         // 1 once the headers have gone out, or the picture is being held
   uint32_t frameWidth;       // pixels
   uint32_t frameHeight;      // pixels, 0 = given by DNL
   uint32_t frameComponents;  // 1 to 4
   uint32_t frameRestart;     // MCUs (lossless: pixels) between restart markers, 0 = none
   uint32_t frameRaw;         // 1: no colour conversion
   QuantReciprocals reciprocals[2];
+  ValueStore store;  // of a picture that is held until the epilog
 };
 
-constexpr size_t kCodecStateSize = 1100;
+// With 32-bit words; pointers of 64 bits take more.
+constexpr size_t kCodecStateSize = sizeof(void *) == 4 ? 1100 : 1200;
 
 }  // namespace jpg
 
@@ -147,8 +167,9 @@ struct JpgContext {
   jpg::WriteState write;
   const jpg::Kernels *kernels;  // for this processor
   uint32_t options;             // kOption bits, as the prolog was asked
+  jpg::Planes *planes;          // where rows go through planes; owned
   uint8_t codecReserve[jpg::kCodecStateSize - sizeof(jpg::ReadState) - sizeof(jpg::WriteState) -
-                       sizeof(void *) - sizeof(uint32_t)];
+                       2 * sizeof(void *) - sizeof(uint32_t)];
   JpgHuffTable dcTables[jpg::kMaxTables];
   JpgHuffTable acTables[jpg::kMaxTables];
   uint32_t quantTables[jpg::kMaxTables][jpg::kBlockSize];  // zig-zag order

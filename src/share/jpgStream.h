@@ -38,15 +38,16 @@ constexpr uint32_t kSeekEnd = 2;
 // Field order is fixed; see the offsets checked in jpgShare.cpp.
 struct JpgStream {
   uint32_t reserved0[3];
-  uint8_t *current;  // memory source: next byte; memory sink: the output block
-  uint32_t size;     // memory source: its length; memory sink: bytes written
-  uint32_t reserved1;
+  uint8_t *current;       // memory source: next byte; memory sink: the output block
+  uint32_t size;          // memory source: its length; memory sink: bytes written
+  uint32_t heldFill;      // reader: bufFill while a marker is held (jpgRHold.h)
   uint32_t bitBuffer;     // reader: pending bits, the next one is bit 31
   uint32_t stuffHistory;  // reader: per byte appended to bitBuffer, newest in bit 0: 1 when
                           // it was an FF whose stuffed zero was dropped
   const uint8_t *base;    // memory source: its start
   uint32_t position;      // memory: current offset
-  uint32_t reserved2[2];
+  uint32_t heldMarker;    // reader: the marker that the data have come to (jpgRHold.h), 0 for none
+  uint32_t padding;       // reader: zero bits appended behind the data since then
   uint32_t startOffset;   // file offset of the JPEG data (reading)
   uint32_t endOffset;     // file size, or startOffset + the caller's length
   uint32_t bytesFetched;  // bytes taken into inputBuffer since the last reset
@@ -55,9 +56,9 @@ struct JpgStream {
   uint32_t bufFill;       // valid bytes of inputBuffer
   uint32_t bitCount;      // reader: valid bits of bitBuffer; writer: free bits
   uint32_t mode;          // kMode bits
-  uint32_t reserved3;
-  uint32_t bufIndex;  // next byte of inputBuffer
-  uint32_t endState;  // kEnd value
+  uint32_t holdsMarkers;  // reader: 1: the bit reader stops at markers (jpgRHold.h)
+  uint32_t bufIndex;      // next byte of inputBuffer
+  uint32_t endState;      // kEnd value
   JpgWChar fileName[jpg::kMaxFileName];
   uint8_t inputBuffer[jpg::kStreamBuffer];
 };

@@ -133,7 +133,10 @@ Result readReduced(const BITMAPINFOHEADER &header, const JpgRect &dib, const Rec
   buffer.stride = 3 * buffer.width;
   if (const Result r = allocateDibBuffer(&buffer); r != JPG_OK) return r;
   Result r = source.read(source.source, &buffer, lines);
-  if (r == JPG_OK) r = reduceColors(header.biBitCount, buffer, dib);
+  if (r == JPG_OK || r == JPG_E_DAMAGED) {
+    const Result reduced = reduceColors(header.biBitCount, buffer, dib);
+    if (reduced != JPG_OK) r = reduced;
+  }
   const Result freed = freeDibBuffer(&buffer);
   return r != JPG_OK ? r : freed;
 }

@@ -1,4 +1,5 @@
 // Reading into a Windows bitmap.
+#include "read/jpgRPicture.h"
 #include "share/jpgShare.h"
 #include "win/jpgDib.h"
 
@@ -23,6 +24,10 @@ Result readProgressive(void *source, const JpgRect *rect, int32_t lines) {
 Result readScaled(void *source, const JpgRect *rect, int32_t lines) {
   const auto *from = static_cast<HandleSource *>(source);
   return jpgReadScaleOutputToRect(from->handle, rect, lines, from->argument);
+}
+
+ImageShape shapeOf(const JpgContext &c) {
+  return {c.width, c.height, isLenient(c) ? pictureChannels(c) : c.numComponents};
 }
 
 // The caller's bitmap: its description, and its pixels. With null pixels only the description is
@@ -65,8 +70,7 @@ uint32_t JPG_CALL jpgReadToWinDIBits(JPGHANDLE handle, int32_t lines, void *bits
   const JpgContext *c = validReader(handle);
   if (c == nullptr || bmi == nullptr) return JPG_E_INVALID_HANDLE;
   HandleSource from = {handle, 0};
-  return readToDib(*c, {bmi, bits, lines}, {c->width, c->height, c->numComponents},
-                   {readSequential, &from});
+  return readToDib(*c, {bmi, bits, lines}, shapeOf(*c), {readSequential, &from});
 }
 
 uint32_t JPG_CALL jpgReadProgressiveToWinDIBits(JPGHANDLE handle, int32_t lines, void *bits,
@@ -74,8 +78,7 @@ uint32_t JPG_CALL jpgReadProgressiveToWinDIBits(JPGHANDLE handle, int32_t lines,
   const JpgContext *c = validReader(handle);
   if (c == nullptr || bmi == nullptr) return JPG_E_INVALID_HANDLE;
   HandleSource from = {handle, mode};
-  return readToDib(*c, {bmi, bits, lines}, {c->width, c->height, c->numComponents},
-                   {readProgressive, &from});
+  return readToDib(*c, {bmi, bits, lines}, shapeOf(*c), {readProgressive, &from});
 }
 
 uint32_t JPG_CALL jpgReadScaleOutputToWinDIBits(JPGHANDLE handle, int32_t lines, void *bits,
@@ -83,7 +86,7 @@ uint32_t JPG_CALL jpgReadScaleOutputToWinDIBits(JPGHANDLE handle, int32_t lines,
   if (scale == JPG_SCALE_FULL) return jpgReadToWinDIBits(handle, lines, bits, bmi);
   const JpgContext *c = validReader(handle);
   if (c == nullptr || bmi == nullptr) return JPG_E_INVALID_HANDLE;
-  ImageShape shape = {0, 0, c->numComponents};
+  ImageShape shape = shapeOf(*c);
   const Result r = jpgReadScaleOutputGetImageSize(handle, &shape.width, &shape.height, scale);
   if (r != JPG_OK) return r;
   HandleSource from = {handle, scale};

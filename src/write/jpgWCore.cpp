@@ -3,7 +3,9 @@
 #include "share/jpgHeap.h"
 #include "share/jpgMarkers.h"
 #include "write/jpgWHead.h"
+#include "write/jpgWHeld.h"
 #include "write/jpgWMark.h"
+#include "write/jpgWStore.h"
 #include "write/jpgWVLC.h"
 
 namespace jpg {
@@ -35,13 +37,18 @@ Result initWriter(JpgContext *c) {
   return JPG_OK;
 }
 
-// Completes the stream: DNL if the height was never set, then EOI.
+// What the encode calls have left to be written: DNL if the height was never set, or the whole
+// picture where it was held.
+Result finishPicture(JpgContext *c) {
+  if (isHeld(*c) && c->write.frameOut != 0) return writeHeldPicture(c);
+  const uint32_t height = c->write.frameOut != 0 ? c->write.frameHeight : c->height;
+  return height == 0 ? writeDnl(c) : JPG_OK;
+}
+
+// Completes the stream.
 Result finishStream(JpgContext *c) {
   if (c->write.outputFailed != kOutputFine) return JPG_E_WRITE_FAULT;
-  const uint32_t height = c->write.frameOut != 0 ? c->write.frameHeight : c->height;
-  if (height == 0) {
-    if (const Result r = writeDnl(c); r != JPG_OK) return r;
-  }
+  if (const Result r = finishPicture(c); r != JPG_OK) return r;
   if (const Result r = writeMarker(c, kMarkerEoi); r != JPG_OK) return r;
   return flushStage(c);
 }
@@ -49,6 +56,7 @@ Result finishStream(JpgContext *c) {
 // Destroys the record. Returns the first error.
 Result closeWriter(JpgContext *c, Result r) {
   heapRelease(c->losslessRowBuffer);
+  releaseStore(&c->write.store);
   const Result destroyed = destroyContext(c);
   return r != JPG_OK ? r : destroyed;
 }
@@ -96,14 +104,14 @@ Result writeHeadersEarly(JpgContext *c) {
 
 using namespace jpg;
 
-uint32_t JPG_CALL jpgWritePrologToFile(const JpgWChar *path, uint32_t /*flags*/,
-                                       JPGHANDLE *handle) {
+uint32_t JPG_CALL jpgWritePrologToFile(const JpgWChar *path, uint32_t flags, JPGHANDLE *handle) {
   if (handle != nullptr) *handle = nullptr;
   if (path == nullptr || handle == nullptr) return JPG_E_INVALID_HANDLE;
   JpgContext *c = createContext(path, bestKernels());
   if (c == nullptr) return JPG_E_OUT_OF_MEMORY;
   const Result r = fileNameFits(path) ? initWriter(c) : JPG_E_OPEN_FAILED;
   if (r != JPG_OK) return closeWriter(c, r);
+  c->options = optionsOf(flags);
   *handle = c;
   return JPG_OK;
 }
@@ -116,6 +124,7 @@ uint32_t JPG_CALL jpgWritePrologToMemory(uint32_t flags, JPGHANDLE *handle) {
   c->stream.mode = kModeMemory;
   initWriter(c);  // memory is allocated when there is something to store: can't fail
   c->flags |= kFlagMemorySource | (flags & kFlagPartialBitstream);
+  c->options = optionsOf(flags);
   *handle = c;
   return JPG_OK;
 }
@@ -144,7 +153,7 @@ uint32_t JPG_CALL jpgWriteGetPartialBitstream(JPGHANDLE handle, void **data, uin
   JpgContext *c = validWriter(handle);
   if (c == nullptr || data == nullptr || size == nullptr) return JPG_E_INVALID_HANDLE;
   constexpr uint32_t kNeeded = kFlagMemorySource | kFlagPartialBitstream;
-  if ((c->flags & kNeeded) != kNeeded) return JPG_E_INVALID_FUNCTION;
+  if ((c->flags & kNeeded) != kNeeded || isHeld(*c)) return JPG_E_INVALID_FUNCTION;
   if (const Result r = writeHeadersEarly(c); r != JPG_OK) return r;
   if (c->write.outputFailed != kOutputFine) return JPG_E_FAIL;
   if (const Result r = writeMarker(c, kMarkerEoi); r != JPG_OK) return r;

@@ -37,21 +37,14 @@ void makeQuantTable(const QuantBase &base, uint32_t quality, uint32_t *table) {
   }
 }
 
-// Writes one DQT with both tables, then multiplies their entries by the forward DCT's scale.
-Result writeQuantTables(JpgContext *c) {
+// Both tables for the set quality, their entries multiplied by the forward DCT's scale.
+void makeQuantTables(JpgContext *c) {
   makeQuantTable(kLuminanceQuant, c->quality, c->quantTables[0]);
   makeQuantTable(kChrominanceQuant, c->quality, c->quantTables[1]);
-  uint8_t data[kQuantTables * (1 + kBlockSize)];
-  uint8_t *out = data;
   for (uint32_t t = 0; t < kQuantTables; t++) {
-    *out++ = static_cast<uint8_t>(t);  // Pq 0: 8-bit entries
-    for (uint32_t &entry : c->quantTables[t]) {
-      *out++ = static_cast<uint8_t>(entry);
-      entry *= kForwardScale;
-    }
+    for (uint32_t &entry : c->quantTables[t]) entry *= kForwardScale;
     makeReciprocals(c->quantTables[t], &c->write.reciprocals[t]);
   }
-  return writeSegment(c, kMarkerDqt, data, sizeof(data));
 }
 
 Result writeHuffmanTables(JpgContext *c) {
@@ -85,19 +78,14 @@ void layOutComponents(JpgContext *c) {
   }
 }
 
+// SOS of a sequential scan of all components.
 Result writeSos(JpgContext *c) {
-  const uint32_t components = c->write.frameComponents;
-  uint8_t data[1 + 2 * kMaxComponents + 3] = {static_cast<uint8_t>(components)};
-  uint8_t *out = data + 1;
-  for (uint32_t i = 0; i < components; i++) {
-    const JpgScanComponent &k = c->scanComponents[i];
-    *out++ = k.id;
-    *out++ = static_cast<uint8_t>(k.tq << 4 | k.tq);  // its DC and AC tables
+  ScanHeader scan = {0, c->write.frameComponents, {}, 0, kBlockSize - 1, 0};
+  for (uint32_t i = 0; i < scan.count; i++) {
+    const uint32_t table = c->scanComponents[i].tq;  // the same number for all kinds
+    scan.tables[i] = static_cast<uint8_t>(table << 4 | table);
   }
-  *out++ = 0;               // Ss
-  *out++ = kBlockSize - 1;  // Se
-  *out++ = 0;               // Ah, Al
-  return writeSegment(c, kMarkerSos, data, static_cast<uint32_t>(out - data));
+  return writeScanHeader(c, scan);
 }
 
 void useTables(JpgContext *c) {
@@ -177,6 +165,12 @@ void layOutFrame(JpgContext *c) {
   c->mcuRows = ceilDiv(c->write.frameHeight, c->mcuHeight);
 }
 
+uint32_t blocksOfMcu(const JpgContext &c) {
+  uint32_t blocks = 0;
+  for (uint32_t i = 0; i < c.write.frameComponents; i++) blocks += c.scanComponents[i].blocksPerMcu;
+  return blocks;
+}
+
 void settleFrame(JpgContext *c, uint32_t marker, uint32_t precision) {
   c->sofMarker = marker;
   c->precision = precision;
@@ -225,10 +219,40 @@ Result writeRestartInterval(JpgContext *c) {
   return writeSegment(c, kMarkerDri, data, sizeof(data));
 }
 
-Result writeFrameHeaders(JpgContext *c) {
+Result writeScanHeader(JpgContext *c, const ScanHeader &scan) {
+  uint8_t data[1 + 2 * kMaxComponents + 3] = {static_cast<uint8_t>(scan.count)};
+  uint8_t *out = data + 1;
+  for (uint32_t i = 0; i < scan.count; i++) {
+    *out++ = c->scanComponents[scan.first + i].id;
+    *out++ = scan.tables[i];
+  }
+  *out++ = scan.Ss;
+  *out++ = scan.Se;
+  *out++ = scan.approximation;
+  return writeSegment(c, kMarkerSos, data, static_cast<uint32_t>(out - data));
+}
+
+void fixFrame(JpgContext *c) {
   c->write.frameOut = 1;
   if (c->write.frameComponents == 1) c->samplingPacked = kSingleSampling;
-  if (const Result r = writeQuantTables(c); r != JPG_OK) return r;
+  makeQuantTables(c);
+}
+
+Result writeQuantTables(JpgContext *c, uint32_t tables) {
+  uint8_t data[kQuantTables * (1 + kBlockSize)];
+  uint8_t *out = data;
+  for (uint32_t t = 0; t < tables; t++) {
+    *out++ = static_cast<uint8_t>(t);  // Pq 0: 8-bit entries
+    for (const uint32_t entry : c->quantTables[t]) {
+      *out++ = static_cast<uint8_t>(entry / kForwardScale);
+    }
+  }
+  return writeSegment(c, kMarkerDqt, data, static_cast<uint32_t>(out - data));
+}
+
+Result writeFrameHeaders(JpgContext *c) {
+  fixFrame(c);
+  if (const Result r = writeQuantTables(c, kQuantTables); r != JPG_OK) return r;
   if (const Result r = writeHuffmanTables(c); r != JPG_OK) return r;
   if (const Result r = writeFrameHeader(c, kMarkerSof0); r != JPG_OK) return r;
   if (const Result r = writeRestartInterval(c); r != JPG_OK) return r;

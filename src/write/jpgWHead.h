@@ -55,6 +55,9 @@ void planFrame(JpgContext *c, const FrameSettings &settings);
 // Sampling and geometry of the planned DCT frame.
 void layOutFrame(JpgContext *c);
 
+// Blocks in an MCU of the planned DCT frame, of all components.
+uint32_t blocksOfMcu(const JpgContext &c);
+
 // Makes the encoding tables of a DCT frame. 0 or JPG_E_OUT_OF_MEMORY.
 Result makeEncodingTables(JpgContext *c);
 
@@ -69,6 +72,24 @@ Result writeFrameHeader(JpgContext *c, uint32_t marker);
 
 // Writes DRI when there is a restart interval.
 Result writeRestartInterval(JpgContext *c);
+
+// What SOS says: neighbouring components of the frame, from `first` on.
+struct ScanHeader {
+  uint32_t first;
+  uint32_t count;
+  uint8_t tables[kMaxComponents];  // Td << 4 | Ta, of these components
+  uint8_t Ss;                      // lossless: the predictor
+  uint8_t Se;
+  uint8_t approximation;  // Ah << 4 | Al
+};
+Result writeScanHeader(JpgContext *c, const ScanHeader &scan);
+
+// Fixes what the encoding of a DCT frame needs: from here on its settings count. Nothing is
+// written.
+void fixFrame(JpgContext *c);
+
+// Writes DQT with the tables that the frame's components use.
+Result writeQuantTables(JpgContext *c, uint32_t tables);
 
 // Writes the headers of the planned baseline image, with tables for the set quality and precision,
 // and sets the components up for encoding. Fails only when the sink takes too few bytes.

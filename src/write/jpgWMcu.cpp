@@ -86,7 +86,9 @@ LoadKernel chooseLoad(const JpgContext &c) {
   const bool plainChroma =
       c.scanComponents[1].sampling == 0x11 && c.scanComponents[2].sampling == 0x11;
   if (!plainChroma) return nullptr;
-  return (*c.kernels->loadYcc)[c.hMax - 1][c.vMax - 1];
+  const bool averages = (c.options & kOptionAverage) != 0;
+  const LoadKernels &kernels = averages ? *c.kernels->averageYcc : *c.kernels->loadYcc;
+  return kernels[c.hMax - 1][c.vMax - 1];
 }
 
 Result chooseThree(const JpgContext &c, McuSource *source) {

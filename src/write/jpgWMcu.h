@@ -2,8 +2,8 @@
 // 16 x 16 pixels, then gathering of each component's blocks from it.
 //
 // In: interleaved bytes. Out: level-shifted samples, block after block, as
-// encodeMcu takes them. Chroma is decimated, never averaged. Both kinds of routine
-// are chosen once per call by the encode driver.
+// encodeMcu takes them. Chroma is decimated here; jpgWAverage has the averages that a caller may
+// ask for. The routines are chosen once per call by the encode driver.
 #ifndef JPG_WRITE_WMCU_H
 #define JPG_WRITE_WMCU_H
 

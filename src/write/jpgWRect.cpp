@@ -3,8 +3,10 @@
 
 #include "share/jpgHeap.h"
 #include "share/jpgMarkers.h"
+#include "write/jpgWAverage.h"
 #include "write/jpgWHead.h"
 #include "write/jpgWMcu.h"
+#include "write/jpgWStore.h"
 #include "write/jpgWVLC.h"
 
 namespace jpg {
@@ -56,15 +58,43 @@ Result encodeByKernel(JpgContext *c, BandSource *band, const uint8_t *in) {
   return encodeMcu(c, blocks);
 }
 
+// Encodes an MCU with averages; a partial one goes through the work area, as bytes, where it is
+// filled up.
+Result encodeAverages(JpgContext *c, BandSource *band, const McuPixels &mcu) {
+  const bool whole = mcu.lines == c->mcuHeight && mcu.columns == c->mcuWidth;
+  const uint8_t *in = mcu.bits;
+  ptrdiff_t stride = mcu.stride;
+  if (!whole) {
+    auto *filled = reinterpret_cast<uint8_t *>(band->area);
+    continueEdges(*c, mcu, filled);
+    in = filled;
+    stride = ptrdiff_t{kAreaSize} * static_cast<ptrdiff_t>(c->write.frameComponents);
+  }
+  int16_t blocks[kMaxBlocksPerMcu * kBlockSize];
+  if (band->routines.load != nullptr) {
+    band->routines.load(in, stride, blocks);
+  } else {
+    averageMcu(*c, in, stride, blocks);
+  }
+  return whole ? encodeMcu(c, blocks) : encodePartialMcu(c, blocks, mcu.columns, mcu.lines);
+}
+
+Result encodeOneMcu(JpgContext *c, BandSource *band, const uint8_t *in, uint32_t lines,
+                    uint32_t pixels) {
+  if ((c->options & kOptionAverage) != 0) {
+    return encodeAverages(c, band, {in, band->rect->stride, lines, pixels});
+  }
+  const bool whole = lines == c->mcuHeight && pixels == c->mcuWidth;
+  return whole && band->routines.load != nullptr ? encodeByKernel(c, band, in)
+                                                 : encodeByArea(c, band, in, lines, pixels);
+}
+
 // Encodes one row of MCUs of which `lines` lines are given.
 Result encodeMcuRow(JpgContext *c, BandSource *band, const uint8_t *in, uint32_t lines) {
   for (uint32_t i = 0; i < c->mcusPerRow; i++) {
     const bool last = i + 1 == c->mcusPerRow;
     const uint32_t pixels = last ? band->lastColumnPixels : c->mcuWidth;
-    const bool whole = lines == c->mcuHeight && pixels == c->mcuWidth;
-    const Result r = whole && band->routines.load != nullptr
-                         ? encodeByKernel(c, band, in)
-                         : encodeByArea(c, band, in, lines, pixels);
+    const Result r = encodeOneMcu(c, band, in, lines, pixels);
     if (r != JPG_OK) return r;
     if (!last) in += c->mcuWidth * c->write.frameComponents;
   }
@@ -100,15 +130,31 @@ Result planFirstCall(JpgContext *c, const JpgRect &rect) {
 }
 
 // Writes the headers of a frame whose pixel layout is supported. The tables are allocated first:
-// after that, only the sink can run out of memory.
+// after that, only the sink can run out of memory. A frame that is held is only settled; its
+// headers go out in the epilog.
 Result beginFrame(JpgContext *c) {
+  if (isHeld(*c)) {
+    const bool progressive = (c->options & kOptionProgressive) != 0;
+    settleFrame(c, progressive ? kMarkerSof2 : kMarkerSof0, kPrecision);
+    nameComponents(c);
+    fixFrame(c);
+    return JPG_OK;
+  }
   if (const Result r = makeEncodingTables(c); r != JPG_OK) return r;
   settleFrame(c, kMarkerSof0, kPrecision);
   nameComponents(c);
   return writeFrameHeaders(c);
 }
 
+Result reserveLines(JpgContext *c, uint32_t lines) {
+  const uint64_t rows = uint64_t{lines / c->mcuHeight} + (lines % c->mcuHeight != 0 ? 1 : 0);
+  return reserveValues(&c->write.store, rows * c->mcusPerRow * blocksOfMcu(*c) * kBlockSize);
+}
+
 Result encodeBand(JpgContext *c, BandSource *band, uint32_t lines) {
+  if (isHeld(*c)) {
+    if (const Result r = reserveLines(c, lines); r != JPG_OK) return r;
+  }
   if (c->write.frameOut == 0) {
     if (const Result r = beginFrame(c); r != JPG_OK) return r;
   }
@@ -128,7 +174,7 @@ uint32_t JPG_CALL jpgWriteFromRect(JPGHANDLE handle, const JpgRect *rect, uint32
   if (c->write.outputFailed != kOutputFine) return JPG_E_WRITE_FAULT;
   if (c->rowPosition == 0) {
     if (const Result r = planFirstCall(c, *rect); r != JPG_OK) return r;
-  } else if (c->sofMarker != kMarkerSof0) {
+  } else if (c->sofMarker == kMarkerSof3) {
     return JPG_E_UNSUPPORTED;  // a lossless image is under way
   }
   McuSource routines = {};

@@ -2,12 +2,14 @@
 #include <string.h>
 
 #include "share/jpgAnnexK.h"
+#include "share/jpgArith.h"
 #include "share/jpgHeap.h"
 #include "share/jpgMarkers.h"
 #include "share/jpgSpatial.h"
 #include "write/jpgWBits.h"
 #include "write/jpgWHead.h"
 #include "write/jpgWMark.h"
+#include "write/jpgWStore.h"
 #include "write/jpgWVLC.h"
 
 namespace jpg {
@@ -23,37 +25,27 @@ constexpr StandardTable kByteTable = {kDcLuminanceCounts, kDcValues, sizeof(kDcV
 constexpr StandardTable kWideTable = {kWideCounts, kWideValues, sizeof(kWideValues)};
 constexpr uint32_t kTableByte = 0x00;  // class DC, identifier 0
 
-Result writeSpatialSos(JpgContext *c) {
-  const uint32_t components = c->write.frameComponents;
-  uint8_t data[1 + 2 * kMaxComponents + 3] = {static_cast<uint8_t>(components)};
-  uint8_t *out = data + 1;
-  for (uint32_t i = 0; i < components; i++) {
-    *out++ = c->scanComponents[i].id;
-    *out++ = 0;  // table 0
-  }
-  *out++ = c->Ss;
-  *out++ = 0;  // Se
-  *out++ = 0;  // no point transform
-  return writeSegment(c, kMarkerSos, data, static_cast<uint32_t>(out - data));
-}
-
 const StandardTable &tableFor(uint32_t precision) {
   return precision <= kMaxBytePrecision ? kByteTable : kWideTable;
 }
 
-Result writeSpatialHeaders(JpgContext *c) {
+// The frame's settings; nothing is written.
+void fixSpatialFrame(JpgContext *c) {
   c->write.frameOut = 1;
-  if (const Result r = writeHuffmanTable(c, tableFor(c->precision), kTableByte); r != JPG_OK) {
-    return r;
-  }
   for (uint32_t i = 0; i < c->write.frameComponents; i++) {
     c->scanComponents[i].sampling = 0x11;
     c->scanComponents[i].tq = 0;
   }
   c->Ss = static_cast<uint8_t>(c->write.predictor);
+}
+
+Result writeSpatialHeaders(JpgContext *c) {
+  if (const Result r = writeHuffmanTable(c, tableFor(c->precision), kTableByte); r != JPG_OK) {
+    return r;
+  }
   if (const Result r = writeFrameHeader(c, kMarkerSof3); r != JPG_OK) return r;
   if (const Result r = writeRestartInterval(c); r != JPG_OK) return r;
-  return writeSpatialSos(c);
+  return writeScanHeader(c, {0, c->write.frameComponents, {}, c->Ss, 0, 0});
 }
 
 // ---- Lines ----------------------------------------------------------------
@@ -79,9 +71,27 @@ inline void putSample(BitRun *run, const SpatialLine &line, uint32_t i, int32_t 
   }
 }
 
+// Stores the differences of the samples from..to - 1, reduced modulo 65536, for which there is
+// room.
+template <typename Samples, typename Predictor>
+void storeSamples(const SpatialLine &line, uint32_t from, uint32_t to, Predictor predictor) {
+  ValueStore *store = &line.c->write.store;
+  while (from < to) {
+    const size_t room = kPieceValues - store->used % kPieceValues;
+    const uint32_t end = to - from > room ? from + static_cast<uint32_t>(room) : to;
+    int16_t *out = valueAt(*store, store->used);
+    store->used += end - from;
+    for (; from < end; from++) *out++ = low16(Samples::load(line.in, from) - predictor(from));
+  }
+}
+
 // Codes the samples from..to - 1; the predictor gives the prediction of sample i.
 template <typename Samples, typename Predictor>
 Result putSamples(const SpatialLine &line, uint32_t from, uint32_t to, Predictor predictor) {
+  if (isHeld(*line.c)) {
+    storeSamples<Samples>(line, from, to, predictor);
+    return JPG_OK;
+  }
   uint8_t apart[kMaxRunBytes];
   while (from < to) {
     const uint32_t end = to - from > kMaxRunCodes ? from + kMaxRunCodes : to;
@@ -143,7 +153,9 @@ Result encodeAnyLine(const LineRoutines &routines, const SpatialLine &line) {
   c->mcusSinceRestart += c->write.frameWidth;
   if (c->mcusSinceRestart != c->write.frameRestart) return JPG_OK;
   c->flags |= kFlagPositioned;
-  return writeRestart(c);
+  if (!isHeld(*c)) return writeRestart(c);
+  c->mcusSinceRestart = 0;
+  return JPG_OK;
 }
 
 // Codes `lines` lines and saves the last for the next call.
@@ -166,6 +178,20 @@ Result encodeSpatialLines(JpgContext *c, const JpgRect &rect, uint32_t lines) {
 
 // ---- Driver ---------------------------------------------------------------
 
+// Those of `lines` lines that don't exceed the height, where it is known.
+uint32_t linesLeft(const JpgContext &c, uint32_t lines) {
+  const uint32_t height = c.write.frameHeight;
+  if (height == 0) return lines;
+  const uint32_t left = c.rowPosition < height ? height - c.rowPosition : 0;
+  return lines < left ? lines : left;
+}
+
+// Room for what a picture that is held will store of these lines.
+Result reserveDifferences(JpgContext *c, uint32_t lines) {
+  const uint64_t samples = uint64_t{c->write.frameWidth} * c->write.frameComponents;
+  return reserveValues(&c->write.store, lines * samples);
+}
+
 // Room for the last line, unless this call completes the image.
 Result reserveSavedLine(JpgContext *c, uint32_t lines) {
   const uint32_t height = c->write.frameHeight;
@@ -174,6 +200,13 @@ Result reserveSavedLine(JpgContext *c, uint32_t lines) {
   const uint32_t samples = c->write.frameWidth * c->write.frameComponents;
   c->losslessRowBuffer = static_cast<uint16_t *>(heapAlloc(samples * sizeof(uint16_t)));
   return c->losslessRowBuffer != nullptr ? JPG_OK : JPG_E_OUT_OF_MEMORY;
+}
+
+// What a frame allocates as it begins.
+Result reserveFrame(JpgContext *c, uint32_t precision, uint32_t lines) {
+  const Result r = isHeld(*c) ? reserveDifferences(c, linesLeft(*c, lines))
+                              : makeEncodingTable(tableFor(precision), &c->dcTables[0]);
+  return r != JPG_OK ? r : reserveSavedLine(c, lines);
 }
 
 // All checks and allocations come before the first header byte is written.
@@ -187,14 +220,12 @@ Result beginSpatialFrame(JpgContext *c, const JpgRect &rect, uint32_t lines) {
   }
   if (const Result r = checkComponentSlots(rect); r != JPG_OK) return r;
   planFrame(c, settingsOf(*c, rect));
-  if (const Result r = makeEncodingTable(tableFor(precision), &c->dcTables[0]); r != JPG_OK) {
-    return r;
-  }
-  if (const Result r = reserveSavedLine(c, lines); r != JPG_OK) return r;
+  if (const Result r = reserveFrame(c, precision, lines); r != JPG_OK) return r;
   settleFrame(c, kMarkerSof3, precision);
   nameComponents(c);
+  fixSpatialFrame(c);
   c->flags |= kFlagPositioned;
-  return writeSpatialHeaders(c);
+  return isHeld(*c) ? JPG_OK : writeSpatialHeaders(c);
 }
 
 }  // namespace
@@ -211,10 +242,9 @@ uint32_t JPG_CALL jpgWriteSpatialFromRect(JPGHANDLE handle, const JpgRect *rect,
     if (const Result r = beginSpatialFrame(c, *rect, lines); r != JPG_OK) return r;
   }
   if (c->sofMarker != kMarkerSof3) return JPG_E_UNSUPPORTED;
-  const uint32_t height = c->write.frameHeight;
-  if (height != 0) {
-    const uint32_t left = c->rowPosition < height ? height - c->rowPosition : 0;
-    if (lines > left) lines = left;
+  lines = linesLeft(*c, lines);
+  if (isHeld(*c)) {
+    if (const Result r = reserveDifferences(c, lines); r != JPG_OK) return r;
   }
   return encodeSpatialLines(c, *rect, lines);
 }

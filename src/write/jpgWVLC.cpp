@@ -5,8 +5,10 @@
 #include "kernels/jpgKernels.h"
 #include "share/jpgMarkers.h"
 #include "write/jpgWBits.h"
+#include "write/jpgWHead.h"
 #include "write/jpgWMark.h"
 #include "write/jpgWMcu.h"
+#include "write/jpgWStore.h"
 
 namespace jpg {
 namespace {
@@ -58,6 +60,43 @@ void makeLevels(const JpgContext &c, int16_t *blocks, uint64_t *present) {
   }
 }
 
+// Codes or stores an MCU's levels.
+Result codeMcu(JpgContext *c, const int16_t *blocks, const uint64_t *present) {
+  if (isHeld(*c)) {
+    storeBlocks(&c->write.store, blocks, blocksOfMcu(*c));
+    return JPG_OK;
+  }
+  for (uint32_t i = 0; i < c->write.frameComponents; i++) {
+    JpgScanComponent *k = &c->scanComponents[i];
+    for (uint32_t b = 0; b < k->blocksPerMcu; b++, blocks += kBlockSize) {
+      if (const Result r = encodeLevels(c, k, blocks, *present++); r != JPG_OK) return r;
+    }
+  }
+  c->mcusSinceRestart++;
+  return c->mcusSinceRestart == c->write.frameRestart ? writeRestart(c) : JPG_OK;
+}
+
+// Levels of an MCU, with the masks of those that aren't 0.
+struct McuLevels {
+  int16_t *levels;
+  uint64_t *present;
+};
+
+// Gives blocks that lie outside the picture the DC of the block before them and no AC, which costs
+// the fewest bits. The first block of a component has at least one pixel of the picture.
+void emptyOutside(const JpgContext &c, uint32_t columns, uint32_t lines, McuLevels mcu) {
+  for (uint32_t i = 0; i < c.write.frameComponents; i++) {
+    const uint32_t h = c.scanComponents[i].sampling >> 4, v = c.scanComponents[i].sampling & 15;
+    for (uint32_t b = 0; b < h * v; b++, mcu.levels += kBlockSize, mcu.present++) {
+      const uint32_t x = b % h * 8 * (c.hMax / h), y = b / h * 8 * (c.vMax / v);
+      if (x < columns && y < lines) continue;
+      memset(mcu.levels, 0, kBlockSize * sizeof(int16_t));
+      mcu.levels[0] = mcu.levels[-static_cast<ptrdiff_t>(kBlockSize)];
+      *mcu.present = mcu.levels[0] != 0 ? 1 : 0;
+    }
+  }
+}
+
 }  // namespace
 
 Result writeMarker(JpgContext *c, uint32_t marker) {
@@ -103,15 +142,14 @@ Result flushStage(JpgContext *c) {
 Result encodeMcu(JpgContext *c, int16_t *blocks) {
   uint64_t present[kMaxBlocksPerMcu];
   makeLevels(*c, blocks, present);
-  const uint64_t *which = present;
-  for (uint32_t i = 0; i < c->write.frameComponents; i++) {
-    JpgScanComponent *k = &c->scanComponents[i];
-    for (uint32_t b = 0; b < k->blocksPerMcu; b++, blocks += kBlockSize) {
-      if (const Result r = encodeLevels(c, k, blocks, *which++); r != JPG_OK) return r;
-    }
-  }
-  c->mcusSinceRestart++;
-  return c->mcusSinceRestart == c->write.frameRestart ? writeRestart(c) : JPG_OK;
+  return codeMcu(c, blocks, present);
+}
+
+Result encodePartialMcu(JpgContext *c, int16_t *blocks, uint32_t columns, uint32_t lines) {
+  uint64_t present[kMaxBlocksPerMcu];
+  makeLevels(*c, blocks, present);
+  emptyOutside(*c, columns, lines, {blocks, present});
+  return codeMcu(c, blocks, present);
 }
 
 }  // namespace jpg

@@ -36,8 +36,13 @@ Result writeNumber(JpgContext *c, uint32_t value, uint32_t n);
 Result flushStage(JpgContext *c);
 
 // Transforms, quantises and codes one MCU, whose blocks follow each other by component and
-// are overwritten. Writes a restart marker at the end of an interval.
+// are overwritten. Writes a restart marker at the end of an interval. The levels of a picture that
+// is held go into the store instead, which has room for them.
 Result encodeMcu(JpgContext *c, int16_t *blocks);
+
+// The same for an MCU of which the picture has `columns` x `lines` pixels: blocks without a pixel
+// of the picture are coded with the fewest bits, whatever they hold.
+Result encodePartialMcu(JpgContext *c, int16_t *blocks, uint32_t columns, uint32_t lines);
 
 }  // namespace jpg
 

@@ -15,13 +15,14 @@ namespace jpgtest {
 // The Exif attributes of a stream. The read handle is closed by the time it is made.
 class Attributes {
  public:
-  explicit Attributes(const Bytes &stream) {
-    const Reader reader = Reader::ofMemory(stream);
+  explicit Attributes(const Bytes &stream, uint32_t flags = 0) {
+    const Reader reader = Reader::ofMemory(stream, flags);
     EXPECT_RESULT(JPG_OK, reader.result());
     result_ = jpgReadExifReadAttributeProlog(reader.handle(), &handle_);
     EXPECT_EQ(result_ == JPG_OK, handle_ != nullptr);
   }
-  explicit Attributes(const TiffBuilder &tiff) : Attributes(streamOf(tiff)) {}
+  explicit Attributes(const TiffBuilder &tiff, uint32_t flags = 0)
+      : Attributes(streamOf(tiff), flags) {}
   ~Attributes() {
     if (handle_ == nullptr) return;
     EXPECT_RESULT(JPG_OK, jpgReadExifReadAttributeEpilog(handle_));

@@ -336,6 +336,20 @@ TEST(IfdClose, RefusesWhatIsNoCursor) {
   EXPECT_RESULT(JPG_E_INVALID_HANDLE, jpg::findIfdEntry(&copy, 271, nullptr, nullptr));
 }
 
+// What a stale handle or cursor points to is refused as long as nobody has reused it.
+TEST(IfdClose, WipesTheSignaturesOfCursorsAndAttributes) {
+  {
+    const Attributes attributes(fiveDirectories(ByteOrder::kLittle));
+    JpgIfdCursor *cursor = nullptr;
+    ASSERT_RESULT(JPG_OK, jpg::openIfd(attributes.handle(), jpg::kIfdZeroth, &cursor));
+    EXPECT_NE(cursor->signature, 0U);
+    EXPECT_RESULT(JPG_OK, jpg::closeIfd(cursor));
+    EXPECT_EQ(jpg::faulty::lastFreedWord(), 0U);
+    EXPECT_NE(attributes.handle()->signature, 0U);
+  }
+  EXPECT_EQ(jpg::faulty::lastFreedWord(), 0U);
+}
+
 TEST(IfdClose, TellsWhetherTheRecordWentBack) {
   jpg::faulty::reset();
   const Attributes attributes(fiveDirectories(ByteOrder::kLittle));

@@ -1,6 +1,7 @@
 // A compressed thumbnail into a bitmap.
 #include "exif/bitmap.h"
 #include "support/picture.h"
+#include "support/progressiveStream.h"
 #include "support/streamBuilder.h"
 
 namespace {
@@ -8,8 +9,8 @@ namespace {
 using namespace jpgtest;
 
 // The same of a stream that is no thumbnail.
-Bitmap readImage(const Bytes &stream, uint16_t depth, bool topDown) {
-  const Reader reader = Reader::ofMemory(stream);
+Bitmap readImage(const Bytes &stream, uint16_t depth, bool topDown, uint32_t flags = 0) {
+  const Reader reader = Reader::ofMemory(stream, flags);
   Bitmap bitmap;
   bitmap.info.header.biBitCount = depth;
   bitmap.described = jpgReadToWinDIBits(reader.handle(), 0, nullptr, bitmap.info.bmi());
@@ -49,6 +50,101 @@ TEST(JpegThumbnail, CompressedColourIsReadAsTheStreamAlone) {
         EXPECT_EQ(thumbnail.bits == image.bits, true) << depth << " bits";
       }
     }
+  }
+}
+
+// A structure whose 1st directory names a stream by tags 513 and 514, with these others.
+TiffBuilder named(const Bytes &jpeg, uint32_t length, const std::vector<uint32_t> &compression) {
+  TiffBuilder tiff(ByteOrder::kLittle);
+  const uint32_t at = tiff.put(jpeg);
+  std::vector<TiffEntry> entries;
+  for (const uint32_t value : compression) {
+    entries.push_back(tiff.shortOf(259, static_cast<uint16_t>(value)));
+  }
+  entries.push_back(tiff.longOf(513, at));
+  entries.push_back(tiff.longOf(514, length));
+  const uint32_t first = tiff.putIfd(entries);
+  tiff.putZeroth({}, first);
+  return tiff;
+}
+
+TEST(JpegThumbnail, IsFoundByItsPlaceAloneWhereTheHandleReadsLeniently) {
+  const Bytes jpeg = pictureOf({0x22, 0x11, 0x11});
+  const Bitmap image = readImage(jpeg, 24, false, JPG_READ_LENIENT);
+  const auto length = static_cast<uint32_t>(jpeg.size());
+  for (const std::vector<uint32_t> &compression :
+       {std::vector<uint32_t>{}, std::vector<uint32_t>{1}, std::vector<uint32_t>{7}}) {
+    const TiffBuilder tiff = named(jpeg, length, compression);
+    const Bitmap thumbnail = readThumbnail(Attributes(tiff, JPG_READ_LENIENT), 24, false);
+    EXPECT_RESULT(JPG_OK, thumbnail.described);
+    EXPECT_RESULT(JPG_OK, thumbnail.read);
+    EXPECT_EQ(thumbnail.bits == image.bits, true);
+    EXPECT_RESULT(JPG_E_NOT_FOUND, readThumbnail(Attributes(tiff), 24, false).described);
+  }
+}
+
+TEST(JpegThumbnail, ThatLeavesTheStructureIsReadAsFarAsItGoesWhereTheHandleReadsLeniently) {
+  const Bytes jpeg = pictureOf({0x22, 0x11, 0x11});
+  const Bitmap image = readImage(jpeg, 24, false, JPG_READ_LENIENT);
+  const TiffBuilder tiff = named(jpeg, 60000, {6});
+  const Bitmap thumbnail = readThumbnail(Attributes(tiff, JPG_READ_LENIENT), 24, false);
+  EXPECT_RESULT(JPG_OK, thumbnail.read);
+  EXPECT_EQ(thumbnail.bits == image.bits, true);
+  EXPECT_RESULT(JPG_E_NOT_FOUND, readThumbnail(Attributes(tiff), 24, false).described);
+  // One that lies outside, or has no bytes, isn't there.
+  EXPECT_RESULT(
+      JPG_E_NOT_FOUND,
+      readThumbnail(Attributes(named(jpeg, 0, {6}), JPG_READ_LENIENT), 24, false).described);
+}
+
+TEST(JpegThumbnail, IsReadInScansInInksAndDamagedWhereTheHandleReadsLeniently) {
+  Picture inks = makePicture(21, 18, {0x11, 0x11, 0x11, 0x11});
+  Bytes cut = pictureOf({0x22, 0x11, 0x11});
+  cut.resize(cut.size() - 40);
+  const struct {
+    Bytes jpeg;
+    uint32_t result;
+  } cases[] = {{encodeInScans(makePicture(21, 18, {0x22, 0x11, 0x11}), {{0}, {1}, {2}}), JPG_OK},
+               {encode(inks), JPG_OK},
+               {cut, JPG_E_DAMAGED}};
+  for (const auto &c : cases) {
+    const Attributes attributes(compressed(c.jpeg), JPG_READ_LENIENT);
+    for (const uint16_t depth : {uint16_t{24}, uint16_t{8}, uint16_t{16}}) {
+      const Bitmap thumbnail = readThumbnail(attributes, depth, false);
+      const Bitmap image = readImage(c.jpeg, depth, false, JPG_READ_LENIENT);
+      EXPECT_RESULT(JPG_OK, thumbnail.described);
+      EXPECT_RESULT(c.result, thumbnail.read);
+      EXPECT_RESULT(c.result, image.read);
+      EXPECT_EQ(thumbnail.bits == image.bits, true);
+    }
+  }
+}
+
+TEST(JpegThumbnail, IsReadWithTheOptionsOfTheHandleThatTheSegmentCameFrom) {
+  const Bytes jpeg = encode(makePicture(21, 18, {0x22, 0x11, 0x11}, Fill::kDense));
+  const Bitmap usual = readImage(jpeg, 24, false);
+  for (const uint32_t flags : {0U, 0x100U, JPG_READ_ACCURATE}) {
+    const Attributes attributes(compressed(jpeg), flags);
+    const Bitmap image = readImage(jpeg, 24, false, flags);
+    EXPECT_EQ(readThumbnail(attributes, 24).bits == image.bits, true) << std::hex << flags;
+    EXPECT_EQ(image.bits == usual.bits, flags != JPG_READ_ACCURATE) << std::hex << flags;
+  }
+}
+
+// The handle that read a thumbnail is closed behind it. Were it closed once more with the
+// attributes, that would meet whatever has its memory by then: here, one of these readers.
+TEST(JpegThumbnail, ItsHandleIsClosedOnce) {
+  const Bytes jpeg = pictureOf({0x22, 0x11, 0x11});
+  std::vector<Reader> readers;
+  {
+    const Attributes attributes(compressed(jpeg));
+    EXPECT_RESULT(JPG_OK, readThumbnail(attributes, 24).read);
+    for (int i = 0; i < 8; i++) readers.push_back(Reader::ofMemory(jpeg));
+  }
+  for (const Reader &reader : readers) {
+    uint32_t width = 0, height = 0;
+    EXPECT_RESULT(JPG_OK, jpgReadGetImageSize(reader.handle(), &width, &height));
+    EXPECT_EQ(width, 21U);
   }
 }
 

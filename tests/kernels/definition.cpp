@@ -10,10 +10,11 @@
 namespace jpgtest {
 namespace {
 
+template <FirstPass kFirstPass, int16_t kMost>
 void inverse8x8(int16_t *block, uint32_t /*last*/) {
   ModelBlock b;
   std::copy_n(block, 64, b.begin());
-  modelInverseDct(b, FirstPass::kSquared);
+  modelInverseDct(b, kFirstPass, kMost);
   std::copy_n(b.begin(), 64, block);
 }
 
@@ -23,9 +24,10 @@ int32_t shifted(int64_t v, unsigned n) {
   return static_cast<int32_t>(wrapped >> n);
 }
 
+template <int16_t kMost>
 int16_t limited(int32_t v) {
   const auto low = static_cast<int16_t>(static_cast<uint16_t>(v));
-  return std::clamp<int16_t>(low, -128, 127);
+  return std::clamp<int16_t>(low, -kMost - 1, kMost);
 }
 
 // Four values of a line, scaled by 4096: 5352 and 2217 are 4096 sqrt(2) times the cosine and the
@@ -40,6 +42,7 @@ Four line4(int64_t x0, int64_t x1, int64_t x2, int64_t x3) {
   return {{e0 + u, e1 + t, e1 - t, e0 - u}};
 }
 
+template <int16_t kMost>
 void inverse4x4(int16_t *block, uint32_t /*last*/) {
   int32_t work[4][4];
   for (int j = 0; j < 4; j++) {
@@ -48,19 +51,23 @@ void inverse4x4(int16_t *block, uint32_t /*last*/) {
   }
   for (int r = 0; r < 4; r++) {
     const Four f = line4(work[r][0], work[r][1], work[r][2], work[r][3]);
-    for (int k = 0; k < 4; k++) block[8 * r + k] = limited(shifted(f.y[k], 15));
+    for (int k = 0; k < 4; k++) block[8 * r + k] = limited<kMost>(shifted(f.y[k], 15));
   }
 }
 
+template <int16_t kMost>
 void inverse2x2(int16_t *block, uint32_t /*last*/) {
   const int32_t a = block[0], m = block[1], b = block[8], n = block[9];
-  block[0] = limited(shifted(a + b + m + n, 3));
-  block[1] = limited(shifted(a + b - m - n, 3));
-  block[8] = limited(shifted(a - b + m - n, 3));
-  block[9] = limited(shifted(a - b - m + n, 3));
+  block[0] = limited<kMost>(shifted(a + b + m + n, 3));
+  block[1] = limited<kMost>(shifted(a + b - m - n, 3));
+  block[8] = limited<kMost>(shifted(a - b + m - n, 3));
+  block[9] = limited<kMost>(shifted(a - b - m + n, 3));
 }
 
-void inverse1x1(int16_t *block, uint32_t /*last*/) { block[0] = limited(shifted(block[0], 3)); }
+template <int16_t kMost>
+void inverse1x1(int16_t *block, uint32_t /*last*/) {
+  block[0] = limited<kMost>(shifted(block[0], 3));
+}
 
 uint64_t nonZeroMask(const int16_t *block) {
   uint64_t mask = 0;
@@ -100,15 +107,35 @@ void transformAndQuantise(int16_t *blocks, uint32_t count, const jpg::QuantSteps
   }
 }
 
+uint64_t levelMask(const int16_t *levels, uint32_t shift) {
+  uint64_t mask = 0;
+  for (uint32_t k = 0; k < 64; k++) {
+    // Division by 2^shift toward zero.
+    if (levels[k] / (1 << shift) != 0) mask |= uint64_t{1} << k;
+  }
+  return mask;
+}
+
 }  // namespace
 
-const jpg::Kernels kDefinition = {{inverse1x1, inverse2x2, inverse4x4, inverse8x8},
-                                  nonZeroMask,
-                                  dequantise,
-                                  nullptr,
-                                  {},
-                                  transformAndQuantise,
-                                  nullptr,
-                                  nullptr};
+constexpr int16_t kByte = 127, kWide = 2047;
+
+const jpg::Kernels kDefinition = {
+    {{inverse1x1<kByte>, inverse2x2<kByte>, inverse4x4<kByte>,
+      inverse8x8<FirstPass::kSquared, kByte>},
+     {inverse1x1<kByte>, inverse2x2<kByte>, inverse4x4<kByte>, inverse8x8<FirstPass::kFine, kByte>},
+     {inverse1x1<kWide>, inverse2x2<kWide>, inverse4x4<kWide>,
+      inverse8x8<FirstPass::kFine, kWide>}},
+    nonZeroMask,
+    dequantise,
+    nullptr,
+    {},
+    nullptr,
+    nullptr,
+    transformAndQuantise,
+    nullptr,
+    nullptr,
+    nullptr,
+    levelMask};
 
 }  // namespace jpgtest

@@ -87,7 +87,7 @@ inline ::testing::AssertionResult sameMasks(const jpg::Kernels &set, const std::
     const uint64_t e = expected >> k & 1, m = made >> k & 1;
     if (e == m) continue;
     return ::testing::AssertionFailure() << nameOf(set) << " set, " << what << ": the bit of the "
-                                         << "coded position " << k << " is " << m;
+                                         << "zig-zag position " << k << " is " << m;
   }
   return ::testing::AssertionSuccess();
 }

@@ -92,7 +92,7 @@ struct Levels {
 std::string placeOfLevel(size_t i, uint32_t count) {
   if (i < Levels::kGuard) return "what lies ahead";
   if (i >= Levels::kGuard + 64 * count) return "what lies behind";
-  return "block " + std::to_string((i - Levels::kGuard) / 64) + ", coded position " +
+  return "block " + std::to_string((i - Levels::kGuard) / 64) + ", zig-zag position " +
          std::to_string((i - Levels::kGuard) % 64);
 }
 
@@ -268,6 +268,33 @@ TEST(DcLevels, AreTheNearestMultiplesForEverySumAndStep) {
             << jpgtest::nameOf(*kernels) << " set, block 1: " << other << " by " << 8 * t;
         ASSERT_EQ(masks[0] & 1, blocks[0] != 0 ? 1U : 0U) << jpgtest::nameOf(*kernels) << " set";
       }
+    }
+  }
+}
+
+// Levels of every magnitude, at every place, before and after every shift.
+TEST_P(LevelKernels, FindTheLevelsThatArentZeroAfterAShift) {
+  for (int32_t level = -2047; level <= 2047; level++) {
+    alignas(32) int16_t levels[64] = {};
+    levels[static_cast<uint32_t>(level + 2047) % 64] = static_cast<int16_t>(level);
+    for (uint32_t shift = 0; shift < 4; shift++) {
+      ASSERT_TRUE(jpgtest::sameMasks(*tested_, "level mask of " + std::to_string(level),
+                                     defined_->levelMask(levels, shift),
+                                     tested_->levelMask(levels, shift)));
+    }
+  }
+  Random random(3);
+  for (uint32_t i = 0; i < 2000; i++) {
+    int16_t levels[64 + 1] = {};
+    int16_t *block = levels + i % 2;  // aligned to a word, or to half a word
+    const uint32_t sparse = 1 + random.below(20);
+    for (uint32_t k = 0; k < 64; k++) {
+      if (random.below(sparse) == 0) block[k] = static_cast<int16_t>(random.below(64)) - 32;
+    }
+    for (uint32_t shift = 0; shift < 4; shift++) {
+      ASSERT_TRUE(jpgtest::sameMasks(*tested_, "level mask, block " + std::to_string(i),
+                                     defined_->levelMask(block, shift),
+                                     tested_->levelMask(block, shift)));
     }
   }
 }

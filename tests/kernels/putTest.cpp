@@ -258,7 +258,8 @@ TEST(PutKernels, ConvertEveryColourAsTheGeneralRoutines) {
 }
 
 TEST(PutKernels, ConvertEveryColourOfHalfSizeAsTheGeneralRoutines) {
-  if (bestKernels() == &jpgPortableKernels) GTEST_SKIP() << "this processor has the plain kernels";
+  if (bestKernels() == &jpgPortableKernels)
+    GTEST_SKIP() << "this processor has only the portable kernels";
   convertEveryColour(*bestKernels(), kScaleFull - 1);
 }
 

@@ -106,33 +106,44 @@ constexpr uint32_t kBlocksEach = 110000;
 class Samples : public KernelTest {
  protected:
   // Both kernels make the same of the block, told where its coefficients end or not, and of its
-  // corner.
+  // corners, by each transform.
   ::testing::AssertionResult agree(const Block &block) const {
     uint32_t last = 63;
     while (last > 0 && block[jpg::kZigZag.natural[last]] == 0) last--;
-    ::testing::AssertionResult r = agreeUpTo(block, last);
-    if (r && last != 63) r = agreeUpTo(block, 63);
-    return r ? halvesAgree(block) : r;
+    ::testing::AssertionResult r = ::testing::AssertionSuccess();
+    for (uint32_t t = 0; r && t < jpg::kTransforms; t++) {
+      r = agreeUpTo(t, block, last);
+      if (r && last != 63) r = agreeUpTo(t, block, 63);
+      for (uint32_t scale = 0; r && scale < 3; scale++) r = cornersAgree(t, block, scale);
+    }
+    return r;
   }
-  ::testing::AssertionResult agreeUpTo(const Block &block, uint32_t last) const {
+  ::testing::AssertionResult agreeUpTo(uint32_t transform, const Block &block,
+                                       uint32_t last) const {
     Block plain = block, best = block;
-    defined_->inverseTransform[3](plain.data(), last);
-    tested_->inverseTransform[3](best.data(), last);
+    defined_->inverseTransform[transform][3](plain.data(), last);
+    tested_->inverseTransform[transform][3](best.data(), last);
     if (plain == best) return ::testing::AssertionSuccess();
-    return jpgtest::sameBlocks(*tested_, "inverseTransform up to " + std::to_string(last),
+    return jpgtest::sameBlocks(*tested_, nameOf(transform) + " up to " + std::to_string(last),
                                plain.data(), best.data());
   }
   // Of a corner, what lies outside of it doesn't matter.
-  ::testing::AssertionResult halvesAgree(const Block &block) const {
+  ::testing::AssertionResult cornersAgree(uint32_t transform, const Block &block,
+                                          uint32_t scale) const {
     constexpr uint32_t kLastOfCorner = 24;  // row 3, column 3
     Block plain = block, best = block;
-    defined_->inverseTransform[2](plain.data(), kLastOfCorner);
-    tested_->inverseTransform[2](best.data(), kLastOfCorner);
+    defined_->inverseTransform[transform][scale](plain.data(), kLastOfCorner);
+    tested_->inverseTransform[transform][scale](best.data(), kLastOfCorner);
     for (size_t i = 0; i < 64; i++) {
-      if (i / 8 > 3 || i % 8 > 3) best[i] = plain[i];
+      if (i / 8 >> scale != 0 || i % 8 >> scale != 0) best[i] = plain[i];
     }
     if (plain == best) return ::testing::AssertionSuccess();
-    return jpgtest::sameBlocks(*tested_, "inverseTransform at 1/2", plain.data(), best.data());
+    const std::string what = nameOf(transform) + " at " + jpgtest::nameOfScale(scale);
+    return jpgtest::sameBlocks(*tested_, what, plain.data(), best.data());
+  }
+  static std::string nameOf(uint32_t transform) {
+    static constexpr const char *kNames[] = {"usual", "accurate", "wide"};
+    return std::string(kNames[transform]) + " inverseTransform";
   }
   ::testing::AssertionResult masksAgree(const Block &block) const {
     return jpgtest::sameMasks(*tested_, "nonZeroMask", defined_->nonZeroMask(block.data()),
@@ -227,13 +238,14 @@ TEST_P(Samples, OfSquaresInTheFirstPassAreThePlainOnes) {
 TEST_P(Samples, NeedNoAlignment) {
   Random r(2);
   std::array<int16_t, 64 + 16> room;
-  for (size_t shift = 0; shift < 16; shift++) {
+  for (uint32_t n = 0; n < 16 * jpg::kTransforms; n++) {
+    const size_t shift = n / jpg::kTransforms, transform = n % jpg::kTransforms;
     Block block;
     dense(&r, &block);
     room.fill(77);
     std::copy(block.begin(), block.end(), room.begin() + static_cast<ptrdiff_t>(shift));
-    tested_->inverseTransform[3](room.data() + shift, 63);
-    defined_->inverseTransform[3](block.data(), 63);
+    tested_->inverseTransform[transform][3](room.data() + shift, 63);
+    defined_->inverseTransform[transform][3](block.data(), 63);
     ASSERT_TRUE(
         jpgtest::sameBlocks(*tested_, "inverseTransform", block.data(), room.data() + shift))
         << "from halfword " << shift;

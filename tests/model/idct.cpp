@@ -45,8 +45,9 @@ Word sine(unsigned k) { return cosine(8 - k); }
 
 using Eight = std::array<Word, 8>;
 
-// One dimension. `q0` is the product that stands for x1 * S1.
-Eight kernel(const Eight &x, Word q0) {
+// One dimension. `q0` is the product that stands for x1 * S1; `dropped` of the 12 fraction bits of
+// two sums are dropped before they are multiplied by c4, which keeps 12 of its own bits for all 12.
+Eight kernel(const Eight &x, Word q0, unsigned dropped) {
   const Word c1 = cosine(1), s1 = sine(1), c3 = cosine(3), s3 = sine(3);
   const Word c4 = cosine(4), c2 = cosine(2), s2 = sine(2);
   const Word p = x[1] * c1 + x[7] * s1;
@@ -56,8 +57,9 @@ Eight kernel(const Eight &x, Word q0) {
   const Word t1 = p - u;
   const Word t2 = q - v;
   const Word o0 = p + u;
-  const Word o1 = shifted(t1 + t2 + word(2048), 12) * c4;
-  const Word o2 = shifted(t1 - t2 + word(2048), 12) * c4;
+  const Word half = word(int64_t{1} << (dropped - 1)), c4Left = shifted(c4, 12 - dropped);
+  const Word o1 = shifted(t1 + t2 + half, dropped) * c4Left;
+  const Word o2 = shifted(t1 - t2 + half, dropped) * c4Left;
   const Word o3 = q + v;
   const Word sum = (x[0] + x[4]) * c4;
   const Word difference = (x[0] - x[4]) * c4;
@@ -69,21 +71,23 @@ Eight kernel(const Eight &x, Word q0) {
 
 }  // namespace
 
-void modelInverseDct(ModelBlock &block, FirstPass firstPass) {
+void modelInverseDct(ModelBlock &block, FirstPass firstPass, int16_t most) {
   std::array<Word, 64> work;
   for (unsigned j = 0; j < 8; ++j) {
     Eight x;
     for (unsigned k = 0; k < 8; ++k) x[k] = word(block[8 * k + j]);
-    const Eight y = kernel(x, x[1] * (firstPass == FirstPass::kSquared ? x[1] : sine(1)));
+    const Eight y = kernel(x, x[1] * (firstPass == FirstPass::kSquared ? x[1] : sine(1)),
+                           firstPass == FirstPass::kFine ? 8 : 12);
     for (unsigned k = 0; k < 8; ++k) work[8 * k + j] = shifted(y[k] + word(256), 9);
   }
   for (unsigned r = 0; r < 8; ++r) {
     Eight x;
     std::copy_n(work.begin() + 8 * r, 8, x.begin());
-    const Eight y = kernel(x, x[1] * sine(1));
+    const Eight y = kernel(x, x[1] * sine(1), 12);
     for (unsigned k = 0; k < 8; ++k) {
       const auto low = static_cast<uint16_t>(shifted(y[k] + word(65536), 17).v);
-      block[8 * r + k] = std::clamp<int16_t>(static_cast<int16_t>(low), -128, 127);
+      const auto least = static_cast<int16_t>(-most - 1);
+      block[8 * r + k] = std::clamp(static_cast<int16_t>(low), least, most);
     }
   }
 }

@@ -10,10 +10,11 @@ namespace jpgtest {
 enum class FirstPass {
   kSquared,   // with the product x1 * x1 in the odd part, which is what the library delivers
   kTextbook,  // with x1 * S1 as the transform is defined
+  kFine,      // the same, with 4 more fraction bits ahead of the odd part's products by c4
 };
 
-// Transforms a block in place and clamps the samples to -128..127.
-void modelInverseDct(ModelBlock &block, FirstPass firstPass);
+// Transforms a block in place and clamps the samples to -most - 1 .. most.
+void modelInverseDct(ModelBlock &block, FirstPass firstPass, int16_t most = 127);
 
 }  // namespace jpgtest
 

@@ -1,4 +1,4 @@
-// Slow, plain models of lossless coding, both ways, from T.81 Annex H.
+// Lossless pictures to encode, by rule, and the streams that they must give.
 #ifndef JPG_TESTS_MODEL_LOSSLESSWRITER_H
 #define JPG_TESTS_MODEL_LOSSLESSWRITER_H
 

@@ -13,6 +13,7 @@
 
 #include <array>
 #include <cstdint>
+#include <functional>
 #include <vector>
 
 #include "model/bits.h"
@@ -53,6 +54,8 @@ class Model {
   // True once nobody says what comes next: a scan header stood inside a progressive scan.
   bool lostItsWay() const { return lost_; }
 
+  // The options that it was opened with, as flags of a prolog.
+  uint32_t optionFlags() const { return optionFlags_; }
   uint32_t width() const { return width_; }
   uint32_t height() const { return height_; }
   uint32_t components() const { return static_cast<uint32_t>(components_.size()); }
@@ -93,6 +96,7 @@ class Model {
   enum class Writer { kComponents, kGray, kReversed, kYcc };
 
   // Headers.
+  void takeOptions(uint32_t flags);
   uint32_t parse();
   Stop headerLoop();
   uint32_t nextSegment(uint32_t &marker);
@@ -126,6 +130,20 @@ class Model {
   uint32_t decodeRow(const JpgRect &rect, uint8_t *bits, int64_t rows, Writer writer);
   void store(const std::vector<Plane> &planes, Writer writer, unsigned x, unsigned y,
              uint8_t *pixel) const;
+  static void putSamples(std::vector<int> samples, Writer writer, uint8_t *pixel);
+
+  // Interpolated chroma: a reader gives the planes of each MCU of a row of them.
+  using RowReader = std::function<uint32_t(uint32_t, std::vector<std::vector<Plane>> &)>;
+  bool readsSmoothly() const;
+  void resetSmooth();
+  uint32_t keepNextRow(const RowReader &read);
+  int64_t smoothHeight(const Component &c) const;
+  bool needsMore() const;
+  int smoothSample(size_t k, int64_t x, int64_t y) const;
+  uint32_t smoothRows(const JpgRect &rect, int64_t rows, int64_t width, Writer writer,
+                      const RowReader &read);
+  uint32_t smoothSequentialRows(const JpgRect &rect, int64_t rows, int64_t width, Writer writer);
+  uint32_t smoothStoredRows(const JpgRect &rect, int64_t rows, uint32_t first, Writer writer);
 
   // Scaled.
   uint32_t scaledRow(const JpgRect &rect, uint8_t *bits, int64_t rows);
@@ -149,6 +167,8 @@ class Model {
   void correct(int16_t &coefficient);
   uint32_t reconstruct(const JpgRect &rect, int32_t lines, uint32_t rowsDone);
   void storeMcuRow(uint32_t mcuRow, const JpgRect &rect, uint8_t *bits, int32_t rows) const;
+  Writer progressiveWriter() const;
+  std::vector<Plane> storedPlanes(uint32_t mcuRow, uint32_t mcu) const;
   ModelBlock samplesOf(size_t block, size_t component) const;
 
   // Lossless.
@@ -158,7 +178,19 @@ class Model {
   void storeSample(uint8_t *row, size_t i, int32_t value) const;
   void spatialMarkers();
 
+  // What is kept for interpolation since the picture's top or a restart seek.
+  struct Kept {
+    bool begun = false, fromTop = false;
+    uint32_t scale = 0xFFFFFFFF;
+    uint32_t mcuRows = 0;  // decoded
+    int64_t row = 0;       // rows of pixels delivered
+    uint32_t failure = JPG_OK;
+    std::vector<std::vector<std::vector<int>>> samples;  // component, row, column
+  } kept_;
+
   FirstPass firstPass_;
+  uint32_t optionFlags_ = 0;
+  bool smooth_ = false;
   bool open_ = false;
   bool memory_ = false;
   bool partialAllowed_ = false;

@@ -28,8 +28,17 @@ bool findEoi(const Bytes &stream, int64_t highest, int64_t above) {
 
 }  // namespace
 
+// Options count only with 4A50 in the upper half of the flags.
+void Model::takeOptions(uint32_t flags) {
+  if (flags >> 16 != 0x4A50) return;
+  optionFlags_ = flags & 0xFFFFFF00;
+  if ((flags & 0x100) != 0) firstPass_ = FirstPass::kFine;
+  smooth_ = (flags & 0x200) != 0;
+}
+
 uint32_t Model::openMemory(const Bytes &data, uint32_t flags) {
   *this = Model(firstPass_);
+  takeOptions(flags);
   if (data.empty()) return JPG_E_INVALID_PARAMETER;
   if (!hasSoi(data)) return JPG_E_NOT_JPEG;
   const bool search = (flags & (JPG_READ_COMPLETE | JPG_READ_PARTIAL_BITSTREAM)) == 0;
@@ -45,6 +54,7 @@ uint32_t Model::openMemory(const Bytes &data, uint32_t flags) {
 
 uint32_t Model::openFile(const Bytes &file, int32_t startOffset, int32_t length, uint32_t flags) {
   *this = Model(firstPass_);
+  takeOptions(flags);
   if (startOffset < 0 || length < 0) return JPG_E_INVALID_PARAMETER;
   const auto size = static_cast<int64_t>(file.size());
   if (length > size) return JPG_E_INVALID_PARAMETER;

@@ -52,6 +52,7 @@ uint32_t Model::seekRestartMarker(int32_t intervals, uint32_t mode) {
   const uint32_t rows = restartInterval_ / perRow;
   if (sof_ != 0xFFC3 && (rows == 0 || restartInterval_ % perRow != 0)) return JPG_E_UNSUPPORTED;
   if (mode > 1) return JPG_E_INVALID_PARAMETER;
+  resetSmooth();
   if (!elsewhere_ && !storeBegun_) firstScan_ = {selected_, scan_, ss_, se_, ah_, al_};
   elsewhere_ = true;
   if (mode == 1) {
@@ -119,6 +120,7 @@ void Model::reposition(size_t offset, bool full) {
   bits_.seek(offset);
   if (offset == scanOffset_) segLength_ = segConsumed_ = 0;  // what was being read is left for good
   if (!full) return;
+  resetSmooth();
   clearPredictions();
   rowPosition_ = 0;
   lastMarker_ = 0;

@@ -243,6 +243,7 @@ uint32_t Model::reconstruct(const JpgRect &rect, int32_t lines, uint32_t rowsDon
   const auto channels = static_cast<int32_t>(components());
   if (noColorConversion_ && rect.bitsPerPixel / 8 != channels) return JPG_E_UNSUPPORTED;
   if (lines < 1) return JPG_OK;
+  if (readsSmoothly()) return smoothStoredRows(rect, lines, rowsDone, progressiveWriter());
   const auto mcuHeight = static_cast<int32_t>(8 * vMax_);
   const uint32_t mcuRows = mcusPerRow_ == 0 ? 0 : mcuCount_ / mcusPerRow_;
   const auto height = static_cast<int32_t>(height_);
@@ -267,27 +268,35 @@ ModelBlock Model::samplesOf(size_t block, size_t component) const {
   for (size_t k = 0; k < 64; k++) {
     samples[kZigzag[k]] = low16(int64_t{store_[block][kZigzag[k]]} * quant[k]);
   }
-  modelInverseDct(samples, FirstPass::kSquared);
+  modelInverseDct(samples, firstPass_);
   return samples;
+}
+
+std::vector<Model::Plane> Model::storedPlanes(uint32_t mcuRow, uint32_t mcu) const {
+  std::vector<Plane> planes;
+  for (size_t i = 0; i < components_.size(); i++) {
+    Plane plane{components_[i].h, components_[i].v, {}};
+    const size_t first = (size_t{mcuRow} * mcusPerRow_ + mcu) * blocksPerMcu() + firstBlockOf(i);
+    for (unsigned b = 0; b < plane.h * plane.v; b++) {
+      plane.blocks.push_back(samplesOf(first + b, i));
+    }
+    planes.push_back(plane);
+  }
+  return planes;
+}
+
+Model::Writer Model::progressiveWriter() const {
+  if (noColorConversion_) return Writer::kComponents;
+  return components_.size() < 3 ? Writer::kGray : Writer::kYcc;
 }
 
 void Model::storeMcuRow(uint32_t mcuRow, const JpgRect &rect, uint8_t *bits, int32_t rows) const {
   const uint32_t mcuWidth = 8 * hMax_;
   const size_t n = components_.size(), count = noColorConversion_ ? n : n < 3 ? 1 : 3;
   for (uint32_t mcu = 0; mcu < mcusPerRow_; mcu++) {
-    std::vector<Plane> planes;
-    for (size_t i = 0; i < n; i++) {
-      Plane plane{components_[i].h, components_[i].v, {}};
-      const size_t first = (size_t{mcuRow} * mcusPerRow_ + mcu) * blocksPerMcu() + firstBlockOf(i);
-      for (unsigned b = 0; b < plane.h * plane.v; b++) {
-        plane.blocks.push_back(samplesOf(first + b, i));
-      }
-      planes.push_back(plane);
-    }
+    const std::vector<Plane> planes = storedPlanes(mcuRow, mcu);
     const int64_t left = int64_t{rect.width} - int64_t{mcu} * mcuWidth;
-    const Writer writer = noColorConversion_ ? Writer::kComponents
-                          : n < 3            ? Writer::kGray
-                                             : Writer::kYcc;
+    const Writer writer = progressiveWriter();
     for (int64_t y = 0; y < rows; y++) {
       for (int64_t x = 0; x < std::min<int64_t>(left, mcuWidth); x++) {
         store(planes, writer, static_cast<unsigned>(x), static_cast<unsigned>(y),

@@ -21,6 +21,7 @@ uint32_t Model::readToRect(const JpgRect &rect, int32_t lines) {
   if (scan_.size() != components_.size()) return JPG_E_UNSUPPORTED;
   Writer writer;
   if (const uint32_t r = chooseWriter(rect, writer); r != JPG_OK) return r;
+  if (readsSmoothly()) return smoothSequentialRows(rect, wanted, rect.width, writer);
   const int64_t mcuHeight = 8 * vMax_;
   int64_t band = std::min(wanted, mcuHeight);
   auto *bits = static_cast<uint8_t *>(rect.bits);
@@ -116,6 +117,10 @@ void Model::store(const std::vector<Plane> &planes, Writer writer, unsigned x, u
                   uint8_t *pixel) const {
   std::vector<int> samples;
   for (const Plane &plane : planes) samples.push_back(plane.at(x, y, hMax_, vMax_));
+  putSamples(samples, writer, pixel);
+}
+
+void Model::putSamples(std::vector<int> samples, Writer writer, uint8_t *pixel) {
   if (writer == Writer::kYcc) {
     const std::array<uint8_t, 3> bgr = modelYccToBgr(samples[0], samples[1], samples[2]);
     std::copy(bgr.begin(), bgr.end(), pixel);

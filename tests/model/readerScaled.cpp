@@ -87,6 +87,11 @@ uint32_t Model::scaledToRect(const JpgRect &rect, int32_t lines, int32_t scale) 
   if (scan_.size() != components_.size()) return JPG_E_UNSUPPORTED;
   returnFromSegments();
   int64_t wanted = std::min(lines, left);
+  if (readsSmoothly()) {
+    Writer writer;
+    chooseWriter(rect, writer);
+    return smoothSequentialRows(rect, wanted, scaledLength(width_, code), writer);
+  }
   const int64_t mcuHeight = 8 * vMax_ >> (3 - code);
   int64_t band = std::min(wanted, mcuHeight), sum = 0;
   auto *bits = static_cast<uint8_t *>(rect.bits);

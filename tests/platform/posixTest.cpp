@@ -3,11 +3,13 @@
 #include <gtest/gtest.h>
 #include <pthread.h>
 #include <signal.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <atomic>
 #include <chrono>
+#include <cstdlib>
 #include <functional>
 #include <thread>
 
@@ -136,6 +138,69 @@ TEST(PosixOpen, WhatIsNotAFileToReadIsRefused) {
   EXPECT_EQ(openToWrite(folder.wide(u"missing/file")), INVALID_HANDLE_VALUE);
   EXPECT_EQ(openToRead(lone), INVALID_HANDLE_VALUE);
   EXPECT_EQ(openToRead(u""), INVALID_HANDLE_VALUE);
+}
+
+// Takes what the heap has left, in blocks of as many bytes as a path needs, and gives it back.
+class EmptyHeap {
+ public:
+  EmptyHeap() {
+    getrlimit(RLIMIT_AS, &before_);
+    rlimit none = before_;
+    none.rlim_cur = 1;
+    setrlimit(RLIMIT_AS, &none);
+    constexpr int kMost = 100000;  // an emulator's heap has no limit
+    for (int i = 0; i < kMost; i++) {
+      auto *block = static_cast<Block *>(std::malloc(jpg::posix::kMaxPath));
+      if (block == nullptr) {
+        empty_ = true;
+        return;
+      }
+      block->next = taken_;
+      taken_ = block;
+    }
+  }
+  ~EmptyHeap() {
+    while (taken_ != nullptr) {
+      Block *next = taken_->next;
+      std::free(taken_);
+      taken_ = next;
+    }
+    setrlimit(RLIMIT_AS, &before_);
+  }
+  bool empty() const { return empty_; }
+
+ private:
+  struct Block {
+    Block *next;
+  };
+  rlimit before_ = {};
+  Block *taken_ = nullptr;
+  bool empty_ = false;
+};
+
+TEST(PosixOpen, WithoutMemoryForThePathIsRefused) {
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+  GTEST_SKIP() << "a sanitizer's heap";
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer) || __has_feature(memory_sanitizer) || \
+    __has_feature(thread_sanitizer)
+  GTEST_SKIP() << "a sanitizer's heap";
+#endif
+#endif
+  const Folder folder;
+  folder.write("file", "x");
+  const std::u16string name = folder.wide(u"file");
+  bool empty = false, refused = false;
+  {
+    const EmptyHeap heap;
+    empty = heap.empty();
+    refused = openToRead(name) == INVALID_HANDLE_VALUE;
+  }
+  if (!empty) GTEST_SKIP() << "the heap has no limit here";
+  EXPECT_TRUE(refused);
+  const HANDLE file = openToRead(name);
+  EXPECT_NE(file, INVALID_HANDLE_VALUE);
+  jpg::CloseHandle(file);
 }
 
 // A refused folder must not leave its descriptor open: the next file gets the same one.

@@ -1,8 +1,8 @@
 // Huffman tables enumerated: every array of counts to a depth, valid or not, against a decoder
 // that walks a tree of bits.
 //
-// The depth is 4 in the everyday form and 5 with JPG_SWEEP=long; the tests print it. Each array
-// also stands deeper in the table, behind one code of each shorter length.
+// The depth is 4 in the everyday form and 5 with JPG_TEST_LENGTH=long; the tests print it. Each
+// array also stands deeper in the table, behind one code of each shorter length.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -26,7 +26,7 @@ using namespace jpg;
 using Counts = std::array<uint8_t, 16>;
 
 bool longForm() {
-  const char *form = std::getenv("JPG_SWEEP");
+  const char *form = std::getenv("JPG_TEST_LENGTH");
   return form != nullptr && std::strcmp(form, "long") == 0;
 }
 

@@ -228,6 +228,25 @@ TEST(MarkerAccess, EvenASeekThatIsNeverServedBringsTheFirstCallBackToTheScan) {
   EXPECT_EQ(Bytes(64, 148), twin.canvas().pixels());
 }
 
+TEST(MarkerAccess, SoDoesASeekOfARefusedModeAndAReadOfARefusedSize) {
+  // As above: 148 shows that the first call went back to the scan.
+  Picture p = makePicture(8, 16, {0x11}, Fill::kZero);
+  p.quant[0] = flatQuant(8);
+  p.components[0].blocks = {dcBlock(10), dcBlock(10)};
+  for (const int32_t mode : {-1, 2}) {
+    Twin twin(encode(p));
+    EXPECT_RESULT(JPG_OK, twin.decode({8, 8, 1}, 0));
+    EXPECT_RESULT(JPG_E_INVALID_PARAMETER, twin.seekSegment(mode));
+    EXPECT_RESULT(JPG_OK, twin.decode({8, 8, 1}, 8));
+    EXPECT_EQ(Bytes(64, 148), twin.canvas().pixels()) << mode;
+  }
+  Twin twin(encode(p));
+  EXPECT_RESULT(JPG_OK, twin.decode({8, 8, 1}, 0));
+  EXPECT_RESULT(JPG_E_INVALID_PARAMETER, twin.readData(0));
+  EXPECT_RESULT(JPG_OK, twin.decode({8, 8, 1}, 8));
+  EXPECT_EQ(Bytes(64, 148), twin.canvas().pixels());
+}
+
 TEST(MarkerAccess, BetweenDecodeCallsTheDecoderStaysWhereTheWalkLeftIt) {
   Picture p = makePicture(40, 40, {0x22, 0x11, 0x11}, Fill::kSmooth, 72);
   Twin twin(encode(p));

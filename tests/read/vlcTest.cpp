@@ -39,7 +39,7 @@ class FlatTable {
   JpgHuffTable table_ = {};
 };
 
-// A component with tables, and quantisation steps k + 1 at coded position k.
+// A component with tables, and quantisation steps k + 1 at zig-zag position k.
 class Component {
  public:
   Component(JpgHuffTable *dc, JpgHuffTable *ac) {

@@ -79,7 +79,7 @@ void scatter(Random *r, Block *block) {
   const uint32_t density = r->below(3) == 0 ? 0 : r->below(64);
   const int32_t magnitude = 1 << r->below(15);
   for (int16_t &v : *block) {
-    v = r->below(64) < density ? static_cast<int16_t>(r->within(-magnitude, magnitude))
+    v = r->below(64) < density ? static_cast<int16_t>(r->between(-magnitude, magnitude))
                                : int16_t{0};
   }
 }

@@ -94,6 +94,15 @@ TEST_F(Record, DestroyTellsWhatTheHeapSaysOfTheRecord) {
   EXPECT_EQ(destroyContext(c), JPG_E_FAIL);
 }
 
+// Freed memory often keeps its contents: the C library's heap hides whether anybody wiped them.
+TEST_F(Record, LosesItsSignatureAheadOfItsRelease) {
+  JpgContext *c = createContext(nullptr, nullptr);
+  const uint32_t signature = c->signature;
+  EXPECT_EQ(destroyContext(c), JPG_OK);
+  EXPECT_NE(faulty::lastFreedWord(), signature);
+  EXPECT_EQ(faulty::lastFreedWord(), 0u);
+}
+
 TEST(Heap, ComparesTextUpToItsEnd) {
   EXPECT_EQ(compareText("JFIF", "JFIF"), 0);
   EXPECT_LT(compareText("JFIF", "JFXX"), 0);

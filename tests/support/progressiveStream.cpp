@@ -88,6 +88,7 @@ class ScanCoder {
   void codeBlock(const ScanBlock &b) {
     if (scan_.ss == 0) {
       codeDc(b);
+      if (scan_.se != 0) out_.ac(*b.block, ac_);
     } else if (scan_.ah == 0) {
       codeAcFirst(*b.block);
     } else {
@@ -243,14 +244,16 @@ Script partedScript(size_t components) {
   return script;
 }
 
-StreamBuilder progressiveHeaders(const Picture &picture) {
+StreamBuilder progressiveHeaders(const Picture &picture) { return headersOfScans(picture, kSof2); }
+
+StreamBuilder headersOfScans(const Picture &picture, uint8_t sof) {
   StreamBuilder s;
   s.soi().raw(picture.before);
   for (uint8_t t = 0; t < 4; t++) s.dqt(t, picture.quant[t], picture.wideQuant);
   std::vector<FrameComponent> components;
   for (const PictureComponent &c : picture.components)
     components.push_back({c.id, c.sampling, c.tq});
-  s.sof(kSof2, 8, picture.height, picture.width, components);
+  s.sof(sof, picture.precision, picture.height, picture.width, components);
   s.dht(0x00, dcTable()).dht(0x10, acTable());
   if (picture.restartInterval != 0) s.dri(picture.restartInterval);
   return s;
@@ -260,16 +263,33 @@ Bytes progressiveScan(const Picture &picture, const ScanScript &scan) {
   return ScanCoder(picture, scan).code();
 }
 
-Bytes encodeProgressive(const Picture &picture, const Script &script) {
-  StreamBuilder s = progressiveHeaders(picture);
+void putScanHeader(StreamBuilder &stream, const Picture &picture, const ScanScript &scan) {
+  std::vector<ScanComponent> components;
+  for (const unsigned i : scan.components) components.push_back({picture.components[i].id, 0});
+  stream.sos(components, scan.ss, scan.se, static_cast<uint8_t>(scan.ah << 4 | scan.al));
+}
+
+namespace {
+
+Bytes encodeScans(const Picture &picture, const Script &script, uint8_t sof) {
+  StreamBuilder s = headersOfScans(picture, sof);
   for (const ScanScript &scan : script) {
-    std::vector<ScanComponent> components;
-    for (const unsigned i : scan.components) components.push_back({picture.components[i].id, 0});
-    s.sos(components, scan.ss, scan.se, static_cast<uint8_t>(scan.ah << 4 | scan.al));
+    putScanHeader(s, picture, scan);
     s.raw(progressiveScan(picture, scan));
   }
-  s.eoi();
-  return s.bytes();
+  return s.eoi().bytes();
+}
+
+}  // namespace
+
+Bytes encodeProgressive(const Picture &picture, const Script &script) {
+  return encodeScans(picture, script, kSof2);
+}
+
+Bytes encodeInScans(const Picture &picture, const std::vector<std::vector<unsigned>> &scans) {
+  Script script;
+  for (const std::vector<unsigned> &components : scans) script.push_back({components, 0, 63, 0, 0});
+  return encodeScans(picture, script, kSof1);
 }
 
 }  // namespace jpgtest

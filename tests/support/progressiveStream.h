@@ -9,7 +9,8 @@
 
 namespace jpgtest {
 
-// One scan. Components by their place in the frame; several only for DC scans.
+// One scan. Components by their place in the frame; several only for DC scans and for scans of
+// all coefficients (0 to 63), which are those of sequential pictures.
 struct ScanScript {
   std::vector<unsigned> components;
   uint8_t ss, se, ah, al;
@@ -25,12 +26,19 @@ Script partedScript(size_t components);
 
 // SOI up to and including the frame header, the tables and DRI.
 StreamBuilder progressiveHeaders(const Picture &picture);
+StreamBuilder headersOfScans(const Picture &picture, uint8_t sof);
+
+// The header of a scan.
+void putScanHeader(StreamBuilder &stream, const Picture &picture, const ScanScript &scan);
 
 // The coded data of a scan, restart markers included.
 Bytes progressiveScan(const Picture &picture, const ScanScript &scan);
 
 // The whole stream.
 Bytes encodeProgressive(const Picture &picture, const Script &script);
+
+// A sequential stream of several scans, each of some components in any order.
+Bytes encodeInScans(const Picture &picture, const std::vector<std::vector<unsigned>> &scans);
 
 }  // namespace jpgtest
 

@@ -23,7 +23,6 @@ class Random {
     const uint32_t span = static_cast<uint32_t>(high) - static_cast<uint32_t>(low) + 1U;
     return static_cast<int32_t>(static_cast<uint32_t>(low) + below(span));
   }
-  int32_t within(int32_t low, int32_t high) { return between(low, high); }
   // True once in `n` times.
   bool oneIn(int32_t n) { return between(1, n) == 1; }
 

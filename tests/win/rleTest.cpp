@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <vector>
 
+#include "faulty.h"
 #include "support/bytes.h"
 #include "support/random.h"
 #include "support/reader.h"
@@ -301,7 +302,9 @@ struct Written {
   Bytes stream;
 };
 
+// Nothing of it may stay, whether it succeeds or not.
 Written write(const Info &info, int32_t lines, const Bytes &bits) {
+  const size_t blocks = jpg::faulty::liveBlocks();
   JPGHANDLE h = nullptr;
   EXPECT_RESULT(JPG_OK, jpgWritePrologToMemory(0, &h));
   Bytes exact(bits);
@@ -313,6 +316,7 @@ Written write(const Info &info, int32_t lines, const Bytes &bits) {
   const auto *bytes = static_cast<const uint8_t *>(data);
   w.stream.assign(bytes, bytes + size);
   EXPECT_RESULT(JPG_OK, jpgWriteFreeBitstream(data));
+  EXPECT_EQ(blocks, jpg::faulty::liveBlocks());
   return w;
 }
 

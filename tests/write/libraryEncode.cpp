@@ -53,9 +53,9 @@ Bytes take(void *data, uint32_t size) {
   return out;
 }
 
-Bytes encodeToMemory(const EncodeJob &job, Rows rows) {
+Bytes encodeToMemory(const EncodeJob &job, Rows rows, uint32_t flags) {
   JPGHANDLE h = nullptr;
-  EXPECT_EQ(jpgWritePrologToMemory(0, &h), JPG_OK);
+  EXPECT_EQ(jpgWritePrologToMemory(flags, &h), JPG_OK);
   EXPECT_EQ(feed(h, job, rows), JPG_OK);
   void *data = nullptr;
   uint32_t size = 0;

@@ -5,7 +5,7 @@
 #include <string>
 
 #include "jpg.h"
-#include "model/encoder.h"
+#include "model/encodeJob.h"
 
 namespace jpgtest {
 
@@ -14,8 +14,8 @@ enum class Rows { kTopDown, kBottomUp };
 // Settings and encode calls of a job, on an open handle.
 uint32_t feed(JPGHANDLE handle, const EncodeJob &job, Rows rows = Rows::kTopDown);
 
-// The whole stream over memory; empty on failure, which is reported.
-Bytes encodeToMemory(const EncodeJob &job, Rows rows = Rows::kTopDown);
+// The whole stream over memory, with flags of the prolog; empty on failure, which is reported.
+Bytes encodeToMemory(const EncodeJob &job, Rows rows = Rows::kTopDown, uint32_t flags = 0);
 
 // The same over a file.
 Bytes encodeToFile(const EncodeJob &job);

@@ -31,6 +31,15 @@ void save(const std::string &name, const Bytes &data) {
   std::fclose(file);
 }
 
+Bytes load(const std::string &name) {
+  Bytes data;
+  if (std::FILE *file = std::fopen(name.c_str(), "rb"); file != nullptr) {
+    for (int c; (c = std::getc(file)) != EOF;) data.push_back(static_cast<uint8_t>(c));
+    std::fclose(file);
+  }
+  return data;
+}
+
 // Runs a command; what it says on either stream, and "failed" with a status.
 std::string run(const std::string &command) {
   std::string out;
@@ -83,6 +92,53 @@ TEST(OtherPrograms, DjpegReadsEveryStreamWithoutAWarning) {
     SCOPED_TRACE(describe(job));
     save(name, encodeToMemory(job));
     EXPECT_EQ(run("djpeg -outfile /dev/null '" + name + "'"), "");
+  }
+  std::remove(name.c_str());
+}
+
+// Every combination of options but none.
+constexpr uint32_t optionsAt(uint32_t i) { return 0x4A500000 | i << 8; }
+
+TEST(OtherPrograms, DjpegReadsStreamsWithAnyOptionsWithoutAWarning) {
+  if (!have("djpeg")) GTEST_SKIP() << "djpeg isn't installed";
+  const std::string name = tempName(".jpg"), out = tempName(".pnm");
+  for (const EncodeJob &job : jobs()) {
+    SCOPED_TRACE(describe(job));
+    Bytes pixels[2];  // decimated, averaged
+    for (uint32_t i = 0; i < 8; i++) {
+      save(name, encodeToMemory(job, Rows::kTopDown, optionsAt(i)));
+      EXPECT_EQ(run("djpeg -dct int -outfile '" + out + "' '" + name + "'"), "") << i;
+      const Bytes decoded = load(out);
+      Bytes &expected = pixels[i & 1];
+      if (i < 2) expected = decoded;
+      EXPECT_TRUE(decoded == expected) << i;
+    }
+  }
+  std::remove(name.c_str());
+  std::remove(out.c_str());
+}
+
+TEST(OtherPrograms, FfmpegReadsStreamsWithAnyOptionsWithoutAWarning) {
+  if (!have("ffmpeg")) GTEST_SKIP() << "ffmpeg isn't installed";
+  const std::string name = tempName(".jpg");
+  for (const uint32_t channels : {1U, 3U}) {
+    for (const uint32_t sampling : {0x00111111U, 0x00211111U, 0x00121111U, 0x00221111U}) {
+      for (uint32_t i = 1; i < 8; i++) {
+        EncodeJob job;
+        job.width = 90;
+        job.height = 70;
+        job.channels = channels;
+        job.sampling = sampling;
+        job.restart = i % 3;
+        SCOPED_TRACE(describe(job) + ", options " + std::to_string(i));
+        save(name, encodeToMemory(job, Rows::kTopDown, optionsAt(i)));
+        std::string said = run("ffmpeg -nostdin -v warning -i '" + name + "' -f null -");
+        // It overlooks some EOIs, whoever wrote the file.
+        const bool overlooks = said.find("EOI missing, emulating") != std::string::npos &&
+                               std::count(said.begin(), said.end(), '\n') == 1;
+        EXPECT_TRUE(said.empty() || overlooks) << said;
+      }
+    }
   }
   std::remove(name.c_str());
 }

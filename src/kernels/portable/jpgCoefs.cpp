@@ -1,4 +1,4 @@
-// The mask of a block's non-zero coefficients, and dequantisation, for any processor.
+// The masks of a block's non-zero coefficients and levels, and dequantisation, for any processor.
 #include <string.h>
 
 #include "kernels/portable/jpgPortable.h"
@@ -56,6 +56,20 @@ uint64_t portableNonZeroMask(const int16_t *block) {
   };
   forCoefficients(block, isAligned(block), take, [](uint32_t) {});
   return uint64_t{high} << 32 | low;
+}
+
+uint64_t portableLevelMask(const int16_t *levels, uint32_t shift) {
+  uint32_t half[2] = {0, 0};
+  for (uint32_t k = 0; k < kBlockSize; k += kHalfRow) {
+    uint32_t words[2];
+    memcpy(words, levels + k, sizeof(words));
+    if ((words[0] | words[1]) == 0) continue;
+    for (uint32_t i = k; i < k + kHalfRow; i++) {
+      const int32_t magnitude = levels[i] < 0 ? -levels[i] : levels[i];
+      if (magnitude >> shift != 0) half[k / 32] |= 1U << i % 32;
+    }
+  }
+  return uint64_t{half[1]} << 32 | half[0];
 }
 
 uint32_t portableDequantise(const int16_t *in, const int16_t *steps, int16_t *out) {

@@ -1,6 +1,7 @@
 // Blocks straight from whole MCUs of pixels, for any processor: the result of the conversion and
-// gathering routines of jpgWMcu.cpp without their work area. Chroma is decimated, so it is
-// computed only for the pixels that are kept.
+// gathering routines of jpgWMcu.cpp without their work area, or that of jpgWAverage.cpp. Chroma
+// that is decimated is computed only for the pixels that are kept; averages are computed from the
+// sums of the pixels, with a single rounding.
 #include "kernels/portable/jpgPortable.h"
 #include "share/jpgArith.h"
 #include "share/jpgSamples.h"
@@ -61,15 +62,62 @@ void loadChroma(const uint8_t *in, ptrdiff_t stride, int16_t *out) {
   }
 }
 
+// The sums of a group's pixels, kAcross x kDown.
+struct Sums {
+  int32_t b, g, r;
+};
+
 template <uint32_t kAcross, uint32_t kDown>
-void loadYcc(const uint8_t *in, ptrdiff_t stride, int16_t *blocks) {
+inline Sums sumGroup(const uint8_t *in, ptrdiff_t stride) {
+  Sums s = {in[0], in[1], in[2]};
+  for (uint32_t i = 1; i < kAcross * kDown; i++) {
+    const uint8_t *pixel = in + stride * static_cast<ptrdiff_t>(i / kAcross);
+    pixel += i % kAcross * kPixelBytes;
+    s = {s.b + pixel[0], s.g + pixel[1], s.r + pixel[2]};
+  }
+  return s;
+}
+
+// A block of Cb and one of Cr, the averages of groups of pixels.
+template <uint32_t kAcross, uint32_t kDown>
+void averageChroma(const uint8_t *in, ptrdiff_t stride, int16_t *out) {
+  constexpr uint32_t kShift = kFractionBits + (kAcross - 1) + (kDown - 1);
+  constexpr int32_t kRounding = 1 << (kShift - 1);
+  const Factors f = *factors();
+  for (uint32_t y = 0; y < 8; y++, in += stride * ptrdiff_t{kDown}) {
+    const uint8_t *pixel = in;
+    for (uint32_t x = 0; x < 8; x++, pixel += kPixelBytes * kAcross, out++) {
+      const Sums s = sumGroup<kAcross, kDown>(pixel, stride);
+      const int32_t cb = s.g * f.cbGreen + s.r * f.cbRed + (s.b << kHalfFactorBits) + kRounding;
+      const int32_t cr = s.g * f.crGreen + s.b * f.crBlue + (s.r << kHalfFactorBits) + kRounding;
+      out[0] = static_cast<int16_t>(asr(cb, kShift));
+      out[kBlockSize] = static_cast<int16_t>(asr(cr, kShift));
+    }
+  }
+}
+
+// The blocks of Y; returns the position behind them.
+template <uint32_t kAcross, uint32_t kDown>
+inline int16_t *loadLumaBlocks(const uint8_t *in, ptrdiff_t stride, int16_t *blocks) {
   for (uint32_t v = 0; v < kDown; v++) {
     for (uint32_t h = 0; h < kAcross; h++, blocks += kBlockSize) {
       loadLuma(in + stride * static_cast<ptrdiff_t>(8 * v) + size_t{8} * kPixelBytes * h, stride,
                blocks);
     }
   }
-  loadChroma<kAcross>(in, stride * ptrdiff_t{kDown}, blocks);
+  return blocks;
+}
+
+template <uint32_t kAcross, uint32_t kDown>
+void loadYcc(const uint8_t *in, ptrdiff_t stride, int16_t *blocks) {
+  int16_t *chroma = loadLumaBlocks<kAcross, kDown>(in, stride, blocks);
+  loadChroma<kAcross>(in, stride * ptrdiff_t{kDown}, chroma);
+}
+
+template <uint32_t kAcross, uint32_t kDown>
+void averageYcc(const uint8_t *in, ptrdiff_t stride, int16_t *blocks) {
+  int16_t *chroma = loadLumaBlocks<kAcross, kDown>(in, stride, blocks);
+  averageChroma<kAcross, kDown>(in, stride, chroma);
 }
 
 }  // namespace
@@ -82,5 +130,7 @@ void portableLoadGray(const uint8_t *in, ptrdiff_t stride, int16_t *blocks) {
 
 constexpr LoadKernels portableLoadYcc = {{loadYcc<1, 1>, loadYcc<1, 2>},
                                          {loadYcc<2, 1>, loadYcc<2, 2>}};
+constexpr LoadKernels portableAverageYcc = {{loadYcc<1, 1>, averageYcc<1, 2>},
+                                            {averageYcc<2, 1>, averageYcc<2, 2>}};
 
 }  // namespace jpg

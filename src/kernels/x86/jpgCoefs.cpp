@@ -1,5 +1,5 @@
-// The mask of a block's non-zero coefficients in zig-zag order, and dequantisation, which returns
-// the position of the last non-zero product.
+// The mask of a block's non-zero coefficients in zig-zag order, that of its levels, and
+// dequantisation, which returns the position of the last non-zero product.
 #include <immintrin.h>
 
 #include "kernels/x86/jpgAvx2.h"
@@ -37,6 +37,20 @@ uint64_t avx2NonZeroMask(const int16_t *block) {
   const __m128i any = _mm_or_si128(_mm_or_si128(rows[0], rows[1]), _mm_or_si128(rows[2], rows[3]));
   if (_mm_testz_si128(any, any) != 0) return 0;
   return group<0>(rows) | group<1>(rows) | group<2>(rows) | group<3>(rows);
+}
+
+uint64_t avx2LevelMask(const int16_t *levels, uint32_t shift) {
+  const __m128i count = _mm_cvtsi32_si128(static_cast<int>(shift));
+  uint64_t present = 0;
+  for (int k = 0; k < 64; k += 32) {
+    const auto *p = reinterpret_cast<const __m256i *>(levels + k);
+    const __m256i a = _mm256_srl_epi16(_mm256_abs_epi16(_mm256_loadu_si256(p)), count);
+    const __m256i b = _mm256_srl_epi16(_mm256_abs_epi16(_mm256_loadu_si256(p + 1)), count);
+    const __m256i packed = _mm256_permute4x64_epi64(_mm256_packs_epi16(a, b), 0xD8);
+    const __m256i zero = _mm256_cmpeq_epi8(packed, _mm256_setzero_si256());
+    present |= static_cast<uint64_t>(~static_cast<uint32_t>(_mm256_movemask_epi8(zero))) << k;
+  }
+  return present;
 }
 
 uint32_t avx2Dequantise(const int16_t *in, const int16_t *steps, int16_t *out) {

@@ -1,4 +1,4 @@
-// The inverse transform of portable/jpgIdct.cpp: all eight columns, then all eight rows at once.
+// The inverse transforms of portable/jpgIdct.cpp: all eight columns, then all eight rows at once.
 //
 // Products of 16-bit factors are formed and added in pairs (vpmaddwd), modulo 2^32 as there.
 // The row pass needs the column pass's output in 16 bits; a block that might exceed them goes
@@ -37,9 +37,20 @@ struct Line {
   __m256i y[8];
 };
 
-// Eight one-dimensional transforms of x[0..7], shifted right by kShift. q1 is the factor of x1 in
-// the first rotation's second sum.
-template <int kShift>
+// A pass: its right shift, and how many fraction bits it drops ahead of the odd part's products by
+// c4.
+template <int kShiftOfPass, int kDroppedInPass>
+struct Pass {
+  static constexpr int kShift = kShiftOfPass, kDropped = kDroppedInPass;
+  static constexpr int kOddC4 = kC4 >> (12 - kDropped);
+};
+using UsualColumns = Pass<9, 12>;
+using AccurateColumns = Pass<9, 8>;
+using Rows = Pass<17, 12>;
+
+// Eight one-dimensional transforms of x[0..7], shifted right. q1 is the factor of x1 in the first
+// rotation's second sum.
+template <typename P>
 [[gnu::always_inline]] inline Line transform(const __m128i *x, __m128i q1) {
   const __m256i x17 = pairs(x[1], x[7]), x35 = pairs(x[3], x[5]);
   const __m256i x04 = pairs(x[0], x[4]), x26 = pairs(x[2], x[6]);
@@ -47,11 +58,11 @@ template <int kShift>
   const __m256i q = _mm256_madd_epi16(x17, pairs(q1, _mm_set1_epi16(-kC1)));
   const __m256i u = times(x35, kC3, kS3), v = times(x35, -kS3, kC3);
   const __m256i t1 = _mm256_sub_epi32(p, u), t2 = _mm256_sub_epi32(q, v);
-  const __m256i c4 = _mm256_set1_epi32(kC4);
+  const __m256i c4 = _mm256_set1_epi32(P::kOddC4);
   const __m256i o[4] = {
       _mm256_add_epi32(p, u),
-      _mm256_mullo_epi32(roundShift<12>(_mm256_add_epi32(t1, t2)), c4),
-      _mm256_mullo_epi32(roundShift<12>(_mm256_sub_epi32(t1, t2)), c4),
+      _mm256_mullo_epi32(roundShift<P::kDropped>(_mm256_add_epi32(t1, t2)), c4),
+      _mm256_mullo_epi32(roundShift<P::kDropped>(_mm256_sub_epi32(t1, t2)), c4),
       _mm256_add_epi32(q, v),
   };
   const __m256i e0 = times(x04, kC4, kC4), e1 = times(x04, kC4, -kC4);
@@ -60,8 +71,8 @@ template <int kShift>
                         _mm256_sub_epi32(e0, r)};
   Line line;
   for (int k = 0; k < 4; k++) {
-    line.y[k] = roundShift<kShift>(_mm256_add_epi32(e[k], o[k]));
-    line.y[7 - k] = roundShift<kShift>(_mm256_sub_epi32(e[k], o[k]));
+    line.y[k] = roundShift<P::kShift>(_mm256_add_epi32(e[k], o[k]));
+    line.y[7 - k] = roundShift<P::kShift>(_mm256_sub_epi32(e[k], o[k]));
   }
   return line;
 }
@@ -154,7 +165,7 @@ struct SparseLine {
 // One-dimensional transforms of lines whose values 4 to 7 are 0, from the pairs (x0, x2) and
 // (x1, x3). plus3 and minus3 are the factor pairs (q1, -kS3) and (q1, kS3), with q1 as for
 // transform().
-template <typename Lanes, int kShift>
+template <typename Lanes, typename P>
 [[gnu::always_inline]] inline SparseLine<Lanes> transformSparse(typename Lanes::Word x02,
                                                                 typename Lanes::Word x13,
                                                                 typename Lanes::Word plus3,
@@ -162,18 +173,19 @@ template <typename Lanes, int kShift>
   using Word = typename Lanes::Word;
   const auto with = [](Word x, int a, int b) { return Lanes::madd(x, Lanes::all(pairOf(a, b))); };
   const auto round = [](Word v, int half) { return Lanes::add(v, Lanes::all(half)); };
-  const Word t1 = with(x13, kC1, -kC3), t2 = Lanes::madd(x13, minus3), c4 = Lanes::all(kC4);
-  const Word sum = Lanes::template shift<12>(round(Lanes::add(t1, t2), 1 << 11));
-  const Word difference = Lanes::template shift<12>(round(Lanes::sub(t1, t2), 1 << 11));
+  const Word t1 = with(x13, kC1, -kC3), t2 = Lanes::madd(x13, minus3), c4 = Lanes::all(P::kOddC4);
+  constexpr int kHalf = 1 << (P::kDropped - 1);
+  const Word sum = Lanes::template shift<P::kDropped>(round(Lanes::add(t1, t2), kHalf));
+  const Word difference = Lanes::template shift<P::kDropped>(round(Lanes::sub(t1, t2), kHalf));
   const Word o[4] = {with(x13, kC1, kC3), Lanes::times(sum, c4), Lanes::times(difference, c4),
                      Lanes::madd(x13, plus3)};
   const Word e[4] = {with(x02, kC4, kC2), with(x02, kC4, kS2), with(x02, kC4, -kS2),
                      with(x02, kC4, -kC2)};
   SparseLine<Lanes> line;
   for (int k = 0; k < 4; k++) {
-    const Word base = round(e[k], 1 << (kShift - 1));
-    line.y[k] = Lanes::template shift<kShift>(Lanes::add(base, o[k]));
-    line.y[7 - k] = Lanes::template shift<kShift>(Lanes::sub(base, o[k]));
+    const Word base = round(e[k], 1 << (P::kShift - 1));
+    line.y[k] = Lanes::template shift<P::kShift>(Lanes::add(base, o[k]));
+    line.y[7 - k] = Lanes::template shift<P::kShift>(Lanes::sub(base, o[k]));
   }
   return line;
 }
@@ -197,31 +209,39 @@ __m256i gatherPairs(const __m128i *rows) {
 // Zig-zag positions up to here lie in rows and columns 0 to 3.
 constexpr uint32_t kLastSparse = 9;
 
+// What x1 is multiplied by in the column pass: itself in the usual transform, as in the portable
+// routine. Required.
+template <typename Columns>
+__m128i firstFactor(__m128i x1) {
+  return Columns::kDropped == UsualColumns::kDropped ? x1 : _mm_set1_epi16(kS1);
+}
+
 // A block with coefficients in rows and columns 0 to 3 only.
+template <typename Columns>
 void makeSparse(const __m128i *x, int16_t *block) {
-  const __m128i x13 = _mm_unpacklo_epi16(x[1], x[3]);
-  const __m128i plus3 = _mm_unpacklo_epi16(x[1], _mm_set1_epi16(-kS3));
-  const __m128i minus3 = _mm_unpacklo_epi16(x[1], _mm_set1_epi16(kS3));
+  const __m128i x13 = _mm_unpacklo_epi16(x[1], x[3]), q1 = firstFactor<Columns>(x[1]);
+  const __m128i plus3 = _mm_unpacklo_epi16(q1, _mm_set1_epi16(-kS3));
+  const __m128i minus3 = _mm_unpacklo_epi16(q1, _mm_set1_epi16(kS3));
   const SparseLine<Four> columns =
-      transformSparse<Four, 9>(_mm_unpacklo_epi16(x[0], x[2]), x13, plus3, minus3);
+      transformSparse<Four, Columns>(_mm_unpacklo_epi16(x[0], x[2]), x13, plus3, minus3);
   __m128i rows[4];
   for (int k = 0; k < 4; k++) rows[k] = pairColumns(columns.y[2 * k], columns.y[2 * k + 1]);
   const SparseLine<Eight> lines =
-      transformSparse<Eight, 17>(gatherPairs<0x88>(rows), gatherPairs<0xDD>(rows),
-                                 Eight::all(pairOf(kS1, -kS3)), Eight::all(pairOf(kS1, kS3)));
+      transformSparse<Eight, Rows>(gatherPairs<0x88>(rows), gatherPairs<0xDD>(rows),
+                                   Eight::all(pairOf(kS1, -kS3)), Eight::all(pairOf(kS1, kS3)));
   Line out;
   for (int k = 0; k < 8; k++) out.y[k] = lines.y[k];
   storeSamples(out, block);
 }
 
+template <typename Columns>
 void makeDense(__m128i *x, int16_t *block) {
-  // x1 * x1, as in the column pass of the portable routine: required.
-  const Transposed t = transpose(transform<9>(x, x[1]));
+  const Transposed t = transpose(transform<Columns>(x, firstFactor<Columns>(x[1])));
   for (int k = 0; k < 4; k++) {
     x[k] = _mm256_castsi256_si128(t.row[k]);
     x[k + 4] = _mm256_extracti128_si256(t.row[k], 1);
   }
-  storeSamples(transform<17>(x, _mm_set1_epi16(kS1)), block);
+  storeSamples(transform<Rows>(x, _mm_set1_epi16(kS1)), block);
 }
 
 // A block with DC alone: 64 equal samples.
@@ -236,9 +256,9 @@ void makeFlat(int16_t *block) {
   }
 }
 
-}  // namespace
-
-void avx2InverseTransform(int16_t *block, uint32_t last) {
+template <typename Columns>
+[[gnu::always_inline]] inline void transformBlock(int16_t *block, uint32_t last,
+                                                  InverseKernel portable) {
   if (last == 0) {
     makeFlat(block);
     return;
@@ -249,12 +269,22 @@ void avx2InverseTransform(int16_t *block, uint32_t last) {
     x[k] = _mm_loadu_si128(reinterpret_cast<const __m128i *>(block + 8 * k));
   }
   if (last <= kLastSparse && isModest<4>(x)) {
-    makeSparse(x, block);
+    makeSparse<Columns>(x, block);
   } else if (last > kLastSparse && isModest<8>(x)) {
-    makeDense(x, block);
+    makeDense<Columns>(x, block);
   } else {
-    jpgIdct8x8(block, last);
+    portable(block, last);
   }
+}
+
+}  // namespace
+
+void avx2InverseTransform(int16_t *block, uint32_t last) {
+  transformBlock<UsualColumns>(block, last, jpgIdct8x8);
+}
+
+void avx2AccurateTransform(int16_t *block, uint32_t last) {
+  transformBlock<AccurateColumns>(block, last, jpgAccurateIdct8x8);
 }
 
 namespace {

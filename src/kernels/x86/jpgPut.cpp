@@ -3,6 +3,7 @@
 #include <string.h>
 
 #include "kernels/x86/jpgAvx2.h"
+#include "kernels/x86/jpgColour.h"
 
 namespace jpg {
 namespace {
@@ -10,14 +11,6 @@ namespace {
 constexpr uint32_t kCell = 8;        // samples of a block, both ways
 constexpr uint32_t kBlockSize = 64;  // samples of a block
 constexpr uint32_t kPixelBytes = 3;
-
-// Multipliers, scaled by 2^15, with which _mm_mulhrs_epi16 gives exactly the colour tables'
-// entries for every sample of -128..127 (a test compares them all). 1.772 and 1.402 are above 1,
-// so the sample itself is added for blue and red.
-constexpr int16_t kCbBlue = 25297;    // 0.772
-constexpr int16_t kCbGreen = -11277;  // -0.34414
-constexpr int16_t kCrGreen = -23401;  // -0.71414
-constexpr int16_t kCrRed = 13173;     // 0.402
 
 __m128i loadRow(const int16_t *samples) {
   return _mm_loadu_si128(reinterpret_cast<const __m128i *>(samples));

@@ -69,6 +69,9 @@ size_t peakBytes();
 size_t openFiles();
 size_t wrongFrees();  // frees of what isn't a live block; the block is left alone
 
+// The first word of the block that was freed last, as it was ahead of its release.
+uint32_t lastFreedWord();
+
 OpenArguments lastOpen();
 
 }  // namespace faulty

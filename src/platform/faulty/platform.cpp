@@ -33,6 +33,7 @@ struct State {
   uint32_t shrinkAt = UINT32_MAX;  // read
   size_t shrunkSize = 0;           // bytes
   bool plainProcessor = false;
+  uint32_t freedWord = 0;
 };
 
 State &state() {
@@ -150,6 +151,7 @@ size_t liveBytes() { return state().liveBytes; }
 size_t peakBytes() { return state().peakBytes; }
 size_t openFiles() { return state().openFiles; }
 size_t wrongFrees() { return state().wrongFrees; }
+uint32_t lastFreedWord() { return state().freedWord; }
 OpenArguments lastOpen() { return state().lastOpen; }
 
 }  // namespace faulty
@@ -191,6 +193,8 @@ BOOL HeapFree(HANDLE /*heap*/, DWORD flags, void *block) {
   const bool fault = faulty::fails(Operation::kFree) || flags != 0;
   size_t bytes = 0;
   if (!faulty::removeBlock(block, &bytes)) return 0;
+  uint32_t *word = &faulty::state().freedWord;
+  if (bytes >= sizeof(*word)) memcpy(word, block, sizeof(*word));
   faulty::fill(block, bytes);
   faulty::giveBlock(block, bytes);
   return fault ? 0 : 1;

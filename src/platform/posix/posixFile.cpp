@@ -2,6 +2,7 @@
 
 #include <errno.h>
 #include <fcntl.h>
+#include <stdlib.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -78,9 +79,11 @@ bool toUtf8(const JpgWChar *name, char *out, size_t size) {
 }
 
 HANDLE openFile(const JpgWChar *name, DWORD access, DWORD creation) {
-  char path[kMaxPath + 4];
-  if (!toUtf8(name, path, sizeof(path))) return INVALID_HANDLE_VALUE;
-  const int fd = openDescriptor(path, access, creation);
+  constexpr size_t kRoom = kMaxPath + 4;
+  auto *path = static_cast<char *>(malloc(kRoom));  // too large for the stack
+  if (path == nullptr) return INVALID_HANDLE_VALUE;
+  const int fd = toUtf8(name, path, kRoom) ? openDescriptor(path, access, creation) : -1;
+  free(path);
   if (fd < 0) return INVALID_HANDLE_VALUE;
   if (isDirectory(fd)) {
     close(fd);

@@ -21,6 +21,8 @@ IMPORTS = {
     "msvcrt.dll": ["memcpy", "memset"],
 }
 IS_DLL = 0x2000
+HIGH_ENTROPY, DYNAMIC_BASE, NX_COMPATIBLE = 0x20, 0x40, 0x100  # of the loader
+EXECUTABLE, WRITABLE = 0x20000000, 0x80000000  # sections
 
 
 class WindowsDll(unittest.TestCase):
@@ -37,6 +39,13 @@ class WindowsDll(unittest.TestCase):
 
     def test_can_be_moved(self):
         self.assertTrue(self.pe.relocations())
+
+    def test_is_loaded_anywhere_and_runs_no_data(self):
+        wanted = DYNAMIC_BASE | NX_COMPATIBLE | (HIGH_ENTROPY if self.pe.wide else 0)
+        self.assertEqual(self.pe.dll_characteristics & wanted, wanted)
+        for section in self.pe.sections:
+            self.assertNotEqual(section.flags & (EXECUTABLE | WRITABLE), EXECUTABLE | WRITABLE,
+                                section.name)
 
     def test_holds_no_date(self):
         self.assertEqual(self.pe.time, 0)

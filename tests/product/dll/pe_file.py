@@ -55,7 +55,7 @@ class PeFile:
         self.os_version = struct.unpack_from("<HH", data, o + 40)
         self.subsystem_version = struct.unpack_from("<HH", data, o + 48)
         self.image_size, self.headers_size, self.checksum = struct.unpack_from("<III", data, o + 56)
-        self.subsystem = field(data, o + 68, "H")
+        self.subsystem, self.dll_characteristics = struct.unpack_from("<HH", data, o + 68)
         tables = o + (112 if self.wide else 96)
         self.directories = [struct.unpack_from("<II", data, tables + 8 * i)
                             for i in range(field(data, tables - 4, "I"))]

@@ -46,13 +46,13 @@ class Snippets(unittest.TestCase):
             self.assertEqual(snippets(WORK, "--update", copy).returncode, 0)
             self.assertEqual(copy.read_text(encoding="utf-8"), text)
 
-    def test_that_belong_to_no_example_are_told(self):
+    def test_code_outside_any_example_is_reported(self):
         WORK.mkdir(exist_ok=True)
         guide = WORK / "stray.md"
         guide.write_text("```c\nint x;\n```\n", encoding="utf-8")
         result = snippets(SOURCE, guide)
         self.assertEqual(result.returncode, 1)
-        self.assertIn("no example's", result.stdout)
+        self.assertIn("isn't in any example", result.stdout)
 
     def test_links_lead_somewhere(self):
         for guide in GUIDES + [SOURCE / "README.md", SOURCE / "docs/building.md"]:

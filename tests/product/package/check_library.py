@@ -65,7 +65,7 @@ jpgWriteWriteMarkerSegment
 IMPORTS = set("""
 close free fstat fstat64 __fxstat64 lseek lseek64 malloc memcpy memset open open64 read realloc
 write __errno_location __cxa_finalize __gmon_start__ _ITM_deregisterTMCloneTable
-_ITM_registerTMCloneTable __stack_chk_fail memmove raise
+_ITM_registerTMCloneTable __stack_chk_fail __stack_chk_guard memmove raise
 """.split())
 
 
@@ -93,7 +93,9 @@ class Library(unittest.TestCase):
 
     def test_needs_libc_alone(self):
         needed = re.findall(r"\(NEEDED\).*\[(.*)\]", output("readelf", "-d", LIBRARY))
-        self.assertEqual(needed, ["libc.so.6"])
+        # The loader, which is the C library's own, holds the stack protector's value on ARM.
+        self.assertEqual([name for name in needed if not name.startswith("ld-linux")],
+                         ["libc.so.6"])
 
     def test_has_its_soname(self):
         major = re.search(r"JPG_VERSION_MAJOR (\d+)", text("include/jpg.h")).group(1)

@@ -8,6 +8,7 @@ Only root may do that; other users unpack the packages instead, which is said.
 """
 import os
 import pathlib
+import platform
 import shutil
 import subprocess
 import sys
@@ -93,6 +94,9 @@ class Packages(unittest.TestCase):
         for name in NAMES:
             run("dpkg-deb", "-x", package(name), ROOT)
         self.use()
+        library = next(ROOT.rglob("libjpg.so.*"))
+        run(sys.executable, "-B", pathlib.Path(__file__).with_name("check_hardening.py"),
+            platform.machine(), library, ROOT / "usr/bin/jpgtool")
 
     def test_each_debian_package_has_its_part(self):
         library, dev, tool = ({line.split()[5] for line in

@@ -54,7 +54,7 @@ class Batch(Tool):
             f"jpgtool: {bad}: no start marker (FF D8) at byte 0 (0x80000109 JPG_E_NOT_JPEG)",
             f"jpgtool: {missing}: cannot open the file: no such file or directory "
             "(0x80000301 JPG_E_OPEN_FAILED)",
-            "jpgtool: of 6 files 2 failed, 0 delivered with damage"])
+            "jpgtool: 6 files: 2 failed, 0 decoded with damage"])
         self.assertEqual([self.read(f"o/p{i}.pgm") for i in range(4)], expected)
         self.assertEqual(len(os.listdir(self.path("o"))), 4)
 

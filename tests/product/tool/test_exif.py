@@ -207,7 +207,7 @@ class Thumbnail(Tool):
 
     def test_what_is_refused(self):
         name = self.compressed(flat_jpeg(13, 9, 3))
-        self.refused(1, "the bitmap goes into a .bmp file", "thumbnail", name, "-o",
+        self.refused(1, "the output must be a .bmp file", "thumbnail", name, "-o",
                      self.path("t.png"))
         os.symlink(name, self.path("l.bmp"))
         self.refused(1, "is the input file", "thumbnail", name, "-o", self.path("l.bmp"))

@@ -179,7 +179,7 @@ def main(tool, corpus):
         skip("exiftool isn't installed (scripts/setup.sh test)")
     folder = os.path.join(os.environ.get("JPG_CORPUS", corpus), "exif")
     if not os.path.isdir(folder):
-        skip(f"there is no folder {folder}")
+        skip(f"no files in {folder}: set JPG_CORPUS to a folder of JPEG files")
     files = sorted(os.path.join(folder, name) for name in os.listdir(folder))
     files_compared = entries_compared = 0
     different = []

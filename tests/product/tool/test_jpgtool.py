@@ -179,7 +179,7 @@ class Conventions(Tool):
             ("decode", SAMPLE, "-o"): "-o needs a value",
             ("decode", SAMPLE, "-o", "x.ppm", "--scale", "1/3"): "--scale",
             ("decode", SAMPLE, "-o", "x.ppm", "--raw=1"): "takes no value",
-            ("decode", SAMPLE, "--rows", "1:2", "--each-scan", "d"): "exclude each other",
+            ("decode", SAMPLE, "--rows", "1:2", "--each-scan", "d"): "can't be used together",
             ("decode", SAMPLE, "-o", "x.bmp", "--bits", "12"): "--bits takes 8, 16 or 24",
             ("decode", SAMPLE, "-o", "x.ppm", "--bits", "8"): "--bits needs -o OUT.bmp",
             ("decode", SAMPLE, "-o", "x.bmp", "--bits", "8", "--raw"): "--bits and --raw",
@@ -332,12 +332,12 @@ class Decode(Tool):
         told = self.write("d.jpg", flat_jpeg(9, 19, 1, first=8, dnl=19))
         out = self.check("decode", told, "-o", "-")
         self.assertEqual(out, b"P5\n9 19\n255\n" + bytes([136]) * 171)
-        self.assertIn(b"size: 9 x 0 (height told by a DNL segment)", self.check("info", told))
+        self.assertIn(b"size: 9 x 0 (height from a DNL segment)", self.check("info", told))
         half = self.check("decode", told, "-o", "-", "--scale", "1/2")
         self.assertEqual(half, b"P5\n5 10\n255\n" + bytes([136]) * 50)
         never = self.read("d.jpg").replace(b"\xff\xdc\x00\x04\x00\x13", b"")
-        self.refused(1, "doesn't tell its height (0x800000FE JPG_E_UNSUPPORTED)", "decode",
-                     self.write("n.jpg", never), "-o", "-")
+        self.refused(1, "no DNL segment after the scan (0x800000FE JPG_E_UNSUPPORTED)", "decode",
+                     self.write("n.jpg", never), "-o", "-", "--strict")
 
     def test_a_lossless_picture_whose_height_is_told_by_dnl(self):
         source = ppm(21, 37, lambda x, y: (7 * x, 5 * y, x * y % 256))
@@ -488,7 +488,7 @@ class Decode(Tool):
                   for name in (names[0], names[-1])]
         self.assertLess(errors[1], errors[0])
         self.refused(1, "fewer than --scans 11", "decode", self.path("p.jpg"), "-o", "-", "--scans", "11")
-        self.refused(1, "no scans to choose", "decode", SAMPLE, "-o", "-", "--scans", "1")
+        self.refused(1, "--scans needs a progressive file", "decode", SAMPLE, "-o", "-", "--scans", "1")
         self.refused(64, "needs -o", "decode", SAMPLE, "-o", "-", "--each-scan", "x")
 
 
@@ -571,11 +571,11 @@ class Bitmaps(Tool):
         self.check("decode", gray, "-o", self.path("g.bmp"), "--bits", "8")
         self.assertEqual(parse_bmp(self.read("g.bmp")), (9, 7, 8, bytes([136]) * 63))
         for bits in ("16", "24"):
-            self.refused(1, "grey goes into --bits 8 only (0x800000FE", "decode", gray, "-o",
+            self.refused(1, "grey files need --bits 8 (0x800000FE", "decode", gray, "-o",
                          self.path("x.bmp"), "--bits", bits)
         told = self.write("d.jpg", flat_jpeg(9, 7, 3, dnl=7))
-        self.refused(1, "header tells its height", "decode", told, "-o", self.path("x.bmp"),
-                     "--bits", "8")
+        self.refused(1, "--bits needs the height in the frame header", "decode", told, "-o", self.path("x.bmp"),
+                     "--bits", "8", "--strict")
         four = self.write("4.jpg", flat_jpeg(9, 7, 4))
         self.refused(1, "grey or three", "decode", four, "-o", self.path("x.bmp"), "--bits", "24")
         picture = self.write("p.ppm", ppm(30, 20, lambda x, y: (8 * x, 12 * y, 99)))

@@ -66,7 +66,7 @@ class ManualPage(Tool):
             self.check("help", command)
 
     def test_the_statuses_stand_in_it(self):
-        self.assertIn("EXIT STATUS 0 done 1 error 2 delivered with damage 64 wrong usage",
+        self.assertIn("EXIT STATUS 0 done 1 error 2 decoded with damage 64 wrong usage",
                       self.rendered())
 
 

@@ -29,15 +29,15 @@ class Places(Tool):
         three = flat_jpeg(8, 8, 3)
         cases = {
             "no start marker (FF D8) at byte 0": b"GIF89a",
-            "00 00 at byte 71, where a marker must stand": flat[:71] + b"\0\0" + flat[71:],
-            "FF FF at byte 71, where a marker must stand": flat[:71] + b"\xff" + flat[71:],
+            "00 00 at byte 71, not a marker": flat[:71] + b"\0\0" + flat[71:],
+            "FF FF at byte 71, not a marker": flat[:71] + b"\xff" + flat[71:],
             "the length of the DHT segment at byte 84 is 1": flat[:86] + b"\0\1" + flat[88:],
             "the DHT segment at byte 84 goes beyond the end of the file":
                 flat[:86] + b"\x7f\0" + flat[88:],
             "the length of the DRI segment at byte 2 is 5":
                 flat[:2] + segment(0xDD, b"\0\0\0") + flat[2:],
-            "the file ends at byte 84, ahead of a scan": flat[:84],
-            "the frame SOF9 at byte 71 is of a kind that is not supported":
+            "the file ends at byte 84, before the first scan": flat[:84],
+            "the frame SOF9 at byte 71 is not a supported type":
                 flat[:72] + b"\xc9" + flat[73:],
             "the frame SOF0 at byte 71 has sampling factors 3 x 1":
                 three[:82] + b"\x31" + three[83:],
@@ -101,7 +101,7 @@ class Places(Tool):
                                   (["--rows", "16:64"], 6, 7), (["--rows", "55:56"], 6, 7)):
             self.refused(1, f" near byte {start + 12 * row + byte} (0x80001801", "decode", name,
                          "-o", self.path("r.pgm"), "--strict", *option)
-        self.check("decode", name, "-o", self.path("r.pgm"), "--rows", "56:64")
+        self.check("decode", name, "-o", self.path("r.pgm"), "--rows", "56:64", "--strict")
 
     def test_data_that_end_early_are_named_by_their_end(self):
         for cut in (9000, 20000):
@@ -141,7 +141,7 @@ class Places(Tool):
 class Limits(Tool):
     def test_a_header_that_lies_is_refused_ahead_of_decoding(self):
         lie = self.write("l.jpg", with_size(PHOTO, 65535, 65535))
-        text = ("its header asks for 65535 x 65535 pixels, more than --max-pixels 500000000 "
+        text = ("its header gives 65535 x 65535 pixels, more than --max-pixels 500000000 "
                 "(0x800000FE JPG_E_UNSUPPORTED)")
         for words in (["decode", lie, "-o", self.path("x.bmp"), "--keep-going"],
                       ["decode", lie, "-o", self.path("x.ppm"), "--scale", "1/8"],
@@ -163,7 +163,7 @@ class Limits(Tool):
 
     def test_a_height_told_by_dnl_counts_too(self):
         told = self.write("d.jpg", flat_jpeg(9, 19, 1, dnl=19))
-        self.refused(1, "asks for 9 x 19 pixels, more than --max-pixels 170", "decode", told, "-o",
+        self.refused(1, "gives 9 x 19 pixels, more than --max-pixels 170", "decode", told, "-o",
                      self.path("x.pgm"), "--max-pixels", "170")
         self.check("decode", told, "-o", self.path("x.pgm"), "--max-pixels", "171")
 
@@ -210,7 +210,7 @@ class Limits(Tool):
         for name in (grey, plain, coded):
             with self.subTest(name):
                 self.check("encode", name, "-o", out, "--max-pixels", "42")
-                self.refused(1, "its header asks for 6 x 7 pixels, more than --max-pixels 41 "
+                self.refused(1, "its header gives 6 x 7 pixels, more than --max-pixels 41 "
                              "(0x800000FE JPG_E_UNSUPPORTED)", "encode", name, "-o", out,
                              "--max-pixels", "41")
                 os.unlink(out)  # of the first call

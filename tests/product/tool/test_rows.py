@@ -82,8 +82,8 @@ class Rows(Tool):
         words = ["decode", broken, "-o", self.path("x.ppm"), "--strict"]
         self.refused(1, "near byte", *words)
         self.refused(1, "near byte", *words, "--rows", "15:17")
-        below = self.check("decode", broken, "-o", "-", "--rows", "16:131")
-        self.assertEqual(below, self.check("decode", name, "-o", "-", "--rows", "16:131"))
+        below = self.check("decode", broken, "-o", "-", "--rows", "16:131", "--strict")
+        self.assertEqual(below, self.check("decode", name, "-o", "-", "--rows", "16:131", "--strict"))
 
     def test_markers_that_are_missing_or_out_of_order_are_no_guide(self):
         # Nine rows of MCUs, RST0 to RST7 between them. The rows are those of the whole picture,
@@ -113,7 +113,7 @@ class Rows(Tool):
                                      whole[first * row : end * row])
 
     def test_the_last_interval_may_end_with_a_marker_or_without(self):
-        with open(self.encode("r.jpg", "--restart", "5", size=(WIDTH, 48)), "rb") as file:
+        with open(self.encode("r.jpg", "--restart", "5", "--strict", size=(WIDTH, 48)), "rb") as file:
             data = file.read()
         self.assertEqual(data[-4:], b"\xff\xd2\xff\xd9")
         scan = data.index(b"\xff\xda") + 14
@@ -123,7 +123,7 @@ class Rows(Tool):
             # That the intervals above are passed over shows where one of them is damaged.
             first = whole.index(b"\xff\xd0", scan)
             broken = whole[:scan] + b"\xfe" * (first - scan) + whole[first:]
-            self.check("decode", self.write("b.jpg", broken), "-o", "-", "--rows", "16:48")
+            self.check("decode", self.write("b.jpg", broken), "-o", "-", "--rows", "16:48", "--strict")
 
     def test_either_end_may_be_missing(self):
         whole = self.check("decode", SAMPLE, "-o", "-", "--rows", ":")

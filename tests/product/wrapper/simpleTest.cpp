@@ -52,7 +52,7 @@ TEST(Simple, PicturesOfEveryKindComeBack) {
   for (const uint32_t bits : {8U, 16U}) {
     for (uint32_t channels = 1; channels <= 4; channels++) {
       const jpg::Picture picture = pictureOf(21, 17, channels, bits);
-      jpg::WriteOptions options;
+      jpg::SaveSettings options;
       options.lossless = true;
       options.predictor = 4;
       ASSERT_RESULT(JPG_OK, jpg::write(name.c_str(), picture, options).code());
@@ -86,7 +86,7 @@ TEST(Simple, AFailureLeavesTheOldFileAndNoOther) {
   const Folder folder;
   const std::string name = folder / "a.jpg";
   std::ofstream(name) << "old";
-  jpg::WriteOptions options;
+  jpg::SaveSettings options;
   options.quality = 101;
   EXPECT_RESULT(JPG_E_INVALID_PARAMETER,
                 jpg::write(name.c_str(), pictureOf(8, 8, 3, 8), options).code());

@@ -54,6 +54,47 @@ size_t find(const Bytes &stream, uint8_t marker) {
   return static_cast<size_t>(at - stream.begin());
 }
 
+// The marker of the first frame header.
+uint8_t frameOf(const Bytes &stream) {
+  for (const uint8_t marker : {uint8_t{0xC0}, uint8_t{0xC2}, uint8_t{0xC3}}) {
+    if (find(stream, marker) < stream.size()) return marker;
+  }
+  return 0;
+}
+
+TEST(Writer, TakesTheOptionsOfTheLibrary) {
+  using jpg::WriteOptions;
+  const jpg::Picture source = noise({40, 30, 3, 8}, 9);
+  const struct {
+    WriteOptions options;
+    uint32_t flags;
+    uint8_t frame;
+  } kCases[] = {
+      {WriteOptions::kNone, 0, 0xC0},
+      {WriteOptions::kAverage, JPG_WRITE_AVERAGE, 0xC0},
+      {WriteOptions::kAverage | WriteOptions::kOptimize, JPG_WRITE_AVERAGE | JPG_WRITE_OPTIMIZE,
+       0xC0},
+      {WriteOptions::kSmallest, JPG_WRITE_AVERAGE | JPG_WRITE_PROGRESSIVE, 0xC2},
+  };
+  const Folder folder;
+  for (const auto &c : kCases) {
+    auto byOptions = jpg::MemoryWriter::create(c.options);
+    ASSERT_RESULT(JPG_OK, byOptions.code());
+    EXPECT_RESULT(JPG_OK, byOptions->encode(source).code());
+    const Bytes stream = finished(std::move(*byOptions));
+    EXPECT_EQ(frameOf(stream), c.frame);
+    jpg::MemoryWriter byFlags = writer(c.flags);
+    EXPECT_RESULT(JPG_OK, byFlags.encode(source).code());
+    EXPECT_TRUE(finished(std::move(byFlags)) == stream);
+    const std::string path = folder.file("options.jpg");
+    auto file = jpg::FileWriter::create(path.c_str(), c.options);
+    ASSERT_RESULT(JPG_OK, file.code());
+    EXPECT_RESULT(JPG_OK, file->encode(source).code());
+    EXPECT_RESULT(JPG_OK, file->finish().code());
+    EXPECT_EQ(std::filesystem::file_size(path), stream.size());
+  }
+}
+
 TEST(Writer, LosslessSamplesComeBack) {
   for (uint32_t bits = 2; bits <= 16; bits++) {
     for (uint32_t channels = 1; channels <= 4; channels++) {

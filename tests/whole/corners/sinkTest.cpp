@@ -67,6 +67,53 @@ TEST(Sink, MayComeUpShortInEveryLineOfALosslessPicture) {
   }
 }
 
+// A picture that is held goes out in the epilog, where the output comes up short then.
+TEST(Sink, MayComeUpShortAtEveryByteOfAPictureThatIsHeld) {
+  constexpr uint32_t kLength = 1600;  // more than the streams have behind the segment
+  for (const uint32_t flags : {JPG_WRITE_OPTIMIZE, JPG_WRITE_PROGRESSIVE}) {
+    for (const bool lossless : {false, true}) {
+      for (uint32_t left = 1; left < kLength; left++) {
+        faulty::reset();
+        JPGHANDLE h = nullptr;
+        ASSERT_RESULT(JPG_OK, jpgWritePrologToFile(u"/dev/full", flags, &h));
+        ASSERT_RESULT(JPG_OK, writeBehind(h, left, lossless, 0x00111111));
+        EXPECT_RESULT(JPG_E_WRITE_FAULT, jpgWriteEpilogToFile(h)) << left;
+        EXPECT_EQ(0u, faulty::liveBlocks());
+        EXPECT_EQ(0u, faulty::openFiles());
+      }
+    }
+  }
+}
+
+// The data are gathered 4096 bytes at a time; the disk is full in the middle of them, with and
+// without restart intervals.
+TEST(Sink, MayComeUpShortWithinTheDataOfAPictureThatIsHeld) {
+  constexpr uint32_t kSide = 96;
+  Bytes samples(size_t{3} * kSide * kSide);
+  Random random(6);
+  for (uint8_t &s : samples) s = static_cast<uint8_t>(random.between(0, 255));
+  const JpgRect rect = {kSide, kSide, 3 * kSide, 24, 3, 8, samples.data(), 0, 0};
+  for (const uint32_t flags : {JPG_WRITE_OPTIMIZE, JPG_WRITE_PROGRESSIVE}) {
+    for (uint32_t kind = 0; kind < 4; kind++) {
+      const bool lossless = kind % 2 != 0;
+      for (uint32_t stages = 0; stages < 4; stages++) {
+        faulty::reset();
+        faulty::limitOutput(size_t{stages} * kStage, false);
+        const TempFile file({});
+        JPGHANDLE h = nullptr;
+        ASSERT_RESULT(JPG_OK, jpgWritePrologToFile(widePath(file.path()).c_str(), flags, &h));
+        EXPECT_RESULT(JPG_OK, jpgWriteSetQuantizationFactor(h, 100));
+        EXPECT_RESULT(JPG_OK, jpgWriteSetRestartInterval(h, kind < 2 ? 0 : kSide));
+        EXPECT_RESULT(JPG_OK, lossless ? jpgWriteSpatialFromRect(h, &rect, kSide)
+                                       : jpgWriteFromRect(h, &rect, kSide));
+        EXPECT_RESULT(JPG_E_WRITE_FAULT, jpgWriteEpilogToFile(h)) << stages;
+        EXPECT_EQ(0u, faulty::liveBlocks());
+      }
+    }
+  }
+  faulty::reset();
+}
+
 // No picture: DNL, of six bytes, and EOI come behind the segment.
 TEST(Sink, MayComeUpShortAtTheEnd) {
   for (uint32_t left = 1; left < 16; left++) {

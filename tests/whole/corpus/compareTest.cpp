@@ -9,13 +9,12 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <cmath>
 #include <cstdio>
-#include <cstdlib>
 #include <filesystem>
 #include <string>
 #include <vector>
 
+#include "corpus/beside.h"
 #include "jpg.h"
 #include "model/reader.h"
 #include "support/picture.h"
@@ -23,100 +22,10 @@
 namespace {
 
 namespace fs = std::filesystem;
-using jpgtest::Bytes;
-using jpgtest::FirstPass;
-using jpgtest::Model;
+using namespace jpgtest;
 
-std::string corpusFolder() {
-  const char *given = std::getenv("JPG_CORPUS");
-  return given != nullptr ? given : JPG_CORPUS_DIR;
-}
-
-Bytes contentsOf(const fs::path &path) {
-  Bytes data(static_cast<size_t>(fs::file_size(path)));
-  std::FILE *file = std::fopen(path.c_str(), "rb");
-  data.resize(std::fread(data.data(), 1, data.size(), file));
-  std::fclose(file);
-  return data;
-}
-
-struct Picture {
-  uint32_t width = 0, height = 0, channels = 0;
-  Bytes pixels;  // red first
-};
-
-// What a command prints as PGM or PPM; no pixels when it fails.
-Picture pictureOf(const std::string &command) {
-  Picture picture;
-  std::FILE *pipe = popen(command.c_str(), "r");
-  char kind = 0;
-  unsigned width = 0, height = 0;
-  if (std::fscanf(pipe, "P%c %u %u 255", &kind, &width, &height) == 3) {
-    std::getc(pipe);
-    picture = {width, height, kind == '6' ? 3U : 1U, {}};
-    picture.pixels.resize(size_t{width} * height * picture.channels);
-    const size_t n = std::fread(picture.pixels.data(), 1, picture.pixels.size(), pipe);
-    if (n != picture.pixels.size()) picture.pixels.clear();
-  }
-  if (pclose(pipe) != 0) picture.pixels.clear();
-  return picture;
-}
-
-// How two pictures differ.
-struct Difference {
-  double mean = 0, psnr = 99;
-  int worst = 0;
-};
-
-Difference compare(const Bytes &a, const Bytes &b) {
-  Difference d;
-  double sum = 0, squares = 0;
-  for (size_t i = 0; i < a.size(); i++) {
-    const int difference = std::abs(int{a[i]} - int{b[i]});
-    d.worst = std::max(d.worst, difference);
-    sum += difference;
-    squares += double(difference) * difference;
-  }
-  d.mean = sum / double(a.size());
-  if (squares > 0) d.psnr = 10 * std::log10(255.0 * 255.0 * double(a.size()) / squares);
-  return d;
-}
-
-JpgRect rectOf(Picture *picture) {
-  JpgRect rect = {};
-  rect.width = static_cast<int32_t>(picture->width);
-  rect.stride = static_cast<int32_t>(picture->width * picture->channels);
-  rect.bitsPerPixel = static_cast<int32_t>(8 * picture->channels);
-  rect.bits = picture->pixels.data();
-  return rect;
-}
-
-void swapBlueAndRed(Picture *picture) {
-  for (size_t i = 0; picture->channels == 3 && i < picture->pixels.size(); i += 3) {
-    std::swap(picture->pixels[i], picture->pixels[i + 2]);
-  }
-}
-
-// A picture of the size and kind of `like`, still empty.
-Picture emptyLike(const Picture &like) {
-  Picture picture = like;
-  std::fill(picture.pixels.begin(), picture.pixels.end(), uint8_t{0});
-  return picture;
-}
-
-Picture decodeWithLibrary(const Bytes &data, const Picture &like) {
-  Picture picture = emptyLike(like);
-  JPGHANDLE h = nullptr;
-  EXPECT_EQ(jpgReadPrologFromMemory(data.data(), static_cast<int32_t>(data.size()), 4, &h), JPG_OK);
-  const JpgRect rect = rectOf(&picture);
-  EXPECT_EQ(jpgReadToRect(h, &rect, static_cast<int32_t>(picture.height)), JPG_OK);
-  EXPECT_EQ(jpgReadEpilog(h), JPG_OK);
-  swapBlueAndRed(&picture);
-  return picture;
-}
-
-Picture decodeWithTextbook(const Bytes &data, const Picture &like) {
-  Picture picture = emptyLike(like);
+Decoded decodeWithTextbook(const Bytes &data, const Decoded &like) {
+  Decoded picture = emptyLike(like);
   Model model(FirstPass::kTextbook);
   EXPECT_EQ(model.openMemory(data, 4), JPG_OK);
   const JpgRect rect = rectOf(&picture);
@@ -126,8 +35,8 @@ Picture decodeWithTextbook(const Bytes &data, const Picture &like) {
 }
 
 // The first component of a three-component picture without colour conversion.
-Bytes luminance(const Bytes &data, const Picture &like) {
-  Picture picture = emptyLike(like);
+Bytes luminance(const Bytes &data, const Decoded &like) {
+  Decoded picture = emptyLike(like);
   Model model(FirstPass::kTextbook);
   EXPECT_EQ(model.openMemory(data, 4), JPG_OK);
   EXPECT_EQ(model.setNoColorConversion(), JPG_OK);
@@ -158,16 +67,9 @@ constexpr size_t kMaxFile = 400000;  // bytes; the model takes its time
 
 std::vector<fs::path> comparableFiles() {
   std::vector<fs::path> files;
-  for (const char *folder : {"made", "photos"}) {
-    const fs::path root = fs::path(corpusFolder()) / folder;
-    if (!fs::is_directory(root)) continue;
-    for (const auto &entry : fs::directory_iterator(root)) {
-      if (entry.file_size() <= kMaxFile && isComparable(contentsOf(entry.path()))) {
-        files.push_back(entry.path());
-      }
-    }
+  for (const fs::path &path : filesOf({"made", "photos"})) {
+    if (fs::file_size(path) <= kMaxFile && isComparable(contentsOf(path))) files.push_back(path);
   }
-  std::sort(files.begin(), files.end());
   return files;
 }
 
@@ -176,24 +78,21 @@ bool isYcbcr(const fs::path &path) { return path.filename().string().rfind("rgb"
 
 // False for what djpeg doesn't decode.
 bool compareFile(const fs::path &path) {
-  const std::string quoted = "'" + path.string() + "'";
-  const Picture theirs = pictureOf("djpeg -dct int -nosmooth " + quoted + " 2>/dev/null");
+  const Decoded theirs = byDjpeg(path, "-dct int -nosmooth");
   if (theirs.pixels.empty()) return false;
   const Bytes data = contentsOf(path);
-  const Difference ours = compare(decodeWithLibrary(data, theirs).pixels, theirs.pixels);
+  const Difference ours = compare(decodeWithLibrary(data, theirs, 0).pixels, theirs.pixels);
   const Difference textbook = compare(decodeWithTextbook(data, theirs).pixels, theirs.pixels);
   std::printf("%-36s %7.3f %7.2f %5d   %7.3f %7.2f %5d\n", path.filename().c_str(), ours.mean,
               ours.psnr, ours.worst, textbook.mean, textbook.psnr, textbook.worst);
   EXPECT_LE(textbook.worst, theirs.channels == 1 ? 1 : 4);
   if (theirs.channels == 1 || !isYcbcr(path)) return true;
-  const Picture gray = pictureOf("djpeg -dct int -nosmooth -grayscale " + quoted + " 2>/dev/null");
+  const Decoded gray = byDjpeg(path, "-dct int -nosmooth -grayscale");
   EXPECT_EQ(gray.pixels.size(), size_t{theirs.width} * theirs.height);
   if (gray.pixels.empty()) return true;
   EXPECT_LE(compare(luminance(data, theirs), gray.pixels).worst, 1);
   return true;
 }
-
-bool hasDjpeg() { return std::system("djpeg -version >/dev/null 2>&1 </dev/null") == 0; }
 
 // Streams of ours whose blocks have no vertical frequency 1.
 TEST(BesideAnIndependentDecoder, BlocksThatAvoidTheDepartureAgreeWithinALevel) {
@@ -205,9 +104,9 @@ TEST(BesideAnIndependentDecoder, BlocksThatAvoidTheDepartureAgreeWithinALevel) {
     std::FILE *file = std::fopen(name.c_str(), "wb");
     ASSERT_EQ(std::fwrite(data.data(), 1, data.size(), file), data.size());
     std::fclose(file);
-    const Picture theirs = pictureOf("djpeg -dct int -nosmooth '" + name + "' 2>/dev/null");
+    const Decoded theirs = byDjpeg(name, "-dct int -nosmooth");
     ASSERT_FALSE(theirs.pixels.empty());
-    EXPECT_LE(compare(decodeWithLibrary(data, theirs).pixels, theirs.pixels).worst, 1) << seed;
+    EXPECT_LE(compare(decodeWithLibrary(data, theirs, 0).pixels, theirs.pixels).worst, 1) << seed;
   }
   std::remove(name.c_str());
 }
@@ -236,10 +135,10 @@ int worstOfEdge(uint8_t above, uint8_t below) {
   std::FILE *file = std::fopen(name.c_str(), "wb");
   EXPECT_EQ(std::fwrite(data.data(), 1, data.size(), file), data.size());
   std::fclose(file);
-  const Picture theirs = pictureOf("djpeg -dct int -nosmooth '" + name + "' 2>/dev/null");
+  const Decoded theirs = byDjpeg(name, "-dct int -nosmooth");
   std::remove(name.c_str());
   EXPECT_EQ(theirs.pixels.size(), 64U);
-  return compare(decodeWithLibrary(data, theirs).pixels, theirs.pixels).worst;
+  return compare(decodeWithLibrary(data, theirs, 0).pixels, theirs.pixels).worst;
 }
 
 // What docs/quality.md says of edges: dark above light is tens of levels off, more so the steeper

@@ -220,7 +220,33 @@ Used useStream(const uint8_t *data, size_t size) {
       use.seekIntervals();
     }
   }
+  {
+    Use use(data, size, JPG_READ_COMPLETE | JPG_READ_ACCURATE | JPG_READ_SMOOTH, &used);
+    use.decode(JPG_PROGRESSIVE_ALL_SCANS);
+    use.decodeScaled();
+    use.seekIntervals();
+  }
   useInPieces(data, size, &used);
+  return used;
+}
+
+Used useLeniently(const uint8_t *data, size_t size) {
+  Used used;
+  const uint32_t flags = JPG_READ_LENIENT | JPG_READ_ACCURATE | JPG_READ_SMOOTH;
+  {
+    Use use(data, size, JPG_READ_LENIENT, &used);
+    if (!use.isOpen()) return used;
+    use.walkSegments();
+    use.readExif();
+    use.decode(JPG_PROGRESSIVE_NEXT_SCAN);
+    use.decodeScaled();
+    use.seekIntervals();
+  }
+  {
+    Use use(data, size, flags, &used);
+    if (!use.isLossless()) use.decodeBitmap(24, JPG_SCALE_FULL);
+    use.decodeScaled();
+  }
   return used;
 }
 

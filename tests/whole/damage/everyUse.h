@@ -24,6 +24,8 @@ constexpr int32_t kMaxRows = 48;
 constexpr int32_t kBand = 16;  // rows of a call
 constexpr uint64_t kMaxPixels = 1 << 18;
 Used useStream(const uint8_t *data, size_t size);
+// The same, more briefly, with a handle that reads leniently; it opens streams that others don't.
+Used useLeniently(const uint8_t *data, size_t size);
 
 }  // namespace jpgtest
 

@@ -7,7 +7,7 @@
 //
 // Each run must give documented results only, close its handles, leave nothing alive and
 // leave later handles unaffected. Prints what was swept; exit status 0 when all held. With
-// JPG_SWEEP=long every size is swept, else every size near the ends of the library's buffers
+// JPG_TEST_LENGTH=long every size is swept, else every size near the ends of the library's buffers
 // and some between them.
 #include <algorithm>
 #include <cstdio>
@@ -145,7 +145,7 @@ void sweepScenario(Totals &totals, const Scenario &scenario, const Scenario &lat
 }
 
 bool longForm() {
-  const char *form = std::getenv("JPG_SWEEP");
+  const char *form = std::getenv("JPG_TEST_LENGTH");
   return form != nullptr && std::strcmp(form, "long") == 0;
 }
 
@@ -234,15 +234,32 @@ void checkExports(Totals &totals) {
 }
 
 void printFunctions(Totals &totals) {
-  std::printf("\n%-34s %7s %7s %7s\n", "function", "uses", "calls", "struck");
+  std::printf("\n%-34s %7s %7s %7s %7s\n", "function", "uses", "calls", "struck", "stack");
   for (const Function &f : functions()) {
-    std::printf("%-34s %7u %7u %7u\n", f.name, static_cast<unsigned>(f.scenarios),
-                static_cast<unsigned>(f.calls), static_cast<unsigned>(f.strikes));
+    std::printf("%-34s %7u %7u %7u %7u\n", f.name, static_cast<unsigned>(f.scenarios),
+                static_cast<unsigned>(f.calls), static_cast<unsigned>(f.strikes),
+                static_cast<unsigned>(f.stack));
     const bool asExpected = f.scenarios > 0 && f.calls > 0 && (f.strikes > 0) == f.reachesPlatform;
     if (asExpected) continue;
     std::printf("%s wasn't swept as it should be\n", f.name);
     totals.failures++;
   }
+}
+
+// The promise of docs/robustness.md, for the library over the C library.
+void checkStack(Totals &totals) {
+#if defined(__OPTIMIZE__) && defined(NDEBUG)  // as it is delivered
+  constexpr size_t kMost = 4096;
+#else
+  constexpr size_t kMost = 8192;
+#endif
+  const Function *deepest = &functions()[0];
+  for (const Function &f : functions()) {
+    if (f.stack > deepest->stack) deepest = &f;
+  }
+  std::printf("stack: %u bytes at most, in %s\n", static_cast<unsigned>(deepest->stack),
+              deepest->name);
+  if (deepest->stack > kMost) totals.failures++;
 }
 
 int sweepAll() {
@@ -264,6 +281,7 @@ int sweepAll() {
   std::printf("%-30s %5u runs\n", "full disks, shrinking files",
               static_cast<unsigned>(totals.runs - before));
   printFunctions(totals);
+  checkStack(totals);
   std::printf("\n");
   uint32_t faults = 0;
   for (size_t kind = 0; kind < kKindCount; kind++) {

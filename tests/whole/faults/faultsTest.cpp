@@ -68,9 +68,9 @@ uint32_t encode(JPGHANDLE h, bool lossless) {
   return r;
 }
 
-uint32_t writeFile(bool lossless, const std::string &name) {
+uint32_t writeFile(bool lossless, const std::string &name, uint32_t flags = 0) {
   JPGHANDLE h = nullptr;
-  const uint32_t r = jpgWritePrologToFile(wide(name).c_str(), 0, &h);
+  const uint32_t r = jpgWritePrologToFile(wide(name).c_str(), flags, &h);
   if (r != JPG_OK) {
     EXPECT_EQ(h, nullptr);
     return r;
@@ -79,9 +79,9 @@ uint32_t writeFile(bool lossless, const std::string &name) {
   return firstOf(coded, jpgWriteEpilogToFile(h));
 }
 
-uint32_t writeMemory(bool lossless, std::vector<uint8_t> *stream) {
+uint32_t writeMemory(bool lossless, std::vector<uint8_t> *stream, uint32_t flags = 0) {
   JPGHANDLE h = nullptr;
-  const uint32_t r = jpgWritePrologToMemory(0, &h);
+  const uint32_t r = jpgWritePrologToMemory(flags, &h);
   if (r != JPG_OK) {
     EXPECT_EQ(h, nullptr);
     return r;
@@ -340,6 +340,96 @@ TEST_F(Faults, WritingABaselineFile) {
 
 TEST_F(Faults, WritingALosslessFile) {
   sweepAll([] { return writeFile(true, outputName()); }, kWritingFile);
+}
+
+TEST_F(Faults, WritingWithEveryCombinationOfOptions) {
+  for (uint32_t options = 1; options < 8; options++) {
+    const uint32_t flags = 0x4A500000 | options << 8;
+    for (const bool lossless : {false, true}) {
+      sweepAll([=] { return writeFile(lossless, outputName(), flags); }, kWritingFile);
+      sweepAll([=] { return writeMemory(lossless, nullptr, flags); }, kInMemory);
+    }
+  }
+}
+
+// A call that finds no room in the store keeps nothing of its lines: it may be repeated, and what
+// was encoded before is complete.
+TEST_F(Faults, ACallThatFindsNoRoomInTheStoreKeepsNothing) {
+  for (const uint32_t flags : {JPG_WRITE_OPTIMIZE, JPG_WRITE_PROGRESSIVE}) {
+    for (const bool lossless : {false, true}) {
+      std::vector<uint8_t> expected;
+      ASSERT_EQ(writeMemory(lossless, &expected, flags), JPG_OK);
+      uint32_t failed = 0;
+      for (uint32_t n = 1; n < 40; n++) {
+        faulty::reset();
+        JPGHANDLE h = nullptr;
+        ASSERT_EQ(jpgWritePrologToMemory(flags, &h), JPG_OK);
+        std::vector<uint8_t> data = pixels();
+        JpgRect rect = rectOf(&data, kWidth);
+        jpgWriteSetQuantizationFactor(h, 100);
+        ASSERT_EQ(jpgWriteWriteMarkerSegment(h, 0xFFFE, "fault", 5), JPG_OK);
+        faulty::arm(Operation::kAlloc, Fault::kFail, faulty::calls(Operation::kAlloc) + n);
+        for (uint32_t y = 0; y < kHeight; y += 16) {
+          rect.bits = data.data() + size_t{y} * static_cast<uint32_t>(rect.stride);
+          const uint32_t rows = kHeight - y < 16 ? kHeight - y : 16;
+          const auto write = lossless ? jpgWriteSpatialFromRect : jpgWriteFromRect;
+          uint32_t r = write(h, &rect, rows);
+          if (r == JPG_E_OUT_OF_MEMORY) {
+            failed++;
+            r = write(h, &rect, rows);
+          }
+          ASSERT_EQ(r, JPG_OK);
+        }
+        faulty::arm(Operation::kAlloc, Fault::kNone, 0);
+        void *stream = nullptr;
+        uint32_t size = 0;
+        ASSERT_EQ(jpgWriteEpilogToMemory(h, &stream, &size), JPG_OK);
+        const auto *bytes = static_cast<const uint8_t *>(stream);
+        EXPECT_EQ(std::vector<uint8_t>(bytes, bytes + size) == expected, true) << n;
+        jpgWriteFreeBitstream(stream);
+      }
+      EXPECT_GT(failed, 2u);
+    }
+  }
+}
+
+// The third piece of the store is due in the second call.
+TEST_F(Faults, ALaterLosslessCallThatFindsNoRoomKeepsNothing) {
+  constexpr uint32_t kWide = 300, kLines = 20;
+  std::vector<uint8_t> data(size_t{3} * kWide * kLines, 9);
+  std::vector<uint8_t> streams[2];
+  for (const bool fails : {false, true}) {
+    JPGHANDLE h = nullptr;
+    ASSERT_EQ(jpgWritePrologToMemory(JPG_WRITE_OPTIMIZE, &h), JPG_OK);
+    JpgRect rect = {kWide, kLines, 3 * kWide, 24, 3, 8, data.data(), 0, 0};
+    ASSERT_EQ(jpgWriteSpatialFromRect(h, &rect, kLines / 2), JPG_OK);
+    rect.bits = data.data() + data.size() / 2;
+    if (fails) {
+      faulty::arm(Operation::kAlloc, Fault::kFail, faulty::calls(Operation::kAlloc) + 1);
+      EXPECT_EQ(jpgWriteSpatialFromRect(h, &rect, kLines / 2), JPG_E_OUT_OF_MEMORY);
+    }
+    EXPECT_EQ(jpgWriteSpatialFromRect(h, &rect, kLines / 2), JPG_OK);
+    void *stream = nullptr;
+    uint32_t size = 0;
+    EXPECT_EQ(jpgWriteEpilogToMemory(h, &stream, &size), JPG_OK);
+    const auto *bytes = static_cast<const uint8_t *>(stream);
+    streams[fails ? 1 : 0].assign(bytes, bytes + size);
+    jpgWriteFreeBitstream(stream);
+  }
+  EXPECT_EQ(streams[0] == streams[1], true);
+}
+
+// An epilog without memory for its work leaves what was written ahead of the picture.
+TEST_F(Faults, AnEpilogWithoutMemoryForTheTablesTellsSo) {
+  JPGHANDLE h = nullptr;
+  ASSERT_EQ(jpgWritePrologToMemory(JPG_WRITE_OPTIMIZE, &h), JPG_OK);
+  ASSERT_EQ(encode(h, false), JPG_OK);
+  faulty::arm(Operation::kAlloc, Fault::kFailAfter, faulty::calls(Operation::kAlloc) + 1);
+  void *data = nullptr;
+  uint32_t size = 0;
+  EXPECT_EQ(jpgWriteEpilogToMemory(h, &data, &size), JPG_E_OUT_OF_MEMORY);
+  EXPECT_EQ(data, nullptr);
+  EXPECT_EQ(faulty::liveBlocks(), 0u);
 }
 
 TEST_F(Faults, AReadEpilogTellsOfAFileThatCannotBeClosed) {

@@ -171,6 +171,73 @@ void readScaled(Work &work) {
   NOTED(jpgReadEpilog, h);
 }
 
+constexpr uint32_t kOptions = JPG_READ_ACCURATE | JPG_READ_SMOOTH;
+
+// With options, at full size and at a smaller one, whose planes are another block.
+void readSmoothly(Work &work) {
+  const Stream &stream = material().sequential;
+  JPGHANDLE h = nullptr;
+  if (!openMemory(work, stream.bytes, kOptions, &h)) return;
+  Canvas canvas(stream);
+  bool good = true;
+  for (int32_t y = 0; good && y < stream.height; y += 16) {
+    const JpgRect rect = canvas.rect(y);
+    good = NOTED(jpgReadToRect, h, &rect, 16);
+  }
+  fold(work, good, canvas);
+  Canvas half(stream);
+  const int32_t lines = (stream.height + 1) / 2;
+  half.expectRows((stream.width + 1) / 2, lines);
+  const JpgRect rect = half.rect();
+  fold(work, NOTED(jpgReadScaleOutputToRect, h, &rect, lines, JPG_SCALE_HALF), half);
+  NOTED(jpgReadEpilog, h);
+}
+
+// Every process by one call, after a walk along the segments and with another one in between.
+void readLeniently(Work &work) {
+  for (const Stream *stream :
+       {&material().sequential, &material().progressive, &material().lossless}) {
+    JPGHANDLE h = nullptr;
+    if (!openMemory(work, stream->bytes, kOptions | JPG_READ_LENIENT, &h)) continue;
+    Canvas canvas(*stream);
+    bool good = true;
+    for (int32_t y = 0; good && y < stream->height; y += 10) {
+      uint16_t marker = 0;
+      uint32_t length = 0;
+      NOTED(jpgReadSeekMarkerSegment, h, JPG_SEGMENT_FIRST, &marker, &length);
+      NOTED(jpgReadSeekMarkerSegment, h, JPG_SEGMENT_DAMAGE, &marker, &length);
+      const JpgRect rect = canvas.rect(y);
+      good = NOTED(jpgReadToRect, h, &rect, 10);
+    }
+    fold(work, good, canvas);
+    NOTED(jpgReadEpilog, h);
+  }
+}
+
+// From a file, whose reads may fail in the middle of the data.
+void readFileLeniently(Work &work) {
+  const Stream &stream = material().progressive;
+  JPGHANDLE h = nullptr;
+  if (!NOTED(jpgReadPrologFromFile, fileOf(stream).c_str(), 0, 0, JPG_READ_LENIENT, &h)) return;
+  Canvas canvas(stream);
+  const JpgRect rect = canvas.rect();
+  fold(work, NOTED(jpgReadProgressiveToRect, h, &rect, stream.height, JPG_PROGRESSIVE_NEXT_SCAN),
+       canvas);
+  NOTED(jpgReadScaleOutputToRect, h, &rect, 5, JPG_SCALE_HALF);
+  NOTED(jpgReadEpilog, h);
+}
+
+void readProgressiveSmoothly(Work &work) {
+  const Stream &stream = material().progressive;
+  JPGHANDLE h = nullptr;
+  if (!openMemory(work, stream.bytes, kOptions, &h)) return;
+  Canvas canvas(stream);
+  const JpgRect rect = canvas.rect();
+  fold(work, NOTED(jpgReadProgressiveToRect, h, &rect, stream.height, JPG_PROGRESSIVE_ALL_SCANS),
+       canvas);
+  NOTED(jpgReadEpilog, h);
+}
+
 void readProgressive(Work &work) {
   const Stream &stream = material().progressive;
   for (const int32_t mode : {JPG_PROGRESSIVE_ALL_SCANS, JPG_PROGRESSIVE_NEXT_SCAN}) {
@@ -204,6 +271,10 @@ void addReaders(std::vector<Scenario> &all) {
   all.push_back({"scaled output", readScaled});
   all.push_back({"progressive file", readProgressive});
   all.push_back({"lossless file", readLossless});
+  all.push_back({"interpolated chroma", readSmoothly});
+  all.push_back({"lenient", readLeniently});
+  all.push_back({"lenient, from a file", readFileLeniently});
+  all.push_back({"progressive, interpolated chroma", readProgressiveSmoothly});
 }
 
 }  // namespace faults

@@ -22,10 +22,12 @@ const Codes kOkOrFail = {JPG_OK, JPG_E_FAIL};
 const Codes kHeaders = {JPG_OK, JPG_E_OUT_OF_MEMORY, JPG_E_NOT_JPEG, JPG_E_UNSUPPORTED,
                         JPG_E_BAD_SEGMENT_LENGTH};
 const Codes kDamage = {JPG_E_BAD_DC_CODE, JPG_E_BAD_AC_CODE, JPG_E_COEF_OVERFLOW};
-const Codes kRows =
-    with({JPG_OK, JPG_E_UNSUPPORTED, JPG_E_FAIL, JPG_E_END_OF_IMAGE, JPG_E_SEEK}, kDamage);
+const Codes kRows = with({JPG_OK, JPG_E_UNSUPPORTED, JPG_E_FAIL, JPG_E_END_OF_IMAGE, JPG_E_SEEK,
+                          JPG_E_OUT_OF_MEMORY, JPG_E_DAMAGED},
+                         kDamage);
 const Codes kProgressive = with({JPG_OK, JPG_NO_DATA, JPG_E_UNSUPPORTED, JPG_E_FAIL, JPG_E_NOT_JPEG,
-                                 JPG_E_OUT_OF_MEMORY, JPG_E_BAD_SEGMENT_LENGTH, JPG_E_SEEK},
+                                 JPG_E_OUT_OF_MEMORY, JPG_E_BAD_SEGMENT_LENGTH, JPG_E_SEEK,
+                                 JPG_E_DAMAGED},
                                 kDamage);
 const Codes kScaled = with(kRows, {JPG_E_INVALID_PARAMETER});
 const Codes kSpatial = {JPG_OK,         JPG_E_UNSUPPORTED, JPG_E_FAIL,
@@ -33,7 +35,7 @@ const Codes kSpatial = {JPG_OK,         JPG_E_UNSUPPORTED, JPG_E_FAIL,
 const Codes kNoMemory = {JPG_E_OUT_OF_MEMORY};
 const Codes kWriting = {JPG_OK, JPG_E_WRITE_FAULT};
 const Codes kEncoding = {JPG_OK, JPG_E_OUT_OF_MEMORY, JPG_E_WRITE_FAULT};
-const Codes kClosing = {JPG_OK, JPG_E_WRITE_FAULT, JPG_E_FAIL};
+const Codes kClosing = {JPG_OK, JPG_E_OUT_OF_MEMORY, JPG_E_WRITE_FAULT, JPG_E_FAIL};
 
 Function reaching(const char *name, const Codes &codes) { return {name, codes, true}; }
 Function within(const char *name, const Codes &codes) { return {name, codes, false}; }
@@ -58,7 +60,7 @@ std::vector<Function> makeFunctions() {
       reaching("jpgReadScaleOutputToRect", kScaled),
       reaching("jpgReadScaleOutputToWinDIBits", with(kScaled, kNoMemory)),
       within("jpgReadSeekMarkerData", {JPG_E_UNSUPPORTED}),
-      reaching("jpgReadSeekMarkerSegment", {JPG_OK, JPG_E_NOT_JPEG, JPG_E_SEEK}),
+      reaching("jpgReadSeekMarkerSegment", {JPG_OK, JPG_NO_DATA, JPG_E_NOT_JPEG, JPG_E_SEEK}),
       reaching("jpgReadSeekRestartMarker", {JPG_OK, JPG_NO_DATA, JPG_E_SEEK}),
       within("jpgReadSetNoColorConversion", kOnlyOk),
       within("jpgReadSetPartialBitstream", kOnlyOk),
@@ -113,7 +115,14 @@ std::vector<Function> &functions() {
   return all;
 }
 
+bool Work::wantsMeasure(const char *name) {
+  constexpr uint32_t kEnough = 200;
+  const Function *function = find(name);
+  return function != nullptr && function->measured < kEnough;
+}
+
 bool Work::note(const char *name, uint32_t code) {
+  const size_t stack = measuring_ ? usedStack() : 0;
   Function *function = find(name);
   bool known = false;
   for (const char *other : called_) known = known || std::strcmp(other, name) == 0;
@@ -129,6 +138,8 @@ bool Work::note(const char *name, uint32_t code) {
   }
   closeFaults_ = closeFaults;
   if (function != nullptr) {
+    function->measured += measuring_ ? 1 : 0;
+    if (stack > function->stack) function->stack = stack;
     const bool happened = jpg::faulty::faultHappened();
     function->calls += armed_ ? 1 : 0;
     function->strikes += happened && !struck_ ? 1 : 0;

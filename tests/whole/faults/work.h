@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "jpg.h"
+#include "stack.h"
 
 namespace faults {
 
@@ -20,6 +21,8 @@ struct Function {
   uint32_t scenarios = 0;       // scenarios that call it
   uint32_t calls = 0;           // in runs with a fault ahead
   uint32_t strikes = 0;         // faults inside of it
+  uint32_t measured = 0;        // calls whose stack was measured
+  size_t stack = 0;             // most that one of them took, in bytes
 };
 
 // All of them, in the order of the .def file.
@@ -29,6 +32,14 @@ class Work {
  public:
   // Of a run in which a fault is armed, or of one without.
   explicit Work(bool armed) : armed_(armed) {}
+
+  // Ahead of a call; true, so that the call follows. Forced inline: paints from where the call
+  // will begin.
+  [[gnu::always_inline]] bool begin(const char *name) {
+    measuring_ = wantsMeasure(name);
+    if (measuring_) paintStack();
+    return true;
+  }
 
   // Notes a call's result; true for JPG_OK.
   bool note(const char *name, uint32_t code);
@@ -43,16 +54,19 @@ class Work {
   const std::vector<const char *> &called() const { return called_; }
 
  private:
+  static bool wantsMeasure(const char *name);
+
   bool armed_;
   uint64_t digest_ = 0xCBF29CE484222325U;  // FNV-1a
   uint32_t undocumented_ = 0;
   bool struck_ = false;
+  bool measuring_ = false;    // the stack of the call under way
   uint32_t closeFaults_ = 0;  // so far
   std::vector<const char *> called_;
 };
 
 // Calls an exported function within `work`; true when it succeeded.
-#define NOTED(function, ...) work.note(#function, function(__VA_ARGS__))
+#define NOTED(function, ...) (work.begin(#function) && work.note(#function, function(__VA_ARGS__)))
 
 }  // namespace faults
 

@@ -141,6 +141,32 @@ void writePieces(Work &work) {
   closeMemory(work, h, good);
 }
 
+// Pictures that are held until the epilog. The rows give the file, so that the file's writes and
+// the memory of the tables fail within the epilog.
+template <uint32_t kOptions, bool kLossless>
+void writeHeld(Work &work) {
+  JPGHANDLE h = nullptr;
+  if (!NOTED(jpgWritePrologToFile, outputFile().c_str(), kOptions, &h)) return;
+  NOTED(jpgWriteSetQuantizationFactor, h, 100);
+  NOTED(jpgWriteSetRestartInterval, h, kLossless ? kWidth : 5);
+  Bytes copy = pixels();
+  bool good = writeSegments(work, h);
+  for (int32_t y = 0; good && y < kHeight; y += 16) {
+    const JpgRect rect = rectAt(copy, y);
+    const auto lines = static_cast<uint32_t>(kHeight - y < 16 ? kHeight - y : 16);
+    good = kLossless ? NOTED(jpgWriteSpatialFromRect, h, &rect, lines)
+                     : NOTED(jpgWriteFromRect, h, &rect, lines);
+  }
+  closeFile(work, h, good);
+}
+
+template <uint32_t kOptions>
+void writeHeldMemory(Work &work) {
+  JPGHANDLE h = nullptr;
+  if (!NOTED(jpgWritePrologToMemory, kOptions, &h)) return;
+  closeMemory(work, h, writeRows(work, h));
+}
+
 }  // namespace
 
 void addWriters(std::vector<Scenario> &all) {
@@ -150,6 +176,12 @@ void addWriters(std::vector<Scenario> &all) {
   all.push_back({"baseline memory", writeMemory});
   all.push_back({"lossless memory", writeLosslessMemory});
   all.push_back({"pieces to memory", writePieces});
+  all.push_back({"averaged file", writeHeld<JPG_WRITE_AVERAGE, false>});
+  all.push_back({"optimized file", writeHeld<JPG_WRITE_OPTIMIZE, false>});
+  all.push_back({"progressive file", writeHeld<JPG_WRITE_PROGRESSIVE, false>});
+  all.push_back({"optimized lossless file", writeHeld<JPG_WRITE_OPTIMIZE, true>});
+  all.push_back({"optimized memory", writeHeldMemory<JPG_WRITE_OPTIMIZE>});
+  all.push_back({"progressive memory", writeHeldMemory<JPG_WRITE_PROGRESSIVE | JPG_WRITE_AVERAGE>});
 }
 
 }  // namespace faults

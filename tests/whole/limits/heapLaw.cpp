@@ -37,6 +37,31 @@ uint64_t readerBytes(const Frame &frame) {
   return bytes + store * kBlock;
 }
 
+uint64_t planeBytes(const Frame &frame) {
+  constexpr uint64_t kHeader = 1024;
+  constexpr uint64_t kSlack = 192;    // of a row of samples
+  constexpr uint64_t kRows = 2 * 16;  // of two rows of MCUs
+  const uint64_t row = (uint64_t{frame.width} + 15) / 16 * 16 + kSlack;
+  // And work rows of 16 bits: one for each component, and one more.
+  return kHeader + frame.components * kRows * row + 2 * (uint64_t{frame.components} + 1) * row;
+}
+
+uint64_t lenientBytes(const Frame &frame, bool store) {
+  constexpr uint64_t kState = 2048;
+  constexpr uint64_t kMcus = 2 * 4 * 16;  // blocks of two MCUs
+  const uint64_t n = frame.components;
+  const uint64_t bytes = sizeof(JpgContext) + 2 * kTables + kState;
+  // A row to predict from and two that are under way.
+  if (frame.lossless) return bytes + 3 * 2 * n * frame.width;
+  // MCUs have up to 32 x 32 pixels and 4 x 4 blocks of a component.
+  const uint64_t across = (uint64_t{frame.width} + 31) / 32;
+  const uint64_t down = (uint64_t{frame.height} + 31) / 32;
+  const uint64_t blocks = store ? n * 16 * across * down : kMcus;
+  // Planes of two rows of MCUs, in 16 bits, and work rows.
+  const uint64_t row = 2 * (32 * across + 192);
+  return bytes + blocks * kBlock + 1024 + n * 64 * row + (n + 1) * row;
+}
+
 uint64_t reductionBytes(uint32_t width, uint32_t lines) {
   return uint64_t{3} * width * lines + 4 + uint64_t{2} * 3 * 4 * width;
 }
@@ -55,6 +80,18 @@ uint64_t writerBytes(const Frame &frame, uint64_t memoryBytes) {
   const uint64_t area = frame.lossless ? 0 : frame.components * kArea;
   const uint64_t sink = memoryBytes == 0 ? 0 : (memoryBytes + kStage - 1) / kStage * kStage;
   return sizeof(JpgContext) + kTablesWritten + area + row + sink;
+}
+
+uint64_t heldBytes(const Frame &frame, uint32_t lines) {
+  constexpr uint64_t kPiece = 16384;  // bytes
+  constexpr uint64_t kWork = 120 * 1024;
+  const Frame held = {frame.width, lines, frame.components, false, false};
+  const uint64_t values = frame.lossless ? uint64_t{frame.width} * lines * frame.components
+                                         : frame.components * blocksOfComponent(held) * 64;
+  const uint64_t pieces = (2 * values + kPiece - 1) / kPiece;
+  // The list of pieces doubles, which takes both lists for a moment.
+  const uint64_t list = (pieces < 64 ? 64 : 2 * pieces) * sizeof(void *);
+  return pieces * kPiece + list + list / 2 + kWork;
 }
 
 }  // namespace jpgtest

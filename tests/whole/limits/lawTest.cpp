@@ -38,11 +38,11 @@ Frame frameOf(const Picture &p, bool progressive) {
 }
 
 // Decodes all of a picture and returns the heap's peak.
-size_t peakOf(const Bytes &stream, const Picture &p) {
+size_t peakOf(const Bytes &stream, const Picture &p, uint32_t flags = 0) {
   faulty::reset();
   JPGHANDLE h = nullptr;
   const auto size = static_cast<int32_t>(stream.size());
-  EXPECT_RESULT(JPG_OK, jpgReadPrologFromMemory(stream.data(), size, 0, &h));
+  EXPECT_RESULT(JPG_OK, jpgReadPrologFromMemory(stream.data(), size, flags, &h));
   Bytes row(size_t{4} * p.width);
   JpgRect rect = {};
   rect.width = p.width;
@@ -68,6 +68,40 @@ TEST(ResourceLaw, BoundsReadersOfEverySamplingAndSize) {
       EXPECT_LE(peakOf(progressive, p), readerBytes(frameOf(p, true)));
     }
   }
+}
+
+TEST(ResourceLaw, BoundsReadersWithOptionsToo) {
+  for (const std::vector<uint8_t> &sampling : samplings()) {
+    for (const uint16_t side : {uint16_t{1}, uint16_t{17}, uint16_t{100}, uint16_t{333}}) {
+      const Picture p = makePicture(side, static_cast<uint16_t>(side / 2 + 1), sampling);
+      const Bytes progressive = encodeProgressive(p, spectralScript(sampling.size()));
+      EXPECT_EQ(peakOf(encode(p), p, JPG_READ_ACCURATE), peakOf(encode(p), p));
+      EXPECT_LE(peakOf(encode(p), p, JPG_READ_SMOOTH),
+                readerBytes(frameOf(p, false)) + planeBytes(frameOf(p, false)));
+      EXPECT_LE(peakOf(progressive, p, JPG_READ_SMOOTH),
+                readerBytes(frameOf(p, true)) + planeBytes(frameOf(p, true)));
+    }
+  }
+}
+
+TEST(ResourceLaw, BoundsReadersThatReadLeniently) {
+  for (const std::vector<uint8_t> &sampling : samplings()) {
+    for (const uint16_t side : {uint16_t{1}, uint16_t{17}, uint16_t{100}, uint16_t{333}}) {
+      const Picture p = makePicture(side, static_cast<uint16_t>(side / 2 + 1), sampling);
+      const uint64_t inOrder = lenientBytes(frameOf(p, false), false);
+      const uint64_t stored = lenientBytes(frameOf(p, true), true);
+      for (const uint32_t flags : {JPG_READ_LENIENT, JPG_READ_LENIENT | JPG_READ_SMOOTH}) {
+        EXPECT_LE(peakOf(encode(p), p, flags), inOrder);
+        EXPECT_LE(peakOf(encodeProgressive(p, spectralScript(sampling.size())), p, flags), stored);
+      }
+    }
+  }
+}
+
+// Without subsampled components there are no planes.
+TEST(ResourceLaw, OptionsTakeNothingWhereThereIsNothingToInterpolate) {
+  const Picture p = makePicture(100, 40, {0x11, 0x11, 0x11});
+  EXPECT_EQ(peakOf(encode(p), p, JPG_READ_SMOOTH), peakOf(encode(p), p));
 }
 
 // Eight tables of 16-bit codes, replaced while a scan uses them: the most that can be.
@@ -177,6 +211,35 @@ TEST(ResourceLaw, BoundsWriters) {
       const Frame frame = {static_cast<uint32_t>(width), 0, 3, false, lossless};
       EXPECT_LE(faulty::peakBytes(), writerBytes(frame, size)) << width << " " << lossless;
       EXPECT_EQ(0u, faulty::liveBlocks());
+    }
+  }
+}
+
+TEST(ResourceLaw, BoundsWritersThatHoldTheirPictures) {
+  for (uint32_t options = 1; options < 8; options++) {
+    for (const bool lossless : {false, true}) {
+      for (const int32_t width : {1, 100, 1000}) {
+        for (const uint32_t lines : {1U, 64U, 1500U}) {
+          Bytes samples(size_t{3} * static_cast<uint32_t>(width) * lines);
+          Random random(4);
+          for (uint8_t &s : samples) s = static_cast<uint8_t>(random.between(0, 255));
+          JpgRect rect = {width, 0, 3 * width, 24, 3, 8, samples.data(), 0, 0};
+          faulty::reset();
+          JPGHANDLE h = nullptr;
+          ASSERT_RESULT(JPG_OK, jpgWritePrologToMemory(0x4A500000 | options << 8, &h));
+          EXPECT_RESULT(JPG_OK, lossless ? jpgWriteSpatialFromRect(h, &rect, lines)
+                                         : jpgWriteFromRect(h, &rect, lines));
+          void *data = nullptr;
+          uint32_t size = 0;
+          EXPECT_RESULT(JPG_OK, jpgWriteEpilogToMemory(h, &data, &size));
+          EXPECT_RESULT(JPG_OK, jpgWriteFreeBitstream(data));
+          const Frame frame = {static_cast<uint32_t>(width), 0, 3, false, lossless};
+          const uint64_t held = (options & 6) != 0 ? heldBytes(frame, lines) : 0;
+          EXPECT_LE(faulty::peakBytes(), writerBytes(frame, size) + held)
+              << options << ", " << width << " x " << lines << ", lossless " << lossless;
+          EXPECT_EQ(0u, faulty::liveBlocks());
+        }
+      }
     }
   }
 }

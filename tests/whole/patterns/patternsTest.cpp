@@ -134,6 +134,18 @@ TEST(WriterPatterns, DoNotShowWhateverCallsFollowEachOther) {
   EXPECT_EQ(0u, differences);
 }
 
+TEST(WriterPatterns, DoNotShowWithAnyOptions) {
+  uint32_t differences = 0;
+  for (uint32_t options = 1; options < 8; options++) {
+    const uint32_t flags = 0x4A500000 | options << 8;
+    chooseAll(writerSteps(), 2, [&](const Chosen &chosen) {
+      const auto [first, second] = overPatterns([&] { return writeBySteps(chosen, flags); });
+      if (first != second && differences++ < 5) ADD_FAILURE() << namesOf(chosen) << ", " << options;
+    });
+  }
+  EXPECT_EQ(0u, differences);
+}
+
 void addLine(void *user, const char *name, uint64_t digest) {
   static_cast<std::set<std::pair<std::string, uint64_t>> *>(user)->emplace(name, digest);
 }

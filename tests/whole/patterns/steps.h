@@ -36,7 +36,7 @@ const std::vector<Step> &writerSteps();
 
 // All steps in turn on a new handle; what came of them.
 uint64_t readBySteps(const Bytes &stream, uint32_t flags, const std::vector<const Step *> &steps);
-uint64_t writeBySteps(const std::vector<const Step *> &steps);
+uint64_t writeBySteps(const std::vector<const Step *> &steps, uint32_t options = 0);
 
 }  // namespace jpgtest
 

@@ -122,9 +122,9 @@ const std::vector<Step> &writerSteps() {
   return steps;
 }
 
-uint64_t writeBySteps(const std::vector<const Step *> &steps) {
+uint64_t writeBySteps(const std::vector<const Step *> &steps, uint32_t options) {
   Session s;
-  s.good(jpgWritePrologToMemory(JPG_WRITE_PARTIAL_BITSTREAM, &s.handle));
+  s.good(jpgWritePrologToMemory(JPG_WRITE_PARTIAL_BITSTREAM | options, &s.handle));
   for (const Step *step : steps) step->run(s);
   void *block = nullptr;
   uint32_t bytes = 0;

@@ -17,6 +17,7 @@ uint32_t ExifState::number32(size_t at) const {
 
 uint32_t ExifState::open(ReaderState *reader) {
   uint32_t length = 0;
+  optionFlags_ = reader->optionFlags();
   for (int32_t mode = JPG_SEGMENT_FIRST;; mode = JPG_SEGMENT_NEXT) {
     uint16_t marker = 0;
     uint32_t r = reader->seekMarkerSegment(mode, &marker, &length);
@@ -80,7 +81,7 @@ uint32_t ExifState::rewind() {
   nested_ = std::make_unique<ReaderState>();
   const auto first = tiff_.begin() + static_cast<std::ptrdiff_t>(jpegAt_);
   return nested_->openMemory(Bytes(first, first + static_cast<std::ptrdiff_t>(jpegSize_)),
-                             JPG_READ_COMPLETE);
+                             JPG_READ_COMPLETE | optionFlags_);
 }
 
 uint32_t ExifState::rgbRows(const JpgRect &rect, int32_t rows) const {

@@ -26,6 +26,7 @@ class ExifState {
   uint32_t rewind();
 
  private:
+  uint32_t optionFlags_ = 0;  // of the read handle
   uint32_t number16(size_t at) const;
   uint32_t number32(size_t at) const;
 

@@ -32,18 +32,27 @@ class Generator {
   // Null pointers now and then.
   int32_t nulls() { return random_.oneIn(60) ? random_.between(1, 3) : 0; }
 
+  // Options of the reader, joined to its flags; with another upper half they ask for nothing.
+  int32_t options() {
+    if (random_.oneIn(3)) return 0;
+    const int32_t bits = pick({0x100, 0x200, 0x200, 0x300, 0x300});
+    const int32_t mark = random_.oneIn(10) ? pick({0, 0x4A510000, 0x40000000}) : 0x4A500000;
+    return mark | bits;
+  }
+
   void openReader(int32_t slot) {
     const int32_t stream = first_ + random_.between(0, kStreams - 1);
     kinds_[slot] = Kind::kReader;
     streams_[slot] = stream;
     if (random_.oneIn(12)) {
       const int32_t offset = random_.oneIn(2) ? 0 : random_.between(1, 40);
-      const int32_t flags = offset != 0 || random_.oneIn(2) ? 4 : 0;
+      const int32_t flags = (offset != 0 || random_.oneIn(2) ? 4 : 0) | options();
       add(Op::kReadPrologFromFile, {slot, stream, random_.oneIn(30) ? -1 : offset,
                                     random_.oneIn(20) ? 1 << 20 : 0, flags, nulls()});
     } else {
       const int32_t size = random_.oneIn(40) ? random_.between(-3, 300) : 0;
-      add(Op::kReadPrologFromMemory, {slot, stream, size, pick({0, 2, 4, 4, 6, 6, 6}), nulls()});
+      add(Op::kReadPrologFromMemory,
+          {slot, stream, size, pick({0, 2, 4, 4, 6, 6, 6}) | options(), nulls()});
     }
   }
 

@@ -88,7 +88,8 @@ uint32_t WriterState::fromBitmap(int32_t lines, const uint8_t *bits, const BITMA
   const BITMAPINFOHEADER &header = bmi->bmiHeader;
   const int32_t rows = std::abs(header.biHeight), width = header.biWidth;
   if (lines < 1 || lines > rows || width < 1) return JPG_E_INVALID_PARAMETER;
-  if (lines_ != 0 && static_cast<uint32_t>(width) != frame_.width) return JPG_E_INVALID_PARAMETER;
+  if (lines_ != 0 && static_cast<uint32_t>(width) != encoder_.frame().width)
+    return JPG_E_INVALID_PARAMETER;
   if (lines_ == 0) {
     if (lines != header.biHeight) {
       setImageSize(static_cast<uint32_t>(width), static_cast<uint32_t>(rows));

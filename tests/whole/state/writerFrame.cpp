@@ -1,21 +1,7 @@
-// The first call: what it refuses, what it takes up, and the headers.
-#include <algorithm>
-
-#include "model/encoderTables.h"
+// Encode calls: what the first one refuses and takes up; what the model of the encoder then gets.
 #include "whole/state/writerState.h"
 
 namespace jpgtest {
-namespace {
-
-Bytes dhtOf(bool ac, int id) {
-  const AnnexKTable &table = annexK(ac, id);
-  Bytes data = {static_cast<uint8_t>((ac ? 0x10 : 0) | id)};
-  for (const int n : table.counts) data.push_back(static_cast<uint8_t>(n));
-  for (const int v : table.symbols) data.push_back(static_cast<uint8_t>(v));
-  return data;
-}
-
-}  // namespace
 
 bool WriterState::samplingServed(uint32_t components, uint32_t sampling) {
   if (components == 1) return true;
@@ -38,18 +24,18 @@ uint32_t WriterState::beginBaseline(const JpgRect &rect) {
   const auto width = static_cast<uint32_t>(rect.width);
   if (channels < 1 || channels > 4) return JPG_E_UNSUPPORTED;
   if (headers_) {
-    if (width != frame_.width || channels != frame_.components) return JPG_E_INVALID_PARAMETER;
+    if (width != encoder_.frame().width || channels != encoder_.frame().components)
+      return JPG_E_INVALID_PARAMETER;
   }
-  if (!samplingServed(channels, headers_ ? frame_.sampling : sampling_)) return JPG_E_UNSUPPORTED;
+  if (!samplingServed(channels, headers_ ? encoder_.frame().sampling : sampling_))
+    return JPG_E_UNSUPPORTED;
   height_ = height;
   width_ = width;
   components_ = channels;
   precision_ = 8;
   sof_ = 0xFFC0;
   if (headers_) return JPG_OK;
-  takeUp(false);
-  nameComponents();
-  baselineHeaders();
+  takeUp(false, true);
   return JPG_OK;
 }
 
@@ -66,85 +52,49 @@ uint32_t WriterState::beginLossless(const JpgRect &rect) {
   components_ = static_cast<uint32_t>(rect.channels);
   precision_ = static_cast<uint32_t>(rect.bitsPerSample);
   sof_ = 0xFFC3;
-  firstLine_ = true;
-  takeUp(true);
-  nameComponents();
-  losslessHeaders();
+  takeUp(true, true);
   return JPG_OK;
 }
 
-void WriterState::takeUp(bool lossless) {
+// Writes the headers by the settings. The record knows three identifiers; the first encode call
+// names the components, headers ahead of it keep what the record holds.
+void WriterState::takeUp(bool lossless, bool firstCall) {
   headers_ = true;
   if (components_ == 1 && !lossless) sampling_ = 0x11;
-  frame_ = {lossless,  raw_,     width_,   height_,    components_, precision_,
-            sampling_, quality_, restart_, predictor_, {}};
-  // The record knows three identifiers; the first encode call gives a fourth its own.
-  for (uint8_t i = 0; i < components_; i++) frame_.ids.push_back(i < 3 ? i + 1 : 0);
+  EncodeFrame frame = {lossless,  raw_,     width_,   height_,    components_, precision_,
+                       sampling_, quality_, restart_, predictor_, {}};
+  for (uint8_t i = 0; i < components_; i++) frame.ids.push_back(i < 3 || firstCall ? i + 1 : 0);
+  if (firstCall && components_ == 3 && raw_) frame.ids = {'R', 'G', 'B'};
+  segLength_ = segConsumed_ = encoder_.headers(frame);
 }
 
-// What the first encode call does; headers ahead of it keep what the record holds.
-void WriterState::nameComponents() {
-  if (frame_.components == 4) frame_.ids[3] = 4;
-  if (frame_.components == 3 && raw_) frame_.ids = {'R', 'G', 'B'};
+// Rows of a rectangle to baseline MCUs or lossless lines.
+uint32_t WriterState::fromRect(const JpgRect &rect, uint32_t lines) {
+  if (rect.bits == nullptr) return JPG_E_INVALID_HANDLE;
+  if (lines == 0) return JPG_E_INVALID_PARAMETER;
+  if (lines_ == 0) {
+    if (const uint32_t r = beginBaseline(rect); r != JPG_OK) return r;
+  }
+  if (isLossless()) return JPG_E_UNSUPPORTED;
+  encoder_.baselineLines(static_cast<const uint8_t *>(rect.bits), rect.stride, lines);
+  lines_ += lines;
+  return JPG_OK;
 }
 
-void WriterState::frameSegments(const Bytes &factors, const Bytes &quantSelectors,
-                                const Bytes &tables, const Bytes &spectral) {
-  const Frame &f = frame_;
-  const auto n = static_cast<uint8_t>(f.components);
-  const auto low = [](uint32_t v) { return static_cast<uint8_t>(v); };
-  Bytes sof = {low(f.precision),  low(f.height >> 8), low(f.height),
-               low(f.width >> 8), low(f.width),       n};
-  Bytes sos = {n};
-  for (size_t i = 0; i < n; i++) {
-    append(sof, {f.ids[i], factors[i], quantSelectors[i]});
-    append(sos, {f.ids[i], tables[i]});
+uint32_t WriterState::spatialFromRect(const JpgRect &rect, uint32_t lines) {
+  if (rect.bits == nullptr) return JPG_E_INVALID_HANDLE;
+  if (lines == 0) return JPG_E_INVALID_PARAMETER;
+  if (lines_ == 0 && !isLossless()) {
+    if (const uint32_t r = beginLossless(rect); r != JPG_OK) return r;
   }
-  out_.segment(f.lossless ? 0xFFC3 : 0xFFC0, sof);
-  if (f.restart != 0) out_.segment(0xFFDD, {low(f.restart >> 8), low(f.restart)});
-  append(sos, spectral);
-  out_.segment(0xFFDA, sos);
-  segLength_ = segConsumed_ = static_cast<uint32_t>(sos.size());
-}
-
-void WriterState::baselineHeaders() {
-  Bytes dqt;
-  for (int t = 0; t < 2; t++) {
-    dqt.push_back(static_cast<uint8_t>(t));
-    for (const ZigZagPlace &p : zigZag()) {
-      dqt.push_back(static_cast<uint8_t>(quantStep(static_cast<int>(frame_.quality), t, p)));
-    }
+  if (!isLossless()) return JPG_E_UNSUPPORTED;
+  const auto *row = static_cast<const uint8_t *>(rect.bits);
+  const uint32_t height = encoder_.frame().height;
+  for (uint32_t i = 0; i < lines && (height == 0 || lines_ < height); i++, row += rect.stride) {
+    encoder_.losslessLine(row);
+    lines_++;
   }
-  out_.segment(0xFFDB, dqt);
-  for (const bool ac : {false, true}) {
-    for (int id = 0; id < 2; id++) out_.segment(0xFFC4, dhtOf(ac, id));
-  }
-  Bytes factors, quantSelectors, tables;
-  hMax_ = vMax_ = 1;
-  coded_.clear();
-  const uint32_t n = frame_.components;
-  for (uint32_t i = 0; i < n; i++) {
-    const auto b = static_cast<uint8_t>(frame_.sampling >> (8 * (n - 1 - i)));
-    const int table = i == 0 ? 0 : 1;
-    factors.push_back(b);
-    quantSelectors.push_back(static_cast<uint8_t>(table));
-    tables.push_back(static_cast<uint8_t>(table * 0x11));
-    coded_.push_back({b >> 4, b & 15, table, 0});
-    hMax_ = std::max(hMax_, b >> 4);
-    vMax_ = std::max(vMax_, b & 15);
-  }
-  frameSegments(factors, quantSelectors, tables, {0, 63, 0});
-}
-
-void WriterState::losslessHeaders() {
-  // Table K.3, for more than 8 bits continued by one code of each length up to 14.
-  const bool wide = frame_.precision > 8;
-  Bytes dht = {0, 0, 1, 5};
-  for (int length = 4; length <= 16; length++) dht.push_back(length <= (wide ? 14 : 9) ? 1 : 0);
-  for (uint8_t v = 0; v <= (wide ? 16 : 11); v++) dht.push_back(v);
-  out_.segment(0xFFC4, dht);
-  const Bytes zeros(4, 0);
-  frameSegments(Bytes(4, 0x11), zeros, zeros, {static_cast<uint8_t>(frame_.predictor), 0, 0});
+  return JPG_OK;
 }
 
 }  // namespace jpgtest

@@ -7,7 +7,7 @@ namespace jpgtest {
 
 WriterState::WriterState(bool memory, uint32_t flags)
     : memory_(memory), pieces_(memory && (flags & 2) != 0) {
-  out_.marker(0xFFD8);
+  encoder_.out().marker(0xFFD8);
 }
 
 uint32_t WriterState::setImageSize(uint32_t width, uint32_t height) {
@@ -60,8 +60,8 @@ uint32_t WriterState::markerCode(uint32_t marker, uint32_t length) {
   if (!valid) return JPG_E_INVALID_PARAMETER;
   segLength_ = length;
   segConsumed_ = 0;
-  out_.marker(marker);
-  out_.word(length + 2);
+  encoder_.out().marker(marker);
+  encoder_.out().word(length + 2);
   return JPG_OK;
 }
 
@@ -69,7 +69,7 @@ uint32_t WriterState::markerData(const uint8_t *data, uint32_t size, uint32_t *w
   if (data == nullptr) return JPG_E_INVALID_HANDLE;
   if (size == 0) return JPG_E_INVALID_PARAMETER;
   const uint32_t n = std::min(size, segLength_ - segConsumed_);
-  for (uint32_t i = 0; i < n; i++) out_.raw(data[i]);
+  for (uint32_t i = 0; i < n; i++) encoder_.out().raw(data[i]);
   segConsumed_ += n;
   if (written != nullptr) *written = n;
   return n > 0 ? JPG_OK : JPG_NO_DATA;
@@ -86,26 +86,25 @@ uint32_t WriterState::partial(Bytes *piece) {
   if (lines_ == 0 && !headers_) {
     if (width_ > 65535 || height_ > 65535) return JPG_E_INVALID_PARAMETER;
     // As the settings are, served or not: the first encode call tells.
-    takeUp(false);
+    takeUp(false, false);
     early_ = true;
-    baselineHeaders();
   }
-  out_.marker(0xFFD9);
-  *piece = out_.take();
-  for (Coded &c : coded_) c.prediction = 0;
-  if (frame_.lossless) firstLine_ = true;
+  encoder_.out().marker(0xFFD9);
+  *piece = encoder_.out().take();
+  encoder_.endPiece();
   return JPG_OK;
 }
 
 uint32_t WriterState::epilog(Bytes *stream) {
-  const uint32_t height = headers_ ? frame_.height : height_;
+  const uint32_t height = headers_ ? encoder_.frame().height : height_;
   uint32_t r = JPG_OK;
   if (height == 0 && lines_ > 65535) r = JPG_E_INVALID_PARAMETER;
   if (height == 0 && r == JPG_OK) {
-    out_.segment(0xFFDC, {static_cast<uint8_t>(lines_ >> 8), static_cast<uint8_t>(lines_)});
+    encoder_.out().segment(0xFFDC,
+                           {static_cast<uint8_t>(lines_ >> 8), static_cast<uint8_t>(lines_)});
   }
-  if (r == JPG_OK) out_.marker(0xFFD9);
-  *stream = out_.take();
+  if (r == JPG_OK) encoder_.out().marker(0xFFD9);
+  *stream = encoder_.out().take();
   return r;
 }
 
@@ -150,12 +149,12 @@ std::vector<Word> WriterState::words() const {
   if (pieces_) flags |= 2;
   if (early_) flags |= 0x02000000;
   if (raw_) flags |= 0x80000000;
-  if (firstLine_) flags |= 0x04000000;
+  if (encoder_.firstLine()) flags |= 0x04000000;
   return {{"sofMarker", sof_},
           {"restartInterval", restart_},
           {"samplingPacked", sampling_},
           {"flags", flags},
-          {"restartCounter", restarts_ % 8},
+          {"restartCounter", encoder_.restarts() % 8},
           {"rowPosition", lines_},
           {"segLength", segLength_},
           {"segConsumed", segConsumed_},
@@ -165,7 +164,7 @@ std::vector<Word> WriterState::words() const {
           {"numComponents", components_},
           {"quality", quality_},
           {"predictor", predictor_},
-          {"mcusSinceRestart", mcusSinceRestart_}};
+          {"mcusSinceRestart", encoder_.sinceRestart()}};
 }
 
 }  // namespace jpgtest

@@ -4,11 +4,10 @@
 
 #include <jpg.h>
 
-#include <array>
 #include <vector>
 
+#include "model/encoder.h"
 #include "whole/state/readerState.h"
-#include "whole/state/wordOutput.h"
 
 namespace jpgtest {
 
@@ -45,41 +44,17 @@ class WriterState {
 
   std::vector<Word> words() const;
   bool toMemory() const { return memory_; }
-  uint32_t widthOfFrame() const { return headers_ ? frame_.width : 0; }
+  uint32_t widthOfFrame() const { return headers_ ? encoder_.frame().width : 0; }
   uint32_t componentsOfFrame() const {
-    return headers_ && frame_.components != 0 ? frame_.components : components_;
+    return headers_ && encoder_.frame().components != 0 ? encoder_.frame().components : components_;
   }
 
  private:
-  // The settings that the headers took up.
-  struct Frame {
-    bool lossless = false, raw = false;
-    uint32_t width = 0, height = 0, components = 0, precision = 8;
-    uint32_t sampling = 0, quality = 0, restart = 0, predictor = 0;
-    std::vector<uint8_t> ids;
-  };
-  struct Coded {
-    int h, v, table;
-    int prediction;
-  };
-
   uint32_t beginBaseline(const JpgRect &rect);
   uint32_t beginLossless(const JpgRect &rect);
   static bool samplingServed(uint32_t components, uint32_t sampling);
-  void takeUp(bool lossless);
-  void nameComponents();
-  void baselineHeaders();
-  void losslessHeaders();
-  void frameSegments(const Bytes &factors, const Bytes &quantSelectors, const Bytes &tables,
-                     const Bytes &spectral);
-  int sample(const uint8_t *pixel, size_t component) const;
-  void band(const JpgRect &rect, uint32_t lines);
-  void mcu();
-  void codeBlock(int32_t (*block)[8], Coded *c);
-  void restartMarker();
-  int spatialSample(const uint8_t *row, size_t i) const;
-  void spatialLine(const uint8_t *row);
-  void putDifference(int difference);
+  void takeUp(bool lossless, bool firstCall);
+  bool isLossless() const { return encoder_.frame().lossless; }
 
   bool memory_, pieces_;
   uint32_t width_ = 0, height_ = 0, components_ = 0, precision_ = 8;
@@ -90,15 +65,8 @@ class WriterState {
 
   bool headers_ = false;  // written
   bool early_ = false;    // ahead of the first encode call
-  Frame frame_;
-  uint32_t lines_ = 0, mcusSinceRestart_ = 0, restarts_ = 0;
-  bool firstLine_ = false;  // of a lossless picture, an interval or a piece
-  Bytes previous_;
-
-  int hMax_ = 1, vMax_ = 1;
-  std::vector<Coded> coded_;
-  std::array<std::array<std::array<int, 16>, 16>, 4> area_ = {};
-  WordOutput out_;
+  uint32_t lines_ = 0;
+  ModelEncoder encoder_;
 };
 
 }  // namespace jpgtest

@@ -41,9 +41,10 @@ struct Bitmap {
 class Vectors : public testing::Test {
  protected:
   void SetUp() override {
-    if (!tellsVectorState()) GTEST_SKIP() << "this processor doesn't tell";
+    if (!tellsVectorState())
+      GTEST_SKIP() << "this processor doesn't report which vector registers are in use";
     clearUpperHalves();
-    if (upperHalvesInUse()) GTEST_SKIP() << "this processor doesn't tell of cleared registers";
+    if (upperHalvesInUse()) GTEST_SKIP() << "this processor doesn't report cleared upper halves";
   }
 
   // Calls a function with cleared registers and looks at them behind it.
@@ -69,6 +70,7 @@ class Vectors : public testing::Test {
   void readBitmaps();
   void walk();
   void readAll(const std::string &what, const Bytes &stream);
+  void readAllWith(const std::string &what, const Bytes &stream, uint32_t options);
   void readPieces(const Bytes &stream);
   void readThumbnail(const Bytes &stream);
   void setUp(JPGHANDLE h, uint32_t sampling, int32_t channels);
@@ -167,24 +169,30 @@ void Vectors::walk() {
 
 // Every way to read a stream, each with a handle of its own.
 void Vectors::readAll(const std::string &what, const Bytes &stream) {
+  readAllWith(what, stream, 0);
+  readAllWith(what + " with options", stream, JPG_READ_ACCURATE | JPG_READ_SMOOTH);
+  readAllWith(what + " leniently", stream, JPG_READ_LENIENT | JPG_READ_SMOOTH);
+}
+
+void Vectors::readAllWith(const std::string &what, const Bytes &stream, uint32_t options) {
   picture_ = what;
-  open(stream);
+  open(stream, options);
   uint32_t precision = 0;
   CALL(jpgReadGetSamplePrecision, handle_, &precision);
   walk();
   readBands(16, JPG_PROGRESSIVE_ALL_SCANS);
   close();
-  open(stream);
+  open(stream, options);
   readBands(static_cast<int32_t>(height_), JPG_PROGRESSIVE_NEXT_SCAN);
   CALL(jpgReadSeekRestartMarker, handle_, int32_t{1}, JPG_RESTART_FROM_START);
   readBands(8, JPG_PROGRESSIVE_ALL_SCANS);
   close();
-  open(stream);
+  open(stream, options);
   CALL(jpgReadSetNoColorConversion, handle_);
   readBands(16, JPG_PROGRESSIVE_ALL_SCANS);
   close();
   if (process_ == JPG_PROCESS_LOSSLESS) return;
-  open(stream);
+  open(stream, options);
   readScaled(16);
   readBitmaps();
   close();
@@ -336,12 +344,15 @@ TEST_F(Vectors, AreLeftClearByTheWriters) {
   for (const Size &size : kSizes) {
     for (const uint32_t sampling : {0x111111U, 0x211111U, 0x121111U, 0x221111U}) {
       for (const int32_t channels : {1, 3}) {
-        for (const bool lossless : {false, true}) {
+        for (uint32_t kind = 0; kind < 2 * 8; kind++) {
+          const bool lossless = kind % 2 != 0;
+          const uint32_t options = kind / 2;
           picture_ = nameOf(lossless ? "lossless" : "sequential", size,
                             {static_cast<uint8_t>(sampling >> 16)}) +
-                     ", channels " + std::to_string(channels);
+                     ", channels " + std::to_string(channels) + ", options " +
+                     std::to_string(options);
           JPGHANDLE h = nullptr;
-          CALL(jpgWritePrologToMemory, uint32_t{0}, &h);
+          CALL(jpgWritePrologToMemory, 0x4A500000U | options << 8, &h);
           setUp(h, sampling, channels);
           writeRows(h, size, channels, lossless);
           finish(h);

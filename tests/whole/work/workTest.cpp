@@ -55,11 +55,19 @@ class WorkLaw : public testing::Test {
 
   // Opens, walks, decodes; each call by itself is held to the law.
   void use(const Bytes &stream) {
+    use(stream, 0);
+    use(stream, JPG_READ_ACCURATE | JPG_READ_SMOOTH);
+  }
+
+  Closest opening_, rows_, scaled_, progressive_, lossless_, segments_, encoding_;
+
+ private:
+  void use(const Bytes &stream, uint32_t options) {
     const Burden burden = burdenOf(stream);
     JPGHANDLE h = nullptr;
     takeWork();
     const auto size = static_cast<int32_t>(stream.size());
-    jpgReadPrologFromMemory(stream.data(), size, JPG_READ_COMPLETE, &h);
+    jpgReadPrologFromMemory(stream.data(), size, JPG_READ_COMPLETE | options, &h);
     hold(opening_, openingWork(burden));
     if (h == nullptr) return;
     walk(h, burden);
@@ -67,9 +75,6 @@ class WorkLaw : public testing::Test {
     EXPECT_EQ(jpgReadEpilog(h), JPG_OK);
   }
 
-  Closest opening_, rows_, scaled_, progressive_, lossless_, segments_, encoding_;
-
- private:
   void walk(JPGHANDLE h, const Burden &burden) {
     uint16_t marker = 0;
     uint32_t length = 0;

@@ -1,6 +1,6 @@
 // The bits of a stream as they go out: gathered in words of 32, with stuffing.
-#ifndef JPG_TESTS_WHOLE_STATE_WORDOUTPUT_H
-#define JPG_TESTS_WHOLE_STATE_WORDOUTPUT_H
+#ifndef JPG_TESTS_MODEL_OUTPUT_H
+#define JPG_TESTS_MODEL_OUTPUT_H
 
 #include <cstdint>
 #include <string>
@@ -10,7 +10,7 @@
 namespace jpgtest {
 
 // Whole words leave the gathered bits; what is less waits. Raw bytes don't wait for it.
-class WordOutput {
+class ModelOutput {
  public:
   // Bits as text, highest first.
   void bits(const std::string &text) {
@@ -60,4 +60,4 @@ class WordOutput {
 
 }  // namespace jpgtest
 
-#endif  // JPG_TESTS_WHOLE_STATE_WORDOUTPUT_H
+#endif  // JPG_TESTS_MODEL_OUTPUT_H

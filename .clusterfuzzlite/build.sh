@@ -1,0 +1,22 @@
+#!/usr/bin/env bash
+# Builds the fuzz targets as ClusterFuzzLite and OSS-Fuzz ask for it: compilers and flags come in
+# CC, CXX, CFLAGS and CXXFLAGS, the engine in LIB_FUZZING_ENGINE, and programs, seeds and
+# dictionaries go to OUT. scripts/try_continuous_fuzzing.sh tries it without their image.
+set -euo pipefail
+cd "${JPG_SOURCE:-$SRC/jpg}"
+targets=(fuzzRead fuzzWrite fuzzExif fuzzApi fuzzDiff fuzzModel)
+
+cmake -S . -B "$WORK/build" -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo -DJPG_FUZZ=ON \
+  -DJPG_TESTS=OFF "-DJPG_FUZZ_ENGINE=$LIB_FUZZING_ENGINE"
+cmake --build "$WORK/build" --target "${targets[@]}" fuzz_seeds
+
+# Everyone's seeds: those made by rule, and what was found and mended.
+rm -f "$WORK/seeds.zip"
+find "$WORK/build/fuzz/seeds" fuzz/regressions -type f ! -name README |
+  zip -q -j -@ "$WORK/seeds.zip"
+for target in "${targets[@]}"; do
+  cp "$WORK/build/fuzz/$target" "$OUT/"
+  cp "$WORK/seeds.zip" "$OUT/${target}_seed_corpus.zip"
+  cp fuzz/jpeg.dict "$OUT/$target.dict"
+  printf '[libfuzzer]\ntimeout = 10\nrss_limit_mb = 2048\n' >"$OUT/$target.options"
+done
