@@ -2,6 +2,7 @@
 # Builds the fuzz targets as ClusterFuzzLite and OSS-Fuzz ask for it: compilers and flags come in
 # CC, CXX, CFLAGS and CXXFLAGS, the engine in LIB_FUZZING_ENGINE, and programs, seeds and
 # dictionaries go to OUT. scripts/try_continuous_fuzzing.sh tries it without their image.
+# SPDX-License-Identifier: MIT
 set -euo pipefail
 cd "${JPG_SOURCE:-$SRC/jpg}"
 targets=(fuzzRead fuzzWrite fuzzExif fuzzApi fuzzDiff fuzzModel)

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // libavcodec, for lossless coding: one thread.
 extern "C" {
 #include <libavcodec/avcodec.h>

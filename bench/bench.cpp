@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Does the same work with the library and with other codecs, alternately in one process, and
 // prints the times and their ratios:
 //   jpg_bench [--quick] [--short] [--only WORDS] [--json FILE]

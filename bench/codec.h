@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The interface of a codec to the benchmarks: a name and its functions. Each one is a separate
 // shared object, since different versions of a library export the same names.
 #ifndef JPG_BENCH_CODEC_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The list of codecs; the build defines JPG_BENCH_... for those it has besides the library and
 // Debian's libjpeg.
 #include "codec.h"

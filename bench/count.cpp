@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The lossy workloads for tools that count instructions from a program's start to its end:
 //   jpg_count --list                            names and sizes, by tabs
 //   jpg_count NAME SIZE ours|theirs CALLS       prepares the input, does so many calls and

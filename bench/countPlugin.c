@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 // Counts the guest's instructions, in all and by function: a plug-in of qemu's user-mode
 // emulation, for qemu-arm -plugin countPlugin.so.
 //

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // DCMTK, for lossless encoding of 16 bits. The stream stays inside its data set.
 #include <dcmtk/config/osconfig.h>
 #include <dcmtk/dcmdata/dcpixel.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Measures the heap at the peak of a call, less that at its beginning, for the library and the
 // other codecs: a line "workload|size|codec|KiB" each. Replaces the C library's heap functions.
 #include <malloc.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // libjpeg-turbo, set up for the same work as the library (accurate integer transforms, chroma
 // replicated or, where the job says so, interpolated, pixels with blue first) at its fastest: it
 // gets the pointers of all rows at once, and an encoder's buffer is large enough for the stream.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The library of this tree, or another build of it for a comparison.
 #include "codec.h"
 #include "jpg.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The pictures for the workloads, made from photographs of a folder, or computed without one.
 #ifndef JPG_BENCH_MATERIAL_H
 #define JPG_BENCH_MATERIAL_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Measures a workload's sides in turn.
 #ifndef JPG_BENCH_MEASURE_H
 #define JPG_BENCH_MEASURE_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The benchmarks' pictures, and how they are prepared before a measurement.
 #ifndef JPG_BENCH_PICTURE_H
 #define JPG_BENCH_PICTURE_H

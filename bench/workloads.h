@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The workloads: a table of jobs, each done by the library and by other codecs.
 #ifndef JPG_BENCH_WORKLOADS_H
 #define JPG_BENCH_WORKLOADS_H

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # What Debian packages have beside the installed tree: copyright, change log, the library's symbols, the
 # manual page compressed. Included where JPG_DEBIAN is on (preset debian), which installs below /usr.
 find_program(JPG_GZIP gzip REQUIRED)

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # The exported functions' names for the preprocessor.
 
 # jpg_write_exports(): exports.inc in the current build folder, an EXPORT(name) for each

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # Hardening of what is delivered: the library and the tool. A test reads the flags of the built
 # files (tests/product/package/check_hardening.py); docs/robustness.md has what they cost.
 #

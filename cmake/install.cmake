@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # What a caller's build asks for: a CMake package (jpg::jpg, jpg::jpg_static) and a
 # pkg-config file, both valid wherever the installed tree is moved to.
 include(CMakePackageConfigHelpers)

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # Packages: `cpack` in the build folder makes three Debian packages (the shared library, what
 # a caller builds with, the tool) and one zip of the whole installed tree; for Windows and for
 # the device the zip alone.

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # What there is to read, laid out as in the source tree, so that the links in it hold.
 install(FILES ${PROJECT_SOURCE_DIR}/README.md ${PROJECT_SOURCE_DIR}/CHANGELOG.md
               ${PROJECT_SOURCE_DIR}/LICENSE

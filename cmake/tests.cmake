@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # Tests: GoogleTest programs, discovered one by one. For another target and for
 # MemorySanitizer, which must see every store, the library is built along, from Debian's sources.
 set(JPG_GTEST_SOURCES /usr/src/googletest/googletest CACHE PATH "Sources of GoogleTest")

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # What jpgtool is made of beside the library: nlohmann/json, which is headers alone and so serves
 # every target, and libpng, without which the tool has no PNG.
 option(JPG_TOOL "Build jpgtool" ${JPG_TOP})

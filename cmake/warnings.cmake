@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # Programs in C link as C++ when the library is instrumented, for the instrument's own
 # run-time library.
 function(jpg_c_program target)

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # The DLL for desktop Windows: jpg.dll and its import library libjpg.dll.a. It has an entry
 # point of its own instead of the compiler's start-up code, and imports only the platform's
 # operations and memory functions. Included by src/CMakeLists.txt.

@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: MIT
 """Runs the examples on the sample and checks their output.
 
 check_examples.py BIN_DIR JPGTOOL SAMPLE

@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: MIT
 """Runs the programs of the five tasks and compares what they give: check_tasks.py BIN_DIR JPGTOOL LIBRARY"""
 import os
 import pathlib
@@ -102,7 +103,8 @@ class Tasks(unittest.TestCase):
     def test_each_program_is_short(self):
         for path in (HERE / "tasks").iterdir():
             if path.suffix in (".c", ".cpp", ".py", ".sh"):
-                self.assertLessEqual(len(path.read_text().splitlines()), 25, path.name)
+                lines = [line for line in path.read_text().splitlines() if "SPDX" not in line]
+                self.assertLessEqual(len(lines), 25, path.name)
 
 
 if __name__ == "__main__":

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* Decodes a sequential JPEG file of any size band by band, in the memory of one band, into a
    PPM or PGM file: decode_bands IN.jpg OUT.ppm (names in ASCII) */
 #include <stdio.h>

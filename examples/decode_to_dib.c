@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* Decodes a sequential JPEG file into a bitmap of 24 bits and writes the bitmap's rows, lowest
    first, as they lie in memory: decode_to_dib IN.jpg OUT.dib */
 #include <stdio.h>

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* Decodes a whole sequential JPEG file into a PPM or PGM file:
    decode_to_ppm IN.jpg OUT.ppm (names in ASCII) */
 #include <stdio.h>

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* Decodes what there is of a JPEG file that may be cut off or damaged, and says what is wrong:
    errors IN.jpg OUT.ppm */
 #include <stdio.h>

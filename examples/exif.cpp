@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Prints how and where a picture was taken: exif IN.jpg
 #include <cstdio>
 

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* Decodes whatever there is of a JPEG file, of any kind, and says where it is damaged:
    lenient IN.jpg OUT.ppm */
 #include <stdio.h>

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* The README's example: a whole picture in memory of the program's own:
    load IN.jpg OUT.ppm */
 #include "jpg.h"

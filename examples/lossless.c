@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* Writes raw 16-bit samples of one channel as a lossless JPEG file and reads them back:
    lossless IN.raw WIDTH HEIGHT BITS OUT.jpg BACK.raw (samples in the machine's order) */
 #include <stdio.h>

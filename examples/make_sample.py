@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: MIT
 """Renders the sample picture: three spheres on a chequered floor under an evening sky.
 
 make_sample.py OUT.ppm -- a small ray tracer, deterministic, standard library only. The

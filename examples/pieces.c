@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* Sends a picture in pieces and decodes it as they come, in little memory on both sides:
    pieces IN.ppm OUT.ppm */
 #include <stddef.h>

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* Decodes a sequential JPEG file at 1/8 of its size, which takes a fraction of the time:
    preview IN.jpg OUT.ppm */
 #include <stdio.h>

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* Decodes a progressive JPEG file scan by scan, into a file for each state of the picture:
    progressive IN.jpg OUT (writes OUT1.ppm, OUT2.ppm, ...) */
 #include <stdio.h>

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* Decodes 16 rows from the middle of a JPEG file without decoding those above, by its restart
    intervals, each of which must be one row of MCUs 16 pixels high:
    restart_rows IN.jpg INTERVAL OUT.ppm */

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* Lists the marker segments of a JPEG file and its comments: segments IN.jpg */
 #include <stdio.h>
 

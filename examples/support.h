@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* Shared by the examples: memory for pictures, and PGM and PPM files. */
 #ifndef JPG_EXAMPLES_SUPPORT_H
 #define JPG_EXAMPLES_SUPPORT_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Decodes files on several threads at once, each with a handle of its own, in C++:
 // threads IN.jpg...
 #include <atomic>

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* Decodes the thumbnail of a JPEG file's Exif segment: thumbnail IN.jpg OUT.ppm */
 #include <stddef.h>
 #include <stdio.h>

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* Writes a baseline JPEG file with a JFIF segment: write_jfif IN.ppm OUT.jpg */
 #include <stdio.h>
 #include <stdlib.h>

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* Writes a JPEG file with a thumbnail in an Exif segment: write_thumbnail IN.ppm SMALL.ppm
    OUT.jpg */
 #include <stdio.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Fuzz target of the interface as a whole: the input is a program of calls, each with a
 // handle of any kind and any arguments that a caller may pass, and a stream that read handles
 // are opened on.

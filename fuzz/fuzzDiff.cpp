@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Differential fuzz target: the decoded picture must not depend on the kernels, on the number of
 // rows per call, or on whether the stream is in memory or in a file; nor must the encoded stream.
 #include <sys/mman.h>

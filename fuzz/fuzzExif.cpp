@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Fuzz target of the Exif attributes: the first byte chooses the bitmap, the rest is the TIFF
 // structure of the segment. The cursor over the directories isn't exported; the target uses the
 // library's internal header.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Fuzz target of lenient reading: whatever the stream, the picture is the same by every way that
 // gives it, and all of its rows are stored. The first bytes choose options and calls, the rest is
 // the stream.

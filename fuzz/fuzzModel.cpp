@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Differential fuzz target: compares the library with the slow models of the tests. Every call must
 // give the same result, and every byte of the pixels must be the same.
 //

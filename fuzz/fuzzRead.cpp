@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Fuzz target of the read side: the first bytes choose flags and calls, the rest is the
 // stream.
 #include <cstddef>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Fuzz target of the write side: the bytes choose settings and a bitmap; what was written
 // must open again.
 #include <cstddef>

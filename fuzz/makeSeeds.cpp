@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Makes the seed inputs of the fuzz targets: makeSeeds FOLDER. They are small streams that the
 // library writes, in every layout, and hand-made ones of kinds that it doesn't write, each after
 // the bytes that choose the calls.

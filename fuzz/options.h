@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Reading options by bits of an input.
 #ifndef JPG_FUZZ_OPTIONS_H
 #define JPG_FUZZ_OPTIONS_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Runs a fuzz target over files and folders without a fuzzing engine.
 #include <cstdint>
 #include <cstdio>

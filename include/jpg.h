@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /**
  * @file jpg.h
  * @brief JPEG codec library: the public interface.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 /**
  * @file jpg.hpp
  * @brief The JPEG codec library for C++17: handles that close themselves, spans, results.

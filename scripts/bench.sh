@@ -7,6 +7,7 @@
 #   bench.sh --instructions             instructions of one call each, by callgrind
 #   bench.sh --heap                     heap at the peak of one call each
 # Runs on the last processor, with more than the usual priority where that is allowed.
+# SPDX-License-Identifier: MIT
 set -euo pipefail
 cd "$(dirname "$0")/.."
 

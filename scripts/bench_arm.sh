@@ -8,6 +8,7 @@
 # Installs what is missing first; the packages of the other architectures are unpacked into
 # the build folder, not installed. The counts are qemu's and the same on every run;
 # scripts/performance_page.py --collect build/bench-arm/results puts them into the page.
+# SPDX-License-Identifier: MIT
 set -euo pipefail
 cd "$(dirname "$0")/.."
 

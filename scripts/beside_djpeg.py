@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: MIT
 """Compares decoded pictures with those of djpeg -dct int -nosmooth: beside_djpeg.py FOLDER...
 
 Takes the DCT files of 8 bits and of one or three components in the folders, of at least 200 x 200

@@ -3,6 +3,7 @@
 # conditions of every file of the library: coverage.sh [--missed] [--check] [ctest options]
 # Those that no test reaches, on 64 bits or on 32, are listed in build/coverage/missed.txt; --missed
 # prints them. --check fails unless docs/coverage-exclusions.md lists exactly these.
+# SPDX-License-Identifier: MIT
 set -euo pipefail
 cd "$(dirname "$0")/.."
 

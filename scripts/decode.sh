@@ -4,6 +4,7 @@
 # The pictures go to the folder out/ where you stand, as FILE.bmp; their names are printed. Without
 # arguments the sample photograph is decoded. A file that can't be decoded is told, and the others go on;
 # the status is then 1. What is missing on a Debian machine is installed.
+# SPDX-License-Identifier: MIT
 set -euo pipefail
 root=$(cd "$(dirname "$0")/.." && pwd)
 case ${1:-} in

@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # Makes the reference of the public headers: docs.sh [--no-install] [OUTPUT_DIR]
 # The pages are in OUTPUT_DIR/html (default: build/docs). A warning is an error.
+# SPDX-License-Identifier: MIT
 set -euo pipefail
 cd "$(dirname "$0")/.."
 

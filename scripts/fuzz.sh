@@ -4,6 +4,7 @@
 # With JPG_CORPUS, small files of that folder are seeds, too. Prints executions and coverage.
 # --msan takes MemorySanitizer in place of Address-, Leak- and UndefinedBehaviorSanitizer, and what
 # they have found so far as seeds.
+# SPDX-License-Identifier: MIT
 set -euo pipefail
 cd "$(dirname "$0")/.."
 

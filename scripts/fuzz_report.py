@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: MIT
 """Prints the executions and the coverage of fuzz targets, by their logs: fuzz_report.py LOG...
 
 A log's name begins with its target's name. Several logs of a target are added up; the largest

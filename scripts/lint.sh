@@ -1,5 +1,6 @@
 #!/usr/bin/env bash
 # Checks the format of all sources and runs static analysis over the library.
+# SPDX-License-Identifier: MIT
 set -euo pipefail
 cd "$(dirname "$0")/.."
 

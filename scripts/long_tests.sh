@@ -6,6 +6,7 @@
 # - Huffman tables enumerated a level deeper;
 # - the whole corpus again and again through the Python module (JPG_LONG_RUN seconds, 1800).
 # The preset is asan unless said otherwise. Prints the cases and the slowest of each stream.
+# SPDX-License-Identifier: MIT
 set -euo pipefail
 cd "$(dirname "$0")/.."
 

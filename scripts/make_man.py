@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: MIT
 """Makes the manual page of jpgtool out of what its commands say with --help, which is the one
 source of both: make_man.py JPGTOOL [OUT]. With --completions JPGTOOL FOLDER it writes what makes shells
 complete command lines."""

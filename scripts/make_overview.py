@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: MIT
 """Draws docs/overview.svg, the README's picture of what the library does:
 make_overview.py JPGTOOL OUT.svg
 

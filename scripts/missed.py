@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: MIT
 """Lists code that no test reaches, by the output of "llvm-cov show", one file per target:
 missed.py [OPTION] SHOW...
 

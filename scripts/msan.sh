@@ -2,6 +2,7 @@
 # MemorySanitizer, short form: the golden table, damaged streams of every kind through all
 # functions, faults in every function, random sequences of calls (JPG_STATE_CALLS of them), the
 # fuzz targets over their seeds. All tests: scripts/test.sh --preset msan.
+# SPDX-License-Identifier: MIT
 set -euo pipefail
 cd "$(dirname "$0")/.."
 

@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: MIT
 """Mutation check: do the tests detect a wrong library?
 
 mutate.py [--sample N] [--seed S] [--folder DIR] [--only SUBSTRING] [--jobs N]

@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: MIT
 """Makes docs/performance.md and docs/performance.svg of docs/performance.json:
 performance_page.py [--update] [DOCS]
 performance_page.py --collect RESULTS [--load LOAD] [DOCS]

@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: MIT
 """Planted mistakes: do the tests notice what no operator of mutate.py makes?
 
 planted.py [--only SUBSTRING] [--check] [--folder DIR] [--jobs N]

@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: MIT
 """Makes docs/quality.png and the table beside it in docs/quality.md: quality_picture.py LIBRARY.so
 
 Codes examples/sample.jpg anew with cjpeg, 4:2:0, and decodes that with the library (strict,

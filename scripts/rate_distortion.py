@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: MIT
 """Draws what the writer gives beside cjpeg: rate_distortion.py CORPUS [OUT.svg]
 
 Four photographs of the corpus, made smaller by averaging squares of pixels, are written at several

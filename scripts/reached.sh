@@ -3,6 +3,7 @@
 # target: reached.sh [TOOLCHAIN...], names of cmake/toolchains, beside this machine itself.
 # Built without inlining, each function in a section of its own; the linker then drops what no
 # export leads to.
+# SPDX-License-Identifier: MIT
 set -euo pipefail
 cd "$(dirname "$0")/.."
 

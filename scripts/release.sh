@@ -5,6 +5,7 @@
 # the binary interface may only have grown since the last version's tag. FOLDER receives the source
 # tarball, Debian packages, zips for Linux and Windows, the Python wheel, SHA256SUMS and an SBOM. The
 # Debian packages are built twice, and must be the same to the byte.
+# SPDX-License-Identifier: MIT
 set -euo pipefail
 cd "$(dirname "$0")/.."
 

@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # Runs a GoogleTest program and prints the number of tests that passed; if it fails, all its output:
 #   run_quietly.sh [EMULATOR...] PROGRAM
+# SPDX-License-Identifier: MIT
 set -uo pipefail
 
 output=$("$@" 2>&1)

@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: MIT
 """Writes a bill of materials (SPDX 2.3, JSON) of a release's files: sbom.py VERSION FOLDER"""
 import datetime
 import hashlib

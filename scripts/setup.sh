@@ -2,6 +2,7 @@
 # Installs what is missing on a Debian machine: setup.sh GROUP...
 # Groups: build, packages, test, clang, msan, coverage, docs, lint, bench, valgrind, bench-arm; i686, arm, armhf, s390x, device,
 # device-v7, win32, win64 for other targets.
+# SPDX-License-Identifier: MIT
 set -euo pipefail
 
 declare -A packages=(

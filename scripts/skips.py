@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: MIT
 """Counts what a run of ctest skipped, by reason.
 
 skips.py LOG [CORPUS]

@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: MIT
 """Keeps the code that guides and headers show the same as that of the examples.
 
 snippets.py [--update] FILE...

@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: MIT
 """Keeps the README's table of speeds in step with docs/performance.json:
 speed_table.py [--update] [README JSON]
 

@@ -7,6 +7,7 @@
 # --long all of its tests run. Builds go to build/targets unless a folder is given.
 #
 # See docs/targets.md.
+# SPDX-License-Identifier: MIT
 set -euo pipefail
 cd "$(dirname "$0")/.."
 

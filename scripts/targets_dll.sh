@@ -5,6 +5,7 @@
 # The device's DLLs and the 32-bit Windows one run in the loader of tests/product/loader, with
 # --long the tests of the public interface too; the 64-bit Windows one runs under Wine. See
 # docs/targets.md.
+# SPDX-License-Identifier: MIT
 set -euo pipefail
 cd "$(dirname "$0")/.."
 

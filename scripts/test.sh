@@ -3,6 +3,7 @@
 # Shows one line of progress and a short summary; all output goes to build/NAME/test.log. Installs what
 # is missing. The preset is release unless said otherwise. Ends with what was skipped and why; with CI
 # set, a skip for want of real files is an error if they are there.
+# SPDX-License-Identifier: MIT
 set -euo pipefail
 cd "$(dirname "$0")/.."
 

@@ -2,6 +2,7 @@
 # Builds the fuzz targets by .clusterfuzzlite/build.sh as the service's image would, with each
 # sanitizer or those named, and runs every target over its seeds for a while:
 #   try_continuous_fuzzing.sh [address|undefined|memory...]
+# SPDX-License-Identifier: MIT
 set -euo pipefail
 cd "$(dirname "$0")/.."
 

@@ -2,6 +2,7 @@
 # Runs a 64-bit Windows program: wine.sh PROGRAM [argument...]
 # The first run creates a Wine prefix in the folder that WINEPREFIX names, or in the build
 # folder. It has no display and none of the user's settings.
+# SPDX-License-Identifier: MIT
 set -euo pipefail
 
 root=$(cd "$(dirname "$0")/.." && pwd)

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Work on many files: output names, and a process for each file.
 #ifndef JPGTOOL_BATCH_H
 #define JPGTOOL_BATCH_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // BMP files: 1 to 32 bits a pixel, palettes, masks, run lengths, of Windows and of OS/2.
 #include <algorithm>
 #include <cstring>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The tool's commands. Each takes the arguments after its name and returns the exit status.
 #ifndef JPGTOOL_COMMANDS_H
 #define JPGTOOL_COMMANDS_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // jpgtool compare
 #include <cinttypes>
 #include <cmath>

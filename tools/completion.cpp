@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // jpgtool completion: scripts for shells, made of the help texts.
 #include "completion.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Scripts that make shells complete command lines of the tool.
 #ifndef JPGTOOL_COMPLETION_H
 #define JPGTOOL_COMPLETION_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "damage.h"
 
 #include <algorithm>

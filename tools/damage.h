@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Locates the damage in a file whose decoding failed.
 #ifndef JPGTOOL_DAMAGE_H
 #define JPGTOOL_DAMAGE_H

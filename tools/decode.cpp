@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // jpgtool decode
 #include <cerrno>
 #include <cstdio>

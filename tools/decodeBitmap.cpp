@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "decodeBitmap.h"
 
 #include "damage.h"

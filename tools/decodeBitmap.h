@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Decoding with the library's bitmap functions.
 #ifndef JPGTOOL_DECODEBITMAP_H
 #define JPGTOOL_DECODEBITMAP_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The command line of jpgtool decode.
 #ifndef JPGTOOL_DECODEOPTIONS_H
 #define JPGTOOL_DECODEOPTIONS_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A Windows bitmap in memory, as the library describes and fills it, and its file.
 #ifndef JPGTOOL_DIB_H
 #define JPGTOOL_DIB_H

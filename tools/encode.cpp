@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // jpgtool encode
 #include <algorithm>
 #include <cstring>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The command line of jpgtool encode.
 #ifndef JPGTOOL_ENCODEOPTIONS_H
 #define JPGTOOL_ENCODEOPTIONS_H

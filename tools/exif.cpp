@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // jpgtool exif
 #include <cinttypes>
 #include <cmath>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The Exif attributes of a file: their handle, for the thumbnail, and their entries.
 #ifndef JPGTOOL_EXIFHANDLE_H
 #define JPGTOOL_EXIFHANDLE_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "exifNames.h"
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Names of Exif tags, types and directories.
 #ifndef JPGTOOL_EXIFNAMES_H
 #define JPGTOOL_EXIFNAMES_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Commands that take many files and folders.
 #ifndef JPGTOOL_FILELIST_H
 #define JPGTOOL_FILELIST_H

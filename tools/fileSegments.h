@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The marker segments anywhere in a stream, also between scans, and in streams that the library
 // refuses to open.
 #ifndef JPGTOOL_FILESEGMENTS_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Files of the tool: what it reads as a whole, and output files, which take their name only when
 // they are complete.
 #ifndef JPGTOOL_FILES_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A walk over the marker segments before the first scan, without a prolog on the file: what the
 // frame header claims, before the library allocates memory for it, and which header is invalid,
 // which a failed prolog doesn't report.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // jpgtool icc
 #include "icc.h"
 

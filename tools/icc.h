@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Colour profiles (ISO 15076-1): what their headers say.
 #ifndef JPGTOOL_ICC_H
 #define JPGTOOL_ICC_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // jpgtool info
 #include <cinttypes>
 #include <cstdio>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A JPEG file of the tool: all of its bytes in memory. So names may be any bytes of any length, and
 // standard input and pipes, which can't seek, serve as well as files.
 #ifndef JPGTOOL_INPUT_H

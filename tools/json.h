@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // JSON output.
 #ifndef JPGTOOL_JSON_H
 #define JPGTOOL_JSON_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Limits on a file's pixels and memory, checked against its header before decoding.
 #ifndef JPGTOOL_LIMITS_H
 #define JPGTOOL_LIMITS_H

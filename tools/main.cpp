@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // jpgtool: shows the contents of JPEG files and converts them, through the library's public
 // interface.
 #include <cstdio>

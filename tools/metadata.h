@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What a JPEG file carries beside its picture, for a copy in another: Exif, colour profile,
 // comment.
 #ifndef JPGTOOL_METADATA_H

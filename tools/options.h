@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The parser of command lines.
 #ifndef JPGTOOL_OPTIONS_H
 #define JPGTOOL_OPTIONS_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Picture files as the tool writes them: BMP, PGM, PPM, PAM and PNG.
 #ifndef JPGTOOL_PICTURE_H
 #define JPGTOOL_PICTURE_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Rows of a picture file of any kind that the tool reads (JPEG, BMP, PGM, PPM, PAM, PNG), one by
 // one from the top.
 #ifndef JPGTOOL_PICTUREROWS_H

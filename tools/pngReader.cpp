@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // PNG files, with libpng where it was there when the tool was built.
 #include "jpg.h"
 #include "sampleReader.h"

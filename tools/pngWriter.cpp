@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "pngWriter.h"
 
 #include "picture.h"

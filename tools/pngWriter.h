@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Writes PNG files row by row, with libpng where it was there when the tool was built.
 #ifndef JPGTOOL_PNGWRITER_H
 #define JPGTOOL_PNGWRITER_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // PGM, PPM and PAM files.
 #include <algorithm>
 #include <cctype>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Work on many files side by side, as far as the system has that.
 #ifndef JPGTOOL_PROCESSES_H
 #define JPGTOOL_PROCESSES_H

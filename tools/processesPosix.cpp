@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // processes.h for Linux and its relatives: a process for each file.
 #include <poll.h>
 #include <sys/wait.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // processes.h for Windows: one file after the other.
 #include "processes.h"
 #include "report.h"

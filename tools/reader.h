@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // An open JPEG stream and the contents of its segments.
 #ifndef JPGTOOL_READER_H
 #define JPGTOOL_READER_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The tool's messages: errors, codes, progress.
 #ifndef JPGTOOL_REPORT_H
 #define JPGTOOL_REPORT_H

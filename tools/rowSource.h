@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Rows of a JPEG file of any coding process, from the top.
 #ifndef JPGTOOL_ROWSOURCE_H
 #define JPGTOOL_ROWSOURCE_H

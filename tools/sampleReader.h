@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Picture files as the tool reads them to encode, compare or show them, row by row from the top:
 // PGM, PPM, PAM, BMP and PNG. Every kind becomes samples of one format.
 #ifndef JPGTOOL_SAMPLEREADER_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // jpgtool segments
 #include <cinttypes>
 #include <cstdio>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What a JPEG stream consists of, found without decoding it and without a decoder that accepts it.
 #ifndef JPGTOOL_STREAMINFO_H
 #define JPGTOOL_STREAMINFO_H

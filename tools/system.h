@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What the tool asks of the operating system. File names are bytes, on Windows UTF-8.
 #ifndef JPGTOOL_SYSTEM_H
 #define JPGTOOL_SYSTEM_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // system.h for Linux and its relatives.
 #include <dirent.h>
 #include <fcntl.h>

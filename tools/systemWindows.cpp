@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // system.h for Windows.
 #include <windows.h>
 // Needs the types of the former.

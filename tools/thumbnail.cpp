@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // jpgtool thumbnail
 #include "commands.h"
 #include "dib.h"

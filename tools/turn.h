@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Turning pictures as Exif's orientation says.
 #ifndef JPGTOOL_TURN_H
 #define JPGTOOL_TURN_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // jpgtool view
 #include <algorithm>
 #include <cstdio>

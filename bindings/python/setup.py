@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """The routine in C beside what pyproject.toml says; without a compiler it is left out."""
 
 from setuptools import Extension, setup

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # Linked as a DLL of desktop Windows, since the linker knows no other, then marked as the
 # device's.
 find_program(JPG_LLD_LINK NAMES lld-link lld-link-14 REQUIRED)

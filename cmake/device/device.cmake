@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # The device's DLL, made of the core's objects and the device's own: jpg.dll in the build
 # folder, and jpg.lib for programs that link it. Included by src/CMakeLists.txt when the
 # toolchain file sets JPG_DEVICE.

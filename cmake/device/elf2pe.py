@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: MIT
 """Writes the device's DLL from an ELF image linked at address 0.
 
 elf2pe.py ELF DEF DLL

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # Linked at address 0 by jpg.ld, relocations kept, then rewritten as PE.
 enable_language(ASM)
 

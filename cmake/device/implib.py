@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: MIT
 """Turns an import library for ARMv7 into one for any ARM.
 
 implib.py LIBRARY

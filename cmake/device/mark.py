@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: MIT
 """Marks a DLL that was linked for desktop Windows on ARM as one for the device.
 
 mark.py DLL

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """Numbers and helpers of the PE format that the device's build needs."""
 import struct
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // How MemorySanitizer works in every program; programs.cmake says why.
 #include <sanitizer/allocator_interface.h>
 #include <sanitizer/msan_interface.h>

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # MemorySanitizer must see every store, and the C++ library of the system isn't instrumented:
 # what it stores into a program's variables and blocks would be taken for undefined. So only
 # the codec's own variables and blocks begin as undefined (src/platform/undefined.h); those of

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # Linux on ARMv5TE without floating point, run on the model of a handheld's core: an
 # instruction that came later traps there.
 set(TRIPLET arm-linux-gnueabi)

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # The same with UndefinedBehaviorSanitizer: the emulator doesn't trap unaligned access.
 include(${CMAKE_CURRENT_LIST_DIR}/armhf.cmake)
 # In ARM mode, since a reference to a Thumb function looks misaligned to it.

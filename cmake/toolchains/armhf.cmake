@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # Linux on ARMv7 with floating point but without NEON, which traps.
 set(TRIPLET arm-linux-gnueabihf)
 set(CMAKE_SYSTEM_PROCESSOR armv7-a)

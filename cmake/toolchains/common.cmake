@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # What the cross targets share: Debian's compilers, programs linked statically, so that
 # they run without the target's libraries. TRIPLET is the compilers' prefix.
 set(CMAKE_SYSTEM_NAME Linux)

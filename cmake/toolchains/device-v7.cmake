@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # The device with an ARMv7 core: Thumb-2 instructions. The compiler knows the system's
 # object format; cmake/device/device.cmake makes the DLL.
 #

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # The device: 32-bit ARM instructions for cores from ARMv5 on, no operating system as far
 # as the compiler knows. cmake/device/device.cmake makes the DLL of what it compiles.
 #

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # The same with UndefinedBehaviorSanitizer, whose run-time library can't be linked
 # statically with the C library here.
 include(${CMAKE_CURRENT_LIST_DIR}/i686.cmake)

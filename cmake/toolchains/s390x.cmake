@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # Linux on a 64-bit machine that stores the high byte first.
 set(TRIPLET s390x-linux-gnu)
 set(CMAKE_SYSTEM_PROCESSOR s390x)

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # 64-bit desktop Windows; programs run under Wine.
 set(TRIPLET x86_64-w64-mingw32)
 set(CMAKE_SYSTEM_PROCESSOR x86_64)

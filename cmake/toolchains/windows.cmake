@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # What the Windows targets share: Debian's compilers, in the variant whose C++ library has
 # threads (GoogleTest wants them). TRIPLET is their prefix. Programs bring the compiler's
 # runtime along.

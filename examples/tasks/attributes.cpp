@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Orientation, date and place of a photograph: attributes IN.jpg
 #include <cstdio>
 #include <string>

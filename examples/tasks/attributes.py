@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """Orientation, date and place of a photograph: attributes.py IN.jpg"""
 import sys
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A copy of quality 85 at 4:2:0 with the Exif segment: copy IN.jpg OUT.jpg
 #include <cstdio>
 #include <vector>

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """A copy of quality 85 at 4:2:0 with the Exif segment: copy.py IN.jpg OUT.jpg"""
 import sys
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // 16 bits without loss, from a PGM file and back: deep IN.pgm OUT.jpg
 #include <cstdio>
 

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """16 bits without loss, from a PGM file: deep.py IN.pgm OUT.jpg"""
 import sys
 

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* A photograph of a sequential file in colour as a PPM file: photo IN.jpg OUT.ppm */
 #include <stdio.h>
 #include <stdlib.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A photograph as a PPM file: photo IN.jpg OUT.ppm
 #include <cstdio>
 

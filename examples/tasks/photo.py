@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """A photograph as a PPM file: photo.py IN.jpg OUT.ppm"""
 import sys
 

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """A preview at an eighth of the size, as a JPEG file: preview.py IN.jpg OUT.jpg"""
 import sys
 

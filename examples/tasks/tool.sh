@@ -1,5 +1,6 @@
 #!/bin/sh
 # The five tasks by the tool: tool.sh TASK IN OUT
+# SPDX-License-Identifier: MIT
 set -e
 case $1 in
   photo) jpgtool decode "$2" -o "$3" ;;

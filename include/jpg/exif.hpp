@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 /**
  * @file exif.hpp
  * @brief The Exif attributes of a stream: all entries of its five directories.

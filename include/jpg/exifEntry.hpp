@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 /**
  * @file exifEntry.hpp
  * @brief Entries of Exif directories, and the numbers, texts and bytes that they have for values.

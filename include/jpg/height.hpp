@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 /**
  * @file height.hpp
  * @brief The height of images whose frame header leaves it to a DNL segment.

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /**
  * @file paths.h
  * @brief File names in UTF-8 to the library's UTF-16 paths and back: for C and C++, header only.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 /**
  * @file picture.hpp
  * @brief Pixels of the C++ interface: layouts, pictures, bitmaps.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 /**
  * @file reader.hpp
  * @brief Reading through the C++ interface.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 /**
  * @file result.hpp
  * @brief Results of the C++ interface: a code, or a value or a code.

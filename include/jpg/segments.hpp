@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 /**
  * @file segments.hpp
  * @brief The marker segments of a stream, with their places.

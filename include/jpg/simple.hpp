@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 /**
  * @file simple.hpp
  * @brief Whole pictures from files and to files, in one call each.

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /**
  * @file text.h
  * @brief Result codes in words: for C and C++, header only.

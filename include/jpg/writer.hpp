@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 /**
  * @file writer.hpp
  * @brief Writing through the C++ interface.

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """Builds from the tree that holds this file: conan create packaging/conan"""
 import os
 import re

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # Builds from the tree that holds this file: vcpkg install jpg --overlay-ports=packaging/vcpkg
 get_filename_component(SOURCE_PATH "${CMAKE_CURRENT_LIST_DIR}/../.." ABSOLUTE)
 

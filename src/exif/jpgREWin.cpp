@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The Exif thumbnail into a Windows bitmap.
 #include <string.h>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The attribute handle: finding the Exif segment, and closing.
 #include "exif/jpgRExif.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Exif attributes: the copy of an APP1 segment's TIFF structure, and a cursor over
 // its directories.
 //

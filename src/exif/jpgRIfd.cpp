@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The cursor over a directory.
 #include "exif/jpgRExif.h"
 #include "share/jpgHeap.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Tells MemorySanitizer about heap blocks. Empty in other builds.
 #ifndef JPG_PLATFORM_UNDEFINED_H
 #define JPG_PLATFORM_UNDEFINED_H

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 // The example tables of T.81 Annex K, which the writer puts into its streams.
 #ifndef JPG_SHARE_ANNEXK_H
 #define JPG_SHARE_ANNEXK_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Arithmetic that wraps or shifts on purpose.
 //
 // The codec's fixed-point arithmetic is that of a 32-bit processor: sums and

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "share/jpgHeap.h"
 
 #include "jpg.h"

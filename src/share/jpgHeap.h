@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Memory of the library: three operations on the process heap.
 #ifndef JPG_SHARE_HEAP_H
 #define JPG_SHARE_HEAP_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "share/jpgHuff.h"
 
 #include <string.h>

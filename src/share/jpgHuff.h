@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Huffman tables: the list of codes made from a table's counts and values. Shared by the reader
 // (tables of the stream, with the look-ups of jpgHuffFast.h) and the writer (its own tables).
 #ifndef JPG_SHARE_HUFF_H

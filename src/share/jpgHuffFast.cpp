@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "share/jpgHuffFast.h"
 
 #include <string.h>

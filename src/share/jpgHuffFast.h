@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Fast look-ups of a Huffman table: what the next bits of the data stand for, in one step.
 //
 // Three arrays in one block of memory, indexed by the next bits: `entry` gives the index of the

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Marker codes (T.81 Table B.1) as they are used here.
 #ifndef JPG_SHARE_MARKERS_H
 #define JPG_SHARE_MARKERS_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "share/jpgQuant.h"
 
 #include "share/jpgTables.h"

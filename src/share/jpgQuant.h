@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Quantisation on the write side: division by a table's steps through reciprocals.
 #ifndef JPG_SHARE_QUANT_H
 #define JPG_SHARE_QUANT_H

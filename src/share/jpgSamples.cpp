@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "share/jpgSamples.h"
 
 namespace jpg {

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Samples: their range, their saturation, and what chroma adds to colours.
 //
 // Inside the codec samples are level-shifted to -128..127; 128 is added where a byte is stored.

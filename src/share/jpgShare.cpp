@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "share/jpgShare.h"
 
 #include <string.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The record behind every handle, its creation, validation and destruction.
 //
 // A read handle and a write handle are the same record; its stream's mode tells

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What lossless coding and decoding share: the predictors, and samples in rows of
 // bytes or of 16-bit words.
 #ifndef JPG_SHARE_SPATIAL_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "share/jpgStream.h"
 
 #include <string.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The byte stream inside a context: a file or a memory block, opened for
 // reading (a source) or for writing (a sink).
 //

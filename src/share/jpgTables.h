@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Constant tables of the coding process, built by rule at compile time.
 #ifndef JPG_SHARE_TABLES_H
 #define JPG_SHARE_TABLES_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "win/jpgDib.h"
 
 #include <string.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Windows device-independent bitmaps: headers, rectangles over their bits, and
 // temporary buffers.
 //

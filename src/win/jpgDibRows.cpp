@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "win/jpgDibRows.h"
 
 #include <string.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Rows of a bitmap of any depth, converted to grey or to blue, green, red.
 #ifndef JPG_WIN_DIBROWS_H
 #define JPG_WIN_DIBROWS_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "win/jpgPalette.h"
 
 #include "platform.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Colour tables of 8-bit bitmaps.
 //
 // The reduction palette is a 6 x 6 x 6 colour cube at entries 10 to 225; the other entries

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Reading into a Windows bitmap.
 #include "read/jpgRPicture.h"
 #include "share/jpgShare.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "win/jpgReduce.h"
 
 #include "share/jpgArith.h"

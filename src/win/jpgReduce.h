@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Reduction of 24-bit pixels to 8 or 16 bits by error diffusion.
 #ifndef JPG_WIN_REDUCE_H
 #define JPG_WIN_REDUCE_H

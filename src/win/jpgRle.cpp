@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "win/jpgRle.h"
 
 namespace jpg {

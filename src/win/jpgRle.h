@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Expansion of run-length coded bitmaps.
 #ifndef JPG_WIN_RLE_H
 #define JPG_WIN_RLE_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Writing from a Windows bitmap.
 #include <string.h>
 

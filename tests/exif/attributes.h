@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Attribute handles and cursors that close themselves.
 #ifndef JPG_TESTS_EXIF_ATTRIBUTES_H
 #define JPG_TESTS_EXIF_ATTRIBUTES_H

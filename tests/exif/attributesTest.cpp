@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Finding the Exif segment, and closing the attribute handle.
 #include "exif/attributes.h"
 

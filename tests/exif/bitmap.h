@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Thumbnails as bitmaps.
 #ifndef JPG_TESTS_EXIF_BITMAP_H
 #define JPG_TESTS_EXIF_BITMAP_H

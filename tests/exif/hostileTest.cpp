@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Exif data that lie: nothing outside the structure is read, and every walk ends.
 //
 // The structure lies in a heap block of exactly its length, so that AddressSanitizer sees any

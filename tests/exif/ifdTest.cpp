@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The cursor over a directory: opening, walking, finding, closing.
 #include <array>
 #include <cstring>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A compressed thumbnail into a bitmap.
 #include "exif/bitmap.h"
 #include "support/picture.h"

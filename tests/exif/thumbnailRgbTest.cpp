@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // An uncompressed thumbnail into a bitmap.
 #include <algorithm>
 

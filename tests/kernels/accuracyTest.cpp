@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The accurate transform by the procedure of IEEE 1180-1990: random blocks go through an exact
 // forward transform, are rounded to integers, and come back by an exact inverse transform and by
 // the kernel.

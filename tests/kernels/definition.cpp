@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "kernels/definition.h"
 
 #include <algorithm>

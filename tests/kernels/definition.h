@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The plainest form of each kernel, to compare all sets with.
 #ifndef JPG_TESTS_KERNELS_DEFINITION_H
 #define JPG_TESTS_KERNELS_DEFINITION_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Division by the reciprocals of quantisation steps, as jpgKernels.h describes it: every step,
 // every coefficient.
 #include <gtest/gtest.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The portable inverse transforms, beside values worked out by hand and the model.
 #include <gtest/gtest.h>
 

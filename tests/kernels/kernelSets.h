@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What the tests of the kernels share: the sets of this processor, what defines their results,
 // words for what differs from them, and memory that ends at a page which can't be touched.
 #ifndef JPG_TESTS_KERNELS_KERNELSETS_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The forward transform with its quantisation: every kernel against the plain one.
 #include <algorithm>
 #include <array>

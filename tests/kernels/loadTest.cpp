@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Blocks of an MCU from pixels: every kernel against the conversion and the gathering routines, or
 // the general averages, and these against plain arithmetic.
 #include <algorithm>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Pixels of an MCU: every kernel against the general expansion and pixel writers.
 #include <algorithm>
 #include <array>

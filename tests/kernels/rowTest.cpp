@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Rows of pixels from planes, and blocks stored as bytes: every kernel against plain sums.
 #include <algorithm>
 #include <string>

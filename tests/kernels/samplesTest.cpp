@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The inverse transform with its limit, and the masks of present coefficients: every kernel
 // against the plain one.
 #include <algorithm>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Plain models of what the bitmap readers do to pixels.
 #ifndef JPG_TESTS_MODEL_BITMAP_H
 #define JPG_TESTS_MODEL_BITMAP_H

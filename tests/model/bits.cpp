@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "model/bits.h"
 
 namespace jpgtest {

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The bits of a stream, one at a time: the model's slow and plain bit reader.
 #ifndef JPG_TESTS_MODEL_BITS_H
 #define JPG_TESTS_MODEL_BITS_H

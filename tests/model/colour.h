@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The model's colour conversion, by exact fractions.
 #ifndef JPG_TESTS_MODEL_COLOUR_H
 #define JPG_TESTS_MODEL_COLOUR_H

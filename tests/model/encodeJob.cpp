@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "model/encodeJob.h"
 
 #include <cstdio>

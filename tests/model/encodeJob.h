@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Baseline pictures to encode, by rule, and the streams that they must give.
 #ifndef JPG_TESTS_MODEL_ENCODEJOB_H
 #define JPG_TESTS_MODEL_ENCODEJOB_H

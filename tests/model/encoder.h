@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A slow, plain model of the baseline and the lossless encoder, call by call, to compare the
 // library with byte by byte.
 //

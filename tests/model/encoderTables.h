@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The encoder models' tables: T.81 Annex K, the zig-zag walk, steps and code words.
 #ifndef JPG_TESTS_MODEL_ENCODERTABLES_H
 #define JPG_TESTS_MODEL_ENCODERTABLES_H

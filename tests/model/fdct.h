@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The model's forward DCT, in 64-bit integers.
 #ifndef JPG_TESTS_MODEL_FDCT_H
 #define JPG_TESTS_MODEL_FDCT_H

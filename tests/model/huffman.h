@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Huffman decoding by the procedures of T.81: codes made by Annex C, symbols found by walking
 // the code lengths (F.2.2.3), with no table of prefixes.
 #ifndef JPG_TESTS_MODEL_HUFFMAN_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The model's inverse DCT: a matter of 32-bit integers that wrap.
 #ifndef JPG_TESTS_MODEL_IDCT_H
 #define JPG_TESTS_MODEL_IDCT_H

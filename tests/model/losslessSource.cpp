@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "model/losslessSource.h"
 
 #include "support/bytes.h"

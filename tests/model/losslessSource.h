@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Lossless streams that the writer doesn't make: several tables, identifiers, a point transform,
 // anything between the restart intervals.
 #ifndef JPG_TESTS_MODEL_LOSSLESSSOURCE_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Lossless pictures to encode, by rule, and the streams that they must give.
 #ifndef JPG_TESTS_MODEL_LOSSLESSWRITER_H
 #define JPG_TESTS_MODEL_LOSSLESSWRITER_H

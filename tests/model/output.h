@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The bits of a stream as they go out: gathered in words of 32, with stuffing.
 #ifndef JPG_TESTS_MODEL_OUTPUT_H
 #define JPG_TESTS_MODEL_OUTPUT_H

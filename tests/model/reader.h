@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A slow, plain model of the reader, to compare the library with.
 //
 // It has its own parser and its own decoders of every process, works bit by bit, keeps the whole

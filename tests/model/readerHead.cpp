@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The model's prologs: the search for EOI, the segments up to the first scan, the getters.
 #include <algorithm>
 #include <cstring>

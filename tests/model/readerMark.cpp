@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The model's marker access, restart seeks and what happens between rows of MCUs.
 #include <algorithm>
 

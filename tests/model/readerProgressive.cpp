@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Progressive pictures: passes, scans (T.81 Annex G) and rows from the coefficients.
 #include <algorithm>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The model's sequential decoder: rows of MCUs into a rectangle.
 #include <algorithm>
 #include <set>

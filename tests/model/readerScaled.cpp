@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Reduced sizes: the scale code, the reduced transforms and their pixels.
 #include <algorithm>
 

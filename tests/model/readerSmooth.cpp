@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The model's interpolated chroma: all rows of samples since the start are kept, and each pixel is
 // worked out by exact fractions.
 #include <algorithm>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Lossless rows (T.81 Annex H) and the row that is kept between calls.
 #include <algorithm>
 #include <cstdlib>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The division that the ARMv7 build brings along, against the machine's.
 #include "platform/device/divide.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The provider that fails on demand: every kind of fault, and its counts.
 #include "faulty.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A folder of its own for each test, removed with what is in it.
 #ifndef TESTS_PLATFORM_FOLDER_H
 #define TESTS_PLATFORM_FOLDER_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The platform's operations over POSIX, called as the core calls them.
 #include <fcntl.h>
 #include <gtest/gtest.h>

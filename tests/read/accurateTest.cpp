@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The option for the accurate transform: every reader of the handle has it, and no other bits of
 // the flags ask for it.
 #include <gtest/gtest.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A context whose stream is a few bytes of memory, for tests below the interface.
 #ifndef JPG_TESTS_READ_BITSTREAM_H
 #define JPG_TESTS_READ_BITSTREAM_H

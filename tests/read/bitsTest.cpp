@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The bit reader.
 #include "read/jpgRBits.h"
 

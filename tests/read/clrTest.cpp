@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Colour tables, expansion and pixel output.
 #include "read/jpgRClr.h"
 

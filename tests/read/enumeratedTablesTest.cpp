@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Huffman tables enumerated: every array of counts to a depth, valid or not, against a decoder
 // that walks a tree of bits.
 //

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The search for EOI, beside a plain search pair by pair.
 #include "read/jpgRFindEoi.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What is a handle and what isn't, for every function.
 #include <gtest/gtest.h>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Segments and the frame header, below the interface.
 #include "read/jpgRHead.h"
 

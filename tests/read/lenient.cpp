@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "read/lenient.h"
 
 #include <gtest/gtest.h>

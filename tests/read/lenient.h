@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Lenient reading in tests: whole pictures, and what they should be by another way.
 #ifndef JPG_TESTS_READ_LENIENT_H
 #define JPG_TESTS_READ_LENIENT_H

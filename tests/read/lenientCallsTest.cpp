@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Lenient reading: the calls. Bands, scales, bitmaps and passes give the same picture, whatever
 // happens between them.
 #include <gtest/gtest.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Lenient reading of damaged data: what is stored, what is guessed, and what the call tells.
 #include <gtest/gtest.h>
 

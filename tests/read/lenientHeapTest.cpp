@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Lenient reading under faults: a call that failed may be repeated, and gives the same picture.
 #include <gtest/gtest.h>
 

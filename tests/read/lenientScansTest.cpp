@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Lenient reading: scans, sampling factors and colours beyond those of the usual reader.
 #include <gtest/gtest.h>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Lenient reading as a state machine: calls in any order give the rows of the whole picture from
 // where the calls before have led, and the codes that go with it.
 #include <gtest/gtest.h>

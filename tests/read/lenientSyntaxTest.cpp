@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Lenient reading: headers and data that break the rules without loss of a pixel.
 #include <gtest/gtest.h>
 

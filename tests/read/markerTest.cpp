@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Walking marker segments and reading their data.
 #include <gtest/gtest.h>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Planes by themselves: any sampling factors, scales, depths and formats, beside sums by exact
 // fractions.
 #include "read/jpgRPlanes.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Memory of the progressive and scaled readers, and their behaviour under faults.
 #include <gtest/gtest.h>
 #include <unistd.h>

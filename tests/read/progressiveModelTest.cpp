@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The progressive reader beside a plain model of it: results and pixels, of sound streams and of
 // damaged ones.
 #include <gtest/gtest.h>

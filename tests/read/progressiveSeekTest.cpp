@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A progressive picture is delivered from scans that were decoded, whatever comes ahead of the
 // first decode call; and the row count of passes that fail.
 #include <gtest/gtest.h>

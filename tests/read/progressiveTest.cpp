@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Progressive decoding beside the model's decoding of the same coefficients, and its row
 // bookkeeping.
 #include <gtest/gtest.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Headers with bytes changed, inserted and left out: the library and the model agree on what is
 // refused, with which code, and on what is decoded from the rest.
 #include <gtest/gtest.h>

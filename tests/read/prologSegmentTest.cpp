@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What the prolog makes of the segments: headers, tables, getters, limits.
 #include <gtest/gtest.h>
 

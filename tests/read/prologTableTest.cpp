@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Huffman tables, quantisation tables and restart intervals as the prolog loads them.
 #include <gtest/gtest.h>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Scan components with tables of all kinds, and entropy-coded data for them.
 #ifndef JPG_TESTS_READ_RANDOMSCAN_H
 #define JPG_TESTS_READ_RANDOMSCAN_H

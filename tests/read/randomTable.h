@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Huffman tables of all kinds that a DHT segment may define, at random.
 #ifndef JPG_TESTS_READ_RANDOMTABLE_H
 #define JPG_TESTS_READ_RANDOMTABLE_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Bands: what a call delivers, what it loses and what the next one goes on with.
 #include <gtest/gtest.h>
 

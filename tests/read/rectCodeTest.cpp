@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Result codes of the sequential decoder, in the order of its checks, and damaged data.
 #include <gtest/gtest.h>
 

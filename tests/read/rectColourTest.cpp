@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Colours: who decides what three components are, and how they become blue, green, red.
 #include <gtest/gtest.h>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Pictures of every layout and size: what is stored, pixel for pixel.
 #include <gtest/gtest.h>
 

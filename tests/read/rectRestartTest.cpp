@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Restart intervals: what happens between rows and intervals of MCUs, with markers in their place,
 // missing, doubled or foreign.
 #include <gtest/gtest.h>

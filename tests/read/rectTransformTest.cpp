@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The inverse transform as it shows in pictures: values worked out by hand, and the model.
 #include <gtest/gtest.h>
 

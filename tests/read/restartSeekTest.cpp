@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Going to a restart interval, and feeding coded data in pieces.
 #include <gtest/gtest.h>
 

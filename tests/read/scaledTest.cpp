@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Scaled output beside a plain model of it, and its order of checks.
 #include <gtest/gtest.h>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Table segments and scan headers, below the interface.
 #include "read/jpgRScan.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Calls in any order: the library and the model go the same way.
 #include <gtest/gtest.h>
 

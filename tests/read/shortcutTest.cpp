@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The shortcuts behind a lookup array, against decoding bit by bit.
 #include <gtest/gtest.h>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The option for interpolated chroma: values worked out by hand, every reader beside the model, and
 // what becomes of bands, seeks and damage.
 #include <gtest/gtest.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Lossless streams with damaged data: the reader does what a slow model of it does, down to
 // the last sample and the code, and so it does with streams of other makers that are meant to
 // hurt.

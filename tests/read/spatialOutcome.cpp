@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "read/spatialOutcome.h"
 
 #include <gtest/gtest.h>

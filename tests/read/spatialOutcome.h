@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A lossless stream through the library and through the model.
 #ifndef JPG_TESTS_READ_SPATIALOUTCOME_H
 #define JPG_TESTS_READ_SPATIALOUTCOME_H

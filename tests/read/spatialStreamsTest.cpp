@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Decoding of lossless streams that the writer doesn't make.
 #include <gtest/gtest.h>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Lossless decoding: rows in several calls, streams made by hand, the order of checks.
 #include <gtest/gtest.h>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Tables that are replaced while a scan decodes with them.
 #include <gtest/gtest.h>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Two contexts on the same data: one is read through a bit window, the other by the bit reader.
 #ifndef JPG_TESTS_READ_TWINSTREAMS_H
 #define JPG_TESTS_READ_TWINSTREAMS_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The block decoders, on bit strings made by hand.
 #include "read/jpgRVLC.h"
 

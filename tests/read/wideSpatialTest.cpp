@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Lossless rows through the bit window, against rows of differences that the bit reader has
 // decoded: after every call the samples, the saved row and the stream's record must be the same.
 #include <gtest/gtest.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Blocks through the bit window, against the block decoders: after every block the results, the
 // coefficients and the stream's record must be the same.
 #include "read/jpgRFastBlock.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The bit window by itself: opening, filling and closing.
 #include "read/jpgRFastBits.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Code lists and lookup arrays.
 #include "share/jpgHuffFast.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Small arithmetic over all of its range, against the same in 64 bits or by the standard's words.
 #include <gtest/gtest.h>
 

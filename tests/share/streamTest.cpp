@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The byte stream: files and memory, both ways.
 #include "share/jpgStream.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Constant tables, against the standard's own figures.
 #include <gtest/gtest.h>
 

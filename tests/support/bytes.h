@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Byte strings for tests.
 #ifndef JPG_TESTS_SUPPORT_BYTES_H
 #define JPG_TESTS_SUPPORT_BYTES_H

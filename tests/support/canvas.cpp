@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "support/canvas.h"
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A pixel buffer with guard bytes before, between and behind its rows.
 #ifndef JPG_TESTS_SUPPORT_CANVAS_H
 #define JPG_TESTS_SUPPORT_CANVAS_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "support/entropy.h"
 
 #include <cassert>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Entropy-coded data for tests: bits, codes and whole blocks, well-formed or not.
 #ifndef JPG_TESTS_SUPPORT_ENTROPY_H
 #define JPG_TESTS_SUPPORT_ENTROPY_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Huffman tables for tests: descriptions as they stand in a DHT segment, and their codes.
 //
 // A table is made here, written into a stream by StreamBuilder and used by EntropyWriter.

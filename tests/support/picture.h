@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Whole pictures for tests: a description, coefficients made by rule, and the JPEG stream.
 #ifndef JPG_TESTS_SUPPORT_PICTURE_H
 #define JPG_TESTS_SUPPORT_PICTURE_H

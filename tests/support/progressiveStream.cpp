@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "support/progressiveStream.h"
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Progressive streams of a picture's coefficients, by a script of scans.
 #ifndef JPG_TESTS_SUPPORT_PROGRESSIVESTREAM_H
 #define JPG_TESTS_SUPPORT_PROGRESSIVESTREAM_H

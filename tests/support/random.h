@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Repeatable random numbers for tests.
 #ifndef JPG_TESTS_SUPPORT_RANDOM_H
 #define JPG_TESTS_SUPPORT_RANDOM_H

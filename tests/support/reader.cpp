@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "support/reader.h"
 
 #include <gtest/gtest.h>

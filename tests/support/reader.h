@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Opening streams with the library in tests: handles that close themselves, files that vanish.
 #ifndef JPG_TESTS_SUPPORT_READER_H
 #define JPG_TESTS_SUPPORT_READER_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What a call says that it has stored, byte for byte: MemorySanitizer (preset msan) is told
 // ahead of the call that nothing is there, and asked behind it. Without it nothing happens.
 #ifndef JPG_TESTS_SUPPORT_STORED_H

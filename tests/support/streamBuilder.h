@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Builds JPEG streams segment by segment, right or wrong, in any order.
 #ifndef JPG_TESTS_SUPPORT_STREAMBUILDER_H
 #define JPG_TESTS_SUPPORT_STREAMBUILDER_H

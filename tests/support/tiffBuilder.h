@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Builds the TIFF structure of an Exif segment piece by piece, right or wrong.
 //
 // Pieces stand in the order in which they are put; what points to a piece comes behind it:

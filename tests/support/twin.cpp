@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "support/twin.h"
 
 #include <gtest/gtest.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The library and its model side by side: every call goes to both, and both must agree on the
 // result and on every byte that they store.
 #ifndef JPG_TESTS_SUPPORT_TWIN_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A bitmap's description may lie at any address: as in the bytes of a bitmap file, where it
 // begins behind a file header of 14.
 #include <gtest/gtest.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Buffers for bitmaps on their way, by the library's own headers.
 #include <gtest/gtest.h>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Reading into Windows bitmaps.
 #include <gtest/gtest.h>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Rectangles over a bitmap's bits, below the interface.
 #include <gtest/gtest.h>
 

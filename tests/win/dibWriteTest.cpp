@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Writing from Windows bitmaps: the stream is that of the same pixels in a rectangle.
 #include <gtest/gtest.h>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A bitmap that the header mode describes is handed straight to the decode mode, for every
 // process, depth and count of components.
 #include <gtest/gtest.h>

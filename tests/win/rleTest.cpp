@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Run-length codes beside a plain model, hostile ones too: nothing outside the bitmap is
 // written, and every expansion ends.
 #include "win/jpgRle.h"

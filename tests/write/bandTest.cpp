@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The coding of bands of levels, symbol by symbol, as T.81 G.1.2 has it; worked out by hand.
 #include <gtest/gtest.h>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What comes before the first header byte, and what the headers fix: a first call that fails has
 // written nothing, and settings count as they are when the headers go out.
 #include <gtest/gtest.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Streams byte by byte, beside the model's.
 #include <gtest/gtest.h>
 

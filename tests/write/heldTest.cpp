@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Pictures that are held until the epilog: with Huffman tables of their own, progressive ones, and
 // lossless ones; their pixels, their segments and their order.
 #include <gtest/gtest.h>

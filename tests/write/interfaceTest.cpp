@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The write side's interface: settings, segments, pieces, epilogs, refusals.
 #include <gtest/gtest.h>
 #include <unistd.h>

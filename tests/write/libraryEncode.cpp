@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "libraryEncode.h"
 
 #include <gtest/gtest.h>

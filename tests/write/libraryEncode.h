@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A job through the library.
 #ifndef JPG_TESTS_WRITE_LIBRARYENCODE_H
 #define JPG_TESTS_WRITE_LIBRARYENCODE_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The table of magnitude categories and additional bits.
 #include "write/jpgWMagnitude.h"
 

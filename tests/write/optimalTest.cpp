@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Huffman tables made for counts, against codes worked out by hand and against a plain search for
 // the shortest ones.
 #include <gtest/gtest.h>

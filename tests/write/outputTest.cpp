@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Bits, stuffing, stage and markers below the interface.
 #include <gtest/gtest.h>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Our own pieces read back: pictures of every process and layout, handed out after every row of
 // MCUs, or every line of lossless ones, and read piece by piece.
 #include <gtest/gtest.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What is written, read by other programs and by ourselves.
 #include <gtest/gtest.h>
 #include <unistd.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The segments of a stream, for tests of what a writer puts where.
 #ifndef JPG_TESTS_WRITE_SEGMENTS_H
 #define JPG_TESTS_WRITE_SEGMENTS_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Lossless coding: streams byte by byte beside the model's, samples back bit by bit, and the
 // order of the writer's checks.
 #include <gtest/gtest.h>

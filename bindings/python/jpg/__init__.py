@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """JPEG pictures to and from numpy arrays, through the jpg library.
 
     import jpg

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """Marker segments, Exif attributes and colour profiles, found without decoding."""
 
 from __future__ import annotations

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """Output files that take their name only when they are complete."""
 
 from __future__ import annotations

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """The shared library: where it is, its records, its functions, its result codes."""
 
 from __future__ import annotations

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """What a stream carries beside its picture."""
 
 from __future__ import annotations

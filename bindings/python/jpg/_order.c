@@ -1,5 +1,6 @@
-/* The one inner loop of the module: it exchanges the first and the third of every three bytes, which
-   turns pixels from the library's order (blue, green, red) into red, green, blue and back. */
+/* SPDX-License-Identifier: MIT */
+/* The one inner loop of the module: it exchanges the first and the third of every three bytes,
+   which turns pixels from the library's order (blue, green, red) into red, green, blue and back. */
 #include <stddef.h>
 #include <stdint.h>
 

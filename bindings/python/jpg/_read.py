@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """Reading: headers, whole pictures, bands, scans, thumbnails."""
 
 from __future__ import annotations

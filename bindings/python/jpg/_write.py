@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """Writing: baseline and lossless pictures, to files and to memory."""
 
 from __future__ import annotations

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """What the tests share: a way to ask another maker's program."""
 
 import os

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """Thumbnails of Exif segments put together by hand."""
 
 import struct

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """The module as pip installs it: without a network, with and without a library of its own."""
 
 import os

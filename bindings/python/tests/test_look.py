@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """Modes, turning, rows; what a stream carries beside its picture."""
 
 import io

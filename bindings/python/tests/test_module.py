@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """The module itself: version, records and functions agree with the header, types hold."""
 
 import ctypes

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """Reading, compared with an independent decoder and with itself."""
 
 import threading

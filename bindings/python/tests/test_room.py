@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """What is decoded into has the room that the file asks for: the library itself trusts a caller."""
 
 import numpy as np

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """Writing, read again by this library and by another one."""
 
 import io

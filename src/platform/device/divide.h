@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Division for cores without a divide instruction, for builds that don't link the compiler's
 // runtime library.
 #ifndef JPG_PLATFORM_DEVICE_DIVIDE_H

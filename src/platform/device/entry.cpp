@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The DLL's entry point, and a routine that the compiler's runtime expects from a C library.
 #include <stdint.h>
 

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 @ What the DLL imports from the system library: a thunk for each function, and the import
 @ tables in the format of the system's loader. Addresses are offsets from the image's base;
 @ the loader overwrites the words of .idata.5 with the functions' addresses.

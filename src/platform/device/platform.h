@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The platform's operations on the device: the system library's own functions.
 //
 // The device's system header isn't needed to build the library: what the library calls

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The division routines that clang calls on ARMv7 for Windows: the divisor is the first argument,
 // the dividend the second; quotient and remainder are returned in registers.
 #include "divide.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Memory functions for the device's build, which has no C library besides the system's.
 //
 // The compiler expands short calls of constant length inline; others go to the system library.

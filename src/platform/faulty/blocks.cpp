@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "blocks.h"
 
 #include <stdlib.h>

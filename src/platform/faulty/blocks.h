@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Where the faulty provider's heap blocks come from. The build chooses: blocks.cpp for the
 // C library's heap, another file for blocks that detect accesses out of bounds.
 #ifndef JPG_PLATFORM_FAULTY_BLOCKS_H

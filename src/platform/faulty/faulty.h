@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The platform provider for tests: POSIX underneath, with faults on demand and a
 // count of everything that is alive.
 //

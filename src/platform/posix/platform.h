@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The platform's operations, by their own names, over POSIX.
 //
 // The core includes "platform.h" and gets the provider that the build has put on

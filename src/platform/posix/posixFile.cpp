@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "posixFile.h"
 
 #include <errno.h>

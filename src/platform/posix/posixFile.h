@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // POSIX behind the platform's operations; the provider for tests is built on it too.
 #ifndef JPG_PLATFORM_POSIX_POSIXFILE_H
 #define JPG_PLATFORM_POSIX_POSIXFILE_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The processor's features, determined once when the program is loaded: cpuid takes microseconds
 // on a virtual machine, and the library has no variables that could cache the result.
 #include "posixFile.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The platform's operations are the system's own.
 #ifndef JPG_PLATFORM_WINDOWS_PLATFORM_H
 #define JPG_PLATFORM_WINDOWS_PLATFORM_H

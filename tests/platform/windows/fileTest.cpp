@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Files of the system, with names that no code page holds.
 #include <gtest/gtest.h>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The DLL in the process: its exports, its blocks on the process heap.
 #include <gtest/gtest.h>
 

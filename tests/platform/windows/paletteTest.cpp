@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // 8-bit bitmaps take the places that their colour cube leaves from the screen's palette.
 #include <gtest/gtest.h>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What the tests of the Windows DLL share: a picture, and the calls that write and read it.
 #ifndef JPG_TESTS_PLATFORM_WINDOWS_PICTURE_H
 #define JPG_TESTS_PLATFORM_WINDOWS_PICTURE_H

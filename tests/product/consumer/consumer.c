@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* Encodes a grey picture and decodes it again: reaches into most of the library. */
 #include <jpg.h>
 #include <stddef.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The same in C++, through the C++ interface.
 #include <jpg.hpp>
 

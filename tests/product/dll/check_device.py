@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: MIT
 """Checks of the device's DLL as a file: what its system's loader will find in it.
 
 check_device.py FOLDER SOURCE_DIR MACHINE [AGAIN]

@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: MIT
 """Checks of the DLL for desktop Windows as a file.
 
 check_windows.py DLL SOURCE_DIR MACHINE

@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: MIT
 """Makes the zip of a DLL's build and builds programs with what is in it.
 
 check_zip.py BUILD SOURCE_DIR TARGET WORK

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """A reader of PE files for the tests: it knows nothing of how ours are made."""
 import struct
 

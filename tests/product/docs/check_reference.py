@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: MIT
 """Makes the reference and looks into it: check_reference.py SOURCE_DIR WORK_DIR"""
 import pathlib
 import re

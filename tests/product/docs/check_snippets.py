@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: MIT
 """Guides and headers show the examples' own lines: check_snippets.py SOURCE_DIR WORK_DIR"""
 import pathlib
 import re

@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: MIT
 """Tests of scripts/missed.py on what llvm-cov would show: test_coverage.py SOURCE_DIR."""
 import os
 import re

@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: MIT
 """Tests that the pages tell of what is there: test_docs.py SOURCE_DIR."""
 import glob
 import json

@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: MIT
 """Tests of scripts/pre-commit in a repository of their own: test_precommit.py SOURCE_DIR."""
 import os
 import shutil

@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: MIT
 """Tests of scripts/release.sh, sbom.py and the recipes of packaging/: test_release.py SOURCE_DIR. The
 packages themselves are made by the script; here is what it refuses."""
 import ast
@@ -115,6 +116,13 @@ class Papers(unittest.TestCase):
         for name in ("packaging/vcpkg/portfile.cmake", "packaging/conan/conanfile.py"):
             used = set(re.findall(r"JPG_(?!VERSION)\w+", (SOURCE / name).read_text()))
             self.assertLessEqual(used, options, name)
+
+    def test_sources_name_the_licence(self):
+        kinds = {".c", ".cpp", ".h", ".hpp", ".py", ".sh", ".cmake"}
+        for folder in ("include", "tools", "examples", "bindings", "scripts", "cmake", "packaging"):
+            for path in (SOURCE / folder).rglob("*"):
+                if path.suffix in kinds and path.stat().st_size:
+                    self.assertIn("SPDX-License-Identifier: MIT", path.read_text()[:1500], path)
 
     def test_the_licence_is_the_mit_text(self):
         text = (SOURCE / "LICENSE").read_text()

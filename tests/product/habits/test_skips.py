@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: MIT
 """Tests that a run of the tests says what it skipped: test_skips.py SOURCE_DIR."""
 import os
 import subprocess

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Heap blocks that end where a page without access begins: reading or writing behind a
 // block stops the program there. Blocks are aligned to 4 bytes, no more than the device's
 // heap promises; the 0 to 3 bytes between a block's end and the page's, and the bytes

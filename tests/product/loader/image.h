@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A 32-bit PE image in the memory of another system: its sections mapped, its addresses
 // moved to where it came to lie, its imports bound.
 #ifndef JPG_TESTS_PRODUCT_LOADER_IMAGE_H

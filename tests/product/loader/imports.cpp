@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "imports.h"
 
 #include <stdint.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What the loader gives to an image that asks for its system: the platform's operations
 // over the provider with faults on demand (faulty.h), and the memory functions.
 #ifndef JPG_TESTS_PRODUCT_LOADER_IMPORTS_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Loads the DLL that JPG_DLL names before main() runs, calls its entry point as its system
 // does, and points the trampolines at its exports. When the program ends, nothing of the
 // DLL's may be left: blocks, files or screen contexts make it fail.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A Thumb-2 pair movw/movt, which together load a 32-bit constant: four half-words. Each
 // instruction holds 16 bits of it, in four fields (Thumb encodings T3 and T1).
 #ifndef JPG_TESTS_PRODUCT_LOADER_THUMB_H

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 // The interface's functions by their names, for programs that link with the loader instead
 // of the library: each jumps to the address that the loader has put into its slot. The
 // arguments stay where the caller has left them. exports.inc comes from the .def file and

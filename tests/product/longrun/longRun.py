@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: MIT
 """A long run in shortened form: memory, descriptors and temporary folders stay as they were.
 
 longRun.py TOOL CORPUS SECONDS

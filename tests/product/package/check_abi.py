@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: MIT
 """Compares the binary interface with the committed list.
 
 check_abi.py HEADER LIBRARY C_COMPILER LIST [--update] [--link FLAGS] [--run EMULATOR]

@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: MIT
 """Reads the hardening of what is delivered: check_hardening.py MACHINE LIBRARY TOOL [OBJECT...]
 
 MACHINE is CMake's name of the processor, OBJECT are the library's own objects, without which only

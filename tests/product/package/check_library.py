@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: MIT
 """Checks of the built shared library and of the interface's three lists of names.
 
 check_library.py LIBRARY SOURCE_DIR OBJECT...

@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: MIT
 """Makes the packages, installs the Debian ones below a temporary root, uses and removes them.
 
 check_packages.py CPACK CONFIG WORK CONSUMER_C C_COMPILER VERSION

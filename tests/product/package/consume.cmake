@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # Installs the built tree, moves it elsewhere and builds programs in C and C++ with it:
 # cmake -DBUILD=... -DSOURCE=... -DWORK=... -DC_COMPILER=... -DCXX_COMPILER=...
 #       [-DPKG_CONFIG=...] -P consume.cmake

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # Builds the library as a part of another project, and programs in C and C++ with it; once more it is
 # only configured, by FetchContent:
 # cmake -DROOT=... -DWORK=... -DC_COMPILER=... -DCXX_COMPILER=... -P embed.cmake

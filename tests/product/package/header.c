@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* The header alone, as C: it compiles without a warning and lays its records out as it
    says. */
 #include "jpg.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The header after another one that brings the bitmap structures: it steps aside.
 #define BI_RGB 0
 #define BI_RLE8 1

@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: MIT
 """Tests of jpgtool's work on many files at once: test_batch.py JPGTOOL SOURCE_DIR."""
 import os
 import signal

@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: MIT
 """Tests of jpgtool compare: test_compare.py JPGTOOL SOURCE_DIR."""
 import struct
 import sys

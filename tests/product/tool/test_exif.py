@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: MIT
 """Tests of jpgtool's exif and thumbnail commands: test_exif.py JPGTOOL SOURCE_DIR"""
 import json
 import os

@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: MIT
 """Compares jpgtool exif and thumbnail with exiftool: test_exiftool.py JPGTOOL SOURCE_DIR CORPUS_DIR
 
 Every file of the corpus's exif folder (of the folder that JPG_CORPUS names, if it does) that

@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: MIT
 """Tests of the files that jpgtool reads and writes: nothing is destroyed, pipes serve, names are bytes.
 test_files.py JPGTOOL SOURCE_DIR"""
 import json

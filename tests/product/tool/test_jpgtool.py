@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: MIT
 """Tests of jpgtool as its users see it: test_jpgtool.py JPGTOOL SOURCE_DIR. The exif and thumbnail
 commands have theirs in test_exif.py, compare and view in test_compare.py and test_view.py."""
 import json

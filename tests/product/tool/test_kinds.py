@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: MIT
 """Tests of the kinds of picture file that jpgtool reads and writes: test_kinds.py JPGTOOL SOURCE_DIR.
 Bitmaps are made here, each kind from a description, so that every pixel is known."""
 import itertools

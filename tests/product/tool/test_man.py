@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: MIT
 """Tests of jpgtool's manual page, docs/jpgtool.1: test_man.py JPGTOOL SOURCE_DIR."""
 import os
 import re

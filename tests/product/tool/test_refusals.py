@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: MIT
 """Tests of what jpgtool refuses, what it says of the place, and its limits:
 test_refusals.py JPGTOOL SOURCE_DIR."""
 import os

@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: MIT
 """Tests of jpgtool decode --rows: test_rows.py JPGTOOL SOURCE_DIR."""
 import shutil
 import subprocess

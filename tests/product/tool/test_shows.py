@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: MIT
 """Tests of what jpgtool tells of files that it need not decode, of orientation, and of what encode
 takes over from other files: test_shows.py JPGTOOL SOURCE_DIR"""
 import json

@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: MIT
 """Tests of jpgtool view: test_view.py JPGTOOL SOURCE_DIR."""
 import fcntl
 import os

@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: MIT
 """Tests of jpgtool as a Windows program, run by an emulator: test_windows.py JPGTOOL SOURCE_DIR.
 What the commands do is tested elsewhere, with the sources that all systems share; here is what they ask
 of the system."""

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The Exif attributes of the C++ interface: every type and directory, and data that lie.
 //
 // The structures lie in heap blocks of exactly their length, so that AddressSanitizer sees any

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Instantiates what the headers have, for their warnings.
 #include "jpg.hpp"
 #include "jpg/paths.h"

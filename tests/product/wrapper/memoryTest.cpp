@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Results, spans, blocks and paths of the C++ interface.
 #include <gtest/gtest.h>
 #include <unistd.h>

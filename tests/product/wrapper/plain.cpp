@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Writes a picture and reads it again where there are no exceptions.
 #include "jpg.hpp"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Reading through the C++ interface.
 #include <gtest/gtest.h>
 

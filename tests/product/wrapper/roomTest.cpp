@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Nothing is stored where the caller's memory has no room for what the file holds: the library
 // trusts a rectangle, the C++ interface compares it with the file first.
 #include <gtest/gtest.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Whole pictures in one call, paths and texts.
 #include "jpg/simple.hpp"
 

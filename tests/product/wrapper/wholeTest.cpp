@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Who owns what in the C++ interface: nothing stays alive, nothing is closed twice.
 #include <gtest/gtest.h>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Writing through the C++ interface.
 #include <gtest/gtest.h>
 

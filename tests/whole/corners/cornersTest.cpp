@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Corners that the modules' own tests leave: each a result that the interface promises.
 #include <gtest/gtest.h>
 

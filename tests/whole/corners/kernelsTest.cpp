@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The plain kernels and those of this processor: the same streams and the same pixels.
 #include <gtest/gtest.h>
 

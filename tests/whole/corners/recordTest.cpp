@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Records that no prolog makes, as damage to the heap would: calls on them find nothing that they
 // could serve, and store nothing.
 #include <gtest/gtest.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Output that comes up short at every byte of the headers and of the first MCUs, and going
 // back in a stream that can't.
 #include <gtest/gtest.h>

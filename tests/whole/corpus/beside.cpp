@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "corpus/beside.h"
 
 #include <gtest/gtest.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Pictures of the library beside those of djpeg.
 #ifndef JPG_TESTS_WHOLE_CORPUS_BESIDE_H
 #define JPG_TESTS_WHOLE_CORPUS_BESIDE_H

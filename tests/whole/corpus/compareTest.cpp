@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Pixels beside those of an independent decoder, djpeg -dct int -nosmooth.
 //
 // The library's inverse DCT departs from the textbook in its first pass: where a block has

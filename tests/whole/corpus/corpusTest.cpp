@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Real files, good and bad: every one opens or is refused with a code, decodes or fails
 // with a code, and closes; from file and from memory alike.
 #include <gtest/gtest.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Lenient reading of real files, usual and odd ones, beside djpeg: which open, and how near the
 // pictures are. Files that djpeg decodes with a warning are damaged; there is no right picture of
 // what is lost, so the two must only be alike. djpeg leaves rows that it can't decode grey, where

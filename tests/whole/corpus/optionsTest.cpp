@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The reading options on real files, beside djpeg.
 #include <gtest/gtest.h>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Real progressive files beside the baseline files that jpegtran makes of them, and scaled
 // output beside a box-filtered picture.
 #include <gtest/gtest.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What the writer's options give beside an independent encoder, cjpeg, at the same quality: bytes,
 // and the signal-to-noise ratio of what djpeg decodes. The photographs are made smaller by
 // averaging squares of pixels, so that their chroma is as sharp as their luminance. Prints a table.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Damage: every stream cut short at every byte, and with other values of every byte, through
 // everything that an application may do with it. A few values of each byte in the everyday
 // form; all 255 with JPG_TEST_LENGTH=long.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "whole/damage/everyUse.h"
 
 #include <jpg.h>

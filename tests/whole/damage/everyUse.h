@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Everything that an application may do with a stream, whatever it holds.
 #ifndef JPG_TESTS_WHOLE_DAMAGE_EVERYUSE_H
 #define JPG_TESTS_WHOLE_DAMAGE_EVERYUSE_H

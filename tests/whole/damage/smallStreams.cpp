@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "whole/damage/smallStreams.h"
 
 #include "model/losslessSource.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Small streams of every process and layout.
 #ifndef JPG_TESTS_WHOLE_DAMAGE_SMALLSTREAMS_H
 #define JPG_TESTS_WHOLE_DAMAGE_SMALLSTREAMS_H

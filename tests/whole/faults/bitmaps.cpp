@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Scenarios with bitmaps, thumbnails included.
 #include <cstring>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Faults in every exported function: in each scenario the n-th allocation, the n-th
 // open, read, write, seek, size query, close or release fails, once or from then on, for
 // every n until the work passes untouched. Then disks are full after every count of bytes,

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Faults: every allocation and every file operation of every kind of work is failed in
 // turn, the n-th for every n, until the work passes without a fault. Each time the work
 // ends with a code, leaks nothing, and a later handle is unaffected.

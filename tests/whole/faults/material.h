@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The streams that the scenarios read, made once and without faults. Those in files begin
 // with a long comment, so that their scans reach over two blocks of the file.
 #ifndef JPG_TESTS_WHOLE_FAULTS_MATERIAL_H

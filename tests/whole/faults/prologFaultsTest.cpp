@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Faults of single operations while a file is opened, read and closed: which call fails
 // decides which code comes back. The stream is made byte by byte: a grey picture of two
 // blocks, a restart interval each, with new tables between them.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Scenarios that read into rectangles.
 #include <algorithm>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What is swept: small pieces of work that a caller might do, each with a handle or two of
 // its own, closed whatever happens. Between them they call every exported function.
 #ifndef JPG_TESTS_WHOLE_FAULTS_SCENARIOS_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // How much stack a call takes, all that it calls included: what it has written over a pattern.
 #ifndef JPG_TESTS_WHOLE_FAULTS_STACK_H
 #define JPG_TESTS_WHOLE_FAULTS_STACK_H

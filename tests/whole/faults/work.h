@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // One run of a scenario: every call of the library goes through it. It holds the result
 // against what the header documents for the function, and notes which function the fault
 // struck.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Scenarios that write from rectangles.
 #include "material.h"
 #include "scenarios.h"

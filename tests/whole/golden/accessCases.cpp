@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Marker segments, restart intervals, refused arguments.
 #include "suite.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Streams that the library's own encoder doesn't write: every sampling layout that is read,
 // other tables, 12 bits, extended sequential, what says the colour space, progressive.
 #include "suite.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Damaged streams: the codes and the pixels stored until the damage was met.
 #include "suite.h"
 

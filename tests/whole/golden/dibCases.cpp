@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Windows bitmaps: reading at every depth, writing from every kind.
 #include <cstring>
 

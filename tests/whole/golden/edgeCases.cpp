@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Calls at the edges: rows beyond the last, changes of scale, odd headers.
 #include "suite.h"
 

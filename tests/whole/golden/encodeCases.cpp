@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Baseline encoding by every setting, and each stream read again in every way.
 #include "suite.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Exif segments by rule: both byte orders, JPEG and uncompressed thumbnails, damage.
 #include <cstring>
 

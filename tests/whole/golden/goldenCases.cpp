@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "goldenCases.h"
 
 #include <cstring>

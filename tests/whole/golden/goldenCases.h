@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The golden cases: one table of digests that every target must print alike.
 //
 // Synthetic pictures made by integer rules go through every exported function of the

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Prints the golden table, or compares it with a file.
 //
 //   golden [--folder FOLDER] [--table FILE]

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Lossless coding: every precision, component count and predictor, there and back.
 #include <cstring>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The ways to read a stream, each folded into a digest.
 #include <cstring>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What the golden cases share: digests, pictures by rule, streams and the ways to read them.
 #ifndef JPG_TESTS_WHOLE_GOLDEN_SUITE_H
 #define JPG_TESTS_WHOLE_GOLDEN_SUITE_H

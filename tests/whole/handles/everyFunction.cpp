@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "whole/handles/everyFunction.h"
 
 #include <algorithm>

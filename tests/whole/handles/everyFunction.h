@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // All functions of the interface in one table, each callable on any handle.
 #ifndef JPG_TESTS_WHOLE_HANDLES_EVERYFUNCTION_H
 #define JPG_TESTS_WHOLE_HANDLES_EVERYFUNCTION_H

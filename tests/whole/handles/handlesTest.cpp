@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Handles that aren't what a function takes: it says so, touches no output, and leaves the
 // record as it was, byte for byte.
 #include <gtest/gtest.h>

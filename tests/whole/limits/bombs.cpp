@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "whole/limits/bombs.h"
 
 #include "support/huffman.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Streams that ask for far more work or memory than their bytes would make one think.
 #ifndef JPG_TESTS_WHOLE_LIMITS_BOMBS_H
 #define JPG_TESTS_WHOLE_LIMITS_BOMBS_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "whole/limits/heapLaw.h"
 
 #include "exif/jpgRExif.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The resource law: how much heap a call may have taken at its peak, from the numbers in the
 // headers alone. docs/robustness.md states it; the tests hold the library to it.
 #ifndef JPG_TESTS_WHOLE_LIMITS_HEAPLAW_H

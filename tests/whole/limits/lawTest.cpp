@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The resource law over pictures of every process, size and sampling: the heap's peak never
 // exceeds what docs/robustness.md says.
 #include <gtest/gtest.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Limits: streams that lie about their size, progressive bombs, chains of directories, tens
 // of thousands of scans. Time and memory are printed, and held to bounds that a slow machine
 // under a sanitizer keeps, too.

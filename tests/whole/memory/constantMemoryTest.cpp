@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Memory: decoding band by band takes one record, its Huffman tables and one MCU,
 // whatever the size of the picture; so does encoding.
 #include <gtest/gtest.h>

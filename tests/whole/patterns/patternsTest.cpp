@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What heap blocks hold ahead of the first store must not show: every byte that a call stores
 // comes from the stream or is a stated constant. Everything runs over blocks of two patterns
 // and must give the same results, pictures and streams.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Steps of a reader.
 #include "support/stored.h"
 #include "whole/patterns/steps.h"

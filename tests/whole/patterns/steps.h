@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Single calls with fixed arguments, to be put one behind another in any order on one handle.
 #ifndef JPG_TESTS_WHOLE_PATTERNS_STEPS_H
 #define JPG_TESTS_WHOLE_PATTERNS_STEPS_H

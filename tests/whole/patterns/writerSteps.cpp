@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Steps of a writer.
 #include <cstring>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "decoded.h"
 
 #include <gtest/gtest.h>

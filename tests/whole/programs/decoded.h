@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A lossless stream as the library decodes it, in one call.
 #ifndef JPG_TESTS_WHOLE_PROGRAMS_DECODED_H
 #define JPG_TESTS_WHOLE_PROGRAMS_DECODED_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The least that a medical image file needs, so that programs of that field read our
 // streams and give us theirs.
 #ifndef JPG_TESTS_WHOLE_PROGRAMS_DICOM_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Lossless streams and the tools of DCMTK, both ways and for every precision: it decodes
 // ours, we decode its own, and both decode real files alike.
 #include <gtest/gtest.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Lossless streams and other programs: what ffmpeg makes of ours, and what we make of real
 // files beside ffmpeg. It reads grey and RGB of 8 bits and grey of 16.
 #include <gtest/gtest.h>

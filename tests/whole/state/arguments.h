@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Arguments of calls: null pointers by a mask, and outputs that show whether they were written.
 #ifndef JPG_TESTS_WHOLE_STATE_ARGUMENTS_H
 #define JPG_TESTS_WHOLE_STATE_ARGUMENTS_H

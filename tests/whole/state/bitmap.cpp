@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Reading into bitmaps: descriptions, rectangles, reduced colours.
 #include "whole/state/bitmap.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A bitmap's description with room for its colour table, and what the model says of bitmaps.
 #ifndef JPG_TESTS_WHOLE_STATE_BITMAP_H
 #define JPG_TESTS_WHOLE_STATE_BITMAP_H

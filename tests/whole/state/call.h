@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Calls as plain numbers, so that a sequence can be printed, repeated and shortened.
 #ifndef JPG_TESTS_WHOLE_STATE_CALL_H
 #define JPG_TESTS_WHOLE_STATE_CALL_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The model of an attribute handle: the TIFF structure and the thumbnail that it names.
 #ifndef JPG_TESTS_WHOLE_STATE_EXIFSTATE_H
 #define JPG_TESTS_WHOLE_STATE_EXIFSTATE_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "whole/state/generator.h"
 
 #include "support/random.h"

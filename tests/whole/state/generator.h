@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Sequences of calls from a seed.
 #ifndef JPG_TESTS_WHOLE_STATE_GENERATOR_H
 #define JPG_TESTS_WHOLE_STATE_GENERATOR_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "whole/state/machine.h"
 
 #include <cstdio>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Library and model side by side: each call goes to both.
 #ifndef JPG_TESTS_WHOLE_STATE_MACHINE_H
 #define JPG_TESTS_WHOLE_STATE_MACHINE_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Calls that read into bitmaps, and those of Exif.
 #include <algorithm>
 #include <cstring>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Calls that encode.
 #include <algorithm>
 #include <cstdlib>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The getters, which serve write handles too.
 #include "whole/state/arguments.h"
 #include "whole/state/machine.h"

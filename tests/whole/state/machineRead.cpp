@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Calls on read handles but those of bitmaps and Exif.
 #include <algorithm>
 #include <cstring>

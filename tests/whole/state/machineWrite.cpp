@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Calls on write handles: opening, closing, settings, segments and pieces.
 #include <algorithm>
 #include <cstdlib>

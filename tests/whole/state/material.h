@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Streams of every process to read from, by number.
 #ifndef JPG_TESTS_WHOLE_STATE_MATERIAL_H
 #define JPG_TESTS_WHOLE_STATE_MATERIAL_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The model of a read handle with what the record shows of it.
 #ifndef JPG_TESTS_WHOLE_STATE_READERSTATE_H
 #define JPG_TESTS_WHOLE_STATE_READERSTATE_H

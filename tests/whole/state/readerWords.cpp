@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The record of a read handle as its words.
 #include "whole/state/readerState.h"
 

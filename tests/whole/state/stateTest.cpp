@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Sequences of any calls, in any order and with any arguments, do what the model says.
 //
 // JPG_STATE_CALLS sets how many calls are made, JPG_STATE_SEED the first seed.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Memory to decode into, with guard bytes and a spare row around what is described.
 #ifndef JPG_TESTS_WHOLE_STATE_SURFACE_H
 #define JPG_TESTS_WHOLE_STATE_SURFACE_H

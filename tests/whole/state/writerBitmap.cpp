@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Bitmaps to rows of grey or of blue, green, red.
 #include <cstdlib>
 #include <cstring>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Encode calls: what the first one refuses and takes up; what the model of the encoder then gets.
 #include "whole/state/writerState.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Settings, marker segments, pieces and the end of a stream.
 #include "whole/state/writerState.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The model of a write handle: settings, headers, baseline and lossless pictures, pieces.
 #ifndef JPG_TESTS_WHOLE_STATE_WRITERSTATE_H
 #define JPG_TESTS_WHOLE_STATE_WRITERSTATE_H

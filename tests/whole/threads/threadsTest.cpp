@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Separate handles on separate threads: no state is shared, and what comes out is what one
 // thread alone gets.
 #include <gtest/gtest.h>

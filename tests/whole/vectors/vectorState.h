@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The upper halves of the processor's 256-bit registers: code that leaves something in them
 // makes older vector instructions of its caller slow, and the system saves more at every
 // switch of threads. The processor tells whether they are in use.

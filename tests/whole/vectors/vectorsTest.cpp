@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // No exported function leaves anything in the upper halves of the processor's 256-bit registers:
 // pictures of all processes, layouts and odd sizes, through every function.
 #include <gtest/gtest.h>

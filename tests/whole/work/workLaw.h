@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The law of work: how many basic blocks of code a call may run, from the numbers in the headers
 // and from the stream's bytes. docs/robustness.md states it; the tests hold the library to it.
 //

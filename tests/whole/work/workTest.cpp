@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The law of work: calls run no more code than their bytes and the rows asked for account for,
 // with sound streams, with damaged ones and with those that are made to cost much.
 #include <gtest/gtest.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Ahead of main, the DLL's imports of operations that can fail are led to the provider that
 // fails on demand: their addresses in the DLL's import table are replaced. On 64-bit Windows all
 // functions are called alike. A DLL without one of them stops the program.

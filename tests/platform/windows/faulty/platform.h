@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The provider that fails on demand (src/platform/faulty) over Windows: the system's types, and
 // the operations that imports.cpp puts in the place of the system's for the DLL.
 #ifndef JPG_TESTS_PLATFORM_WINDOWS_FAULTY_PLATFORM_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What the provider that fails on demand stands on: here, the system's own operations.
 #ifndef JPG_TESTS_PLATFORM_WINDOWS_FAULTY_POSIXFILE_H
 #define JPG_TESTS_PLATFORM_WINDOWS_FAULTY_POSIXFILE_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 /* What the consumer takes of the device's C library. */
 #include <stddef.h>
 
