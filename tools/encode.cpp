@@ -285,7 +285,8 @@ int encodeOnce(const EncodeJob &job) {
 
 // Tries every predictor and keeps the smallest file.
 int encodeSmallest(EncodeJob job) {
-  if (job.in == "-") return failUsage("--predictor auto needs a file: it reads the input several times");
+  if (job.in == "-")
+    return failUsage("--predictor auto needs a file: it reads the input several times");
   uint32_t smallest = 0;
   long best = 0;
   for (job.predictor = 1; job.predictor <= 7; job.predictor++) {

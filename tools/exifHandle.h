@@ -31,7 +31,8 @@ class ExifHandle {
   JPGEXIFHANDLE handle_ = nullptr;
 };
 
-// All entries of a stream; codes and reasons as those of ExifHandle::open. `offset` receives where the TIFF structure begins in the stream.
+// All entries of a stream; codes and reasons as those of ExifHandle::open. `offset` receives where
+// the TIFF structure begins in the stream.
 uint32_t readExif(const Input &input, jpg::ExifData *data, uint64_t *offset, std::string *why);
 
 // How to turn the picture: 1 to 8, 1 without an entry that says so.

@@ -105,8 +105,8 @@ void reportBatch(size_t files, size_t failed, size_t damaged) {
     printError({{"files", files}, {"failed", failed}, {"damaged", damaged}});
     return;
   }
-  std::fprintf(stderr, "jpgtool: %zu files: %zu failed, %zu decoded with damage\n", files,
-               failed, damaged);
+  std::fprintf(stderr, "jpgtool: %zu files: %zu failed, %zu decoded with damage\n", files, failed,
+               damaged);
 }
 
 Progress::Progress(std::string what)
