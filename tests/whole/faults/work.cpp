@@ -26,10 +26,10 @@ const Codes kDamage = {JPG_E_BAD_DC_CODE, JPG_E_BAD_AC_CODE, JPG_E_COEF_OVERFLOW
 const Codes kRows = with({JPG_OK, JPG_E_UNSUPPORTED, JPG_E_FAIL, JPG_E_END_OF_IMAGE, JPG_E_SEEK,
                           JPG_E_OUT_OF_MEMORY, JPG_E_DAMAGED},
                          kDamage);
-const Codes kProgressive = with({JPG_OK, JPG_NO_DATA, JPG_E_UNSUPPORTED, JPG_E_FAIL, JPG_E_NOT_JPEG,
-                                 JPG_E_OUT_OF_MEMORY, JPG_E_BAD_SEGMENT_LENGTH, JPG_E_SEEK,
-                                 JPG_E_DAMAGED},
-                                kDamage);
+const Codes kProgressive =
+    with({JPG_OK, JPG_NO_DATA, JPG_E_UNSUPPORTED, JPG_E_FAIL, JPG_E_NOT_JPEG, JPG_E_OUT_OF_MEMORY,
+          JPG_E_BAD_SEGMENT_LENGTH, JPG_E_SEEK, JPG_E_DAMAGED},
+         kDamage);
 const Codes kScaled = with(kRows, {JPG_E_INVALID_PARAMETER});
 const Codes kSpatial = {JPG_OK,         JPG_E_UNSUPPORTED, JPG_E_FAIL,
                         JPG_E_NOT_JPEG, JPG_E_SEEK,        JPG_E_INVALID_PARAMETER};
