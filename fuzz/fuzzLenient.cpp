@@ -193,8 +193,6 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
   readInBands(job, whole, result);
   const bool full = job.scale == JPG_SCALE_FULL;
   if (full && job.process == JPG_PROCESS_PROGRESSIVE) readInScans(job, whole);
-  // Interpolated rows know nothing of those ahead of the interval.
-  const bool smooth = (job.flags & JPG_READ_SMOOTH & 0xFF00) != 0;
-  if (job.process != JPG_PROCESS_LOSSLESS && !smooth) readFromIntervals(job, whole);
+  if (job.process != JPG_PROCESS_LOSSLESS) readFromIntervals(job, whole);
   return 0;
 }

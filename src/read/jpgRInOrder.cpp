@@ -78,15 +78,16 @@ void decodeNextMcu(JpgContext *c, BitWindow *w, CodedMcu *mcu) {
   countUnit(&c->read.lenient->walk);
 }
 
-void finishMcu(const JpgContext &c, Planes *planes, uint32_t planeRow, uint32_t column,
+void finishMcu(const JpgContext &c, Planes *planes, uint32_t mcuRow, uint32_t column,
                const CodedMcu &mcu, InverseKernel transform) {
   for (uint32_t i = 0; i < c.read.lenient->scan.blocks; i++) transform(mcu.list[i], mcu.last[i]);
-  putMcu(planes, planeRow, column, mcu.blocks);
+  putMcu(planes, mcuRow, column, mcu.blocks);
 }
 
 // Decodes a row; without planes it is passed over. An MCU is transformed after the next one is
 // decoded, so that the transform doesn't wait for coefficients just stored.
-void decodeRow(JpgContext *c, Planes *planes, uint32_t planeRow, InverseKernel transform) {
+void decodeRow(JpgContext *c, Planes *planes, InverseKernel transform) {
+  const uint32_t mcuRow = c->read.lenient->nextRow++;
   CodedMcu mcu[2];
   for (uint32_t i = 0; i < 2; i++) {
     mcu[i].blocks = c->coefBuffer + size_t{i} * c->blocksPerMcu * kBlockSize;
@@ -97,11 +98,10 @@ void decodeRow(JpgContext *c, Planes *planes, uint32_t planeRow, InverseKernel t
   for (uint32_t i = 0; i <= c->mcusPerRow; i++) {
     if (i < c->mcusPerRow) decodeNextMcu(c, &w, &mcu[i % 2]);
     if (i > 0 && planes != nullptr) {
-      finishMcu(*c, planes, planeRow, i - 1, mcu[(i - 1) % 2], transform);
+      finishMcu(*c, planes, mcuRow, i - 1, mcu[(i - 1) % 2], transform);
     }
   }
   if (isOpen(w)) closeWindow(&w, &c->stream);
-  c->read.lenient->nextRow++;
 }
 
 Result goToFirstRow(JpgContext *c) {
@@ -122,14 +122,13 @@ Result beginInOrder(JpgContext *c) {
   return r;
 }
 
-Result readRowInOrder(JpgContext *c, Planes *planes, uint32_t planeRow, uint32_t mcuRow,
-                      InverseKernel transform) {
+Result readRowInOrder(JpgContext *c, Planes *planes, uint32_t mcuRow, InverseKernel transform) {
   LenientRead *state = c->read.lenient;
   if (mcuRow < state->nextRow) {
     if (const Result r = goToFirstRow(c); r != JPG_OK) return r;
   }
-  while (state->nextRow < mcuRow) decodeRow(c, nullptr, 0, transform);
-  decodeRow(c, planes, planeRow, transform);
+  while (state->nextRow < mcuRow) decodeRow(c, nullptr, transform);
+  decodeRow(c, planes, transform);
   return JPG_OK;
 }
 

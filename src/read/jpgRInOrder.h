@@ -12,10 +12,9 @@ namespace jpg {
 // JPG_E_SEEK.
 Result beginInOrder(JpgContext *c);
 
-// Decodes an MCU row into the planes, as row `planeRow` of these. Rows ahead of it are decoded on
-// the way; for one that is behind, decoding begins again. 0 or JPG_E_SEEK.
-Result readRowInOrder(JpgContext *c, Planes *planes, uint32_t planeRow, uint32_t mcuRow,
-                      InverseKernel transform);
+// Decodes an MCU row into the planes. Rows ahead of it are decoded on the way; for one that is
+// behind, decoding begins again. 0 or JPG_E_SEEK.
+Result readRowInOrder(JpgContext *c, Planes *planes, uint32_t mcuRow, InverseKernel transform);
 
 }  // namespace jpg
 

@@ -47,7 +47,6 @@ struct LenientRead {
   ScanWalk walk;
   LenientStore *store;  // all coefficients; null where rows are decoded as they come; owned
   uint32_t nextRow;     // MCU row that is decoded next, where they are decoded as they come
-  uint32_t startRow;    // MCU row that is the planes' first
   uint32_t left;        // 1: the stream has left the picture; it goes on at `place`
   StreamPlace place;
   uint32_t lost;           // lossless: 1 when the rows that follow can't be decoded

@@ -63,14 +63,10 @@ bool chooseOutput(const JpgContext &c, const JpgRect &rect, PlaneOutput *output)
 
 // ---- Rows -------------------------------------------------------------------
 
-Result readRow(JpgContext *c, Planes *planes, uint32_t planeRow, void * /*state*/) {
-  const uint32_t mcuRow = c->read.lenient->startRow + planeRow;
-  if (mcuRow >= c->mcuRows) return JPG_E_END_OF_IMAGE;
+Result readRow(JpgContext *c, Planes *planes, uint32_t mcuRow, void * /*state*/) {
   const InverseKernel transform = transformOf(*c);
-  if (c->read.lenient->store == nullptr) {
-    return readRowInOrder(c, planes, planeRow, mcuRow, transform);
-  }
-  readRowFromStore(c, planes, planeRow, mcuRow, transform);
+  if (c->read.lenient->store == nullptr) return readRowInOrder(c, planes, mcuRow, transform);
+  readRowFromStore(c, planes, mcuRow, transform);
   return JPG_OK;
 }
 
@@ -89,10 +85,9 @@ Result beginReading(JpgContext *c) {
 // A change of the scale begins the picture again.
 void changeScale(JpgContext *c, uint32_t scale) {
   if (c->scanState == scale) return;
-  if (c->scanState != kScanStateNone) c->read.lenient->startRow = 0;
+  const uint32_t sought = c->scanState == kScanStateNone ? pictureRow(*c) : 0;
   c->scanState = scale;
-  c->rowPosition = c->read.lenient->startRow * rowsOfMcu(*c);
-  resetPlanes(c);
+  c->rowPosition = sought * rowsOfMcu(*c);
 }
 
 Result decodeAllScans(JpgContext *c) {
@@ -108,6 +103,7 @@ Result putRows(JpgContext *c, const JpgRect &rect, int32_t lines, int32_t width)
   if (const Result r = makePlanes(c, isDeep(*c)); r != JPG_OK) return r;
   const auto left = asSigned(scaledLength(c->height, c->scanState) - c->rowPosition);
   if (lines > left) lines = left;
+  seekPlanes(c->planes, c->rowPosition);
   if (lines > 0) {
     const Result r = putPlaneRows(c, c->planes, {readRow, nullptr}, output, rect, lines, width);
     if (r != JPG_OK) return r;
@@ -142,7 +138,6 @@ Result readProgressivePicture(JpgContext *c, const JpgRect &rect, int32_t lines,
   if (!rowsRemain(*c, kScaleFull)) {
     if ((c->flags & kFlagIncrementalActive) == 0) return JPG_E_FAIL;
     if (!incremental) c->flags &= ~kFlagIncrementalActive;
-    c->read.lenient->startRow = 0;
     c->rowPosition = 0;
   } else if (c->rowPosition == 0 && incremental) {
     c->flags |= kFlagIncrementalActive;
@@ -179,9 +174,7 @@ Result returnToPicture(JpgContext *c) {
 
 Result seekPictureRow(JpgContext *c, uint32_t row) {
   if (row >= c->mcuRows) return JPG_NO_DATA;
-  c->read.lenient->startRow = row;
   c->rowPosition = row * rowsOfMcu(*c);
-  resetPlanes(c);
   return JPG_OK;
 }
 

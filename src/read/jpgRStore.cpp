@@ -227,8 +227,7 @@ bool storeIsEmpty(const LenientRead &state) { return state.store->scans == 0; }
 
 bool storeIsComplete(const LenientRead &state) { return state.store->ended != 0; }
 
-void readRowFromStore(JpgContext *c, Planes *planes, uint32_t planeRow, uint32_t mcuRow,
-                      InverseKernel transform) {
+void readRowFromStore(JpgContext *c, Planes *planes, uint32_t mcuRow, InverseKernel transform) {
   const LenientStore &store = *c->read.lenient->store;
   int16_t block[kBlockSize];
   for (uint32_t i = 0; i < c->numComponents; i++) {
@@ -239,7 +238,7 @@ void readRowFromStore(JpgContext *c, Planes *planes, uint32_t planeRow, uint32_t
           component.blocks + (size_t{mcuRow} * v + row) * component.across * kBlockSize;
       for (uint32_t column = 0; column < component.across; column++, in += kBlockSize) {
         transform(block, c->kernels->dequantise(in, component.steps, block));
-        putBlock(planes, i, planeRow, row, column, block);
+        putBlock(planes, i, mcuRow, row, column, block);
       }
     }
   }

@@ -23,9 +23,8 @@ Result decodeStoreScan(JpgContext *c);
 bool storeIsEmpty(const LenientRead &state);
 bool storeIsComplete(const LenientRead &state);
 
-// Makes the samples of an MCU row, as row `planeRow` of the planes.
-void readRowFromStore(JpgContext *c, Planes *planes, uint32_t planeRow, uint32_t mcuRow,
-                      InverseKernel transform);
+// Makes the samples of an MCU row in the planes.
+void readRowFromStore(JpgContext *c, Planes *planes, uint32_t mcuRow, InverseKernel transform);
 
 }  // namespace jpg
 
