@@ -4,6 +4,7 @@
 #include <stdio.h>
 #include <stdlib.h>
 
+#include "jpg/paths.h"
 #include "support.h"
 
 static void whereDamaged(JPGHANDLE handle) {
@@ -23,7 +24,7 @@ int main(int argc, char **argv) {
     fprintf(stderr, "usage: lenient IN.jpg OUT.ppm\n");
     return 2;
   }
-  r = openFile(argv[1], options, &handle);
+  r = jpgReadPrologFromUtf8(argv[1], options, &handle);
   if (r == JPG_OK) r = makeRectFor(handle, &rect);
   if (r == JPG_OK) r = jpgReadToRect(handle, &rect, rect.height);
   if (r == JPG_E_DAMAGED) {

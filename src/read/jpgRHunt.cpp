@@ -41,7 +41,7 @@ uint32_t pairAt(Peek *p, uint32_t offset) {
 
 bool isFrame(uint32_t marker) { return marker >= kMarkerSof0 && marker <= kMarkerSof3; }
 
-bool isCommentary(uint32_t marker) { return marker >= kMarkerApp0 && marker <= kMarkerLast; }
+bool isCommentary(uint32_t marker) { return marker >= kMarkerApp0; }
 
 // Markers that begin a segment of a file that we read.
 bool beginsSegment(uint32_t code) {
@@ -100,7 +100,8 @@ uint32_t search(Peek *p, uint32_t offset, uint32_t end, const Fits &fits) {
     if (code > 0xFFFF) return 0;
     if (beginsSegment(code) && fits(offset)) return offset;
     if (code == kMarkerEoi) return offset;
-    const uint32_t behind = code == kMarkerSoi ? behindPicture(p, offset) : 0;
+    const bool begins = code == kMarkerSoi && byteAt(p, offset + 2) == 0xFF;
+    const uint32_t behind = begins ? behindPicture(p, offset) : 0;
     offset = behind != 0 ? behind : offset + 1;
   }
   return 0;

@@ -61,7 +61,9 @@ Result seekLeniently(JpgContext *c, int32_t intervals, uint32_t mode, uint32_t r
   const uint32_t origin = mode == JPG_RESTART_FROM_CURRENT ? current - current % rows : 0;
   const uint64_t passed = intervals > 0 ? asUnsigned(intervals) : 0;
   const uint64_t row = origin + passed * rows;
-  return row < c->mcuRows ? seekPictureRow(c, static_cast<uint32_t>(row)) : JPG_NO_DATA;
+  if (row >= c->mcuRows) return JPG_NO_DATA;
+  seekPictureRow(c, static_cast<uint32_t>(row));
+  return JPG_OK;
 }
 
 // Drops bytes up to the next marker, or up to the end of the data, whose 1-bits look like

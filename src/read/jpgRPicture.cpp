@@ -172,11 +172,7 @@ Result returnToPicture(JpgContext *c) {
   return r;
 }
 
-Result seekPictureRow(JpgContext *c, uint32_t row) {
-  if (row >= c->mcuRows) return JPG_NO_DATA;
-  c->rowPosition = row * rowsOfMcu(*c);
-  return JPG_OK;
-}
+void seekPictureRow(JpgContext *c, uint32_t row) { c->rowPosition = row * rowsOfMcu(*c); }
 
 uint32_t pictureRow(const JpgContext &c) { return c.rowPosition / rowsOfMcu(c); }
 

@@ -28,8 +28,8 @@ Result returnToPicture(JpgContext *c);
 // The MCU row of a DCT picture where the next decode call begins.
 uint32_t pictureRow(const JpgContext &c);
 
-// Makes a DCT picture go on at an MCU row. JPG_NO_DATA if it has no such row.
-Result seekPictureRow(JpgContext *c, uint32_t row);
+// Makes a DCT picture go on at an MCU row, which it must have.
+void seekPictureRow(JpgContext *c, uint32_t row);
 
 // The code and the stream offset of the first damage. JPG_NO_DATA if there is none so far.
 Result tellDamage(const JpgContext &c, uint16_t *what, uint32_t *offset);

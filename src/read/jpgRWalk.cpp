@@ -46,15 +46,14 @@ uint32_t intervalsAhead(const ScanWalk &walk, uint32_t marker, bool inPlace) {
   if (ahead > kMostAhead) return kDoesNotFit;
   const uint64_t unit = walk.intervalEnd + uint64_t{ahead} * walk.interval;
   if (unit < walk.units) return ahead;
-  return inPlace && walk.intervalEnd < walk.units ? 0 : kDoesNotFit;
+  return inPlace ? 0 : kDoesNotFit;
 }
 
 // Passes over copies of the marker just taken.
 void passCopies(JpgStream *s, uint32_t marker) {
   for (;;) {
     fillBits(s, 8);
-    const bool follows = s->heldMarker == marker && s->bitCount == s->padding;
-    if (!follows) return;
+    if (s->heldMarker != marker) return;
     passMarker(s);
   }
 }

@@ -143,6 +143,17 @@ TEST(LenientCalls, ProgressivePicturesGrowScanByScan) {
   EXPECT_RESULT(JPG_NO_DATA, jpgReadProgressiveToRect(lenient.handle(), &rect, 37, 1));
 }
 
+TEST(LenientCalls, AProgressivePassMayBeginBehindARestartSeek) {
+  const Bytes stream = Streams(5).all[2];
+  const Bytes whole = show(stream, 3).pixels;
+  const Reader reader = Reader::ofMemory(stream, JPG_READ_LENIENT);
+  ASSERT_RESULT(JPG_OK, jpgReadSeekRestartMarker(reader.handle(), 2, 0));
+  Canvas canvas(75, 27, 3);
+  const JpgRect rect = canvas.rect();
+  ASSERT_RESULT(JPG_OK, jpgReadProgressiveToRect(reader.handle(), &rect, 27, 0));
+  EXPECT_EQ(Bytes(whole.begin() + 32 * 75 * 3, whole.end()) == canvas.pixels(), true);
+}
+
 TEST(LenientCalls, ThePassUnderWayMayBeEndedByAllScans) {
   const Picture picture = makePicture(43, 37, {0x22, 0x11, 0x11}, Fill::kSmooth, 43);
   const Bytes stream = encodeProgressive(picture, refiningScript(3));
@@ -412,6 +423,67 @@ TEST(LenientLossless, DeepSamplesNeedWords) {
   EXPECT_RESULT(JPG_E_UNSUPPORTED, bytes.read(11));
   EXPECT_RESULT(JPG_OK, words.read(11));
   EXPECT_EQ(packed(samplesOf(job), 13), words.pixels);
+}
+
+TEST(LenientLossless, ColumnsBeyondTheRectanglesWidthArentStored) {
+  SpatialJob job;
+  const Bytes expected = packed(samplesOf(job), 8);
+  for (const int32_t width : {-1, 0, 5, 13, 20}) {
+    LosslessCall call(job, 8);
+    std::fill(call.pixels.begin(), call.pixels.end(), uint8_t{0xA5});
+    call.rect.width = width;
+    EXPECT_RESULT(JPG_OK, call.read(11));
+    for (size_t i = 0; i < call.pixels.size(); i++) {
+      const bool stored = static_cast<int32_t>(i % 13) < width;
+      ASSERT_EQ(stored ? expected[i] : 0xA5, call.pixels[i]);
+    }
+  }
+}
+
+TEST(LenientLossless, WithoutColourConversionComponentsKeepTheirOrder) {
+  SpatialJob job;
+  job.components = 3;
+  LosslessCall call(job, 24), narrow(job, 8);
+  jpgReadSetNoColorConversion(call.reader.handle());
+  jpgReadSetNoColorConversion(narrow.reader.handle());
+  EXPECT_RESULT(JPG_OK, call.read(11));
+  EXPECT_EQ(packed(samplesOf(job), 8), call.pixels);
+  EXPECT_RESULT(JPG_E_UNSUPPORTED, narrow.read(11));
+}
+
+TEST(LenientLossless, WithoutDataWordsAreGrey) {
+  SpatialJob job;
+  job.precision = 13;
+  Bytes stream = modelSpatial(job);
+  size_t sos = 0;
+  while (stream[sos] != 0xFF || stream[sos + 1] != kSos) sos++;
+  stream.resize(sos + 10);
+  const Reader reader = Reader::ofMemory(stream, JPG_READ_LENIENT);
+  std::vector<uint16_t> words(13 * 11);
+  JpgRect rect = {};
+  rect.width = 13;
+  rect.stride = 26;
+  rect.bitsPerPixel = rect.bitsPerSample = 16;
+  rect.bits = words.data();
+  EXPECT_RESULT(JPG_E_DAMAGED, jpgReadToRect(reader.handle(), &rect, 11));
+  EXPECT_EQ(std::vector<uint16_t>(13 * 11, 1 << 12), words);
+}
+
+TEST(LenientLossless, APrecisionOrAScanThatIsNotServedIsRefused) {
+  SpatialJob job;
+  job.components = 3;
+  const Bytes stream = modelSpatial(job);
+  size_t sof = 0, sos = 0;
+  while (stream[sof] != 0xFF || stream[sof + 1] != kSof3) sof++;
+  while (stream[sos] != 0xFF || stream[sos + 1] != kSos) sos++;
+  for (const uint8_t precision : Bytes{1, 17}) {
+    Bytes odd = stream;
+    odd[sof + 4] = precision;
+    EXPECT_RESULT(JPG_E_NOT_JPEG, show(odd, 3).result);
+  }
+  Bytes single = stream;
+  single[sos + 4] = 1;  // components of the scan
+  EXPECT_RESULT(JPG_E_UNSUPPORTED, show(single, 3).result);
 }
 
 TEST(LenientLossless, FourComponentsNeed32Bits) {

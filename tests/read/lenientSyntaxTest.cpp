@@ -110,6 +110,64 @@ TEST(LenientSyntax, WrongLengthsOfCommentsAndApplicationDataAreFoundOut) {
   }
 }
 
+TEST(LenientSyntax, MoreStrayPlacesThanAFileMayHaveAreRefused) {
+  const Sample sample;
+  const auto withStrays = [&](unsigned count) {
+    StreamBuilder s;
+    for (unsigned i = 0; i < count; i++) s.com("x").raw({1, 2, 3});
+    return show(inserted(sample.headers, 2, s.bytes()) + sample.data + kEoiBytes, 3).result;
+  };
+  EXPECT_RESULT(JPG_OK, withStrays(100));
+  EXPECT_RESULT(JPG_E_NOT_JPEG, withStrays(101));
+}
+
+// What looks like a marker among stray bytes, and isn't one.
+TEST(LenientSyntax, StrayBytesMayLookLikeMarkers) {
+  const Sample sample;
+  for (const Bytes &stray :
+       {Bytes{9, 0xFF, kDht, 0, 5, 0, 0}, Bytes{9, 0xFF, kDht, 0, 30, 0x77},
+        Bytes{9, 0xFF, kDqt, 0, 9}, Bytes{9, 0xFF, kSof0, 0, 9}, Bytes{9, 0xFF, kSos, 0, 9},
+        Bytes{9, 0xFF, kDri, 0, 9}, Bytes{9, 0xFF, kSoi, 3, 4}, Bytes{9, 0xFF, kCom, 0, 1}}) {
+    const size_t at = segmentsOf(sample.headers)[1];
+    expectPixels(sample, inserted(sample.headers, at, stray) + sample.data + kEoiBytes);
+  }
+}
+
+TEST(LenientSyntax, AWrongLengthIsFoundOutThoughTheSegmentHoldsWhatLooksLikeSegments) {
+  const Sample sample;
+  Bytes text(20, 'x');
+  for (const Bytes &odd : {Bytes{0xFF, kDqt, 0, 1}, Bytes{0xFF, kSoi, 1, 2}}) append(text, odd);
+  const Bytes wrong = StreamBuilder().segmentOfLength(kApp1, 300, text).bytes();
+  expectPixels(sample, inserted(sample.headers, 2, wrong) + sample.data + kEoiBytes);
+}
+
+TEST(LenientSyntax, PicturesWithoutAnEndInStrayBytesDontCostMuch) {
+  const Sample sample;
+  Bytes stray = {9};
+  for (unsigned i = 0; i < 3000; i++) append(stray, {0xFF, kSoi, 0xFF, 0});
+  stray.insert(stray.end(), 70000, uint8_t{7});
+  expectPixels(sample, inserted(sample.headers, segmentsOf(sample.headers)[1], stray) +
+                           sample.data + kEoiBytes);
+}
+
+TEST(LenientSyntax, ATableThatAnnexKDoesntHaveIsMissing) {
+  Picture picture = makePicture(16, 16, {0x11}, Fill::kSmooth, 23);
+  picture.components[0].td = picture.components[0].ta = 2;
+  picture.dc[2] = picture.dc[0];
+  picture.ac[2] = picture.ac[0];
+  const Bytes headers = headersOf(picture).bytes();
+  EXPECT_RESULT(JPG_OK, show(headers + scanOf(picture), 1).result);
+  Bytes without = {0xFF, kSoi};
+  const std::vector<size_t> segments = segmentsOf(headers);
+  for (size_t i = 0; i < segments.size(); i++) {
+    const size_t end = i + 1 < segments.size() ? segments[i + 1] : headers.size();
+    if (headers[segments[i] + 1] == kDht) continue;
+    without.insert(without.end(), headers.begin() + static_cast<ptrdiff_t>(segments[i]),
+                   headers.begin() + static_cast<ptrdiff_t>(end));
+  }
+  EXPECT_RESULT(JPG_E_DAMAGED, show(without + scanOf(picture), 1).result);
+}
+
 TEST(LenientSyntax, APictureInsideOfASegmentOfWrongLengthIsNotTaken) {
   const Sample sample;
   const Bytes thumbnail = encode(makePicture(16, 16, {0x11, 0x11, 0x11}, Fill::kSmooth, 3));
@@ -210,6 +268,42 @@ TEST(LenientRestarts, MarkersMayBeMissing) {
     auto markers = sample.rightMarkers();
     markers[missing] = {-1};
     expectPixels(sample, sample.with(markers));
+  }
+}
+
+TEST(LenientRestarts, AMissingMarkerAheadOfBrokenDataIsNotGuessed) {
+  Restarted sample(2);
+  auto markers = sample.rightMarkers();
+  markers[1] = {-1};
+  for (Bytes &interval : sample.intervals) {
+    if (&interval == &sample.intervals[2]) interval.assign(interval.size(), 0x7E);
+  }
+  EXPECT_RESULT(JPG_E_DAMAGED, show(sample.with(markers), 3).result);
+}
+
+TEST(LenientRestarts, AMarkerInPlaceWhoseNumberLeadsBehindTheEndCountsAsTheNext) {
+  const Restarted sample(7);  // 3 intervals of 7, 7 and 1 MCUs
+  auto markers = sample.rightMarkers();
+  markers[1] = {3};  // two ahead of RST1
+  expectPixels(sample, sample.with(markers));
+}
+
+TEST(LenientRestarts, UnitsThatBreakOffAheadOfAStrayMarkerDontHideIt) {
+  const Restarted sample(5);
+  Restarted without(5);
+  without.picture.restartInterval = 0;
+  without.headers = headersOf(without.picture).bytes();
+  const size_t row = 75 * 3 * 16;
+  for (size_t cut = 1; cut < 12; cut++) {
+    Restarted broken = without;
+    broken.intervals[0].resize(broken.intervals[0].size() - cut);
+    const Shown shown = show(broken.with(sample.rightMarkers()), 3);
+    EXPECT_EQ(sample.pixels.size(), shown.pixels.size());
+    const auto begin = static_cast<ptrdiff_t>(row);
+    const bool same = std::equal(sample.pixels.begin() + begin, sample.pixels.begin() + 2 * begin,
+                                 shown.pixels.begin() + begin);
+    // As many MCUs are lost as begin in what was cut off; if it is one, nothing shifts.
+    EXPECT_TRUE(same || cut > 1);
   }
 }
 
