@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "jpg/segments.hpp"
+#include "report.h"
 
 namespace jpgtool {
 namespace {
@@ -46,7 +47,7 @@ class Search {
   // Finds the offset of the last byte that the failure needs, or of the file's end if it needs the
   // whole file.
   bool run(uint64_t *place) {
-    const bool anyCode = failed_.code == kDamagedCode;
+    const bool anyCode = failed_.code == JPG_E_DAMAGED;
     if ((!anyCode && !isOfCodedData(failed_.code)) || !measure()) return false;
     if (decode(startWithZeros(scanData_, 1), 0, 1).code != JPG_OK) return false;
     whole_ = decode(stream_, failed_.intervals, steps_);
@@ -195,6 +196,18 @@ std::string scanOfDamage(const FailedDecode &failed) {
 }
 
 }  // namespace
+
+std::string whyFailed(JPGHANDLE handle, const FailedDecode &failed) {
+  uint16_t what = 0;
+  uint32_t offset = 0;
+  const bool told = failed.code == JPG_E_DAMAGED &&
+                    jpgReadSeekMarkerSegment(handle, JPG_SEGMENT_DAMAGE, &what, &offset) == JPG_OK;
+  if (!told) return meaningOf(failed.code) + placeOfDamage(failed);
+  constexpr uint32_t kError = 0x80000000;
+  const std::string place = " near byte " + std::to_string(offset);
+  if ((kError | what) == JPG_E_DAMAGED) return meaningOf(JPG_E_DAMAGED) + place;
+  return std::string(meaningOf(JPG_E_DAMAGED)) + "; " + meaningOf(kError | what) + place;
+}
 
 std::string placeOfDamage(const FailedDecode &failed) {
   uint64_t place = 0;

@@ -24,6 +24,9 @@ struct FailedDecode {
 // of the scan's header. Empty when there is none.
 std::string placeOfDamage(const FailedDecode &failed);
 
+// What to say of it: the code's meaning, and where. A handle that reads leniently knows the place.
+std::string whyFailed(JPGHANDLE handle, const FailedDecode &failed);
+
 }  // namespace jpgtool
 
 #endif

@@ -56,14 +56,14 @@ int decodeBitmap(const Input &in, const std::string &out, uint16_t bits,
   if (r == JPG_E_UNSUPPORTED) return fail(in.name(), "the picture is too large for a .bmp file", r);
   if (r == JPG_OK) r = readBitmap(reader.handle(), frame, settings.scale, &dib);
   const uint32_t damage = r;
-  if (r == kDamagedCode) r = JPG_OK;
+  if (r == JPG_E_DAMAGED) r = JPG_OK;
   if (r == JPG_OK && settings.orient) r = dib.turn(orientationOf(in));
   if (r == JPG_OK) {
     const int status = saveBitmap(dib, out);
     if (damage == JPG_OK || status != kExitOk) return status;
   }
   const uint32_t code = r == JPG_OK ? damage : r;
-  fail(in.name(), meaningOf(code) + placeOfDamage({&in, frame, 0, code}), code);
+  fail(in.name(), whyFailed(reader.handle(), {&in, frame, 0, code}), code);
   return r == JPG_OK ? kExitDamaged : kExitFailed;
 }
 

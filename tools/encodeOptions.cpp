@@ -23,17 +23,7 @@ const std::vector<OptionRule> kEncodeRules = {
 
 namespace {
 
-// What the library's encoder can do beyond the plain stream; 0 where it can't.
-#if defined(JPG_WRITE_AVERAGE) && defined(JPG_WRITE_OPTIMIZE)
 constexpr uint32_t kUsualFlags = JPG_WRITE_AVERAGE | JPG_WRITE_OPTIMIZE;
-#else
-constexpr uint32_t kUsualFlags = 0;
-#endif
-#ifdef JPG_WRITE_PROGRESSIVE
-constexpr uint32_t kProgressiveFlag = JPG_WRITE_PROGRESSIVE;
-#else
-constexpr uint32_t kProgressiveFlag = 0;
-#endif
 
 constexpr uint32_t kSampling444 = 0x00111111;
 
@@ -84,10 +74,9 @@ bool parseCopy(const std::string &text, EncodeJob *job) {
 void takeFlags(const Options &options, EncodeJob *job, std::string *why) {
   job->flags = options.has("--strict") ? 0 : kUsualFlags;
   if (!options.has("--progressive")) return;
-  if (kProgressiveFlag == 0) *why = "this library writes no progressive files";
   if (options.has("--strict")) *why = "--strict and --progressive can't be used together";
   if (options.has("--lossless")) *why = "--lossless and --progressive can't be used together";
-  job->flags |= kProgressiveFlag;
+  job->flags |= JPG_WRITE_PROGRESSIVE;
 }
 
 void checkNames(const Options &options, EncodePlan *plan, std::string *why) {

@@ -40,13 +40,6 @@ struct Frame {
   uint32_t process = 0;  // a JPG_PROCESS_ value
 };
 
-// The code of a call that stored all rows but met damage; libraries without it never give it.
-#ifdef JPG_E_DAMAGED
-constexpr uint32_t kDamagedCode = JPG_E_DAMAGED;
-#else
-constexpr uint32_t kDamagedCode = JPG_OK;
-#endif
-
 uint32_t readFrame(JPGHANDLE handle, Frame *frame);
 const char *processName(uint32_t process);
 

@@ -38,9 +38,7 @@ constexpr CodeText kCodes[] = {
     {JPG_E_COEF_OVERFLOW, "JPG_E_COEF_OVERFLOW", "damaged data: too many coefficients"},
     {JPG_E_DNL_CONFLICT, "JPG_E_DNL_CONFLICT", "the height is given twice"},
     {JPG_E_BAD_SEGMENT_LENGTH, "JPG_E_BAD_SEGMENT_LENGTH", "a segment has a wrong length"},
-#ifdef JPG_E_DAMAGED
     {JPG_E_DAMAGED, "JPG_E_DAMAGED", "damaged data: what is missing was filled in"},
-#endif
 };
 
 const CodeText *find(uint32_t code) {

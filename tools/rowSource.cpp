@@ -253,7 +253,7 @@ uint32_t RowSource::readRows(uint8_t *to, uint32_t count) {
 uint32_t RowSource::readReduced(uint32_t count) {
   const uint32_t rows = std::min(count * reduction_, coded_.height - codedDone_);
   const uint32_t r = readRows(wide_.data(), rows);
-  if (r != JPG_OK && r != kDamagedCode) return r;
+  if (r != JPG_OK && r != JPG_E_DAMAGED) return r;
   codedDone_ += rows;
   for (uint32_t y = 0; y < count; y++) {
     const uint32_t first = y * reduction_;
@@ -273,7 +273,7 @@ uint32_t RowSource::readBand(uint32_t count) {
 
 // Notes damage. False when the work ends there.
 bool RowSource::passOver(uint32_t code) {
-  if (code == JPG_OK || code == kDamagedCode) {
+  if (code == JPG_OK || code == JPG_E_DAMAGED) {
     if (code != JPG_OK) damage_ = code;
     return true;
   }
@@ -335,7 +335,7 @@ void RowSource::showNextScan() {
 }
 
 std::string RowSource::whyFailed(uint32_t code) const {
-  return meaningOf(code) + placeOfDamage({input_, frame_, intervals_, code});
+  return jpgtool::whyFailed(reader_.handle(), {input_, frame_, intervals_, code});
 }
 
 }  // namespace jpgtool

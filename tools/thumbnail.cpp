@@ -61,7 +61,7 @@ int finishThumbnail(const ThumbnailJob &job, const Dib &dib, uint32_t r) {
   return kExitDamaged;
 }
 
-bool isDelivered(uint32_t r) { return r == JPG_OK || r == kDamagedCode; }
+bool isDelivered(uint32_t r) { return r == JPG_OK || r == JPG_E_DAMAGED; }
 
 int saveThumbnail(const ThumbnailJob &job, JPGEXIFHANDLE exif) {
   std::string why;
