@@ -95,7 +95,7 @@ inline bool fillForRound(BitWindow *w, WindowHead *head) {
 // registers except around symbols that need more than the shortcut table.
 template <uint32_t kLastStored>
 struct AcLoop {
-  const JpgHuffLookup *lookup;
+  const HuffShortcut *shortcuts;
   const uint32_t *quant;
   int16_t *block;
   WindowHead head;
@@ -114,7 +114,7 @@ struct AcLoop {
   // Takes a coefficient from the shortcuts, unless it is the block's last one, behind which no end
   // follows. One comparison: an end, or no shortcut, has a skip that leads out of the block.
   bool inside() {
-    fast = nextShortcut(*lookup, head.bits);
+    fast = shortcuts[head.bits >> (kWindowBits - kShortcutBits)];
     const uint32_t next = k + shortcutSkip(fast);
     if (next >= kBlockSize - 1) return false;
     drop(shortcutLength(fast));
@@ -145,14 +145,14 @@ struct AcLoop {
 
   // Takes the last coefficient with the end of the block, or the end alone, which is handled as a
   // coefficient of 0: a branch between the two would be unpredictable. False for anything else.
-  bool atEnd(BitWindow *w, uint32_t maxLength) {
+  bool atEnd(BitWindow *w, const JpgHuffLookup &lookup, uint32_t maxLength) {
     const uint32_t skip = shortcutSkip(fast);
     const uint32_t next = k + skip % kSkipEnd + skip / kSkipEnd % 2;
     if (skip == kSkipNone || next >= kBlockSize - 1) return false;
     const int32_t value = shortcutValue(fast);
     const uint32_t reached = value != 0 ? next : k;
     // A table may have several codes for the end.
-    const uint32_t endLength = value != 0 ? lookup->endLength : shortcutLength(fast);
+    const uint32_t endLength = value != 0 ? lookup.endLength : shortcutLength(fast);
     drop(shortcutLength(fast));
     store(next, value);
     k = reached;
@@ -217,7 +217,8 @@ template <uint32_t kLastStored>
 AcEnd decodeAcWide(BitWindow *w, const WindowHead &head, JpgStream *s,
                    const JpgScanComponent &component, int16_t *block, uint32_t *last,
                    Result *result) {
-  AcLoop<kLastStored> loop = {component.acLookup, component.quantTable, block, head, 0, 0};
+  AcLoop<kLastStored> loop = {
+      component.acLookup->shortcut, component.quantTable, block, head, 0, 0};
   if (loop.head.count < kFirstRoundBits && !fillForRound(w, &loop.head)) {
     putBack(w, loop.head);
     *last = 0;
@@ -231,7 +232,7 @@ AcEnd decodeAcWide(BitWindow *w, const WindowHead &head, JpgStream *s,
   bool going = loop.firstRound();
   for (;;) {
     if (!going && !loop.longInside()) {
-      const bool ended = loop.atEnd(w, component.acMaxLength);
+      const bool ended = loop.atEnd(w, *component.acLookup, component.acMaxLength);
       *last = loop.k;
       if (ended) return AcEnd::kBlock;
       putBack(w, loop.head);

@@ -73,7 +73,7 @@ inline HuffShortcut withoutEnd(HuffShortcut s, uint32_t endLength) {
 
 // The skips of an AC table; null where there are none yet.
 inline const HuffSkip *skipsOf(const JpgHuffLookup &lookup) {
-  return lookup.skipsMade != 0 ? lookup.skip : nullptr;
+  return kHaveSkips && lookup.skipsMade != 0 ? lookup.skip : nullptr;
 }
 
 // What a table is looked up for.
