@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Kernels: the inner loops over samples and coefficients, one set of routines per instruction set.
 //
 // In: blocks and pixels. Out: the same. Kernels know neither the context nor the stream. All sets

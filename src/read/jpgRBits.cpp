@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "read/jpgRBits.h"
 
 #include "read/jpgRPlanes.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The bit reader: bits and raw bytes out of a context's stream.
 //
 // Entropy-coded data are read with removal of stuffed zeros (T.81 F.1.2.3): an FF is

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "read/jpgRClr.h"
 
 #include "share/jpgSamples.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Block expansion and pixel output, at every scale.
 //
 // In: the saturated sample blocks of one MCU in coefBuffer, component after component. At scale

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Opening and closing of read handles, and the getters.
 #include <string.h>
 

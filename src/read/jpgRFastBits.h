@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The bit window: a register-wide bit buffer over a stream's entropy-coded data, for the loops
 // that decode block after block.
 //

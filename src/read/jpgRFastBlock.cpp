@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "read/jpgRFastBlock.h"
 
 #include "read/jpgRVLC.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Blocks of a sequential scan, decoded from a bit window: same results, coefficients and stream
 // state as decodeBlock of jpgRVLC.h, but faster.
 #ifndef JPG_READ_RFASTBLOCK_H

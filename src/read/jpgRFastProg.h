@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Blocks of a progressive scan, decoded from a bit window: same results, coefficients and stream
 // state as the block decoders of jpgRVLC.h, but faster.
 #ifndef JPG_READ_RFASTPROG_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "read/jpgRFindEoi.h"
 
 #include "share/jpgMarkers.h"

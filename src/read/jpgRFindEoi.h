@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The check that a stream has an end marker: FF D9 anywhere behind SOI.
 #ifndef JPG_READ_RFINDEOI_H
 #define JPG_READ_RFINDEOI_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "read/jpgRHead.h"
 
 #include "read/jpgRBits.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Header parsing: the walk over marker segments, the tables and headers that they
 // hold, and the set-up of a scan.
 //

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "read/jpgRHold.h"
 
 #include "read/jpgRBits.h"

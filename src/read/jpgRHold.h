@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A bit reader that stops at markers: the entropy-coded data end where a marker stands, whatever
 // the decoders ask for. For data that may be damaged (JPG_READ_LENIENT).
 //

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "read/jpgRHunt.h"
 
 #include "read/jpgRBits.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The hunt for marker segments in files where something else stands in their place: stray bytes
 // between them, or a segment whose length is wrong. For JPG_READ_LENIENT.
 #ifndef JPG_READ_RHUNT_H

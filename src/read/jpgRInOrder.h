@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Rows of MCUs of a sequential picture, decoded as they come, in data that may be damaged. For
 // pictures whose scan holds all components (JPG_READ_LENIENT).
 #ifndef JPG_READ_RINORDER_H

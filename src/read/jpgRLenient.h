@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // State of a handle opened with JPG_READ_LENIENT, which the modules of the lenient reader share,
 // and the set-up of its scans.
 //

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Lossless pictures by the lenient reader's calls: row by row through a buffer of the handle, so
 // that bands need no spare row, with damaged rows filled.
 #ifndef JPG_READ_RLOSSLESS_H

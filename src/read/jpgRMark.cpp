@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Marker segment access, restart markers and partial bitstreams.
 #include "read/jpgRMark.h"
 

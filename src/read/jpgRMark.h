@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Markers among the entropy-coded data: the handler that the decoders run where a
 // restart interval ends.
 #ifndef JPG_READ_RMARK_H

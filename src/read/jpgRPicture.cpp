@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "read/jpgRPicture.h"
 
 #include "kernels/jpgKernels.h"

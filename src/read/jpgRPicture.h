@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The lenient reader's calls: every picture by one way, into rectangles at any scale.
 #ifndef JPG_READ_RPICTURE_H
 #define JPG_READ_RPICTURE_H

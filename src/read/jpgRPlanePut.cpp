@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Pixels of a row from its samples, component by component.
 #include <string.h>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What the modules behind jpgRPlanes.h share: the memory of the planes, interpolation, and the
 // formats of pixels.
 #ifndef JPG_READ_RPLANEROWS_H

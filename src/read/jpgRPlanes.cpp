@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The memory of planes, and their rows' way from a source to pixels.
 #include "read/jpgRPlanes.h"
 

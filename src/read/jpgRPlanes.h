@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Planes: the samples of a few rows of MCUs, component by component, and the way from them to rows
 // of pixels at any sampling factors.
 //

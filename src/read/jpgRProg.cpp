@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Progressive decoding: scans go into a store of the whole image's coefficients; bands of pixels
 // are made from it.
 //

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The sequential decode driver.
 #include "read/jpgRRect.h"
 

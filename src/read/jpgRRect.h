@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Steps of the sequential decode driver that the scaled and progressive drivers
 // share: an MCU row's way from the bit stream to the rectangle.
 #ifndef JPG_READ_RRECT_H

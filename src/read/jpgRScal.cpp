@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Scaled output: decoding at 1/2, 1/4 and 1/8 of the size.
 #include <string.h>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "read/jpgRScan.h"
 
 #include "read/jpgRBits.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Scan headers: reading one, and setting the component slots up for it.
 #ifndef JPG_READ_RSCAN_H
 #define JPG_READ_RSCAN_H

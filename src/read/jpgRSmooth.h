@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Reading with interpolated chroma: the sequential, scaled and progressive decoders as sources of
 // planes.
 #ifndef JPG_READ_RSMOOTH_H

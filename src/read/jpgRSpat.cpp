@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Lossless decoding: samples from prediction differences, row by row (T.81 Annex H).
 #include <string.h>
 

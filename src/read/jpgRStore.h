@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The coefficient store of the lenient reader: for pictures whose scans don't hold all components,
 // and for progressive ones.
 //

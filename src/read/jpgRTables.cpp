@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "read/jpgRTables.h"
 
 #include "read/jpgRBits.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Table segments: Huffman tables, quantisation tables, restart interval.
 //
 // In: the current segment. Out: the context's tables. A table that is longer than the rest

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Interpolation and replication of subsampled components, at any ratio.
 //
 // A component's samples lie in the middle of the pixels that they stand for. A pixel between two

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Entropy decoding: Huffman symbols, and the blocks and differences made of them.
 //
 // In: the bit reader and the tables of a scan component. Out: the sequential

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The walk through the units of a scan whose data may be damaged.
 //
 // The driver asks for each unit in turn whether it is coded. After a failure the walk goes on at

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "write/jpgWAverage.h"
 
 #include <string.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Blocks with averages of subsampled components, and the edges of the picture continued.
 //
 // In: interleaved bytes of an MCU. Out: level-shifted samples, block after block, as encodeMcu

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Coding of a block's band of levels: what sequential and progressive scans put of a block (T.81
 // F.1.2 and G.1.2), into a SymbolCounter or a SymbolWriter.
 #ifndef JPG_WRITE_WBAND_H

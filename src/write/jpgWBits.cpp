@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "write/jpgWBits.h"
 
 #include <string.h>

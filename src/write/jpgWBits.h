@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Huffman coding through a register-wide bit buffer (BitRun): a run codes a block, or up to
 // kMaxRunCodes lossless samples.
 #ifndef JPG_WRITE_WBITS_H

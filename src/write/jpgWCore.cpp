@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Opening and closing of write handles, settings, partial bitstreams.
 #include "kernels/jpgKernels.h"
 #include "share/jpgHeap.h"

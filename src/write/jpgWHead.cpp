@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "write/jpgWHead.h"
 
 #include <string.h>

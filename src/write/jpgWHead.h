@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Frame headers of the write side: tables, SOF0, DRI, SOS, and the MCU geometry.
 #ifndef JPG_WRITE_WHEAD_H
 #define JPG_WRITE_WHEAD_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "write/jpgWHeld.h"
 
 #include <string.h>

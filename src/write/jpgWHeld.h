@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Pictures that are held until the epilog: those with Huffman tables of their own, and progressive
 // ones. The encode calls fill the store (jpgWStore.h); here the frame is written from it.
 #ifndef JPG_WRITE_WHELD_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A held lossless picture: its differences, from the store, by tables made for them.
 #include <string.h>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "write/jpgWMagnitude.h"
 
 namespace jpg {

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Look-up table of magnitude categories and additional bits (T.81 F.1.2.1) for the values that
 // occur in DCT coding and in lossless coding of bytes.
 #ifndef JPG_WRITE_WMAGNITUDE_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "write/jpgWMark.h"
 
 #include "share/jpgMarkers.h"

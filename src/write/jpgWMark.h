@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Marker segments on the write side: the caller's, the headers', and RSTn.
 #ifndef JPG_WRITE_WMARK_H
 #define JPG_WRITE_WMARK_H

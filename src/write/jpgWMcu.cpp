@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "write/jpgWMcu.h"
 
 #include "share/jpgArith.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // An MCU's way from the caller's pixels to blocks: colour conversion into a work area of
 // 16 x 16 pixels, then gathering of each component's blocks from it.
 //

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Package-merge: with n symbols, 16 lists are made, the first of the symbols alone, each further
 // one of the symbols and of packages, which are neighbouring pairs of the list before. A symbol's
 // code is as long as the number of times that it is in the first 2n - 2 items of the last list.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Huffman tables made for the symbols that occur: the shortest code with at most 16 bits a symbol
 // and none of 1-bits alone (T.81 Annex K.2 has the purpose, and another procedure).
 #ifndef JPG_WRITE_WOPTIMAL_H

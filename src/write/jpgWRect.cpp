@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The baseline encode driver: bands of pixels to MCUs.
 #include <string.h>
 

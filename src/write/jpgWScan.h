@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The scans of a held DCT picture: walks their blocks in the store, and counts or writes their
 // symbols.
 #ifndef JPG_WRITE_WSCAN_H

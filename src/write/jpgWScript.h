@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The script of a progressive picture: which scans it has. Chosen by counting the bits of several
 // divisions on the levels at hand.
 #ifndef JPG_WRITE_WSCRIPT_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Lossless encoding: prediction differences, line by line (T.81 Annex H).
 #include <string.h>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Store of a held picture's values: levels, block after block and MCU after MCU, or lossless
 // differences, line after line.
 //

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "write/jpgWSymbols.h"
 
 #include "write/jpgWMark.h"

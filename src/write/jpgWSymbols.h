@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Where the symbols of a held picture's scans go: first they are counted, then, once the tables are
 // made from the counts, written. Both have the same operations, so that the coding of blocks
 // (jpgWBand.h) is written once.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Bit output, marker output and the coding of MCUs.
 //
 // In: transformed and quantised values, marker codes, raw bytes. Out: bytes in the

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The masks of a block's non-zero coefficients and levels, and dequantisation, for any processor.
 #include <string.h>
 

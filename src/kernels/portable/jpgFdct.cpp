@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The forward transform and quantisation, for any processor: the definition of what the library
 // writes.
 //

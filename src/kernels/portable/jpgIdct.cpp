@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The inverse transforms, with saturated samples, for any processor: the definition of what the
 // library delivers.
 //

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Blocks straight from whole MCUs of pixels, for any processor: the result of the conversion and
 // gathering routines of jpgWMcu.cpp without their work area, or that of jpgWAverage.cpp. Chroma
 // that is decimated is computed only for the pixels that are kept; averages are computed from the

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "kernels/portable/jpgPortable.h"
 
 namespace jpg {

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The portable kernels: C++ for any processor. They define the result of every set.
 #ifndef JPG_KERNELS_PORTABLE_PORTABLE_H
 #define JPG_KERNELS_PORTABLE_PORTABLE_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Zig-zag positions by natural index: the inverse of the zig-zag sequence.
 #ifndef JPG_KERNELS_PORTABLE_POSITIONS_H
 #define JPG_KERNELS_PORTABLE_POSITIONS_H

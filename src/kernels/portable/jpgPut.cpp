@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Pixels of an MCU straight from its blocks: the result of the expansion and the pixel output of
 // jpgRClr.cpp without expanded blocks in between.
 #include "kernels/portable/jpgPortable.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Rows of pixels from planes of samples: chroma is interpolated or replicated and converted at
 // once. The results are those of jpgRUpsample.cpp and jpgRPlanePut.cpp.
 #include "kernels/portable/jpgPortable.h"

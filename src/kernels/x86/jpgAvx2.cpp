@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "kernels/x86/jpgAvx2.h"
 
 #include "kernels/portable/jpgPortable.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Kernels for x86 processors with AVX2. Only the files of this set are compiled for AVX2. They
 // include none of our inline functions: the linker might keep their AVX2 copy for all callers.
 //

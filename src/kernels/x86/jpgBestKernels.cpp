@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "kernels/jpgKernels.h"
 #include "kernels/x86/jpgAvx2.h"
 #include "platform.h"

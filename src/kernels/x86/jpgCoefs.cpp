@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The mask of a block's non-zero coefficients in zig-zag order, that of its levels, and
 // dequantisation, which returns the position of the last non-zero product.
 #include <immintrin.h>

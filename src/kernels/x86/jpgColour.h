@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The factors of the colour conversion with AVX2.
 #ifndef JPG_KERNELS_X86_COLOUR_H
 #define JPG_KERNELS_X86_COLOUR_H

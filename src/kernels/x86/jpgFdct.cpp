@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The forward transform of portable/jpgFdct.cpp and the division by quantisation steps.
 //
 // A block's samples differ by at most 255, so every sum of two values, and every difference of two

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The inverse transforms of portable/jpgIdct.cpp: all eight columns, then all eight rows at once.
 //
 // Products of 16-bit factors are formed and added in pairs (vpmaddwd), modulo 2^32 as there.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // An MCU's blocks from pixels: the colour conversion and chroma decimation of jpgWMcu.cpp, or the
 // averages of jpgWAverage.cpp.
 #include <immintrin.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Pixels of an MCU from its blocks: the colour conversion and chroma replication of jpgRClr.cpp.
 #include <immintrin.h>
 #include <string.h>

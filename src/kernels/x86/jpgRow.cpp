@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Rows of pixels from planes of samples, as portable/jpgRow.cpp makes them, 32 pixels at a time:
 // those of even and of odd columns apart, in 16 bits each.
 #include <immintrin.h>

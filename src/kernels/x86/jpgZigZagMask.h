@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Masks for pshufb that reorder a block into the zig-zag sequence, computed at compile time: no
 // code is generated from here.
 #ifndef JPG_KERNELS_X86_ZIGZAGMASK_H
