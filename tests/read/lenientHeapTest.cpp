@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "faulty.h"
+#include "model/losslessWriter.h"
 #include "support/canvas.h"
 #include "support/progressiveStream.h"
 #include "support/reader.h"
@@ -141,7 +142,12 @@ uint32_t useFile(const std::string &path, bool *closed) {
 // Every seek and every read fails once, and from some point on.
 TEST(LenientFaults, OfSeeksAndReadsAreToldOrCountAsTheEndOfTheData) {
   Picture picture = makePicture(75, 59, {0x22, 0x11, 0x11}, Fill::kSmooth, 63);
-  std::vector<Bytes> streams = {encodeProgressive(picture, spectralScript(3))};
+  SpatialJob job;
+  job.width = 75;
+  job.height = 59;
+  job.components = 3;
+  job.restart = 75;
+  std::vector<Bytes> streams = {encodeProgressive(picture, spectralScript(3)), modelSpatial(job)};
   for (const uint16_t interval : Words{0, 5}) {
     picture.restartInterval = interval;
     Bytes stream = encode(picture);

@@ -307,6 +307,21 @@ TEST(LenientRestarts, UnitsThatBreakOffAheadOfAStrayMarkerDontHideIt) {
   }
 }
 
+// Codes of 4 to 16 bits: the reader looks at the marker while data are left ahead of it.
+TEST(LenientRestarts, UnitsThatBreakOffAheadOfAStrayMarkerAreLostAlone) {
+  Restarted broken(5);
+  useAnnexKTables(broken.picture);
+  broken.intervals = intervalsOf(broken.picture);
+  broken.picture.restartInterval = 0;
+  broken.headers = headersOf(broken.picture).bytes();
+  const Bytes first = broken.intervals[0];
+  for (size_t cut = 1; cut < first.size(); cut++) {
+    broken.intervals[0].assign(first.begin(), first.end() - static_cast<ptrdiff_t>(cut));
+    const Shown shown = show(broken.with(broken.rightMarkers()), 3);
+    EXPECT_RESULT(JPG_E_DAMAGED, shown.result) << cut;
+  }
+}
+
 TEST(LenientRestarts, MarkersMayStandThereWithoutAnInterval) {
   const Restarted sample(2);
   Restarted without(2);
