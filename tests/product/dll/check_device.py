@@ -26,7 +26,7 @@ HeapFree HeapReAlloc ReadFile ReleaseDC SetFilePointer WriteFile
 """.split()
 MEMORY_FUNCTIONS = ["memcpy", "memset"]
 
-MAX_SIZE = 160 * 1024
+MAX_SIZE = 200 * 1024
 HIGH_LOW, MOV32_THUMB = 3, 7  # relocation types
 ARM, ARMV7 = 0x1C0, 0x1C4
 SUBSYSTEM_CE = 9
