@@ -18,10 +18,9 @@ int main(int argc, char **argv) {
   uint8_t *p = rect.bits = calloc((size_t)width * height + 1, 3); /* blue, green, red */
   if (r == JPG_OK && p == NULL) r = JPG_E_OUT_OF_MEMORY;
   if (r == JPG_OK) r = jpgReadToRect(h, &rect, (int32_t)height);
-  if (r == JPG_OK) fprintf(out, "P6 %u %u 255\n", (unsigned)width, (unsigned)height);
+  if (r == JPG_OK) fprintf(out, "P6\n%u %u\n255\n", (unsigned)width, (unsigned)height);
   for (i = 0; r == JPG_OK && i < width * height; i++, p += 3)
     fprintf(out, "%c%c%c", p[2], p[1], p[0]);
   if (r != JPG_OK) fprintf(stderr, "%s\n", jpgTextOf(r));
-  free(rect.bits);
-  return jpgReadEpilog(h), out != NULL && fclose(out) == 0 && r == JPG_OK ? 0 : 1;
+  return free(rect.bits), jpgReadEpilog(h), out != NULL && fclose(out) == 0 && r == JPG_OK ? 0 : 1;
 }
