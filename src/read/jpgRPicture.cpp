@@ -71,9 +71,15 @@ Result readRow(JpgContext *c, Planes *planes, uint32_t mcuRow, void * /*state*/)
   return JPG_OK;
 }
 
-bool needsStore(const JpgContext &c) {
-  return c.sofMarker == kMarkerSof2 || c.read.lenient->scan.count != c.numComponents;
+// A scan may name a component twice, and so not have all of them.
+bool scanHoldsAll(const JpgContext &c) {
+  const LenientScan &scan = c.read.lenient->scan;
+  uint32_t held = 0;
+  for (uint32_t k = 0; k < scan.count; k++) held |= 1U << scan.frameIndex[k];
+  return scan.count == c.numComponents && held == (1U << c.numComponents) - 1;
 }
+
+bool needsStore(const JpgContext &c) { return c.sofMarker == kMarkerSof2 || !scanHoldsAll(c); }
 
 // Ahead of rows.
 Result beginReading(JpgContext *c) {

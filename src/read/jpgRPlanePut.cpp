@@ -86,15 +86,19 @@ int32_t lightOf(int32_t ink, int32_t black) {
 // The colour that a pixel has in memory; of formats with four words, without black.
 template <typename Depth, PlaneFormat kFormat>
 Colour pixelOf(const Samples &p, bool inverted) {
-  if (kFormat == PlaneFormat::kRgbToBgr) return {p.s[2], p.s[1], p.s[0]};
-  if (kFormat == PlaneFormat::kYccToBgr) return colourOf<Depth>(p.s[0], p.s[1], p.s[2]);
-  const Colour ink = inkOf<Depth, kFormat>(p, inverted);
-  if (kFormat == PlaneFormat::kCmyk || kFormat == PlaneFormat::kYcckToCmyk) {
-    return {ink.red, ink.green, ink.blue};
+  if constexpr (kFormat == PlaneFormat::kRgbToBgr) {
+    return {p.s[2], p.s[1], p.s[0]};
+  } else if constexpr (kFormat == PlaneFormat::kYccToBgr) {
+    return colourOf<Depth>(p.s[0], p.s[1], p.s[2]);
+  } else {
+    const Colour ink = inkOf<Depth, kFormat>(p, inverted);
+    if (kFormat == PlaneFormat::kCmyk || kFormat == PlaneFormat::kYcckToCmyk) {
+      return {ink.red, ink.green, ink.blue};
+    }
+    const int32_t black = blackOf<Depth>(p, inverted);
+    return {lightOf<Depth>(ink.blue, black), lightOf<Depth>(ink.green, black),
+            lightOf<Depth>(ink.red, black)};
   }
-  const int32_t black = blackOf<Depth>(p, inverted);
-  return {lightOf<Depth>(ink.blue, black), lightOf<Depth>(ink.green, black),
-          lightOf<Depth>(ink.red, black)};
 }
 
 // Stores a word at any address.
@@ -164,21 +168,6 @@ void storePlaneRow(const Planes &p, const PlaneOutput &output, uint8_t *out, uin
   }
   for (uint32_t i = 0; p.wide && i < p.components; i++) roundRow(p.work[i], columns);
   storeRow<Bytes>(p, output, out, columns);
-}
-
-uint32_t pixelBytesOf(const JpgContext &c, const PlaneOutput &output) {
-  const uint32_t word = output.wide ? 2 : 1;
-  switch (output.format) {
-    case PlaneFormat::kGray:
-      return word;
-    case PlaneFormat::kComponents:
-      return word * c.numComponents;
-    case PlaneFormat::kCmyk:
-    case PlaneFormat::kYcckToCmyk:
-      return word * 4;
-    default:
-      return word * 3;
-  }
 }
 
 }  // namespace jpg

@@ -40,9 +40,6 @@ struct PlaneOutput {
   bool wide;  // 16-bit words of 0..4095 from samples of 12 bits; else these are rounded to bytes
 };
 
-// Bytes of a pixel.
-uint32_t pixelBytesOf(const JpgContext &c, const PlaneOutput &output);
-
 // Makes the planes of the handle (c->planes) for its frame and for the scale in c->scanState, with
 // nothing decoded, or leaves those that are there and fit. Sampling factors may be 1 to 4 for any
 // component, in any ratio; a single component counts as 1 x 1. hMax, vMax, mcusPerRow, width and
