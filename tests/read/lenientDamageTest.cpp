@@ -262,7 +262,7 @@ TEST(LenientDamage, AScanThatNamesAComponentTwiceLeavesAnotherOneNeutral) {
   const Picture picture = makePicture(20, 20, {0x11, 0x11, 0x11}, Fill::kSmooth, 39);
   StreamBuilder s = headersOf(picture);
   Bytes stream = s.bytes();
-  stream[stream.size() - 7] = picture.components[1].id;  // instead of the third
+  stream[stream.size() - 5] = picture.components[1].id;  // instead of the third
   const Shown shown = showRaw(stream + scanOf(picture), 3);
   ASSERT_RESULT(JPG_E_DAMAGED, shown.result);
   for (size_t i = 2; i < shown.pixels.size(); i += 3) ASSERT_EQ(128, shown.pixels[i]);
