@@ -19,6 +19,22 @@
 
 namespace {
 
+// Bytes of a pixel.
+uint32_t pixelBytesOf(const JpgContext &c, const jpg::PlaneOutput &output) {
+  const uint32_t word = output.wide ? 2 : 1;
+  switch (output.format) {
+    case jpg::PlaneFormat::kGray:
+      return word;
+    case jpg::PlaneFormat::kComponents:
+      return word * c.numComponents;
+    case jpg::PlaneFormat::kCmyk:
+    case jpg::PlaneFormat::kYcckToCmyk:
+      return word * 4;
+    default:
+      return word * 3;
+  }
+}
+
 using namespace jpg;
 using jpgtest::Random;
 
