@@ -42,6 +42,22 @@ Result defineMissingTables(JpgContext *c, const ScanHeader &scan) {
   return JPG_OK;
 }
 
+// Frames exist whose components share an identifier. A scan that names it several times means one
+// component after another.
+void partNamesakes(const JpgContext &c, ScanHeader *header) {
+  uint32_t taken = 0;
+  for (uint32_t k = 0; k < header->count; k++) {
+    const uint32_t first = header->frameIndex[k];
+    uint32_t i = first;
+    while (i < c.numComponents &&
+           ((taken >> i & 1) != 0 || c.scanComponents[i].id != c.scanComponents[first].id)) {
+      i++;
+    }
+    if (i < c.numComponents) header->frameIndex[k] = static_cast<uint8_t>(i);
+    taken |= 1U << header->frameIndex[k];
+  }
+}
+
 // The scan that useScan has made the current one.
 void keepScan(JpgContext *c, const ScanHeader &header) {
   LenientScan *scan = &c->read.lenient->scan;
@@ -102,6 +118,7 @@ Result openLenientScan(JpgContext *c) {
   if (const Result r = readScanHeader(c, &header); r != JPG_OK) return r;
   if (header.count == 0) return JPG_E_UNSUPPORTED;
   if (const Result r = defineMissingTables(c, header); r != JPG_OK) return r;
+  partNamesakes(*c, &header);
   useScan(c, header);
   beginScan(c);
   keepScan(c, header);

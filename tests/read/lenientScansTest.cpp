@@ -61,6 +61,15 @@ TEST(LenientScans, RestartIntervalsHoldInEachScan) {
   }
 }
 
+TEST(LenientScans, ComponentsThatShareAnIdentifierAreTakenInTheirOrder) {
+  Picture picture = makePicture(43, 37, {0x22, 0x11, 0x11}, Fill::kSmooth, 64);
+  const Bytes expected = show(encode(picture), 3, 0).pixels;
+  for (PictureComponent &component : picture.components) component.id = 7;
+  const Shown shown = show(encode(picture), 3);
+  ASSERT_RESULT(JPG_OK, shown.result);
+  EXPECT_EQ(expected, shown.pixels);
+}
+
 TEST(LenientScans, TheLastScanOfAComponentCountsThoughOthersHaveAllComponents) {
   const Picture picture = makePicture(43, 37, {0x22, 0x11, 0x11}, Fill::kSmooth, 62);
   const Bytes expected = show(encode(picture), 3, 0).pixels;
