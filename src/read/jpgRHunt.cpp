@@ -12,7 +12,7 @@ namespace {
 // Bytes of the stream at any offset.
 struct Peek {
   JpgStream *stream;
-  uint32_t pictures;  // inside of segments, that were looked for
+  uint32_t pictures;  // searches begun for the end of a picture inside a segment
   uint32_t start;     // offset of the first byte in the buffer
   uint32_t count;
   uint8_t bytes[512];

@@ -20,7 +20,7 @@ struct PlaneComponent {
   uint32_t width;                     // samples of the picture
   uint32_t rows;                      // sample rows of a row of MCUs
   ptrdiff_t stride;                   // bytes from a row of samples to the next
-  uint8_t *samples;                   // first row; bytes, or 16-bit words for 12 bits
+  uint8_t *samples;  // of the first row: bytes, or 16-bit words if they have 12 bits
 };
 
 // The block that c->planes points to; rows of samples and work rows lie behind it.

@@ -16,7 +16,8 @@ namespace jpg {
 // bits, and a refinement of all AC for each of these bits. Bands end at some of these positions.
 constexpr uint32_t kBandEnds[] = {2, 5, 12, 63};
 constexpr uint32_t kEnds = sizeof(kBandEnds) / sizeof(kBandEnds[0]);
-constexpr uint32_t kBands = kEnds * (kEnds + 1) / 2;  // from behind one end, or 1, to a later one
+// A band begins at coefficient 1 or behind such an end, and goes to a later end.
+constexpr uint32_t kBands = kEnds * (kEnds + 1) / 2;
 constexpr uint32_t kMaxAl = 2;
 constexpr uint32_t kFirstTrials = (kMaxAl + 1) * kBands;
 constexpr uint32_t kTrials = kFirstTrials + kMaxAl;  // with the refinements
