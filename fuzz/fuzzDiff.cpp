@@ -12,6 +12,7 @@
 
 #include "jpg.h"
 #include "kernels/jpgKernels.h"
+#include "mutator.h"
 #include "options.h"
 #include "share/jpgShare.h"
 
@@ -194,6 +195,11 @@ void compareWays(const Job &job) {
 }
 
 }  // namespace
+
+// What is written are pixels.
+size_t streamAt(const uint8_t *data, size_t size) {
+  return size == 0 || (data[0] & 1) != 0 ? size : kChoices;
+}
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
   if (size <= kChoices || size > (1 << 16)) return 0;
