@@ -3,7 +3,7 @@
 """Mutation check: do the tests detect a wrong library?
 
 mutate.py [--sample N] [--seed S] [--folder DIR] [--only SUBSTRING] [--jobs N]
-          [--quick SECONDS] [--again]
+          [--quick SECONDS] [--minutes N] [--again]
 
 Copies the tree to DIR (build/mutants) and builds it there once. Then it changes one operator,
 constant or condition of src/ at a time: N of them (20), chosen by the seed. The changed files are
@@ -15,7 +15,7 @@ Prints a line for each change, and the survivors at the end. A change doesn't co
 it doesn't compile, or if the compiler generates the same code (for survivors also with -O2). One
 that docs/mutation.md explains isn't tried and counts neither as killed nor as a survivor. Exits
 with 1 when less than 95 % are killed. With --quick, tests that take longer are left out; with
---again, mutants that the last run has killed count without being tried, as long as their file is
+--minutes, no mutant is begun after that time, so that the sample may be smaller; with --again, mutants that the last run has killed count without being tried, as long as their file is
 the same.
 """
 import argparse
@@ -69,6 +69,7 @@ Mutant = collections.namedtuple("Mutant", "file number code original changed nth
 
 def code_lines(text):
     """The lines that hold code: no comments, directives, assertions, strings."""
+    text = re.sub(r"JPG_ASSERT\(.*?\);", lambda m: "\n" * m.group().count("\n"), text, flags=re.S)
     for number, line in enumerate(text.splitlines()):
         code = line.split("//", 1)[0].rstrip()
         if code and not code.lstrip().startswith(("#", "static_assert", "namespace", "using")):
@@ -381,8 +382,9 @@ class Worker:
 class Check:
     """Hands mutants to workers until enough of them are judged."""
 
-    def __init__(self, mutants, sample):
+    def __init__(self, mutants, sample, end, kept):
         self.mutants, self.sample, self.known = iter(mutants), sample, explained()
+        self.end, self.kept = end, kept  # when to stop, and the file of verdicts
         self.verdicts = {}  # by the mutants' names
         self.lock, self.waiting = threading.Lock(), 0
         self.counts, self.survivors = collections.Counter(), []
@@ -394,7 +396,7 @@ class Check:
         """The next mutant; None at the end. Waits while those being tried may be enough."""
         while True:
             with self.lock:
-                if self.judged() >= self.sample:
+                if self.judged() >= self.sample or time.time() > self.end:
                     return None
                 if self.judged() + self.waiting < self.sample:
                     mutant = next(self.mutants, None)
@@ -420,6 +422,7 @@ class Check:
                 self.counts[verdict] += 1
                 if verdict == "SURVIVED":
                     self.survivors.append(mutant)
+                self.kept.write_text(json.dumps(self.verdicts, indent=0), encoding="utf-8")
                 print(f"{mutant.file}:{mutant.number + 1}: {verdict} {test}: {mutant.changed}",
                       flush=True)
 
@@ -455,6 +458,7 @@ def main():
     parser.add_argument("--only", default="")
     parser.add_argument("--jobs", type=int, default=2)
     parser.add_argument("--quick", type=float, default=600)
+    parser.add_argument("--minutes", type=float, default=float("inf"))
     parser.add_argument("--again", action="store_true")
     options = parser.parse_args()
     resource.setrlimit(resource.RLIMIT_AS, (MEMORY, MEMORY))
@@ -469,18 +473,19 @@ def main():
     base.tests = {n: t for n, t in base.tests.items() if base.seconds[n] <= options.quick}
     print(f"mutate: {len(base.tests)} tests, {sum(base.seconds[n] for n in base.tests):.0f} s",
           flush=True)
-    check = Check(mutants, options.sample)
+    check = Check(mutants, options.sample, time.time() + 60 * options.minutes, kept)
+    # What killed mutants of a file in the run before is tried first.
+    before = json.loads(kept.read_text(encoding="utf-8")) if kept.exists() else {}
+    for name, (verdict, test) in before.items():
+        if verdict == "killed" and test in base.tests:
+            base.learn(name.split(":", 1)[0], test)
     if options.again:
-        check.verdicts = json.loads(kept.read_text(encoding="utf-8"))
-        for name, (verdict, test) in check.verdicts.items():
-            if verdict == "killed":
-                base.learn(name.split(":", 1)[0], test)
+        check.verdicts = before
     threads = [threading.Thread(target=check.work, args=(worker,)) for worker in workers]
     for thread in threads:
         thread.start()
     for thread in threads:
         thread.join()
-    kept.write_text(json.dumps(check.verdicts, indent=0), encoding="utf-8")
     return check.report()
 
 
