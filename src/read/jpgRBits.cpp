@@ -2,12 +2,14 @@
 #include "read/jpgRBits.h"
 
 #include "read/jpgRPlanes.h"
+#include "share/jpgAssert.h"
 
 namespace jpg {
 
 uint32_t peekMarker(JpgStream *s) {
   const uint32_t partial = s->bitCount % 8;
   fillBits(s, partial + 16);
+  JPG_ASSERT(s->bitCount <= 31);
   const uint32_t code = (s->bitBuffer << partial) >> 16;
   return oldestIsStuffed(s) ? kStuffedByte : code;
 }

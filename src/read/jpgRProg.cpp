@@ -16,6 +16,7 @@
 #include "read/jpgRScan.h"
 #include "read/jpgRSmooth.h"
 #include "share/jpgArith.h"
+#include "share/jpgAssert.h"
 #include "share/jpgMarkers.h"
 
 namespace jpg {
@@ -51,6 +52,7 @@ Result decodeInterleavedMcu(JpgContext *c, BitWindow *w, uint32_t mcu) {
     JpgScanComponent *component = &c->scanComponents[k];
     for (uint32_t i = 0; i < component->blocksPerMcu; i++, block += kBlockSize) {
       fetchBlock(block + kAhead);
+      JPG_ASSERT(block + kBlockSize <= storedMcu(*c, c->mcuCount));
       const Result r = decodeProgressiveFast(c, w, block, component);
       if (r != JPG_OK) return r;
     }
@@ -114,6 +116,7 @@ Result decodeBlockRow(JpgContext *c, BitWindow *w, const BlockRow &row, bool las
   uint32_t inMcu = 0;
   for (uint32_t column = 1; column <= row.columns; column++) {
     fetchBlock(block + ahead);
+    JPG_ASSERT(block + kBlockSize <= storedMcu(*c, c->mcuCount));
     const Result r = decodeProgressiveFast(c, w, block, &c->scanComponents[0]);
     if (r != JPG_OK) return r;
     countMcu(c, w, last && column == row.columns);
@@ -232,6 +235,7 @@ void makeNaturalTables(const JpgContext &c, NaturalTables *tables) {
 // Makes the samples of the MCU at coefCurrent, in coefBuffer.
 void reconstructMcu(JpgContext *c, const McuPipeline &output, const NaturalTables &tables) {
   const int16_t *in = c->coefCurrent;
+  JPG_ASSERT(in < storedMcu(*c, c->mcuCount));
   int16_t *out = c->coefBuffer;
   for (uint32_t i = 0; i < c->numComponents; i++) {
     for (uint32_t b = 0; b < frameBlocks(c->scanComponents[i]); b++) {

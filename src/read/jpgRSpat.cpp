@@ -7,6 +7,7 @@
 #include "read/jpgRRect.h"
 #include "read/jpgRVLC.h"
 #include "share/jpgArith.h"
+#include "share/jpgAssert.h"
 #include "share/jpgMarkers.h"
 #include "share/jpgSpatial.h"
 
@@ -176,6 +177,7 @@ template <typename Samples, uint32_t kComponents = 0>
                                                   RowHead *head, uint32_t i, uint32_t k,
                                                   int32_t prediction) {
   int32_t difference = 0;
+  JPG_ASSERT(k < row.c->numComponents && i < row.c->width * row.c->numComponents);
   const Result r = nextDifference<kComponents>(row.source, table, head, k, &difference);
   if (r != JPG_OK) return r;
   Samples::store(row.out, i, wrapAdd(prediction, difference) & row.mask);

@@ -4,6 +4,7 @@
 #include <string.h>
 
 #include "jpg.h"
+#include "share/jpgAssert.h"
 #include "share/jpgHeap.h"
 
 namespace jpg {
@@ -30,6 +31,7 @@ uint32_t listLengths(const uint8_t *counts, JpgHuffCode *codes) {
     }
   }
   codes->length = 0;
+  JPG_ASSERT(maxLength <= kMaxCodeLength);
   return maxLength;
 }
 

@@ -5,6 +5,7 @@
 
 #include "jpg.h"
 #include "share/jpgArith.h"
+#include "share/jpgAssert.h"
 #include "share/jpgHeap.h"
 #include "share/jpgTables.h"
 
@@ -17,6 +18,7 @@ namespace {
 void fillShortcuts(const JpgHuffCode &code, HuffShortcut *shortcuts, HuffShortcut word) {
   const uint32_t free = kShortcutBits - code.length;
   HuffShortcut *at = shortcuts + (code.code << free);
+  JPG_ASSERT((code.code + 1) << free <= 1U << kShortcutBits);
   for (uint32_t i = 0; i < uint32_t{1} << free; i++) at[i] = word;
 }
 
@@ -104,6 +106,7 @@ HuffSkip makeSkip(const JpgHuffLookup &lookup, uint32_t bits) {
     skip += kSkipEnd;
     break;
   }
+  JPG_ASSERT(used <= kLongestSkip);
   return static_cast<HuffSkip>((used != 0 ? skip : kSkipNone) << 8 | used);
 }
 
@@ -117,6 +120,7 @@ void fillEntries(const JpgHuffTable &table, uint8_t *entry) {
     memset(entry + covered, static_cast<int>(i), span);
     covered += span;
   }
+  JPG_ASSERT(covered <= size_t{1} << table.maxLength);
   memset(entry + covered, kNoCode, (size_t{1} << table.maxLength) - covered);
 }
 

@@ -6,6 +6,8 @@
 
 #include <stdint.h>
 
+#include "share/jpgAssert.h"
+
 namespace jpg {
 
 constexpr int32_t kMaxMagnitude = 2047;
@@ -21,6 +23,7 @@ struct MagnitudeTable {
 extern const MagnitudeTable jpgMagnitudes;
 
 inline const Magnitude &magnitudeOf(int32_t value) {
+  JPG_ASSERT(value >= -kMaxMagnitude && value <= kMaxMagnitude);
   return jpgMagnitudes.entry[kMaxMagnitude + value];
 }
 
