@@ -280,7 +280,9 @@ class Base:
             parts = self.parts[self.tests[name][0]]
             missing = len(parts) + 2 if self.made(name) == 0 else 0
             work = len(parts & self.users[file]) + missing
-            return (1 + kills) / (0.5 + self.seconds.get(name, 2) + 3 * work)
+            # The tests of a folder of src/ are in that of the same name.
+            near = self.tests[name][0].startswith(f"tests/{file.split('/')[1]}/")
+            return (1 + kills + 4 * near) / (0.5 + self.seconds.get(name, 2) + 3 * work)
         return sorted(self.tests, key=use, reverse=True)
 
 
