@@ -4,6 +4,7 @@
 #ifndef JPG_WRITE_WMAGNITUDE_H
 #define JPG_WRITE_WMAGNITUDE_H
 
+#include <stddef.h>
 #include <stdint.h>
 
 #include "share/jpgAssert.h"
@@ -24,7 +25,8 @@ extern const MagnitudeTable jpgMagnitudes;
 
 inline const Magnitude &magnitudeOf(int32_t value) {
   JPG_ASSERT(value >= -kMaxMagnitude && value <= kMaxMagnitude);
-  return jpgMagnitudes.entry[kMaxMagnitude + value];
+  // As wide as a pointer: no conversion of the sum's.
+  return jpgMagnitudes.entry[ptrdiff_t{kMaxMagnitude} + value];
 }
 
 }  // namespace jpg
