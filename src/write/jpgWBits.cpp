@@ -3,6 +3,7 @@
 
 #include <string.h>
 
+#include "share/jpgAssert.h"
 #include "write/jpgWMagnitude.h"
 #include "write/jpgWVLC.h"
 
@@ -94,6 +95,7 @@ Result encodeLevels(JpgContext *c, JpgScanComponent *component, const int16_t *l
   uint8_t apart[kMaxRunBytes];
   BitRun run = beginRun(c, apart);
   putBlock(&run, component, levels, present);
+  JPG_ASSERT(static_cast<uint32_t>(run.out - run.begin) <= kMaxRunBytes);
   return endRun(c, run);
 }
 
