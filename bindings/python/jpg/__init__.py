@@ -20,7 +20,7 @@ from ._read import (MAX_PIXELS, Band, Info, Mode, Source, exif_thumbnail, info, 
                     read_scaled, read_scans, thumbnail)
 from ._write import Output, Target, WriteMode, jfif, write, write_lossless
 
-__version__ = "0.1.0"
+__version__ = "0.2.0"
 
 __all__ = ["MAX_PIXELS", "Band", "DamageWarning", "Exif", "Info", "JpgError", "Mode", "Output",
            "Segment", "Source", "Target", "WriteMode", "exif", "exif_thumbnail", "icc", "info",

@@ -29,7 +29,8 @@ class Release(unittest.TestCase):
                                 GIT_AUTHOR_EMAIL="a@b", GIT_COMMITTER_NAME="a", GIT_COMMITTER_EMAIL="a@b")
         self.tree = self.folder / "tree"
         for name in ("scripts/release.sh", "include/jpg.h", "bindings/python/jpg/__init__.py",
-                     "tests/product/package/abi.64.txt", "tests/product/package/abi.32.txt"):
+                     "tests/product/package/abi.64.txt", "tests/product/package/abi.32.txt",
+                     "packaging/abi/0.1.0.64.txt", "packaging/abi/0.1.0.32.txt"):
             (self.tree / name).parent.mkdir(parents=True, exist_ok=True)
             shutil.copy(SOURCE / name, self.tree / name)
         self.write("CHANGELOG.md", f"# Changes\n\n## {VERSION} (2026-11-21)\n")
@@ -74,17 +75,26 @@ class Release(unittest.TestCase):
         self.says("the tree isn't clean")
 
     def test_the_binary_interface_may_only_grow(self):
-        self.git("tag", "v0.0.9")
-        lines = (self.tree / "tests/product/package/abi.64.txt").read_text().splitlines(True)
+        lines = (self.tree / "packaging/abi/0.1.0.64.txt").read_text().splitlines(True)
         self.write("tests/product/package/abi.64.txt", "".join(sorted([*lines, "symbol T jpgNew\n"])))
         self.commit()
         self.says("all checks passed")
         self.write("tests/product/package/abi.64.txt", "".join(lines[1:]))
         self.commit()
-        self.says("since v0.0.9 the binary interface has lost: " + lines[0].strip())
+        self.says("since 0.1.0 the binary interface has lost: " + lines[0].strip())
 
 
 class Papers(unittest.TestCase):
+    def test_the_binary_interface_has_only_grown_since_each_release(self):
+        lists = sorted((SOURCE / "packaging/abi").iterdir())
+        self.assertTrue(lists)
+        for path in lists:
+            version, bits = path.stem.rsplit(".", 1)
+            self.assertRegex((SOURCE / "CHANGELOG.md").read_text(),
+                             rf"(?m)^## {re.escape(version)} \(\d{{4}}-\d\d-\d\d\)$")
+            now = (SOURCE / f"tests/product/package/abi.{bits}.txt").read_text().splitlines()
+            self.assertEqual(set(path.read_text().splitlines()) - set(now), set(), path.name)
+
     def test_the_bill_of_materials_lists_every_file(self):
         with tempfile.TemporaryDirectory() as folder:
             (pathlib.Path(folder) / "a.deb").write_bytes(b"one")
