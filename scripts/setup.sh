@@ -7,7 +7,7 @@ set -euo pipefail
 
 declare -A packages=(
   [build]="cmake ninja-build g++ nlohmann-json3-dev libpng-dev"
-  [packages]="lintian"
+  [packages]="dpkg-dev lintian python3-pip python3-setuptools python3-wheel python3-dev"
   [test]="libgtest-dev libjpeg-turbo-progs ffmpeg dcmtk libimage-exiftool-perl binutils dpkg pkgconf python3 python3-pytest python3-numpy python3-pip python3-setuptools python3-wheel mypy man-db groff-base"
   [clang]="clang libclang-rt-14-dev"
   [coverage]="clang-19 llvm-19 libclang-rt-19-dev qemu-user"
