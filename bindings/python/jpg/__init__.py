@@ -6,7 +6,7 @@
     small = jpg.read("photo.jpg", scale=8)
     for band in jpg.read_bands("big.jpg", 256):
         use(band.top, band.pixels)
-    jpg.write("copy.jpg", pixels, quality=85, segments=jpg.segments("photo.jpg")[:1])
+    jpg.write("copy.jpg", pixels, quality=85, progressive=True, icc=jpg.icc("photo.jpg"))
     jpg.write_lossless("scan.jpg", samples16, bits=12)
     jpg.exif("photo.jpg").date
 
