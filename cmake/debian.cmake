@@ -65,9 +65,13 @@ set(CPACK_DEBIAN_PYTHON_PACKAGE_DEPENDS
     "python3 (>= 3.9), python3-numpy, ${JPG_DEBIAN_LIBRARY} (= ${PROJECT_VERSION})")
 set(CPACK_DEBIAN_PYTHON_PACKAGE_SHLIBDEPS ON)
 
-set(CPACK_DEBIAN_LIBRARY_PACKAGE_SHLIBDEPS ON)
+# With dpkg-shlibdeps CPack would add scripts that call ldconfig, which the trigger does. The library
+# needs nothing but the C library, of the version that it was linked with or a newer one.
+execute_process(COMMAND dpkg-query -W -f "\${Version}" libc6 OUTPUT_VARIABLE libc
+                COMMAND_ERROR_IS_FATAL ANY)
+string(REGEX REPLACE "-.*" "" libc "${libc}")
+set(CPACK_DEBIAN_LIBRARY_PACKAGE_DEPENDS "libc6 (>= ${libc})")
 set(CPACK_DEBIAN_TOOL_PACKAGE_SHLIBDEPS ON)
-set(CPACK_DEBIAN_LIBRARY_PACKAGE_DEPENDS "")
 set(CPACK_DEBIAN_TOOL_PACKAGE_DEPENDS "")
 set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
 list(APPEND CPACK_DEBIAN_LIBRARY_PACKAGE_CONTROL_EXTRA ${PROJECT_BINARY_DIR}/package/symbols)

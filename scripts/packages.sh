@@ -42,6 +42,9 @@ pack() {
   run cmake --preset "$preset" -DJPG_TESTS=OFF -B "build/package-$preset"
   run cmake --build "build/package-$preset" --target "$@"
   run cpack --config "build/package-$preset/CPackConfig.cmake" -G "$generator" -B "$work/$preset"
+  if [ "$generator" = ZIP ]; then
+    scripts/settle_zip.py "$work/$preset"/*.zip
+  fi
   find "$work/$preset" -maxdepth 1 -type f -exec cp {} "$out" \;
 }
 
@@ -53,4 +56,7 @@ pack win64 ZIP jpg jpg_static jpgtool
 printf -- '-- wheel\n'
 cp -r bindings/python "$work/python"
 cp build/package-release/src/libjpg.so.0 "$work/python/jpg/"
+strip "$work/python/jpg/libjpg.so.0"
+# Debug data of the routine in C would name the folder.
+export CFLAGS=-g0
 run /usr/bin/python3 -m pip wheel --no-build-isolation --no-index --no-deps -w "$out" "$work/python"

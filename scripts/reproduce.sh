@@ -15,6 +15,7 @@ mkdir -p "$1"
 out=$(cd "$1" && pwd)
 cd "$root"
 scripts/setup.sh build packages win32 win64
+commit=$(git rev-parse HEAD)
 version=$(sed -n 's/.*JPG_VERSION_STRING "\(.*\)".*/\1/p' include/jpg.h)
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
@@ -25,8 +26,8 @@ unset SOURCE_DATE_EPOCH
 # make PLACE FOLDER: the tarball of a clone, then the packages of the unpacked tarball.
 make() {
   mkdir -p "$work/$1" "$2"
-  git clone -q --no-local "$root" "$work/$1/clone"
-  git -C "$work/$1/clone" archive --format=tar --prefix="jpg-$version/" HEAD | gzip -9n \
+  git clone -q --no-local --no-checkout "$root" "$work/$1/clone"
+  git -C "$work/$1/clone" archive --format=tar --prefix="jpg-$version/" "$commit" | gzip -9n \
     >"$2/jpg-$version.tar.gz"
   tar -xzf "$2/jpg-$version.tar.gz" -C "$work/$1"
   "$work/$1/jpg-$version/scripts/packages.sh" "$2"

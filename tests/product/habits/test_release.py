@@ -13,6 +13,7 @@ import subprocess
 import sys
 import tempfile
 import unittest
+import zipfile
 
 SOURCE = pathlib.Path(sys.argv[1])
 HEADER = (SOURCE / "include/jpg.h").read_text()
@@ -134,8 +135,27 @@ class Papers(unittest.TestCase):
                 if path.suffix in kinds and path.stat().st_size:
                     self.assertIn("SPDX-License-Identifier: MIT", path.read_text()[:1500], path)
 
+    def test_zips_of_the_same_files_become_the_same(self):
+        with tempfile.TemporaryDirectory() as folder:
+            made = [pathlib.Path(folder, f"{i}.zip") for i in range(2)]
+            for i, path in enumerate(made):
+                with zipfile.ZipFile(path, "w") as archive:
+                    for name in ("a/", "a/run", "b") if i else ("b", "a/", "a/run"):
+                        entry = zipfile.ZipInfo(name, (2020 + i, 1, 1, 0, 0, 0))
+                        entry.external_attr = (0o755 if name == "a/run" else 0o600 + 0o44 * i) << 16
+                        archive.writestr(entry, b"" if name == "a/" else name.encode())
+            subprocess.run([SOURCE / "scripts/settle_zip.py", *made], check=True,
+                           env={**os.environ, "SOURCE_DATE_EPOCH": "1763800000"})
+            self.assertEqual(*(path.read_bytes() for path in made))
+            with zipfile.ZipFile(made[0]) as archive:
+                self.assertEqual([(e.filename, e.external_attr >> 16, e.date_time) for e in archive.infolist()],
+                                 [("a/run", 0o100755, (2025, 11, 22, 8, 26, 40)),
+                                  ("b", 0o100644, (2025, 11, 22, 8, 26, 40))])
+                self.assertEqual(archive.read("a/run"), b"a/run")
+
     def test_the_licence_is_the_mit_text(self):
         text = (SOURCE / "LICENSE").read_text()
+        self.assertEqual((SOURCE / "bindings/python/LICENSE").read_text(), text)
         self.assertTrue(text.startswith("MIT License\n\nCopyright (c) 2026 the jpg authors\n"))
         debian = (SOURCE / "packaging/debian/copyright").read_text()
         words = " ".join(text.split("\n\n", 2)[2].split())
