@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Installs what is missing on a Debian machine: setup.sh GROUP...
-# Groups: build, packages, test, clang, msan, coverage, docs, lint, bench, pillow, valgrind, bench-arm; i686, arm, armhf, s390x, device,
+# Groups: build, packages, test, clang, msan, coverage, docs, lint, bench, bitmaps, pillow, valgrind, bench-arm; i686, arm, armhf, s390x, device,
 # device-v7, win32, win64 for other targets.
 # SPDX-License-Identifier: MIT
 set -euo pipefail
@@ -15,6 +15,7 @@ declare -A packages=(
   [docs]="doxygen"
   [lint]="clang-format-14 clang-tidy-14"
   [bench]="libjpeg62-turbo-dev libavcodec-dev libdcmtk-dev libexif-dev valgrind pkgconf"
+  [bitmaps]="ffmpeg imagemagick netpbm python3"
   [pillow]="python3-pil python3-numpy"
   [valgrind]="valgrind"
   [bench-arm]="g++ g++-arm-linux-gnueabi g++-arm-linux-gnueabihf qemu-user dpkg"
