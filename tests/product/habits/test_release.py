@@ -122,7 +122,7 @@ class Papers(unittest.TestCase):
         self.assertEqual((names["name"], names["license"]), ("jpg", "MIT"))
 
     def test_options_that_recipes_set_are_there(self):
-        options = set(re.findall(r"option\((JPG_\w+)", (SOURCE / "CMakeLists.txt").read_text()
+        options = set(re.findall(r"(?:option|set)\((JPG_\w+)", (SOURCE / "CMakeLists.txt").read_text()
                                  + (SOURCE / "cmake/toolPackages.cmake").read_text()))
         for name in ("packaging/vcpkg/portfile.cmake", "packaging/conan/conanfile.py"):
             used = set(re.findall(r"JPG_(?!VERSION)\w+", (SOURCE / name).read_text()))
