@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Installs what is missing on a Debian machine: setup.sh GROUP...
 # Groups: build, packages, test, clang, msan, coverage, docs, lint, bench, bitmaps, pillow, valgrind, bench-arm; i686, arm, armhf, s390x, device,
-# device-v7, win32, win64 for other targets.
+# device-v7, win32, wine32, win64 for other targets.
 # SPDX-License-Identifier: MIT
 set -euo pipefail
 
@@ -26,6 +26,7 @@ declare -A packages=(
   [device]="g++-arm-linux-gnueabi qemu-user llvm python3"
   [device-v7]="clang lld llvm"
   [win32]="g++-mingw-w64-i686 g++-i686-linux-gnu"
+  [wine32]="wine32:i386"
   [win64]="g++-mingw-w64-x86-64 wine wine64 googletest"
 )
 
@@ -53,5 +54,8 @@ if [ "$(id -u)" -ne 0 ]; then
   run=(sudo)
 fi
 export DEBIAN_FRONTEND=noninteractive
+if [[ ${missing[*]} == *:i386* ]]; then
+  "${run[@]}" dpkg --add-architecture i386
+fi
 "${run[@]}" apt-get update -qq
 "${run[@]}" apt-get install -y -qq --no-install-recommends "${missing[@]}" >/dev/null
