@@ -118,7 +118,7 @@ inline Status save(const Path &path, const uint8_t *data, size_t size) {
 /** How read() reads. */
 struct ReadOptions {
   uint64_t maxPixels = 500000000; /**< more by the header, width times height, are refused */
-  Scale scale = Scale::kFull;     /**< size; other than full for sequential pictures */
+  Scale scale = Scale::kFull;     /**< size; other than full not for lossless ones */
   bool strict = false;            /**< the device's bits, and no file that it refuses */
 };
 
@@ -128,6 +128,8 @@ struct SaveSettings {
   Sampling sampling = Sampling::k420; /**< of colour; not of lossless files */
   bool lossless = false;              /**< the samples as they are, 2 to 16 bits */
   int32_t predictor = 1;              /**< of lossless files, 1 to 7 */
+  int32_t restart = 0;                /**< MCUs of a restart interval, 0: none; of lossless files
+                                           pixels, in whole lines */
   WriteOptions writer = WriteOptions::kAverage | WriteOptions::kOptimize; /**< of the stream */
 };
 
@@ -160,11 +162,14 @@ inline Result<Picture> read(const Path &path, const ReadOptions &options = {}) {
  * that can't be completed; other errors as the functions of MemoryWriter say
  */
 inline Status write(const Path &path, const Picture &picture, const SaveSettings &options = {}) {
+  constexpr int32_t kMostUnits = 65535; /* of a restart interval */
+  if (options.restart < 0 || options.restart > kMostUnits) return Status(JPG_E_INVALID_PARAMETER);
   Result<MemoryWriter> writer = MemoryWriter::create(options.writer);
   if (!writer) return writer.status();
   Status status = writer->setQuality(options.quality);
   if (status) status = writer->setSampling(options.sampling);
   if (status) status = writer->setPredictor(options.predictor);
+  if (status) status = writer->setRestartInterval(options.restart);
   if (status) status = options.lossless ? writer->encodeLossless(picture) : writer->encode(picture);
   if (!status) return status;
   const Result<Bytes> stream = writer->finish();
