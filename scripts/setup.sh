@@ -40,8 +40,7 @@ for group in "$@"; do
 done
 [ ${#missing[@]} -eq 0 ] && exit 0
 
-echo "Installing: ${missing[*]}" >&2
-run=()
+run=(env DEBIAN_FRONTEND=noninteractive)
 if ! command -v apt-get >/dev/null; then
   echo "setup.sh: this is no Debian machine; install what these packages have: ${missing[*]}" >&2
   exit 1
@@ -51,11 +50,18 @@ if [ "$(id -u)" -ne 0 ]; then
     echo "setup.sh: not root, and there is no sudo; as root: apt-get install ${missing[*]}" >&2
     exit 1
   fi
-  run=(sudo)
+  run=(sudo "${run[@]}") # sudo would drop the variable
 fi
-export DEBIAN_FRONTEND=noninteractive
+
+echo "Installing: ${missing[*]}" >&2
+log=$(mktemp)
+trap 'rm -f "$log"' EXIT
+# apt COMMAND...: what it says only when it fails.
+apt() {
+  "${run[@]}" "$@" >"$log" 2>&1 || { cat "$log" >&2; exit 1; }
+}
 if [[ ${missing[*]} == *:i386* ]]; then
-  "${run[@]}" dpkg --add-architecture i386
+  apt dpkg --add-architecture i386
 fi
-"${run[@]}" apt-get update -qq
-"${run[@]}" apt-get install -y -qq --no-install-recommends "${missing[@]}" >/dev/null
+apt apt-get update -qq
+apt apt-get install -y -qq --no-install-recommends "${missing[@]}"
