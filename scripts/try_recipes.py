@@ -7,10 +7,10 @@ real: what a recipe exports must be enough, its options must be there, and a pro
 what it installs, shared and static. vcpkg's manifest is compared with the rules of its documentation.
 """
 import fnmatch
-import importlib.util
 import json
 import pathlib
 import re
+import runpy
 import shutil
 import subprocess
 import sys
@@ -117,10 +117,8 @@ def conan(work, shared):
     module("conan.tools.files", copy=copy, load=lambda _, path: pathlib.Path(path).read_text(),
            rmdir=lambda _, path: shutil.rmtree(path))
     path = ROOT / "packaging/conan/conanfile.py"
-    spec = importlib.util.spec_from_file_location("conanfile", path)
-    loaded = importlib.util.module_from_spec(spec)
-    spec.loader.exec_module(loaded)
-    recipe = loaded.JpgRecipe(path.parent, work, shared)
+    made = runpy.run_path(str(path))["JpgRecipe"]
+    recipe = made(path.parent, work, shared)
     for step in ("set_version", "export_sources", "layout"):
         getattr(recipe, step)()
     recipe.recipe_folder = str(work)  # from here on it is Conan's cache
