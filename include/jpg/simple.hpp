@@ -14,6 +14,7 @@
 
 #include <cstdint>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #if defined(_WIN32)
 #include <cwchar>
@@ -72,6 +73,14 @@ inline FileName nameOf(const Path &path) {
   char text[3 * Path::kUnits] = {};
   path.toUtf8(text);
   std::memcpy(name.text, text, sizeof(text));
+  /* What a link leads to, so that the link stays and its file is replaced. */
+  struct stat info;
+  if (lstat(text, &info) != 0 || !S_ISLNK(info.st_mode)) return name;
+  char *target = realpath(text, nullptr);
+  if (target != nullptr && std::strlen(target) < sizeof(text)) {
+    std::memcpy(name.text, target, std::strlen(target) + 1);
+  }
+  std::free(target);
   return name;
 }
 inline FileName partOf(const FileName &name) {
@@ -94,7 +103,7 @@ inline bool replace(const FileName &from, const FileName &to) {
 inline void drop(const FileName &name) { std::remove(name.text); }
 #endif
 
-/* Writes a file whole. Links, devices and pipes are written straight. */
+/* Writes a file whole. Devices and pipes are written straight, and links that lead nowhere. */
 inline Status save(const Path &path, const uint8_t *data, size_t size) {
   if (!path.valid()) return Status(JPG_E_OPEN_FAILED);
   const FileName name = nameOf(path);

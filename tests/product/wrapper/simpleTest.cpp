@@ -139,7 +139,10 @@ TEST(Simple, DevicesAndLinksStay) {
   const Folder folder;
   std::ofstream(folder / "real.jpg") << "old";
   std::filesystem::create_symlink("real.jpg", folder / "link.jpg");
+  const std::string before = folder / "before.jpg";  // a second name of the old file
+  std::filesystem::create_hard_link(folder / "real.jpg", before);
   EXPECT_RESULT(JPG_OK, jpg::write((folder / "link.jpg").c_str(), pictureOf(8, 8, 3, 8)).code());
+  EXPECT_EQ(contentOf(before), "old");  // replaced, not written over
   EXPECT_TRUE(std::filesystem::is_symlink(folder / "link.jpg"));
   EXPECT_EQ(contentOf(folder / "real.jpg").substr(0, 2), "\xFF\xD8");
   if (!std::filesystem::exists("/dev/full")) return;
