@@ -16,6 +16,7 @@ constexpr Kernels jpgAvx2Kernels = {
     avx2StoreBlock,
     &avx2PutYccRow,
     avx2TransformAndQuantise,
+    2,
     avx2LoadGray,
     &avx2LoadYcc,
     &avx2AverageYcc,
