@@ -36,13 +36,22 @@ endforeach()
 jpg_zip(${PROJECT_SOURCE_DIR}/docs/jpgtool.1 ${folder}/jpgtool.1.gz)
 install(FILES ${folder}/jpgtool.1.gz DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT tool)
 
-# Every function has been there since the first version; additions get theirs here.
+# The version that a function came with: the oldest one whose list of the binary interface has it.
+file(GLOB lists ${PROJECT_SOURCE_DIR}/packaging/abi/*.64.txt)
+list(SORT lists COMPARE NATURAL ORDER DESCENDING)
 file(STRINGS ${PROJECT_SOURCE_DIR}/src/jpg.def symbols REGEX "^  jpg")
 list(SORT symbols)
 set(text "libjpg.so.${PROJECT_VERSION_MAJOR} ${JPG_DEBIAN_LIBRARY} #MINVER#\n")
 foreach(symbol ${symbols})
   string(STRIP "${symbol}" symbol)
-  string(APPEND text " ${symbol}@Base 0.1.0\n")
+  set(since ${PROJECT_VERSION})
+  foreach(list ${lists})
+    file(STRINGS ${list} found REGEX "^symbol T ${symbol}$")
+    if(found)
+      string(REGEX REPLACE ".*/(.*)\\.64\\.txt" "\\1" since ${list})
+    endif()
+  endforeach()
+  string(APPEND text " ${symbol}@Base ${since}\n")
 endforeach()
 string(REPLACE "#MINVER#" "" text "${text}")
 string(REPLACE "${JPG_DEBIAN_LIBRARY} \n" "${JPG_DEBIAN_LIBRARY} #MINVER#\n" text "${text}")
@@ -56,9 +65,13 @@ set(CPACK_DEBIAN_PYTHON_PACKAGE_DEPENDS
     "python3 (>= 3.9), python3-numpy, ${JPG_DEBIAN_LIBRARY} (= ${PROJECT_VERSION})")
 set(CPACK_DEBIAN_PYTHON_PACKAGE_SHLIBDEPS ON)
 
-set(CPACK_DEBIAN_LIBRARY_PACKAGE_SHLIBDEPS ON)
+# With dpkg-shlibdeps CPack would add scripts that call ldconfig, which the trigger does. The library
+# needs nothing but the C library, of the version that it was linked with or a newer one.
+execute_process(COMMAND dpkg-query -W -f "\${Version}" libc6 OUTPUT_VARIABLE libc
+                COMMAND_ERROR_IS_FATAL ANY)
+string(REGEX REPLACE "-.*" "" libc "${libc}")
+set(CPACK_DEBIAN_LIBRARY_PACKAGE_DEPENDS "libc6 (>= ${libc})")
 set(CPACK_DEBIAN_TOOL_PACKAGE_SHLIBDEPS ON)
-set(CPACK_DEBIAN_LIBRARY_PACKAGE_DEPENDS "")
 set(CPACK_DEBIAN_TOOL_PACKAGE_DEPENDS "")
 set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
 list(APPEND CPACK_DEBIAN_LIBRARY_PACKAGE_CONTROL_EXTRA ${PROJECT_BINARY_DIR}/package/symbols)

@@ -48,8 +48,8 @@ set(CPACK_DEBIAN_TOOL_PACKAGE_NAME jpgtool)
 set(CPACK_DEBIAN_TOOL_PACKAGE_SECTION graphics)
 set(CPACK_DEBIAN_TOOL_PACKAGE_DEPENDS "libc6, libstdc++6, libgcc-s1")
 set(JPG_ABOUT "It decodes baseline, extended, progressive and lossless JPEG with little
- memory and the same bits on every machine, and encodes baseline and lossless
- JPEG.")
+memory and the same bits on every machine, and encodes baseline, progressive
+and lossless JPEG.")
 foreach(pair "LIBRARY:JPEG codec library - shared library"
              "DEV:JPEG codec library - development files"
              "TOOL:decoder, encoder and inspector of JPEG files")
@@ -60,7 +60,9 @@ foreach(pair "LIBRARY:JPEG codec library - shared library"
 endforeach()
 set(CPACK_DEBIAN_LIBRARY_PACKAGE_PRIORITY optional)
 
-# Two builds of a commit are the same.
+# Two builds of a commit are the same, whatever the user's mask of rights.
+set(CPACK_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ
+    GROUP_EXECUTE WORLD_READ WORLD_EXECUTE)
 set(CPACK_DEBIAN_COMPRESSION_TYPE xz)
 set(CPACK_THREADS 1)
 if(JPG_DEBIAN)

@@ -50,9 +50,8 @@ class Tasks(unittest.TestCase):
         """What the programs of a task give, by language: their output, or the file that they write."""
         environment = {**os.environ, "PYTHONPATH": str(HERE.parent / "bindings" / "python"),
                        "JPG_LIBRARY": str(LIBRARY), "PATH": f"{JPGTOOL.parent}:{os.environ['PATH']}"}
-        commands = {"C++": [BIN / f"task_{task}_cpp"], "tool": ["sh", HERE / "tasks" / "tool.sh", task]}
-        if (BIN / f"task_{task}_c").exists():
-            commands["C"] = [BIN / f"task_{task}_c"]
+        commands = {"C": [BIN / f"task_{task}_c"], "C++": [BIN / f"task_{task}_cpp"],
+                    "tool": ["sh", HERE / "tasks" / "tool.sh", task]}
         if python_works():
             commands["Python"] = [PYTHON, "-B", HERE / "tasks" / f"{task}.py"]
         found = {}
@@ -70,11 +69,6 @@ class Tasks(unittest.TestCase):
     def test_a_photograph(self):
         expected = self.decoded(self.photo)
         for language, out in self.results("photo", self.photo, ".ppm").items():
-            if language == "C":  # the device's decoder
-                strict = subprocess.run([JPGTOOL, "decode", self.photo, "-o", "-", "--strict"], check=True,
-                                        capture_output=True).stdout
-                self.assertEqual(out.read_bytes(), strict)
-                continue
             self.assertEqual(out.read_bytes(), expected, language)
 
     def test_a_preview(self):

@@ -56,9 +56,9 @@
 /** @name Version of this header and of the library built with it
  *  @{ */
 #define JPG_VERSION_MAJOR 0        /**< changes with the binary interface */
-#define JPG_VERSION_MINOR 1        /**< changes with what the library can do */
+#define JPG_VERSION_MINOR 2        /**< changes with what the library can do */
 #define JPG_VERSION_PATCH 0        /**< changes with corrections */
-#define JPG_VERSION_STRING "0.1.0" /**< the three of them */
+#define JPG_VERSION_STRING "0.2.0" /**< the three of them */
 /** @} */
 
 #ifdef __cplusplus

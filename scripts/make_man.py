@@ -20,7 +20,7 @@ EXAMPLES = [
     ("A scan of 16 bits without loss:", "jpgtool encode scan.png -o scan.jpg --lossless --predictor auto"),
     ("How far two pictures are apart:", "jpgtool compare photo.jpg small.jpg"),
 ]
-SEE_ALSO = ["The pages of the library in /usr/share/doc/libjpg-dev, ITU-T T.81 and T.871.",
+SEE_ALSO = ["The pages of the library in /usr/share/doc/jpg, ITU-T T.81 and T.871.",
             "Bash, zsh and fish complete command lines of jpgtool; see jpgtool completion."]
 COMPLETIONS = {"bash": "jpgtool.bash", "zsh": "_jpgtool", "fish": "jpgtool.fish"}
 

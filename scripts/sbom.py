@@ -18,7 +18,8 @@ PARTS = {
 def package(name, version, licence, comment=""):
     return {"SPDXID": f"SPDXRef-{name}", "name": name, "versionInfo": version,
             "downloadLocation": "NOASSERTION", "filesAnalyzed": False, "licenseConcluded": licence,
-            "licenseDeclared": licence, "copyrightText": "NOASSERTION", "comment": comment}
+            "licenseDeclared": licence, "copyrightText": "NOASSERTION",
+            **({"comment": comment} if comment else {})}
 
 
 def main():
@@ -28,9 +29,12 @@ def main():
     files = []
     for path in sorted(folder.iterdir()):
         if path.is_file() and path.name != "SHA256SUMS" and not path.name.endswith(".spdx.json"):
-            digest = hashlib.sha256(path.read_bytes()).hexdigest()
+            data = path.read_bytes()
+            # SPDX wants SHA-1 beside what one would rely on.
+            checksums = [{"algorithm": name, "checksumValue": hashlib.new(name.lower(), data).hexdigest()}
+                         for name in ("SHA1", "SHA256")]
             files.append({"SPDXID": f"SPDXRef-File-{len(files)}", "fileName": f"./{path.name}",
-                          "checksums": [{"algorithm": "SHA256", "checksumValue": digest}],
+                          "checksums": checksums,
                           "licenseConcluded": "MIT", "copyrightText": "2026 the jpg authors"})
     packages = [package("jpg", version, "MIT")]
     packages += [package(name, "NOASSERTION", *told) for name, told in PARTS.items()]

@@ -82,6 +82,13 @@ case $target in
     step "What the DLL holds"
     python3 tests/product/dll/check_windows.py "$folder/win32/bin/jpg.dll" . 0x14C
     check_zip "$folder/win32"
+    if [ -x /usr/lib/wine/wine ]; then
+      step "jpgtool of 32 bits, under Wine"
+      JPG_EMULATOR=$PWD/scripts/wine.sh python3 -B tests/product/tool/test_windows.py \
+        "$folder/win32/bin/jpgtool.exe" "$PWD"
+    else
+      echo "jpgtool of 32 bits isn't run: there is no 32-bit Wine (scripts/setup.sh wine32)"
+    fi
     run_loaded i686 "$folder/win32/bin/jpg.dll"
     ;;
   win64)

@@ -11,7 +11,7 @@ namespace {
 
 // One call of the library; without bits it only describes the bitmap.
 uint32_t readBitmap(JPGHANDLE handle, const Frame &frame, int32_t scale, Dib *dib) {
-  if (frame.process == JPG_PROCESS_PROGRESSIVE) {
+  if (frame.process == JPG_PROCESS_PROGRESSIVE && scale == JPG_SCALE_FULL) {
     return jpgReadProgressiveToWinDIBits(handle, dib->rows(), dib->bits(), dib->bmi(),
                                          JPG_PROGRESSIVE_ALL_SCANS);
   }
@@ -20,11 +20,12 @@ uint32_t readBitmap(JPGHANDLE handle, const Frame &frame, int32_t scale, Dib *di
 
 // The reason why the bitmap functions can't decode the frame, if any.
 void checkFrame(const Frame &frame, uint16_t bits, const ReadSettings &settings, std::string *why) {
+  const bool lenient = (settings.openFlags & JPG_READ_LENIENT) == JPG_READ_LENIENT;
   const bool progressive = frame.process == JPG_PROCESS_PROGRESSIVE;
   if (frame.process == JPG_PROCESS_LOSSLESS) {
     *why = "--bits takes no lossless file";
-  } else if (progressive && settings.scale != JPG_SCALE_FULL) {
-    *why = "--scale needs a sequential file";
+  } else if (progressive && settings.scale != JPG_SCALE_FULL && !lenient) {
+    *why = "with --bits and --strict, --scale needs a sequential file";
   } else if (frame.height == 0) {
     *why = "--bits needs the height in the frame header";
   } else if (frame.channels != 3 && !(frame.channels == 1 && bits == 8)) {

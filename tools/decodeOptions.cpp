@@ -69,7 +69,7 @@ void checkExclusions(const Options &options, const ReadSettings &settings, std::
 
 // Where the picture or pictures go.
 void chooseOutput(const Options &options, DecodePlan *plan, std::string *why) {
-  const std::string to = options.get("--to", "ppm"), out = options.get("-o");
+  const std::string to = options.get("--to", "ppm"), out = outputOf(options);
   const bool eachScan = options.has("--each-scan");
   if (!isPictureKind(to)) *why = "--to takes png, bmp, ppm, pgm or pam";
   if (!eachScan && isBatch(options)) {
@@ -82,7 +82,7 @@ void chooseOutput(const Options &options, DecodePlan *plan, std::string *why) {
   } else if (options.files.size() != 1) {
     *why = eachScan ? "--each-scan takes one file" : "decode takes one file, or several";
   }
-  if (options.has("-o") == eachScan) *why = "decode needs -o OUT";
+  if (eachScan ? options.has("-o") : out.empty()) *why = "decode needs -o OUT";
   if (options.files.empty()) *why = "decode takes one file, or several";
   const bool named = plan->batch.empty() && plan->job.kind.empty();
   checkBits(options, named ? extensionOf(out) : to, &plan->job.bits, why);
@@ -107,7 +107,7 @@ bool parseDecode(const std::vector<std::string> &words, DecodePlan *plan, std::s
   chooseOutput(options, plan, why);
   if (!why->empty()) return false;
   job->in = options.files[0];
-  job->out = options.get("-o");
+  job->out = outputOf(options);
   job->eachScan = options.get("--each-scan");
   job->settings.raw = options.has("--raw");
   takeReadOptions(options, &job->settings);

@@ -90,7 +90,7 @@ void checkNames(const Options &options, EncodePlan *plan, std::string *why) {
   for (const char *name : kOthers) other = other || kind == name;
   if (other && plan->batch.empty()) *why = "a JPEG file isn't named ." + kind + ": use -o OUT.jpg";
   if (options.files.empty()) *why = "encode takes one file, or several";
-  if (!options.has("-o")) *why = "encode needs -o OUT";
+  if (outputOf(options).empty()) *why = "encode needs -o OUT";
 }
 
 }  // namespace
@@ -127,7 +127,7 @@ bool parseEncode(const std::vector<std::string> &words, EncodePlan *plan, std::s
   checkNames(options, plan, why);
   if (!why->empty()) return false;
   job->in = options.files[0];
-  job->out = options.get("-o");
+  job->out = outputOf(options);
   return true;
 }
 

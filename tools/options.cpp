@@ -51,6 +51,11 @@ bool parseOptions(const std::vector<std::string> &words, const std::vector<Optio
   return true;
 }
 
+std::string outputOf(const Options &options) {
+  const bool piped = options.files.size() == 1 && options.files[0] == "-";
+  return options.get("-o", piped && !options.has("--each-scan") ? "-" : "");
+}
+
 bool parseNumber(const std::string &text, long low, long high, long *number) {
   char *end = nullptr;
   errno = 0;

@@ -29,6 +29,10 @@ struct Options {
 bool parseOptions(const std::vector<std::string> &words, const std::vector<OptionRule> &rules,
                   Options *options, std::string *why);
 
+// Where the output goes: what -o says, or standard output where standard input is the only file; ""
+// for neither, and with --each-scan, which goes elsewhere.
+std::string outputOf(const Options &options);
+
 // A decimal number within bounds. False for anything else.
 bool parseNumber(const std::string &text, long low, long high, long *number);
 

@@ -87,7 +87,11 @@ int fail(const std::string &file, const std::string &what, uint32_t code) {
   return kExitFailed;
 }
 
-int fail(const std::string &file, uint32_t code) { return fail(file, meaningOf(code), code); }
+// A reader that has seen enough, such as head, wants no message.
+int fail(const std::string &file, uint32_t code) {
+  if (file == "-" && code == JPG_E_WRITE_FAULT && isOutputAbandoned()) return kExitFailed;
+  return fail(file, meaningOf(code), code);
+}
 
 int failUsage(const std::string &what) {
   if (isJsonWanted) {

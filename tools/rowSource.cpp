@@ -94,10 +94,13 @@ uint32_t RowSource::learnHeight(std::string *why) {
   return JPG_E_UNSUPPORTED;
 }
 
-// The library scales sequential files whose height it knows; others are decoded and reduced.
+// The library scales sequential files whose height it knows, and with lenient reading progressive
+// ones, when all their scans count; others are decoded and reduced.
 uint32_t RowSource::chooseScale() {
   if (settings_.scale == JPG_SCALE_FULL) return JPG_OK;
-  if (isSequential(frame_) && !heightFromDnl_ && !settings_.raw) {
+  const bool lenient = (settings_.openFlags & JPG_READ_LENIENT) == JPG_READ_LENIENT;
+  const bool progressive = lenient && !isLossless(frame_) && settings_.scans == 0;
+  if ((isSequential(frame_) || progressive) && !heightFromDnl_ && !settings_.raw) {
     return jpgReadScaleOutputGetImageSize(reader_.handle(), &coded_.width, &coded_.height,
                                           settings_.scale);
   }
@@ -246,7 +249,8 @@ uint32_t RowSource::readRows(uint8_t *to, uint32_t count) {
   rect.bitsPerPixel = static_cast<int32_t>(8 * coded_.channels * sampleBytes(coded_));
   rect.bits = to;
   if (isLossless(frame_)) return readLossless(&rect, lines);
-  if (!isSequential(frame_)) return readProgressive(&rect, lines);
+  const bool full = settings_.scale == JPG_SCALE_FULL;
+  if (!isSequential(frame_) && full) return readProgressive(&rect, lines);
   return jpgReadScaleOutputToRect(reader_.handle(), &rect, lines, settings_.scale);
 }
 

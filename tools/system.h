@@ -56,6 +56,9 @@ uint32_t processorCount();
 // Called first: a closed pipe is a failed write, and standard streams are binary.
 void prepareProcess();
 
+// True if standard output is a pipe that nobody reads any longer.
+bool isOutputAbandoned();
+
 // The words of the command line, in UTF-8 on Windows.
 std::vector<std::string> wordsOf(int argc, char **argv);
 

@@ -2,6 +2,7 @@
 // system.h for Linux and its relatives.
 #include <dirent.h>
 #include <fcntl.h>
+#include <poll.h>
 #include <sys/ioctl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -150,6 +151,11 @@ uint32_t processorCount() {
 }
 
 void prepareProcess() { std::signal(SIGPIPE, SIG_IGN); }
+
+bool isOutputAbandoned() {
+  pollfd output = {STDOUT_FILENO, POLLOUT, 0};
+  return poll(&output, 1, 0) == 1 && (output.revents & POLLERR) != 0;
+}
 
 std::vector<std::string> wordsOf(int argc, char **argv) { return {argv, argv + argc}; }
 

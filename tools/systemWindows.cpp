@@ -192,6 +192,8 @@ void prepareProcess() {
   _setmode(_fileno(stderr), _O_BINARY);
 }
 
+bool isOutputAbandoned() { return false; }
+
 std::vector<std::string> wordsOf(int argc, char **argv) {
   (void)argv;
   wchar_t **words = CommandLineToArgvW(GetCommandLineW(), &argc);

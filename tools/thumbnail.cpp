@@ -86,14 +86,14 @@ int runThumbnail(const Words &words) {
       {"--json", false}, {"--max-pixels", true}, {"--max-memory", true}};
   if (!parseOptions(words, rules, &options, &why)) return failUsage(why);
   if (options.files.size() != 1) return failUsage("thumbnail takes one file");
-  if (!options.has("-o")) return failUsage("thumbnail needs -o OUT.bmp");
+  if (outputOf(options).empty()) return failUsage("thumbnail needs -o OUT.bmp");
   ThumbnailJob job;
   if (options.has("--bits") && !parseBits(options.get("--bits"), &job.bits)) {
     return failUsage("--bits takes 8, 16 or 24");
   }
   if (!parseLimits(options, &job.limits, &why)) return failUsage(why);
   job.in = options.files[0];
-  job.out = options.get("-o");
+  job.out = outputOf(options);
   if (const int status = checkBitmapFile(job.in, job.out); status != kExitOk) return status;
   Input input;
   uint32_t r = input.open(job.in, &why);

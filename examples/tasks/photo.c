@@ -1,5 +1,5 @@
 /* SPDX-License-Identifier: MIT */
-/* A photograph of a sequential file in colour as a PPM file: photo IN.jpg OUT.ppm */
+/* A photograph as a PPM file, by the library's best decoder: photo IN.jpg OUT.ppm */
 #include <stdio.h>
 #include <stdlib.h>
 
@@ -7,20 +7,20 @@
 #include "jpg/text.h"
 
 int main(int argc, char **argv) {
-  JpgWChar path[JPG_PATH_UNITS];
-  JpgRect rect = {0};
+  const uint32_t best = JPG_READ_LENIENT | JPG_READ_ACCURATE | JPG_READ_SMOOTH;
   JPGHANDLE h = NULL;
-  FILE *out = argc == 3 ? fopen(argv[2], "wb") : NULL;
-  uint32_t width = 0, height = 0, i, r = out ? jpgPathFromUtf8(argv[1], path) : JPG_E_OPEN_FAILED;
-  if (r == JPG_OK) r = jpgReadPrologFromFile(path, 0, 0, 0, &h);
-  if (r == JPG_OK) r = jpgReadGetImageSize(h, &width, &height);
-  rect.stride = 3 * (rect.width = (int32_t)width);
-  uint8_t *p = rect.bits = calloc((size_t)width * height + 1, 3); /* blue, green, red */
-  if (r == JPG_OK && p == NULL) r = JPG_E_OUT_OF_MEMORY;
-  if (r == JPG_OK) r = jpgReadToRect(h, &rect, (int32_t)height);
-  if (r == JPG_OK) fprintf(out, "P6\n%u %u\n255\n", (unsigned)width, (unsigned)height);
-  for (i = 0; r == JPG_OK && i < width * height; i++, p += 3)
-    fprintf(out, "%c%c%c", p[2], p[1], p[0]);
+  uint32_t w = 0, height = 0, n = 0, i, r = JPG_E_INVALID_PARAMETER;
+  if (argc == 3) r = jpgReadPrologFromUtf8(argv[1], best, &h);
+  if (r == JPG_OK) r = jpgReadGetImageSize(h, &w, &height);
+  if (r == JPG_OK) r = jpgReadGetNumberOfChannels(h, &n);
+  n = n < 3 ? 1 : 3; /* bytes a pixel: grey, or blue, green, red */
+  uint8_t *p = calloc((size_t)w * height + 1, n);
+  JpgRect rect = {(int32_t)w, 0, (int32_t)(n * w), (int32_t)(8 * n), 0, 8, p, 0, 0};
+  if (r == JPG_OK) r = p != NULL ? jpgReadToRect(h, &rect, (int32_t)height) : JPG_E_OUT_OF_MEMORY;
+  FILE *out = r == JPG_OK ? fopen(argv[2], "wb") : NULL;
+  if (out != NULL) fprintf(out, "P6\n%u %u\n255\n", (unsigned)w, (unsigned)height);
+  for (i = 0; out != NULL && i < w * height; i++)
+    fprintf(out, "%c%c%c", p[n * i + n - 1], p[n * i + n / 2], p[n * i]);
   if (r != JPG_OK) fprintf(stderr, "%s\n", jpgTextOf(r));
-  return free(rect.bits), jpgReadEpilog(h), out != NULL && fclose(out) == 0 && r == JPG_OK ? 0 : 1;
+  return free(p), jpgReadEpilog(h), out != NULL && fclose(out) == 0 ? 0 : 1;
 }

@@ -14,6 +14,7 @@
 
 #include <cstdint>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #if defined(_WIN32)
 #include <cwchar>
@@ -72,6 +73,14 @@ inline FileName nameOf(const Path &path) {
   char text[3 * Path::kUnits] = {};
   path.toUtf8(text);
   std::memcpy(name.text, text, sizeof(text));
+  /* What a link leads to, so that the link stays and its file is replaced. */
+  struct stat info;
+  if (lstat(text, &info) != 0 || !S_ISLNK(info.st_mode)) return name;
+  char *target = realpath(text, nullptr);
+  if (target != nullptr && std::strlen(target) < sizeof(text)) {
+    std::memcpy(name.text, target, std::strlen(target) + 1);
+  }
+  std::free(target);
   return name;
 }
 inline FileName partOf(const FileName &name) {
@@ -94,7 +103,7 @@ inline bool replace(const FileName &from, const FileName &to) {
 inline void drop(const FileName &name) { std::remove(name.text); }
 #endif
 
-/* Writes a file whole. Links, devices and pipes are written straight. */
+/* Writes a file whole. Devices and pipes are written straight, and links that lead nowhere. */
 inline Status save(const Path &path, const uint8_t *data, size_t size) {
   if (!path.valid()) return Status(JPG_E_OPEN_FAILED);
   const FileName name = nameOf(path);
@@ -118,7 +127,7 @@ inline Status save(const Path &path, const uint8_t *data, size_t size) {
 /** How read() reads. */
 struct ReadOptions {
   uint64_t maxPixels = 500000000; /**< more by the header, width times height, are refused */
-  Scale scale = Scale::kFull;     /**< size; other than full for sequential pictures */
+  Scale scale = Scale::kFull;     /**< size; other than full not for lossless ones */
   bool strict = false;            /**< the device's bits, and no file that it refuses */
 };
 
@@ -128,6 +137,8 @@ struct SaveSettings {
   Sampling sampling = Sampling::k420; /**< of colour; not of lossless files */
   bool lossless = false;              /**< the samples as they are, 2 to 16 bits */
   int32_t predictor = 1;              /**< of lossless files, 1 to 7 */
+  int32_t restart = 0;                /**< MCUs of a restart interval, 0: none; of lossless files
+                                           pixels, in whole lines */
   WriteOptions writer = WriteOptions::kAverage | WriteOptions::kOptimize; /**< of the stream */
 };
 
@@ -160,11 +171,14 @@ inline Result<Picture> read(const Path &path, const ReadOptions &options = {}) {
  * that can't be completed; other errors as the functions of MemoryWriter say
  */
 inline Status write(const Path &path, const Picture &picture, const SaveSettings &options = {}) {
+  constexpr int32_t kMostUnits = 65535; /* of a restart interval */
+  if (options.restart < 0 || options.restart > kMostUnits) return Status(JPG_E_INVALID_PARAMETER);
   Result<MemoryWriter> writer = MemoryWriter::create(options.writer);
   if (!writer) return writer.status();
   Status status = writer->setQuality(options.quality);
   if (status) status = writer->setSampling(options.sampling);
   if (status) status = writer->setPredictor(options.predictor);
+  if (status) status = writer->setRestartInterval(options.restart);
   if (status) status = options.lossless ? writer->encodeLossless(picture) : writer->encode(picture);
   if (!status) return status;
   const Result<Bytes> stream = writer->finish();

@@ -5,7 +5,7 @@ import re
 
 from conan import ConanFile
 from conan.tools.cmake import CMake, CMakeToolchain, cmake_layout
-from conan.tools.files import copy, load
+from conan.tools.files import copy, load, rmdir
 
 
 class JpgRecipe(ConanFile):
@@ -19,6 +19,9 @@ class JpgRecipe(ConanFile):
 
     def _root(self):
         return os.path.normpath(os.path.join(self.recipe_folder, "..", ".."))
+
+    def _target(self):
+        return "jpg" if self.options.shared else "jpg_static"
 
     def set_version(self):
         header = load(self, os.path.join(self._root(), "include", "jpg.h"))
@@ -36,6 +39,7 @@ class JpgRecipe(ConanFile):
         toolchain = CMakeToolchain(self)
         for option in ("JPG_TESTS", "JPG_EXAMPLES", "JPG_TOOL"):
             toolchain.cache_variables[option] = False
+        toolchain.cache_variables["JPG_INSTALL_LIBRARIES"] = self._target()
         toolchain.generate()
 
     def build(self):
@@ -46,10 +50,14 @@ class JpgRecipe(ConanFile):
     def package(self):
         CMake(self).install()
         copy(self, "LICENSE", self.source_folder, os.path.join(self.package_folder, "licenses"))
+        # Consumers get the files that Conan generates.
+        for folder in ("cmake", "pkgconfig"):
+            rmdir(self, os.path.join(self.package_folder, "lib", folder))
 
     def package_info(self):
         self.cpp_info.set_property("cmake_file_name", "jpg")
-        target = "jpg" if self.options.shared else "jpg_static"
-        self.cpp_info.set_property("cmake_target_name", f"jpg::{target}")
+        self.cpp_info.set_property("cmake_target_name", f"jpg::{self._target()}")
         self.cpp_info.set_property("pkg_config_name", "jpg")
         self.cpp_info.libs = ["jpg"]
+        if self.settings.os == "Windows" and not self.options.shared:
+            self.cpp_info.system_libs = ["user32", "gdi32"]

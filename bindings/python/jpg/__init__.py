@@ -6,7 +6,7 @@
     small = jpg.read("photo.jpg", scale=8)
     for band in jpg.read_bands("big.jpg", 256):
         use(band.top, band.pixels)
-    jpg.write("copy.jpg", pixels, quality=85, segments=jpg.segments("photo.jpg")[:1])
+    jpg.write("copy.jpg", pixels, quality=85, progressive=True, icc=jpg.icc("photo.jpg"))
     jpg.write_lossless("scan.jpg", samples16, bits=12)
     jpg.exif("photo.jpg").date
 
@@ -20,7 +20,7 @@ from ._read import (MAX_PIXELS, Band, Info, Mode, Source, exif_thumbnail, info, 
                     read_scaled, read_scans, thumbnail)
 from ._write import Output, Target, WriteMode, jfif, write, write_lossless
 
-__version__ = "0.1.0"
+__version__ = "0.2.0"
 
 __all__ = ["MAX_PIXELS", "Band", "DamageWarning", "Exif", "Info", "JpgError", "Mode", "Output",
            "Segment", "Source", "Target", "WriteMode", "exif", "exif_thumbnail", "icc", "info",

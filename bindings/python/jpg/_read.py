@@ -103,6 +103,7 @@ class _Reader:
                  strict: bool = True) -> None:
         self.handle = c_void_p()
         self.data = bytes_of(source)  # lives as long as the handle
+        self.strict = strict
         flags = _USUAL if not strict else _COMPLETE if complete else 0
         check(lib.jpgReadPrologFromMemory(self.data.ctypes.data, self.data.size, flags,
                                           byref(self.handle)))
@@ -219,7 +220,7 @@ class _Reader:
     def decode_all(self, pixels: Pixels, rows: int, scale: int) -> int:
         """Decodes so many rows as red, green, blue where they are colours; returns the code."""
         swapped = self.channels == 3 and not self.raw
-        if not swapped or self.info.process == "progressive":
+        if not swapped or (self.info.process == "progressive" and scale == 1):
             code = self.decode(pixels, rows, scale)
             if swapped:
                 swap_order(pixels[:rows])
@@ -277,7 +278,8 @@ def read(source: Source, *, scale: int = 1, rows: Optional[Tuple[int, int]] = No
 
 
 def _decoded(reader: _Reader, scale: int, rows: Optional[Tuple[int, int]]) -> Pixels:
-    by_library = scale == 1 or (reader.info.process in ("baseline", "extended")
+    processes = ("baseline", "extended", *(() if reader.strict else ("progressive",)))
+    by_library = scale == 1 or (reader.info.process in processes
                                 and not reader.open_height and not reader.raw)
     if scale not in _SCALES:
         raise ValueError("scale is 1, 2, 4 or 8")
@@ -351,7 +353,7 @@ def read_bands(source: Source, rows: int = 256, *, scale: int = 1, components: b
     """Decodes a picture band by band, in the memory of one band.
 
     rows   rows of a band, rounded up to a multiple of 16
-    scale  1, 2, 4 or 8; above 1 for sequential DCT pictures only
+    scale  1, 2, 4 or 8; above 1 not for lossless pictures, with strict only for sequential ones
 
     The pixels of each band are an array of its own. Progressive pictures keep their
     coefficients in memory.

@@ -94,12 +94,18 @@ def test_modes(picture):
 
 
 def test_every_process_is_scaled(cjpeg, picture):
-    for stream in (cjpeg(picture, "-progressive"), jpg.write_lossless(None, picture)):
-        for scale in (2, 4, 8):
-            small = jpg.read(stream, scale=scale)
+    progressive, lossless = cjpeg(picture, "-progressive"), jpg.write_lossless(None, picture)
+    for scale in (2, 4, 8):
+        for stream, strict in ((progressive, True), (lossless, False)):
+            small = jpg.read(stream, scale=scale, strict=strict)
             assert small.shape == (-(-75 // scale), -(-53 // scale), 3)
-            whole = jpg.read(stream)[:scale, :scale].reshape(-1, 3)
+            whole = jpg.read(stream, strict=strict)[:scale, :scale].reshape(-1, 3)
             assert np.abs(small[0, 0] - whole.mean(0)).max() <= 0.5
+        # The same coefficients in a sequential file give the same pixels.
+        small = jpg.read(progressive, scale=scale)
+        assert np.array_equal(small, jpg.read(cjpeg(picture), scale=scale))
+        bands = [band.pixels for band in jpg.read_bands(progressive, 16, scale=scale)]
+        assert np.array_equal(np.concatenate(bands), small)
 
 
 def test_file_objects_are_read(sample):

@@ -176,3 +176,66 @@ def test_file_objects_are_written(picture):
     file = io.BytesIO()
     assert jpg.write(file, picture) is None
     assert file.getvalue() == jpg.write(None, picture)
+
+
+def markers(stream):
+    return [segment.marker for segment in jpg.segments(stream)]
+
+
+def test_options_reach_the_stream(djpeg, picture):
+    plain = jpg.write(None, picture, average=False, optimize=False)
+    # The tables of T.81 Annex K: the first has 12 codes, of 2 to 9 bits (table K.3).
+    usual = bytes([0, 0, 1, 5, 1, 1, 1, 1, 1, 1, 0, 0, 0, 0, 0, 0, 0])
+    optimized = jpg.write(None, picture, average=False)
+    assert usual in plain and usual not in optimized
+    assert len(optimized) < len(plain)
+    assert np.array_equal(djpeg(optimized), djpeg(plain))
+    progressive = jpg.write(None, picture, progressive=True)
+    assert jpg.info(progressive).process == "progressive"
+    # The same levels, whatever the process and the tables.
+    assert np.array_equal(djpeg(progressive), djpeg(jpg.write(None, picture)))
+
+
+def test_averaged_chroma_keeps_the_mean_colour(djpeg):
+    # Colours that change from column to column; decimated, the first one stands for both.
+    pixels = np.full((32, 32, 3), (120, 130, 110), np.uint8)
+    pixels[:, ::2] = (180, 110, 90)
+    means = [np.abs(djpeg(jpg.write(None, pixels, quality=98, average=average)).mean((0, 1))
+                    - pixels.mean((0, 1))).max() for average in (True, False)]
+    assert means[0] < 1.5 and means[1] > 10
+
+
+def test_restart_intervals_of_lossless_files_are_lines(picture):
+    stream = jpg.write_lossless(None, picture, restart=2)
+    assert b"\xff\xdd\0\4" + (2 * 53).to_bytes(2, "big") in stream
+    assert np.array_equal(jpg.read(stream), picture)
+    small, usual = (len(jpg.write_lossless(None, picture, optimize=told)) for told in (True, False))
+    assert small < usual
+
+
+def test_what_goes_along_with_a_picture(picture):
+    tiff = b"II*\0\x08\0\0\0" + b"\x01\0" + b"\x12\1\3\0\1\0\0\0\3\0\0\0" + bytes(4)
+    profile = bytes(range(256)) * 512  # three segments
+    for write in (jpg.write, jpg.write_lossless):
+        stream = write(None, picture, exif=tiff, icc=profile, comment="Grüße",
+                       segments=[jpg.jfif(1, 300, 300)])
+        assert markers(stream)[:6] == [0xFFE0, 0xFFE1, 0xFFE2, 0xFFE2, 0xFFE2, 0xFFFE]
+        assert jpg.exif(stream).orientation == 3
+        assert jpg.icc(stream) == profile
+        assert b"\xff\xfe\0\x09" + "Grüße".encode() in stream
+        assert write(None, picture, exif=b"Exif\0\0" + tiff, icc=profile, comment="Grüße".encode(),
+                     segments=[jpg.jfif(1, 300, 300)]) == stream
+        for wrong in ({"exif": bytes(65528)}, {"icc": b""}, {"icc": bytes(255 * 65519 + 1)},
+                      {"comment": ""}, {"comment": bytes(65534)}, {"segments": [(0xFFBF, b"x")]},
+                      {"restart": -1}, {"restart": 65536}):
+            with pytest.raises(ValueError):
+                write(None, picture, **wrong)
+
+
+def test_every_combination_is_read_again(djpeg, picture):
+    for progressive in (False, True):
+        for sampling in ("444", "422", "440", "420"):
+            stream = jpg.write(None, picture, quality=95, sampling=sampling, restart=3,
+                               progressive=progressive)
+            assert np.abs(djpeg(stream).astype(int) - picture).mean() < 3
+            assert np.abs(jpg.read(stream).astype(int) - picture).mean() < 3

@@ -34,7 +34,7 @@ if WINDOWS:
     PARTS |= {f"include/jpg/{name}.hpp" for name in ("exif", "exifEntry", "height", "memory",
                                                      "picture", "reader", "result", "segments",
                                                      "simple", "writer")}
-    PARTS |= {"include/jpg/paths.h", "include/jpg/text.h"}
+    PARTS |= {"include/jpg/exif.h", "include/jpg/paths.h", "include/jpg/text.h"}
 
 # What the consumer in C calls.
 CALLS = {"jpgReadEpilog", "jpgReadPrologFromMemory", "jpgReadToRect", "jpgWriteEpilogToMemory",

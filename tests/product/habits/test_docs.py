@@ -224,6 +224,7 @@ class Pages(unittest.TestCase):
     def test_the_version_of_the_header_is_in_the_change_log(self):
         version = re.search(r'JPG_VERSION_STRING "([\d.]+)"', read("include/jpg.h"))[1]
         self.assertRegex(read("CHANGELOG.md"), rf"(?m)^## {re.escape(version)}\b")
+        self.assertIn(f"find_package(jpg {version.rsplit('.', 1)[0]} REQUIRED)", read("README.md"))
 
 
 if __name__ == "__main__":

@@ -22,7 +22,7 @@ ROOT, OUT = WORK / "root", WORK / "out"
 NAMES = ("libjpg" + VERSION.split(".")[0], "libjpg-dev", "jpgtool")
 HEADERS = {"jpg.h", "jpg.hpp", "jpg/exif.hpp", "jpg/exifEntry.hpp", "jpg/height.hpp",
            "jpg/memory.hpp", "jpg/picture.hpp", "jpg/reader.hpp", "jpg/result.hpp",
-           "jpg/segments.hpp", "jpg/simple.hpp", "jpg/writer.hpp", "jpg/paths.h", "jpg/text.h"}
+           "jpg/segments.hpp", "jpg/simple.hpp", "jpg/writer.hpp", "jpg/paths.h", "jpg/text.h", "jpg/exif.h"}
 
 
 def run(*command, **more):

@@ -19,7 +19,10 @@ foreach(file share/doc/jpg/docs/guides/reading.md share/doc/jpg/examples/preview
   endif()
 endforeach()
 
-run(${CMAKE_COMMAND} -S ${SOURCE} -B ${WORK}/build -G Ninja
+# A caller asks for the minor version that it was written for.
+file(STRINGS ${WORK}/moved/include/jpg.h version REGEX "define JPG_VERSION_STRING")
+string(REGEX MATCH "[0-9]+\\.[0-9]+" version "${version}")
+run(${CMAKE_COMMAND} -S ${SOURCE} -B ${WORK}/build -G Ninja -DJPG_WANTED=${version}
     -DCMAKE_C_COMPILER=${C_COMPILER} -DCMAKE_CXX_COMPILER=${CXX_COMPILER}
     -DCMAKE_PREFIX_PATH=${WORK}/moved)
 run(${CMAKE_COMMAND} --build ${WORK}/build)

@@ -2,6 +2,9 @@
 /* The header alone, as C: it compiles without a warning and lays its records out as it
    says. */
 #include "jpg.h"
+#include "jpg/exif.h"
+#include "jpg/paths.h"
+#include "jpg/text.h"
 
 #include <stddef.h>
 

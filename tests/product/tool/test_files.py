@@ -124,6 +124,24 @@ class Pipes(Tool):
         self.refused(1, "-: has no colour profile", "icc", "-", stdin=PHOTO)
         self.refused(1, "-: no start marker", "info", "-", stdin=b"")
 
+    def test_standard_input_alone_goes_to_standard_output(self):
+        with open(SAMPLE, "rb") as file:
+            stream = file.read()
+        picture = self.check("decode", "-", stdin=stream)
+        self.assertEqual(picture, self.check("decode", SAMPLE, "-o", "-"))
+        self.assertTrue(self.check("decode", "-", "--to", "bmp", stdin=stream).startswith(b"BM"))
+        self.assertTrue(self.check("encode", "-", stdin=picture).startswith(b"\xff\xd8"))
+        for words in (("decode", SAMPLE), ("encode", SAMPLE)):
+            self.refused(64, "needs -o", *words)
+
+    def test_a_reader_that_has_seen_enough_hears_nothing(self):
+        for words in (("decode", SAMPLE, "-o", "-"), ("info", *[SAMPLE] * 400), ("help", "decode")):
+            read, write = os.pipe()
+            os.close(read)
+            result = subprocess.run([*TOOL, *words], stdout=write, stderr=subprocess.PIPE, timeout=60)
+            os.close(write)
+            self.assertEqual((result.returncode, result.stderr), (1, b""), words[0])
+
     def test_what_cannot_seek_serves_both_ways(self):
         picture = ppm(33, 21, lambda x, y: (5 * x, 9 * y, 77))
         encoded = self.check("encode", "-", "-o", "-", "--lossless", stdin=picture)

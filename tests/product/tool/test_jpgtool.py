@@ -592,7 +592,10 @@ class Bitmaps(Tool):
         pixels = parse_pnm(self.check("decode", self.path("p.jpg"), "-o", "-"))[4]
         self.assertEqual(parse_bmp(self.read("p.bmp")), (30, 20, 24, pixels))
         self.refused(1, "--scale needs", "decode", self.path("p.jpg"), "-o", self.path("x.bmp"),
-                     "--bits", "24", "--scale", "1/2")
+                     "--bits", "24", "--scale", "1/2", "--strict")
+        half = parse_pnm(self.check("decode", self.path("p.jpg"), "-o", "-", "--scale", "1/2"))
+        self.check("decode", self.path("p.jpg"), "-o", self.path("h.bmp"), "--bits", "24", "--scale", "1/2")
+        self.assertEqual(parse_bmp(self.read("h.bmp")), (15, 10, 24, half[4]))
         self.refused(1, "more than --max-scans 3", "decode", self.path("p.jpg"), "-o",
                      self.path("x.bmp"), "--bits", "24", "--max-scans", "3")
 

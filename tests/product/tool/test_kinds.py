@@ -22,6 +22,11 @@ def pixel(x, y):
     return ((x * 19 + y) % 256, (y * 23 + 5) % 256, (x * y * 7 + 60) % 256)
 
 
+def index_of(x, y, count):
+    """Which of so many colours a pixel of an indexed bitmap has."""
+    return (x * 3 + y) % count
+
+
 def masked(colour, masks):
     """The pixel's number, and the colour that its bits stand for: bits of 1 all over are 255."""
     number, shown = 0, []
@@ -93,7 +98,7 @@ def indexed_kinds():
         for down in (False, True) if header not in (12, 16) else (False,):
             size = 3 if header == 12 else 4
             colours = b"".join(bytes(c[::-1]) + bytes(size - 3) for c in PALETTE[: 1 << bits])
-            rows = [[(x * 3 + y) % (1 << bits) for x in range(WIDTH)] for y in range(HEIGHT)]
+            rows = [[index_of(x, y, 1 << bits) for x in range(WIDTH)] for y in range(HEIGHT)]
             data = ordered([packed(row, bits) for row in rows], down)
             yield (f"{bits} bits, header {header}{', top-down' if down else ''}",
                    file_of(header, bits, 0, data, colours, down=down),

@@ -46,6 +46,12 @@ class Windows(Tool):
         self.refused(1, "cannot open the file: no such file or directory", "info", "none.jpg")
         self.refused(1, "cannot open the file: is a directory", "info", "in")
 
+    def test_a_tool_without_png_says_so(self):
+        self.refused(1, "built without PNG", "decode", SAMPLE, "-o", "x.png")
+        self.write("y.png", b"\x89PNG\r\n\x1a\n" + bytes(50))
+        self.refused(1, "built without PNG", "encode", "y.png", "-o", "y.jpg")
+        self.assertEqual(os.listdir(self.folder), ["y.png"])
+
     def test_a_failure_leaves_the_old_file(self):
         self.write("x.ppm", OLD)
         with open(SAMPLE, "rb") as file:

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 // Instantiates what the headers have, for their warnings.
 #include "jpg.hpp"
+#include "jpg/exif.h"
 #include "jpg/paths.h"
 
 uint32_t copy(const char *from, const char *to);

@@ -83,6 +83,38 @@ TEST(Simple, ScalesAndLimitsAreKept) {
   EXPECT_RESULT(JPG_E_OPEN_FAILED, jpg::read((folder / "none.jpg").c_str()).code());
 }
 
+TEST(Simple, ProgressiveFilesAreScaledAsSequentialOnes) {
+  const Folder folder;
+  const std::string name = folder / "a.jpg";
+  const jpg::Picture picture = pictureOf(33, 20, 3, 8);
+  jpg::SaveSettings settings;
+  jpg::ReadOptions options;
+  options.scale = jpg::Scale::kQuarter;
+  ASSERT_RESULT(JPG_OK, jpg::write(name.c_str(), picture, settings).code());
+  const auto sequential = jpg::read(name.c_str(), options);
+  settings.writer = jpg::WriteOptions::kSmallest;
+  ASSERT_RESULT(JPG_OK, jpg::write(name.c_str(), picture, settings).code());
+  const auto progressive = jpg::read(name.c_str(), options);
+  ASSERT_TRUE(sequential.ok() && progressive.ok());
+  EXPECT_EQ(progressive->width(), 9U);
+  EXPECT_TRUE(std::equal(sequential->samples().begin(), sequential->samples().end(),
+                         progressive->samples().begin(), progressive->samples().end()));
+}
+
+TEST(Simple, RestartIntervalsReachTheFile) {
+  const Folder folder;
+  const std::string name = folder / "a.jpg", interval("\xFF\xDD\0\4\0\3", 6);
+  jpg::SaveSettings options;
+  ASSERT_RESULT(JPG_OK, jpg::write(name.c_str(), pictureOf(70, 40, 3, 8), options).code());
+  EXPECT_EQ(contentOf(name).find(interval), std::string::npos);
+  options.restart = 3;
+  ASSERT_RESULT(JPG_OK, jpg::write(name.c_str(), pictureOf(70, 40, 3, 8), options).code());
+  EXPECT_NE(contentOf(name).find(interval), std::string::npos);
+  options.restart = 65536;
+  EXPECT_RESULT(JPG_E_INVALID_PARAMETER,
+                jpg::write(name.c_str(), pictureOf(70, 40, 3, 8), options).code());
+}
+
 TEST(Simple, AFailureLeavesTheOldFileAndNoOther) {
   const Folder folder;
   const std::string name = folder / "a.jpg";
@@ -107,7 +139,10 @@ TEST(Simple, DevicesAndLinksStay) {
   const Folder folder;
   std::ofstream(folder / "real.jpg") << "old";
   std::filesystem::create_symlink("real.jpg", folder / "link.jpg");
+  const std::string before = folder / "before.jpg";  // a second name of the old file
+  std::filesystem::create_hard_link(folder / "real.jpg", before);
   EXPECT_RESULT(JPG_OK, jpg::write((folder / "link.jpg").c_str(), pictureOf(8, 8, 3, 8)).code());
+  EXPECT_EQ(contentOf(before), "old");  // replaced, not written over
   EXPECT_TRUE(std::filesystem::is_symlink(folder / "link.jpg"));
   EXPECT_EQ(contentOf(folder / "real.jpg").substr(0, 2), "\xFF\xD8");
   if (!std::filesystem::exists("/dev/full")) return;
