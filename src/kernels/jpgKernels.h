@@ -104,10 +104,19 @@ struct Kernels {
   LevelMaskKernel levelMask;
 };
 
-// The set that runs on every processor of the target.
-extern const Kernels jpgPortableKernels;
+// The set that runs on every processor of the target, and those for vector units, where the build
+// has them: of 128 bits, SSE2 or NEON, and AVX2.
+extern const Kernels jpgPortableKernels, jpgVectorKernels, jpgAvx2Kernels;
 
-// The fastest set that this processor supports; the portable one where the build asks for it.
+// The sets that this processor supports, the fastest one first; the portable one is the last.
+constexpr uint32_t kMostKernelSets = 3;
+struct KernelSets {
+  const Kernels *set[kMostKernelSets];
+  uint32_t count;
+};
+KernelSets kernelSets();
+
+// The fastest set that this processor supports, of those that the build has.
 const Kernels *bestKernels();
 
 }  // namespace jpg

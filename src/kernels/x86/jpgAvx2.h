@@ -11,8 +11,6 @@
 
 namespace jpg {
 
-extern const Kernels jpgAvx2Kernels;
-
 void avx2InverseTransform(int16_t *block, uint32_t last);
 void avx2AccurateTransform(int16_t *block, uint32_t last);
 void avx2InverseTransformHalf(int16_t *block, uint32_t last);

@@ -4,7 +4,7 @@
 #include <string.h>
 
 #include "kernels/x86/jpgAvx2.h"
-#include "kernels/x86/jpgColour.h"
+#include "kernels/vector/jpgColour.h"
 
 namespace jpg {
 namespace {

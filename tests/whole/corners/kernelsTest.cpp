@@ -59,17 +59,21 @@ Bytes read(const Bytes &stream, const Picture &p, bool plain) {
   return canvas.memory();
 }
 
-// Whether this program's processor has kernels, by the compiler's own look at it.
-bool processorHasKernels() {
-#if defined(__x86_64__) && defined(__GLIBC__)
-  return __builtin_cpu_supports("avx2") != 0;
+// The sets that this program's processor can run, by the compiler's own look at it.
+uint32_t setsOfProcessor() {
+#if defined(__x86_64__) || defined(__i386__)
+  return 1U + (__builtin_cpu_supports("sse2") != 0 ? 1U : 0U) +
+         (__builtin_cpu_supports("avx2") != 0 ? 1U : 0U);
 #else
-  return false;
+  return 1;
 #endif
 }
 
 TEST(Kernels, AreTakenWhereTheProcessorHasThem) {
-  EXPECT_EQ(jpg::bestKernels() != &jpg::jpgPortableKernels, processorHasKernels());
+  const jpg::KernelSets sets = jpg::kernelSets();
+  EXPECT_EQ(sets.count, setsOfProcessor());
+  EXPECT_EQ(sets.set[sets.count - 1], &jpg::jpgPortableKernels);
+  EXPECT_EQ(sets.set[0], jpg::bestKernels());
 }
 
 TEST(Kernels, WriteTheSameStreams) {
@@ -99,12 +103,6 @@ TEST(Kernels, DecodeTheSamePixels) {
     EXPECT_EQ(read(stream, p, false), read(stream, p, true));
   }
 }
-
-#if defined(__x86_64__) && defined(__GLIBC__)
-TEST(Kernels, AreThoseOfTheProcessor) {
-  EXPECT_EQ(jpg::bestKernels() != &jpg::jpgPortableKernels, __builtin_cpu_supports("avx2") != 0);
-}
-#endif
 
 TEST(Kernels, ArePlainOnAProcessorWithoutFeatures) {
   const Bytes stream = encode(makePicture(8, 8, {0x11}));

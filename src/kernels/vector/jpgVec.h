@@ -1,0 +1,109 @@
+// SPDX-License-Identifier: MIT
+// A thin layer of vectors of 128 bits: what the kernels of this folder are written with. It is the
+// only place that knows the vector unit. All operations give the same bits on all units.
+//
+// Only this set's files include it: they are compiled for the vector unit, and the linker must not
+// keep such a copy of an inline function for callers elsewhere. For the same reason they include
+// none of our other inline functions.
+//
+// Types:
+//   Words    8 values of 16 bits, with or without a sign
+//   Longs4   4 values of 32 bits;  Longs: 8 of them, low and high
+//   Bytes    16 bytes
+//   Pairs    8 pairs of 16-bit values;  Pairs4: 4 of them
+//   Sixteen  words for 16 columns of pixels, even and odd ones, in an order of the unit's own
+//
+// Words:
+//   load, store, loadFour, storeFour, words(v)  the last: v in all places
+//   loadTwo(p, q)       two from each
+//   + - * | &           * keeps the low 16 bits
+//   least, most         with signs
+//   magnitude           without the sign, which -32768 keeps
+//   withSignOf(m, w)    m, negated where w is negative
+//   addSaturated        without signs, to 65535 at most
+//   shiftLeft<n>, shiftRight<n>, shiftRight(w, n)  zeros move in
+//   upperProduct        the upper 16 bits of the product of values without signs
+//   scaled<f, add>(w)   w * f / 2^15 rounded to nearest, halves up, plus `add`; |w| < 8192
+//   anyAbove(w, n)      some value without sign is above n
+//   whereNonZero(w, t)  t where w isn't 0, else 0
+//   highest(w)          the largest value, of those without signs below 32768
+//   nonZeroBits(w[8])   bit k for the k-th of 64 values
+//   interleaveLow/High  a0 b0 a1 b1 ... of the first or last four values
+//   lowHalves/highHalves  the first or last four values of a, then those of b
+//   evens(a, b)         a0 a2 a4 a6 b0 b2 b4 b6
+// Longs:
+//   longs(v), longs4(v), + -, shift<n> to the right with the sign
+//   pack(low, high)     to 16 bits, saturated
+//   times<f>, timesSmall<f>  by a factor of 16 bits, modulo 2^32; the second one for values of 16
+//                       bits alone
+// Pairs:
+//   pairs(a, b), pairsLow(a, b), pairsHigh(a, b)  (a[i], b[i]): all, the first or the last four
+//   dot(p, a, b)        first * a + second * b
+//   dot(p, q)           first * first + second * second
+// Bytes:
+//   loadBytes, loadEightBytes (as words), lowWords, highWords, evenBytes, oddBytes, pairSums
+//   storeSamples(first, second, a, b)  eight samples of -128..127 each, as bytes, 128 added
+// Pixels:
+//   sixteen(left, right), sixteen(bytes)  of columns 0 to 7 and 8 to 15, or of 16 columns
+//   ordered(w)          of columns 0, 2, 4, ..., or 1, 3, 5, ..., in the order of Sixteen
+//   storePixels         16 pixels of blue, green, red, saturated to bytes
+//   storeLines          the same, the last 8 of them to another line
+#ifndef JPG_KERNELS_VECTOR_VEC_H
+#define JPG_KERNELS_VECTOR_VEC_H
+
+#if defined(__ARM_NEON)
+#include "kernels/vector/jpgVecNeon.h"
+#else
+#include "kernels/vector/jpgVecSse2.h"
+#endif
+
+namespace jpg {
+namespace vec {
+
+JPG_VEC Pairs pairs(Words a, Words b) { return {pairsLow(a, b), pairsHigh(a, b)}; }
+JPG_VEC Longs dot(const Pairs &x, int a, int b) { return {dot(x.low, a, b), dot(x.high, a, b)}; }
+JPG_VEC Longs dot(const Pairs &x, const Pairs &y) {
+  return {dot(x.low, y.low), dot(x.high, y.high)};
+}
+
+JPG_VEC Longs operator+(const Longs &a, const Longs &b) { return {a.low + b.low, a.high + b.high}; }
+JPG_VEC Longs operator-(const Longs &a, const Longs &b) { return {a.low - b.low, a.high - b.high}; }
+JPG_VEC Longs operator+(const Longs &a, Longs4 all) { return {a.low + all, a.high + all}; }
+template <int kShift>
+JPG_VEC Longs shift(const Longs &a) {
+  return {shift<kShift>(a.low), shift<kShift>(a.high)};
+}
+template <int kFactor>
+JPG_VEC Longs times(const Longs &a) {
+  return {times<kFactor>(a.low), times<kFactor>(a.high)};
+}
+template <int kFactor>
+JPG_VEC Longs timesSmall(const Longs &a) {
+  return {timesSmall<kFactor>(a.low), timesSmall<kFactor>(a.high)};
+}
+
+// Half of the last bit that a shift by kShift keeps, in all places.
+template <int kShift>
+JPG_VEC Longs4 half() {
+  return longs4(1 << (kShift - 1));
+}
+JPG_VEC Words pack(const Longs &a) { return pack(a.low, a.high); }
+
+// Eight rows become eight columns.
+JPG_VEC void transpose(Words *m) {
+  for (int round = 0; round < 3; round++) {
+    Words out[8];
+    for (int k = 0; k < 4; k++) {
+      out[2 * k] = interleaveLow(m[k], m[k + 4]);
+      out[2 * k + 1] = interleaveHigh(m[k], m[k + 4]);
+    }
+    for (int k = 0; k < 8; k++) m[k] = out[k];
+  }
+}
+
+JPG_VEC Words limited(Words w) { return least(most(w, words(-128)), words(127)); }
+
+}  // namespace vec
+}  // namespace jpg
+
+#endif
