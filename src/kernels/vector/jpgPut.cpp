@@ -3,8 +3,7 @@
 // Sixteen pixels are made at a time: a line of two blocks, or two lines of up to eight columns.
 #include <string.h>
 
-#include "kernels/vector/jpgColour.h"
-#include "kernels/vector/jpgVec.h"
+#include "kernels/vector/jpgChroma.h"
 #include "kernels/vector/jpgVector.h"
 
 namespace jpg {
@@ -14,25 +13,12 @@ namespace {
 constexpr uint32_t kBlockRow = 8;    // samples from a block's row to the next
 constexpr uint32_t kBlockSize = 64;  // samples of a block
 constexpr uint32_t kPixelBytes = 3;
+constexpr int kLevel = 128;  // what is added to samples for bytes
 
 // Places for lines that are stored in part only.
 struct Spare {
   uint8_t line[2][kPixelBytes * 2 * kBlockRow];
 };
-
-// What chroma adds to Y for each colour, the level shift included.
-struct Offsets {
-  Words blue, green, red;
-};
-
-JPG_VEC Offsets offsetsOf(Words cb, Words cr) {
-  return {cb + scaled<kCbBlue, 128>(cb), scaled<kCbGreen, 128>(cb) + scaled<kCrGreen, 0>(cr),
-          cr + scaled<kCrRed, 128>(cr)};
-}
-
-JPG_VEC Sixteen add(const Sixteen &y, Words even, Words odd) {
-  return {y.even + even, y.odd + odd};
-}
 
 // Sixteen columns: lines of two blocks of Y side by side.
 template <uint32_t kDown>
@@ -44,11 +30,11 @@ void putWide(const int16_t *blocks, uint8_t *out, ptrdiff_t stride, uint32_t row
   Offsets o = {};
   for (uint32_t r = 0; r < rows; r++, out += stride) {
     const uint32_t at = kBlockRow * (r / kDown);
-    if (r % kDown == 0) o = offsetsOf(ordered(load(cb + at)), ordered(load(cr + at)));
+    if (r % kDown == 0) o = offsetsOf<kLevel>(ordered(load(cb + at)), ordered(load(cr + at)));
     const int16_t *line = blocks + kBlockSize * 2 * (r / 8) + kBlockRow * (r % 8);
     const Sixteen y = sixteen(load(line), load(line + kBlockSize));
-    storePixels(whole ? out : spare.line[0], add(y, o.blue, o.blue), add(y, o.green, o.green),
-                add(y, o.red, o.red));
+    const SixteenPixels p = pixelsOf(y, o, o);
+    storePixels(whole ? out : spare.line[0], p.blue, p.green, p.red);
     if (!whole) memcpy(out, spare.line[0], kPixelBytes * columns);
   }
 }
@@ -96,11 +82,11 @@ void putLines(const int16_t *blocks, uint8_t *out, ptrdiff_t stride, uint32_t ro
     const Sixteen y =
         sixteen(lumaOf<kAcross, kCell>(blocks, r), lumaOf<kAcross, kCell>(blocks, r + 1));
     const Sixteen b = bothLines(cb), c = bothLines(cr);
-    const Offsets even = offsetsOf(b.even, c.even), odd = offsetsOf(b.odd, c.odd);
+    const SixteenPixels p =
+        pixelsOf(y, offsetsOf<kLevel>(b.even, c.even), offsetsOf<kLevel>(b.odd, c.odd));
     const bool whole = columns == kBlockRow && rows - r >= 2;
-    storeLines(whole ? out : spare.line[0], whole ? out + stride : spare.line[1],
-               add(y, even.blue, odd.blue), add(y, even.green, odd.green),
-               add(y, even.red, odd.red));
+    storeLines(whole ? out : spare.line[0], whole ? out + stride : spare.line[1], p.blue, p.green,
+               p.red);
     if (!whole) copyLines<kMost>(spare, out, stride, rows - r, columns);
   }
 }

@@ -9,7 +9,7 @@
 // Types:
 //   Words    8 values of 16 bits, with or without a sign
 //   Longs4   4 values of 32 bits;  Longs: 8 of them, low and high
-//   Bytes    16 bytes
+//   Bytes    16 bytes;  Colours: 16 of blue, green and red
 //   Pairs    8 pairs of 16-bit values;  Pairs4: 4 of them
 //   Sixteen  words for 16 columns of pixels, even and odd ones, in an order of the unit's own
 //
@@ -30,7 +30,6 @@
 //   nonZeroBits(w[8])   bit k for the k-th of 64 values
 //   interleaveLow/High  a0 b0 a1 b1 ... of the first or last four values
 //   lowHalves/highHalves  the first or last four values of a, then those of b
-//   evens(a, b)         a0 a2 a4 a6 b0 b2 b4 b6
 // Longs:
 //   longs(v), longs4(v), + -, shift<n> to the right with the sign
 //   pack(low, high)     to 16 bits, saturated
@@ -46,6 +45,7 @@
 // Pixels:
 //   sixteen(left, right), sixteen(bytes)  of columns 0 to 7 and 8 to 15, or of 16 columns
 //   ordered(w)          of columns 0, 2, 4, ..., or 1, 3, 5, ..., in the order of Sixteen
+//   loadPixels, loadLines(upper, lower)  16 pixels, or 8 of each line, of 3 bytes
 //   storePixels         16 pixels of blue, green, red, saturated to bytes
 //   storeLines          the same, the last 8 of them to another line
 #ifndef JPG_KERNELS_VECTOR_VEC_H
@@ -88,6 +88,12 @@ JPG_VEC Longs4 half() {
   return longs4(1 << (kShift - 1));
 }
 JPG_VEC Words pack(const Longs &a) { return pack(a.low, a.high); }
+
+// Shifted right by kShift, rounded to nearest; the result must fit 16 bits.
+template <int kShift>
+JPG_VEC Words narrow(const Longs &a) {
+  return pack(shift<kShift>(a + half<kShift>()));
+}
 
 // Eight rows become eight columns.
 JPG_VEC void transpose(Words *m) {

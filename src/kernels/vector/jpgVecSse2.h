@@ -19,6 +19,9 @@ struct Words {
 struct Bytes {
   __m128i v;
 };
+struct Colours {
+  Bytes blue, green, red;
+};
 struct Longs4 {
   __m128i v;
 };
@@ -113,10 +116,6 @@ JPG_VEC Words interleaveLow(Words a, Words b) { return {_mm_unpacklo_epi16(a.v, 
 JPG_VEC Words interleaveHigh(Words a, Words b) { return {_mm_unpackhi_epi16(a.v, b.v)}; }
 JPG_VEC Words lowHalves(Words a, Words b) { return {_mm_unpacklo_epi64(a.v, b.v)}; }
 JPG_VEC Words highHalves(Words a, Words b) { return {_mm_unpackhi_epi64(a.v, b.v)}; }
-JPG_VEC Words evens(Words a, Words b) {
-  const auto even = [](__m128i v) { return _mm_srai_epi32(_mm_slli_epi32(v, 16), 16); };
-  return {_mm_packs_epi32(even(a.v), even(b.v))};
-}
 
 // ---- Longs ----
 
@@ -206,10 +205,32 @@ JPG_VEC Sixteen sixteen(Bytes b) {
   return {evenBytes(inOrder), oddBytes(inOrder)};
 }
 
-// 48 bytes: 16 pixels.
+// 48 bytes: 16 pixels, or their three colours.
 struct Pixels {
   __m128i v[3];
 };
+
+// Four times the bytes of the first half are interleaved with those of the second: byte i moves to
+// 16 i modulo 47, which takes every third byte together.
+JPG_VEC Colours coloursOf(Pixels p) {
+  const auto back = [](__m128i v) { return _mm_shuffle_epi32(v, 0x4E); };
+  for (int round = 0; round < 4; round++) {
+    const __m128i b = back(p.v[1]), c = back(p.v[2]);
+    p = {
+        {_mm_unpacklo_epi8(p.v[0], b), _mm_unpackhi_epi8(p.v[0], c), _mm_unpacklo_epi8(p.v[1], c)}};
+  }
+  return {{p.v[0]}, {p.v[1]}, {p.v[2]}};
+}
+JPG_VEC Colours loadPixels(const uint8_t *from) {
+  return coloursOf({{loadBytes(from).v, loadBytes(from + 16).v, loadBytes(from + 32).v}});
+}
+JPG_VEC Colours loadLines(const uint8_t *upper, const uint8_t *lower) {
+  const auto eight = [](const uint8_t *from) {
+    return _mm_loadl_epi64(reinterpret_cast<const __m128i *>(from));
+  };
+  return coloursOf({{loadBytes(upper).v, _mm_unpacklo_epi64(eight(upper + 16), eight(lower)),
+                     loadBytes(lower + 8).v}});
+}
 
 // Of three registers with 8 words (of 24) each, which lie in the order that sixteen() gives.
 JPG_VEC Pixels interleaved(__m128i a, __m128i b, __m128i c) {

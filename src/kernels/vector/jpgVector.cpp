@@ -14,11 +14,11 @@ constexpr Kernels jpgVectorKernels = {
     vectorPutGray,
     {&portablePutYcc1, &vectorPutYcc2, &vectorPutYcc4, &vectorPutYcc8},
     vectorStoreBlock,
-    &portablePutYccRow,
-    portableTransformAndQuantise,
-    portableLoadGray,
-    &portableLoadYcc,
-    &portableAverageYcc,
+    &vectorPutYccRow,
+    vectorTransformAndQuantise,
+    vectorLoadGray,
+    &vectorLoadYcc,
+    &vectorAverageYcc,
     vectorLevelMask,
 };
 

@@ -20,6 +20,13 @@ void vectorPutGray(const int16_t *blocks, uint8_t *out, ptrdiff_t stride, uint32
 extern const YccKernels vectorPutYcc2, vectorPutYcc4, vectorPutYcc8;  // by samples of a cell
 
 void vectorStoreBlock(const int16_t *block, uint8_t *out, ptrdiff_t stride);
+extern const YccRowKernels vectorPutYccRow;
+
+void vectorTransformAndQuantise(int16_t *blocks, uint32_t count, const QuantSteps &steps,
+                                uint64_t *masks);
+
+void vectorLoadGray(const uint8_t *in, ptrdiff_t stride, int16_t *blocks);
+extern const LoadKernels vectorLoadYcc, vectorAverageYcc;
 
 }  // namespace jpg
 

@@ -1,0 +1,112 @@
+// SPDX-License-Identifier: MIT
+// The forward transform of portable/jpgFdct.cpp and the division by quantisation steps.
+//
+// A block's samples differ by at most 255, so every sum of two values, and every difference of two
+// such sums, fits 16 bits: they reach 2 * 64 * 255 in the row pass. (With a difference of 256 they
+// would reach 32768.) Other sums are formed of pairs in 32 bits. The rotations are multiplied
+// out: r * kK5 + (r + q) * kK4 becomes r * (kK5 + kK4) + q * kK4, and so on, with the same 32-bit
+// sums.
+#include "kernels/portable/jpgPositions.h"
+#include "kernels/vector/jpgVec.h"
+#include "kernels/vector/jpgVector.h"
+
+namespace jpg {
+namespace vec {
+namespace {
+
+// The multipliers of portable/jpgFdct.cpp; kK3, kK6, kK8 and kK9 have the opposite sign.
+constexpr int kC4 = 2896, kK1 = 2217, kK2 = 3135, kK3 = 7569, kK4 = 1130, kK5 = 4551, kK6 = 6811,
+              kK7 = 4816, kK8 = 8034, kK9 = 1598;
+
+// x * (a, b) + y * (c, d), pair by pair.
+JPG_VEC Longs sum(const Pairs &x, int a, int b, const Pairs &y, int c, int d) {
+  return dot(x, a, b) + dot(y, c, d);
+}
+
+// Outputs 0 and 4 of lines, which have the scale of the input: times 8 after the column pass,
+// divided by 8 after the row pass.
+template <bool kFirst>
+JPG_VEC void scaleEnds(Words s07, Words s16, Words s25, Words s34, Words *y) {
+  if constexpr (kFirst) {
+    const Words outer = s07 + s34, inner = s16 + s25;
+    y[0] = shiftLeft<3>(outer + inner);
+    y[4] = shiftLeft<3>(outer - inner);
+  } else {
+    const Pairs outer = pairs(s07, s16), inner = pairs(s34, s25);
+    y[0] = narrow<3>(sum(outer, 1, 1, inner, 1, 1));
+    y[4] = narrow<3>(sum(outer, 1, -1, inner, 1, -1));
+  }
+}
+
+// Eight one-dimensional transforms, shifted right.
+template <bool kFirst>
+JPG_VEC void transform(Words *x) {
+  constexpr int kShift = kFirst ? 9 : 15;
+  const Words s07 = x[0] + x[7], d07 = x[0] - x[7], s16 = x[1] + x[6], d16 = x[1] - x[6];
+  const Words s25 = x[2] + x[5], d25 = x[2] - x[5], s34 = x[3] + x[4], d34 = x[3] - x[4];
+  scaleEnds<kFirst>(s07, s16, s25, s34, x);
+  const Pairs e13 = pairs(s07 - s34, s16 - s25), d1625 = pairs(d16, d25);
+  x[2] = narrow<kShift>(dot(e13, kK2 + kK1, kK1));
+  x[6] = narrow<kShift>(dot(e13, kK1, kK1 - kK3));
+  const Words a = narrow<12>(dot(d1625, kC4, -kC4)), b = narrow<12>(dot(d1625, kC4, kC4));
+  const Pairs rt = pairs(d07, b);  // r, t = d07 + b, d07 - b
+  const Pairs qp = pairs(d34, a);  // q, p = d34 + a, d34 - a
+  x[1] = narrow<kShift>(sum(rt, kK5 + kK4, kK5 + kK4, qp, kK4, kK4));
+  x[3] = narrow<kShift>(sum(rt, kK7, -kK7, qp, kK7 - kK8, kK8 - kK7));
+  x[5] = narrow<kShift>(sum(rt, kK7 - kK9, kK9 - kK7, qp, kK7, -kK7));
+  x[7] = narrow<kShift>(sum(rt, kK4, kK4, qp, kK4 - kK6, kK4 - kK6));
+}
+
+JPG_VEC Words tableRow(const uint16_t *table, int row) {
+  return load(reinterpret_cast<const int16_t *>(table) + 8 * row);
+}
+
+JPG_VEC Words quantise(Words w, const QuantReciprocals &q, int row) {
+  const Words n = magnitude(w) + tableRow(q.half, row);
+  const Words product = upperProduct(shiftRight<1>(n) & words(~3), tableRow(q.factor, row));
+  return withSignOf(upperProduct(product, tableRow(q.shift, row)), w);
+}
+
+// Stores those of 32 levels in natural order, from `first` on, whose bit is set, at their places
+// in the zig-zag sequence. Returns a mask of these places.
+JPG_VEC uint64_t putLevels(const int16_t *natural, uint32_t bits, uint32_t first, int16_t *levels) {
+  uint64_t mask = 0;
+  for (; bits != 0; bits &= bits - 1) {
+    const uint32_t n = first + static_cast<uint32_t>(__builtin_ctz(bits));
+    const uint32_t position = kPositions.of[n];
+    levels[position] = natural[n];
+    mask |= uint64_t{1} << position;
+  }
+  return mask;
+}
+
+// Most levels are 0.
+JPG_VEC uint64_t storeLevels(const Words *rows, int16_t *block) {
+  int16_t natural[kBlockSize];
+  for (int k = 0; k < 8; k++) {
+    store(natural + 8 * k, rows[k]);
+    store(block + 8 * k, words(0));
+  }
+  const uint64_t bits = nonZeroBits(rows);
+  return putLevels(natural, static_cast<uint32_t>(bits), 0, block) |
+         putLevels(natural, static_cast<uint32_t>(bits >> 32), 32, block);
+}
+
+}  // namespace
+}  // namespace vec
+
+void vectorTransformAndQuantise(int16_t *blocks, uint32_t count, const QuantSteps &steps,
+                                uint64_t *masks) {
+  for (uint32_t i = 0; i < count; i++, blocks += kBlockSize) {
+    vec::Words x[8];
+    for (int k = 0; k < 8; k++) x[k] = vec::load(blocks + 8 * k);
+    vec::transform<true>(x);
+    vec::transpose(x);
+    vec::transform<false>(x);
+    vec::transpose(x);
+    for (int k = 0; k < 8; k++) x[k] = vec::quantise(x[k], *steps.reciprocals, k);
+    masks[i] = vec::storeLevels(x, blocks);
+  }
+}
+
+}  // namespace jpg
