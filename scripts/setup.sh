@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Installs what is missing on a Debian machine: setup.sh GROUP...
-# Groups: build, packages, test, clang, msan, coverage, docs, lint, bench, valgrind, bench-arm; i686, arm, armhf, s390x, device,
+# Groups: build, packages, test, clang, msan, coverage, docs, lint, bench, valgrind, bench-arm; i686, arm, armhf, aarch64, s390x, device,
 # device-v7, win32, win64 for other targets.
 # SPDX-License-Identifier: MIT
 set -euo pipefail
@@ -20,6 +20,7 @@ declare -A packages=(
   [i686]="g++-i686-linux-gnu googletest"
   [arm]="g++-arm-linux-gnueabi qemu-user googletest"
   [armhf]="g++-arm-linux-gnueabihf qemu-user googletest"
+  [aarch64]="g++-aarch64-linux-gnu qemu-user googletest"
   [s390x]="g++-s390x-linux-gnu qemu-user googletest"
   [device]="g++-arm-linux-gnueabi qemu-user llvm python3"
   [device-v7]="clang lld llvm"

@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Builds the library for other targets and tests it there:
 #   targets.sh [--long] [--build FOLDER] TARGET...
-# Targets: i686 i686-ubsan arm armhf armhf-neon armhf-ubsan s390x, or linux for all of these;
+# Targets: i686 i686-ubsan arm armhf armhf-neon armhf-ubsan aarch64 s390x, or linux for all of these;
 # device device-v7 win32 win64, or dlls for all of these.
 # Installs what is missing first. Each target has a set of tests that runs every day; with
 # --long all of its tests run. Builds go to build/targets unless a folder is given.
@@ -11,7 +11,7 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
-readonly linux=(i686 i686-ubsan arm armhf armhf-neon armhf-ubsan s390x)
+readonly linux=(i686 i686-ubsan arm armhf armhf-neon armhf-ubsan aarch64 s390x)
 readonly dlls=(device device-v7 win32 win64)
 
 long=no
@@ -49,6 +49,7 @@ packages_of() {
     i686*) echo i686 ;;
     arm) echo arm ;;
     armhf*) echo armhf ;;
+    aarch64) echo aarch64 ;;
     s390x) echo s390x ;;
   esac
 }

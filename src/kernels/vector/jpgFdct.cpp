@@ -33,8 +33,8 @@ JPG_VEC void scaleEnds(Words s07, Words s16, Words s25, Words s34, Words *y) {
     y[4] = shiftLeft<3>(outer - inner);
   } else {
     const Pairs outer = pairs(s07, s16), inner = pairs(s34, s25);
-    y[0] = narrow<3>(sum(outer, 1, 1, inner, 1, 1));
-    y[4] = narrow<3>(sum(outer, 1, -1, inner, 1, -1));
+    y[0] = packRounded<3>(sum(outer, 1, 1, inner, 1, 1));
+    y[4] = packRounded<3>(sum(outer, 1, -1, inner, 1, -1));
   }
 }
 
@@ -46,15 +46,15 @@ JPG_VEC void transform(Words *x) {
   const Words s25 = x[2] + x[5], d25 = x[2] - x[5], s34 = x[3] + x[4], d34 = x[3] - x[4];
   scaleEnds<kFirst>(s07, s16, s25, s34, x);
   const Pairs e13 = pairs(s07 - s34, s16 - s25), d1625 = pairs(d16, d25);
-  x[2] = narrow<kShift>(dot(e13, kK2 + kK1, kK1));
-  x[6] = narrow<kShift>(dot(e13, kK1, kK1 - kK3));
-  const Words a = narrow<12>(dot(d1625, kC4, -kC4)), b = narrow<12>(dot(d1625, kC4, kC4));
+  x[2] = packRounded<kShift>(dot(e13, kK2 + kK1, kK1));
+  x[6] = packRounded<kShift>(dot(e13, kK1, kK1 - kK3));
+  const Words a = packRounded<12>(dot(d1625, kC4, -kC4)), b = packRounded<12>(dot(d1625, kC4, kC4));
   const Pairs rt = pairs(d07, b);  // r, t = d07 + b, d07 - b
   const Pairs qp = pairs(d34, a);  // q, p = d34 + a, d34 - a
-  x[1] = narrow<kShift>(sum(rt, kK5 + kK4, kK5 + kK4, qp, kK4, kK4));
-  x[3] = narrow<kShift>(sum(rt, kK7, -kK7, qp, kK7 - kK8, kK8 - kK7));
-  x[5] = narrow<kShift>(sum(rt, kK7 - kK9, kK9 - kK7, qp, kK7, -kK7));
-  x[7] = narrow<kShift>(sum(rt, kK4, kK4, qp, kK4 - kK6, kK4 - kK6));
+  x[1] = packRounded<kShift>(sum(rt, kK5 + kK4, kK5 + kK4, qp, kK4, kK4));
+  x[3] = packRounded<kShift>(sum(rt, kK7, -kK7, qp, kK7 - kK8, kK8 - kK7));
+  x[5] = packRounded<kShift>(sum(rt, kK7 - kK9, kK9 - kK7, qp, kK7, -kK7));
+  x[7] = packRounded<kShift>(sum(rt, kK4, kK4, qp, kK4 - kK6, kK4 - kK6));
 }
 
 JPG_VEC Words tableRow(const uint16_t *table, int row) {

@@ -34,40 +34,36 @@ JPG_VEC L timesC4(const L &v) {
   return times<kFactor>(shift<P::kDropped>(v));
 }
 
-// Puts the even and the odd part of lines together, shifted right.
-template <typename P, typename L>
-JPG_VEC void combine(const L *e, const L *o, L *y) {
-  for (int k = 0; k < 4; k++) {
-    y[k] = shift<P::kShift>(e[k] + o[k]);
-    y[7 - k] = shift<P::kShift>(e[k] - o[k]);
-  }
-}
+// The even and the odd part of lines: line k is e[k] + o[k], line 7 - k is e[k] - o[k], shifted
+// right; the even part has the rounding term.
+template <typename L>
+struct Parts {
+  L e[4], o[4];
+};
 
 // One-dimensional transforms of lines: of their pairs (x1, x7), (x3, x5), (x0, x4), (x2, x6). q
 // has the factors of the first rotation's second sum.
-template <typename P, typename Q, typename L>
-JPG_VEC void transformAll(const Q &x17, const Q &x35, const Q &x04, const Q &x26, const Q &q,
-                          L *y) {
+template <typename P, typename L, typename Q>
+JPG_VEC Parts<L> transformAll(const Q &x17, const Q &x35, const Q &x04, const Q &x26, const Q &q) {
   const L p = dot(x17, kC1, kS1), r = dot(x17, q);
   const L u = dot(x35, kC3, kS3), v = dot(x35, -kS3, kC3);
   const L t1 = (p - u) + half<P::kDropped>(), t2 = r - v;
-  const L o[4] = {p + u, timesC4<P>(t1 + t2), timesC4<P>(t1 - t2), r + v};
   const L e0 = dot(x04, kC4, kC4) + half<P::kShift>();
   const L e1 = dot(x04, kC4, -kC4) + half<P::kShift>();
   const L c = dot(x26, kC2, kS2), s = dot(x26, kS2, -kC2);
-  const L e[4] = {e0 + c, e1 + s, e1 - s, e0 - c};
-  combine<P>(e, o, y);
+  return {{e0 + c, e1 + s, e1 - s, e0 - c},
+          {p + u, timesC4<P>(t1 + t2), timesC4<P>(t1 - t2), r + v}};
 }
 
 // The same of lines whose values 4 to 7 are 0, from the pairs (x0, x2) and (x1, x3). Beside the
 // first rotation's factor of x1, minus has -kS3 and plus has kS3.
-template <typename P, typename Q, typename L>
-JPG_VEC void transformSparse(const Q &x02, const Q &x13, const Q &minus, const Q &plus, L *y) {
+template <typename P, typename L, typename Q>
+JPG_VEC Parts<L> transformSparse(const Q &x02, const Q &x13, const Q &minus, const Q &plus) {
   const L t1 = dot(x13, kC1, -kC3) + half<P::kDropped>(), t2 = dot(x13, plus);
-  const L o[4] = {dot(x13, kC1, kC3), timesC4<P>(t1 + t2), timesC4<P>(t1 - t2), dot(x13, minus)};
-  const L e[4] = {dot(x02, kC4, kC2) + half<P::kShift>(), dot(x02, kC4, kS2) + half<P::kShift>(),
-                  dot(x02, kC4, -kS2) + half<P::kShift>(), dot(x02, kC4, -kC2) + half<P::kShift>()};
-  combine<P>(e, o, y);
+  const Longs4 rounding = half<P::kShift>();
+  return {{dot(x02, kC4, kC2) + rounding, dot(x02, kC4, kS2) + rounding,
+           dot(x02, kC4, -kS2) + rounding, dot(x02, kC4, -kC2) + rounding},
+          {dot(x13, kC1, kC3), timesC4<P>(t1 + t2), timesC4<P>(t1 - t2), dot(x13, minus)}};
 }
 
 // If the magnitudes of a column's coefficients sum to no more than this, the column pass's output
@@ -93,11 +89,18 @@ JPG_VEC Words firstFactor(Words x1) {
 }
 
 template <typename P>
+JPG_VEC void combine(const Parts<Longs> &l, Words *y) {
+  for (int k = 0; k < 4; k++) {
+    y[k] = packSum<P::kShift>(l.e[k], l.o[k]);
+    y[7 - k] = packDifference<P::kShift>(l.e[k], l.o[k]);
+  }
+}
+
+template <typename P>
 JPG_VEC void transformLines(Words *x, Words q1) {
-  Longs y[8];
-  transformAll<P>(pairs(x[1], x[7]), pairs(x[3], x[5]), pairs(x[0], x[4]), pairs(x[2], x[6]),
-                  pairs(q1, words(-kC1)), y);
-  for (int k = 0; k < 8; k++) x[k] = pack(y[k]);
+  combine<P>(transformAll<P, Longs>(pairs(x[1], x[7]), pairs(x[3], x[5]), pairs(x[0], x[4]),
+                                    pairs(x[2], x[6]), pairs(q1, words(-kC1))),
+             x);
 }
 
 JPG_VEC void storeLimited(Words *lines, int16_t *block) {
@@ -113,34 +116,38 @@ JPG_VEC void makeDense(Words *x, int16_t *block) {
   storeLimited(x, block);
 }
 
-// Columns of four lines become four lines of columns.
-JPG_VEC void transposeFour(const Longs4 *y, Words *c) {
-  const Words a = pack(y[0], y[1]), b = pack(y[2], y[3]);
-  const Words d = pack(y[4], y[5]), e = pack(y[6], y[7]);
-  const Words ab0 = interleaveLow(a, b), ab1 = interleaveHigh(a, b);  // rows 0, 2 and 1, 3
-  const Words de0 = interleaveLow(d, e), de1 = interleaveHigh(d, e);
-  const Words ab = interleaveLow(ab0, ab1), de = interleaveLow(de0, de1);
-  const Words ab2 = interleaveHigh(ab0, ab1), de2 = interleaveHigh(de0, de1);
-  c[0] = lowHalves(ab, de);
-  c[1] = highHalves(ab, de);
-  c[2] = lowHalves(ab2, de2);
-  c[3] = highHalves(ab2, de2);
+// Eight lines of four values become four lines of eight.
+template <typename P>
+JPG_VEC void combineTransposed(const Parts<Longs4> &l, Words *c) {
+  const Longs4 *e = l.e, *o = l.o;
+  const Words a = packSum<P::kShift>({e[0], e[1]}, {o[0], o[1]});  // lines 0 and 1
+  const Words b = packSum<P::kShift>({e[2], e[3]}, {o[2], o[3]});
+  const Words d = packDifference<P::kShift>({e[3], e[2]}, {o[3], o[2]});
+  const Words f = packDifference<P::kShift>({e[1], e[0]}, {o[1], o[0]});
+  const Words ab0 = interleaveLow(a, b), ab1 = interleaveHigh(a, b);
+  const Words df0 = interleaveLow(d, f), df1 = interleaveHigh(d, f);
+  const Words upper = interleaveLow(ab0, ab1), lower = interleaveLow(df0, df1);
+  c[0] = lowHalves(upper, lower);
+  c[1] = highHalves(upper, lower);
+  const Words upper2 = interleaveHigh(ab0, ab1), lower2 = interleaveHigh(df0, df1);
+  c[2] = lowHalves(upper2, lower2);
+  c[3] = highHalves(upper2, lower2);
 }
 
 // A block with coefficients in rows and columns 0 to 3 only.
 template <typename Columns>
 JPG_VEC void makeSparse(const Words *x, int16_t *block) {
   const Words q1 = firstFactor<Columns>(x[1]);
-  Longs4 columns[8];
-  transformSparse<Columns>(pairsLow(x[0], x[2]), pairsLow(x[1], x[3]), pairsLow(q1, words(-kS3)),
-                           pairsLow(q1, words(kS3)), columns);
   Words c[4];
-  transposeFour(columns, c);
-  Longs lines[8];
-  transformSparse<Rows>(pairs(c[0], c[2]), pairs(c[1], c[3]), pairs(words(kS1), words(-kS3)),
-                        pairs(words(kS1), words(kS3)), lines);
+  combineTransposed<Columns>(
+      transformSparse<Columns, Longs4>(pairsLow(x[0], x[2]), pairsLow(x[1], x[3]),
+                                       pairsLow(q1, words(-kS3)), pairsLow(q1, words(kS3))),
+      c);
   Words out[8];
-  for (int k = 0; k < 8; k++) out[k] = pack(lines[k]);
+  combine<Rows>(
+      transformSparse<Rows, Longs>(pairs(c[0], c[2]), pairs(c[1], c[3]),
+                                   pairs(words(kS1), words(-kS3)), pairs(words(kS1), words(kS3))),
+      out);
   storeLimited(out, block);
 }
 
@@ -192,8 +199,7 @@ JPG_VEC FourLines transformFour(Pairs4 x02, Pairs4 x13) {
   const Longs4 e0 = dot(x02, 4096, 4096) + half<kShift>();
   const Longs4 e1 = dot(x02, 4096, -4096) + half<kShift>();
   const Longs4 u = dot(x13, kHalfC, kHalfS), t = dot(x13, kHalfS, -kHalfC);
-  return {pack(shift<kShift>(e0 + u), shift<kShift>(e1 + t)),
-          pack(shift<kShift>(e1 - t), shift<kShift>(e0 - u))};
+  return {packSum<kShift>({e0, e1}, {u, t}), packDifference<kShift>({e1, e0}, {t, u})};
 }
 
 JPG_VEC FourLines transposed(const FourLines &l) {

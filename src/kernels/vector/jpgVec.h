@@ -16,7 +16,7 @@
 // Words:
 //   load, store, loadFour, storeFour, words(v)  the last: v in all places
 //   loadTwo(p, q)       two from each
-//   + - * | &           * keeps the low 16 bits
+//   + - * &             * keeps the low 16 bits
 //   least, most         with signs
 //   magnitude           without the sign, which -32768 keeps
 //   withSignOf(m, w)    m, negated where w is negative
@@ -31,8 +31,10 @@
 //   interleaveLow/High  a0 b0 a1 b1 ... of the first or last four values
 //   lowHalves/highHalves  the first or last four values of a, then those of b
 // Longs:
-//   longs(v), longs4(v), + -, shift<n> to the right with the sign
-//   pack(low, high)     to 16 bits, saturated
+//   longs4(v), + -, shift<n> to the right with the sign
+//   pack<n>(low, high)  shifted right to values that fit 16 bits
+//   packRounded<n>      the same, rounded to nearest, halves up
+//   packSum<n>(a, b), packDifference<n>(a, b)  of their sums or differences
 //   times<f>, timesSmall<f>  by a factor of 16 bits, modulo 2^32; the second one for values of 16
 //                       bits alone
 // Pairs:
@@ -87,12 +89,13 @@ template <int kShift>
 JPG_VEC Longs4 half() {
   return longs4(1 << (kShift - 1));
 }
-JPG_VEC Words pack(const Longs &a) { return pack(a.low, a.high); }
-
-// Shifted right by kShift, rounded to nearest; the result must fit 16 bits.
 template <int kShift>
-JPG_VEC Words narrow(const Longs &a) {
-  return pack(shift<kShift>(a + half<kShift>()));
+JPG_VEC Words pack(const Longs &a) {
+  return pack<kShift>(a.low, a.high);
+}
+template <int kShift>
+JPG_VEC Words packRounded(const Longs &a) {
+  return packRounded<kShift>(a.low, a.high);
 }
 
 // Eight rows become eight columns.

@@ -58,7 +58,6 @@ JPG_VEC Words words(int value) { return {_mm_set1_epi16(static_cast<short>(value
 JPG_VEC Words operator+(Words a, Words b) { return {_mm_add_epi16(a.v, b.v)}; }
 JPG_VEC Words operator-(Words a, Words b) { return {_mm_sub_epi16(a.v, b.v)}; }
 JPG_VEC Words operator*(Words a, Words b) { return {_mm_mullo_epi16(a.v, b.v)}; }
-JPG_VEC Words operator|(Words a, Words b) { return {_mm_or_si128(a.v, b.v)}; }
 JPG_VEC Words operator&(Words a, Words b) { return {_mm_and_si128(a.v, b.v)}; }
 JPG_VEC Words least(Words a, Words b) { return {_mm_min_epi16(a.v, b.v)}; }
 JPG_VEC Words most(Words a, Words b) { return {_mm_max_epi16(a.v, b.v)}; }
@@ -120,14 +119,29 @@ JPG_VEC Words highHalves(Words a, Words b) { return {_mm_unpackhi_epi64(a.v, b.v
 // ---- Longs ----
 
 JPG_VEC Longs4 longs4(int value) { return {_mm_set1_epi32(value)}; }
-JPG_VEC Longs longs(int value) { return {longs4(value), longs4(value)}; }
 JPG_VEC Longs4 operator+(Longs4 a, Longs4 b) { return {_mm_add_epi32(a.v, b.v)}; }
 JPG_VEC Longs4 operator-(Longs4 a, Longs4 b) { return {_mm_sub_epi32(a.v, b.v)}; }
 template <int kShift>
 JPG_VEC Longs4 shift(Longs4 a) {
   return {_mm_srai_epi32(a.v, kShift)};
 }
-JPG_VEC Words pack(Longs4 low, Longs4 high) { return {_mm_packs_epi32(low.v, high.v)}; }
+template <int kShift>
+JPG_VEC Words pack(Longs4 low, Longs4 high) {
+  return {_mm_packs_epi32(shift<kShift>(low).v, shift<kShift>(high).v)};
+}
+template <int kShift>
+JPG_VEC Words packRounded(Longs4 low, Longs4 high) {
+  const Longs4 half = longs4(1 << (kShift - 1));
+  return pack<kShift>(low + half, high + half);
+}
+template <int kShift>
+JPG_VEC Words packSum(const Longs &a, const Longs &b) {
+  return pack<kShift>(a.low + b.low, a.high + b.high);
+}
+template <int kShift>
+JPG_VEC Words packDifference(const Longs &a, const Longs &b) {
+  return pack<kShift>(a.low - b.low, a.high - b.high);
+}
 
 // A product of 32 bits is that of the lower 16 bits, taken as signed, and 2^16 times that of what
 // is left. The lower one suffices for values that fit 16 bits.
