@@ -6,7 +6,6 @@
 // would reach 32768.) Other sums are formed of pairs in 32 bits. The rotations are multiplied
 // out: r * kK5 + (r + q) * kK4 becomes r * (kK5 + kK4) + q * kK4, and so on, with the same 32-bit
 // sums.
-#include "kernels/portable/jpgPositions.h"
 #include "kernels/vector/jpgVec.h"
 #include "kernels/vector/jpgVector.h"
 
@@ -67,29 +66,17 @@ JPG_VEC Words quantise(Words w, const QuantReciprocals &q, int row) {
   return withSignOf(upperProduct(product, tableRow(q.shift, row)), w);
 }
 
-// Stores those of 32 levels in natural order, from `first` on, whose bit is set, at their places
-// in the zig-zag sequence. Returns a mask of these places.
-JPG_VEC uint64_t putLevels(const int16_t *natural, uint32_t bits, uint32_t first, int16_t *levels) {
-  uint64_t mask = 0;
-  for (; bits != 0; bits &= bits - 1) {
-    const uint32_t n = first + static_cast<uint32_t>(__builtin_ctz(bits));
-    const uint32_t position = kPositions.of[n];
-    levels[position] = natural[n];
-    mask |= uint64_t{1} << position;
-  }
-  return mask;
-}
-
-// Most levels are 0.
-JPG_VEC uint64_t storeLevels(const Words *rows, int16_t *block) {
-  int16_t natural[kBlockSize];
-  for (int k = 0; k < 8; k++) {
-    store(natural + 8 * k, rows[k]);
-    store(block + 8 * k, words(0));
-  }
-  const uint64_t bits = nonZeroBits(rows);
-  return putLevels(natural, static_cast<uint32_t>(bits), 0, block) |
-         putLevels(natural, static_cast<uint32_t>(bits >> 32), 32, block);
+JPG_VEC uint64_t makeLevels(int16_t *block, const QuantReciprocals &q) {
+  Words x[8], levels[8];
+  for (int k = 0; k < 8; k++) x[k] = load(block + 8 * k);
+  transform<true>(x);
+  transpose(x);
+  transform<false>(x);
+  transpose(x);
+  for (int k = 0; k < 8; k++) x[k] = quantise(x[k], q, k);
+  zigZag(x, levels);
+  for (int k = 0; k < 8; k++) store(block + 8 * k, levels[k]);
+  return nonZeroBits(levels);
 }
 
 }  // namespace
@@ -97,15 +84,8 @@ JPG_VEC uint64_t storeLevels(const Words *rows, int16_t *block) {
 
 void vectorTransformAndQuantise(int16_t *blocks, uint32_t count, const QuantSteps &steps,
                                 uint64_t *masks) {
-  for (uint32_t i = 0; i < count; i++, blocks += kBlockSize) {
-    vec::Words x[8];
-    for (int k = 0; k < 8; k++) x[k] = vec::load(blocks + 8 * k);
-    vec::transform<true>(x);
-    vec::transpose(x);
-    vec::transform<false>(x);
-    vec::transpose(x);
-    for (int k = 0; k < 8; k++) x[k] = vec::quantise(x[k], *steps.reciprocals, k);
-    masks[i] = vec::storeLevels(x, blocks);
+  for (uint32_t i = 0; i < count; i++) {
+    masks[i] = vec::makeLevels(blocks + 64 * i, *steps.reciprocals);
   }
 }
 

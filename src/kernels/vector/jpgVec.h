@@ -28,6 +28,7 @@
 //   whereNonZero(w, t)  t where w isn't 0, else 0
 //   highest(w)          the largest value, of those without signs below 32768
 //   nonZeroBits(w[8])   bit k for the k-th of 64 values
+//   zigZag(w[8], out[8])  64 values of a block in the order of the zig-zag sequence
 //   interleaveLow/High  a0 b0 a1 b1 ... of the first or last four values
 //   lowHalves/highHalves  the first or last four values of a, then those of b
 // Longs:
@@ -55,8 +56,10 @@
 
 #if defined(__ARM_NEON)
 #include "kernels/vector/jpgVecNeon.h"
+#include "kernels/vector/jpgZigZagNeon.h"
 #else
 #include "kernels/vector/jpgVecSse2.h"
+#include "kernels/vector/jpgZigZagSse2.h"
 #endif
 
 namespace jpg {
