@@ -32,12 +32,14 @@ if [ ${#targets[@]} -eq 0 ]; then
   exit 2
 fi
 
-# The tests of every day and those of --long: everything, or the golden table and the faults.
+# The tests of every day and those of --long: everything, or the golden table and the faults, with
+# the kernels where a vector unit has its own.
 tests_of() {
   local everyday all=everything
   case $1 in
     i686 | arm) everyday=everything ;;
-    armhf | *-neon | *-ubsan) everyday=main ;;
+    armhf | *-ubsan) everyday=main ;;
+    armhf-neon | aarch64) everyday=kernels ;;
     s390x) everyday=main all=main ;;
     *) echo "targets.sh: no target $1" >&2; return 2 ;;
   esac
@@ -59,6 +61,7 @@ build() {
   case $2 in
     everything) cmake --build "$1" ;;
     main) cmake --build "$1" --target golden faults ;;
+    kernels) cmake --build "$1" --target golden faults kernels_test ;;
   esac
 }
 
@@ -68,6 +71,7 @@ run_tests() {
   case $2 in
     everything) [ $long = yes ] || options=(-LE slow) ;;
     main) options=(-L '^(golden|faults)$') ;;
+    kernels) options=(-L '^(golden|faults|kernels)$') ;;
   esac
   ctest --test-dir "$1" -j "$(nproc)" --output-on-failure --no-tests=error "${options[@]}"
 }

@@ -11,6 +11,11 @@
 #include "support/random.h"
 #include "support/reader.h"
 
+#if defined(__arm__) && defined(__linux__)
+#include <asm/hwcap.h>
+#include <sys/auxv.h>
+#endif
+
 namespace jpgtest {
 namespace {
 
@@ -64,6 +69,10 @@ uint32_t setsOfProcessor() {
 #if defined(__x86_64__) || defined(__i386__)
   return 1U + (__builtin_cpu_supports("sse2") != 0 ? 1U : 0U) +
          (__builtin_cpu_supports("avx2") != 0 ? 1U : 0U);
+#elif defined(__ARM_NEON)
+  return 2;
+#elif defined(__arm__) && defined(__linux__)
+  return (getauxval(AT_HWCAP) & HWCAP_NEON) != 0 ? 2 : 1;
 #else
   return 1;
 #endif
