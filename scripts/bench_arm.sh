@@ -110,15 +110,17 @@ report() {
   theirs=$(counts "$target" "$name" "$size" theirs | sed -n 's/ total$//p')
   pixels=$(sed -n 's/ pixels$//p' <<<"$ours")
   ours=$(sed -n 's/ total$//p' <<<"$ours")
-  # docs/performance.md is made of these lines.
-  echo "$target|$name|$size|$pixels|$ours|$theirs" >>"$folder/results/arm.txt"
+  # docs/performance.md is made of the lines of arm.txt.
+  local results=$folder/results/arm.txt
+  case $target in v7-neon | v8) results=$folder/results/neon.txt ;; esac
+  echo "$target|$name|$size|$pixels|$ours|$theirs" >>"$results"
   awk -v n="$name" -v s="$size" -v p="$pixels" -v a="$ours" -v b="$theirs" 'BEGIN {
     printf "| %s | %s | %.1f | %.1f | %.2f |\n", n, s, a / p, b / p, b / a }'
 }
 
 scripts/setup.sh build bench-arm
 mkdir -p "$folder/pictures" "$folder/results"
-[ -n "$only" ] || rm -f "$folder/results/arm.txt"
+[ -n "$only" ] || rm -f "$folder/results/arm.txt" "$folder/results/neon.txt"
 cc -O2 -shared -fPIC -fvisibility=hidden -o "$folder/count.so" bench/countPlugin.c
 for target in "${targets[@]}"; do
   build "$target"
