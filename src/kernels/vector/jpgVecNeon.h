@@ -225,22 +225,20 @@ JPG_VEC Colours loadLines(const uint8_t *upper, const uint8_t *lower) {
           {vcombine_u8(a.val[2], b.val[2])}};
 }
 
-// Sixteen columns as bytes, the first and the last eight of them.
-JPG_VEC uint8x8x2_t bytesOf(const Sixteen &s) {
-  return vzip_u8(vqmovun_s16(s.even.v), vqmovun_s16(s.odd.v));
+// Sixteen columns as bytes. Shifted left by 8, words saturate as bytes do that are the upper ones;
+// then the even columns move into the lower ones of the odd columns.
+JPG_VEC uint8x16_t bytesOf(const Sixteen &s) {
+  const uint16x8_t even = vqshluq_n_s16(s.even.v, 8), odd = vqshluq_n_s16(s.odd.v, 8);
+  return vreinterpretq_u8_u16(vsriq_n_u16(odd, even, 8));
 }
 JPG_VEC void storeLines(uint8_t *upper, uint8_t *lower, const Sixteen &b, const Sixteen &g,
                         const Sixteen &r) {
-  const uint8x8x2_t x = bytesOf(b), y = bytesOf(g), z = bytesOf(r);
-  vst3_u8(upper, {{x.val[0], y.val[0], z.val[0]}});
-  vst3_u8(lower, {{x.val[1], y.val[1], z.val[1]}});
+  const uint8x16_t x = bytesOf(b), y = bytesOf(g), z = bytesOf(r);
+  vst3_u8(upper, {{vget_low_u8(x), vget_low_u8(y), vget_low_u8(z)}});
+  vst3_u8(lower, {{vget_high_u8(x), vget_high_u8(y), vget_high_u8(z)}});
 }
 JPG_VEC void storePixels(uint8_t *to, const Sixteen &b, const Sixteen &g, const Sixteen &r) {
-  const auto all = [](const Sixteen &s) {
-    const uint8x8x2_t halves = bytesOf(s);
-    return vcombine_u8(halves.val[0], halves.val[1]);
-  };
-  vst3q_u8(to, {{all(b), all(g), all(r)}});
+  vst3q_u8(to, {{bytesOf(b), bytesOf(g), bytesOf(r)}});
 }
 
 }  // namespace vec
