@@ -102,19 +102,12 @@ struct Kernels {
   const LoadKernels *loadYcc;     // blue, green, red as Y, Cb, Cr; chroma is decimated
   const LoadKernels *averageYcc;  // the same with the averages of chroma
   LevelMaskKernel levelMask;
+  const Kernels *next;  // the next best set, which the same processors have; null for the portable
 };
 
 // The set that runs on every processor of the target, and those for vector units, where the build
 // has them: of 128 bits, SSE2 or NEON, and AVX2.
 extern const Kernels jpgPortableKernels, jpgVectorKernels, jpgAvx2Kernels;
-
-// The sets that this processor supports, the fastest one first; the portable one is the last.
-constexpr uint32_t kMostKernelSets = 3;
-struct KernelSets {
-  const Kernels *set[kMostKernelSets];
-  uint32_t count;
-};
-KernelSets kernelSets();
 
 // The fastest set that this processor supports, of those that the build has.
 const Kernels *bestKernels();

@@ -29,8 +29,9 @@ class KernelTest : public ::testing::TestWithParam<const jpg::Kernels *> {
 
 // The portable one is the last.
 inline std::vector<const jpg::Kernels *> kernelSets() {
-  const jpg::KernelSets s = jpg::kernelSets();
-  return {s.set, s.set + s.count};
+  std::vector<const jpg::Kernels *> sets;
+  for (const jpg::Kernels *k = jpg::bestKernels(); k != nullptr; k = k->next) sets.push_back(k);
+  return sets;
 }
 
 // "Vector" is the set for 128 bits, the only other one but on processors with AVX2.

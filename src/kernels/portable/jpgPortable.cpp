@@ -18,6 +18,7 @@ constexpr Kernels jpgPortableKernels = {
     &portableLoadYcc,
     &portableAverageYcc,
     portableLevelMask,
+    nullptr,
 };
 
 }  // namespace jpg

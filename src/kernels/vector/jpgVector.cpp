@@ -20,6 +20,7 @@ constexpr Kernels jpgVectorKernels = {
     &vectorLoadYcc,
     &vectorAverageYcc,
     vectorLevelMask,
+    &jpgPortableKernels,
 };
 
 }  // namespace jpg

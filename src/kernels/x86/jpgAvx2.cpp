@@ -21,6 +21,7 @@ constexpr Kernels jpgAvx2Kernels = {
     &avx2LoadYcc,
     &avx2AverageYcc,
     avx2LevelMask,
+    &jpgVectorKernels,
 };
 
 }  // namespace jpg
