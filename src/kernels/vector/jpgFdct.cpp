@@ -17,11 +17,6 @@ namespace {
 constexpr int kC4 = 2896, kK1 = 2217, kK2 = 3135, kK3 = 7569, kK4 = 1130, kK5 = 4551, kK6 = 6811,
               kK7 = 4816, kK8 = 8034, kK9 = 1598;
 
-// x * (a, b) + y * (c, d), pair by pair.
-JPG_VEC Longs sum(const Pairs &x, int a, int b, const Pairs &y, int c, int d) {
-  return dot(x, a, b) + dot(y, c, d);
-}
-
 // Outputs 0 and 4 of lines, which have the scale of the input: times 8 after the column pass,
 // divided by 8 after the row pass.
 template <bool kFirst>
@@ -32,8 +27,8 @@ JPG_VEC void scaleEnds(Words s07, Words s16, Words s25, Words s34, Words *y) {
     y[4] = shiftLeft<3>(outer - inner);
   } else {
     const Pairs outer = pairs(s07, s16), inner = pairs(s34, s25);
-    y[0] = packRounded<3>(sum(outer, 1, 1, inner, 1, 1));
-    y[4] = packRounded<3>(sum(outer, 1, -1, inner, 1, -1));
+    y[0] = packRounded<3>(dot(outer, 1, 1, inner, 1, 1));
+    y[4] = packRounded<3>(dot(outer, 1, -1, inner, 1, -1));
   }
 }
 
@@ -50,10 +45,10 @@ JPG_VEC void transform(Words *x) {
   const Words a = packRounded<12>(dot(d1625, kC4, -kC4)), b = packRounded<12>(dot(d1625, kC4, kC4));
   const Pairs rt = pairs(d07, b);  // r, t = d07 + b, d07 - b
   const Pairs qp = pairs(d34, a);  // q, p = d34 + a, d34 - a
-  x[1] = packRounded<kShift>(sum(rt, kK5 + kK4, kK5 + kK4, qp, kK4, kK4));
-  x[3] = packRounded<kShift>(sum(rt, kK7, -kK7, qp, kK7 - kK8, kK8 - kK7));
-  x[5] = packRounded<kShift>(sum(rt, kK7 - kK9, kK9 - kK7, qp, kK7, -kK7));
-  x[7] = packRounded<kShift>(sum(rt, kK4, kK4, qp, kK4 - kK6, kK4 - kK6));
+  x[1] = packRounded<kShift>(dot(rt, kK5 + kK4, kK5 + kK4, qp, kK4, kK4));
+  x[3] = packRounded<kShift>(dot(rt, kK7, -kK7, qp, kK7 - kK8, kK8 - kK7));
+  x[5] = packRounded<kShift>(dot(rt, kK7 - kK9, kK9 - kK7, qp, kK7, -kK7));
+  x[7] = packRounded<kShift>(dot(rt, kK4, kK4, qp, kK4 - kK6, kK4 - kK6));
 }
 
 JPG_VEC Words tableRow(const uint16_t *table, int row) {

@@ -39,8 +39,8 @@ JPG_VEC Weighable operator+(const Weighable &a, const Weighable &b) {
 }
 
 JPG_VEC void storeLuma(const Weighable &w, int16_t *out) {
-  const Longs s = dot(pairs(w.blue, w.green), 467, 2404) +
-                  dot(pairs(w.red, words(kSixteenth)), 1225, kLumaRounding);
+  const Longs s =
+      dot(pairs(w.blue, w.green), 467, 2404, pairs(w.red, words(kSixteenth)), 1225, kLumaRounding);
   store(out, pack<kFractionBits>(s));
 }
 
@@ -48,8 +48,8 @@ JPG_VEC void storeLuma(const Weighable &w, int16_t *out) {
 template <int kMore>
 JPG_VEC void storeChroma(const Weighable &w, int16_t *out) {
   const Pairs bg = pairs(w.blue, w.green), r = pairs(w.red, words(kSixteenth << kMore));
-  const Longs cb = dot(bg, 2048, -1357) + dot(r, -691, kRounding);
-  const Longs cr = dot(bg, -333, -1715) + dot(r, 2048, kRounding);
+  const Longs cb = dot(bg, 2048, -1357, r, -691, kRounding);
+  const Longs cr = dot(bg, -333, -1715, r, 2048, kRounding);
   store(out, pack<kFractionBits + kMore>(cb));
   store(out + kBlockSize, pack<kFractionBits + kMore>(cr));
 }

@@ -41,6 +41,7 @@
 // Pairs:
 //   pairs(a, b), pairsLow(a, b), pairsHigh(a, b)  (a[i], b[i]): all, the first or the last four
 //   dot(p, a, b)        first * a + second * b
+//   dot(p, a, b, q, c, d)  dot(p, a, b) + dot(q, c, d)
 //   dot(p, q)           first * first + second * second
 // Bytes:
 //   loadBytes, loadEightBytes (as words), lowWords, highWords, evenBytes, oddBytes, pairSums
@@ -67,6 +68,9 @@ namespace vec {
 
 JPG_VEC Pairs pairs(Words a, Words b) { return {pairsLow(a, b), pairsHigh(a, b)}; }
 JPG_VEC Longs dot(const Pairs &x, int a, int b) { return {dot(x.low, a, b), dot(x.high, a, b)}; }
+JPG_VEC Longs dot(const Pairs &x, int a, int b, const Pairs &y, int c, int d) {
+  return {dot(x.low, a, b, y.low, c, d), dot(x.high, a, b, y.high, c, d)};
+}
 JPG_VEC Longs dot(const Pairs &x, const Pairs &y) {
   return {dot(x.low, y.low), dot(x.high, y.high)};
 }

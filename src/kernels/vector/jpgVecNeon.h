@@ -109,13 +109,17 @@ JPG_VEC uint32_t highest(Words w) {
   return static_cast<uint32_t>(vget_lane_s16(v, 0));
 }
 JPG_VEC uint64_t nonZeroBits(const Words *w) {
-  const uint8x8_t weights = vcreate_u8(0x8040201008040201);
-  uint8x8_t bits[8];
-  for (int k = 0; k < 8; k++) bits[k] = vand_u8(vmovn_u16(vtstq_s16(w[k].v, w[k].v)), weights);
-  for (int count = 4; count != 0; count /= 2) {
-    for (int k = 0; k < count; k++) bits[k] = vpadd_u8(bits[2 * k], bits[2 * k + 1]);
+  // Saturated to bytes, values other than 0 stay so. Each byte gives a bit of its own.
+  const uint8x16_t weights = vreinterpretq_u8_u64(vdupq_n_u64(0x8040201008040201));
+  uint8x16_t bits[4];
+  for (int k = 0; k < 4; k++) {
+    const int8x16_t bytes = vcombine_s8(vqmovn_s16(w[2 * k].v), vqmovn_s16(w[2 * k + 1].v));
+    bits[k] = vandq_u8(vtstq_s8(bytes, bytes), weights);
   }
-  return vget_lane_u64(vreinterpret_u64_u8(bits[0]), 0);
+  const auto sums = [](uint8x16_t v) { return vpadd_u8(vget_low_u8(v), vget_high_u8(v)); };
+  const uint8x8_t upper = vpadd_u8(sums(bits[0]), sums(bits[1]));
+  const uint8x8_t lower = vpadd_u8(sums(bits[2]), sums(bits[3]));
+  return vget_lane_u64(vreinterpret_u64_u8(vpadd_u8(upper, lower)), 0);
 }
 
 JPG_VEC Words interleaveLow(Words a, Words b) { return {vzipq_s16(a.v, b.v).val[0]}; }
@@ -176,9 +180,24 @@ JPG_VEC Longs4 timesSmall(Longs4 a) {
 
 JPG_VEC Pairs4 pairsLow(Words a, Words b) { return {vget_low_s16(a.v), vget_low_s16(b.v)}; }
 JPG_VEC Pairs4 pairsHigh(Words a, Words b) { return {vget_high_s16(a.v), vget_high_s16(b.v)}; }
+// The factors come from one register, by their lanes. Hidden from the optimiser, which would put
+// each into a register of its own, by two instructions.
+JPG_VEC int16x4_t factors(int a, int b, int c, int d) {
+  int16x4_t f = vdup_n_s16(static_cast<int16_t>(a));
+  f = vset_lane_s16(static_cast<int16_t>(b), f, 1);
+  f = vset_lane_s16(static_cast<int16_t>(c), f, 2);
+  f = vset_lane_s16(static_cast<int16_t>(d), f, 3);
+  asm("" : "+w"(f));
+  return f;
+}
 JPG_VEC Longs4 dot(Pairs4 x, int a, int b) {
-  const int32x4_t first = vmull_n_s16(x.a, static_cast<int16_t>(a));
-  return {vmlal_n_s16(first, x.b, static_cast<int16_t>(b))};
+  const int16x4_t f = factors(a, b, 0, 0);
+  return {vmlal_lane_s16(vmull_lane_s16(x.a, f, 0), x.b, f, 1)};
+}
+JPG_VEC Longs4 dot(Pairs4 x, int a, int b, Pairs4 y, int c, int d) {
+  const int16x4_t f = factors(a, b, c, d);
+  const int32x4_t first = vmlal_lane_s16(vmull_lane_s16(x.a, f, 0), x.b, f, 1);
+  return {vmlal_lane_s16(vmlal_lane_s16(first, y.a, f, 2), y.b, f, 3)};
 }
 JPG_VEC Longs4 dot(Pairs4 x, Pairs4 y) { return {vmlal_s16(vmull_s16(x.a, y.a), x.b, y.b)}; }
 

@@ -164,6 +164,9 @@ JPG_VEC Longs4 dot(Pairs4 x, int a, int b) {
   const auto factors = static_cast<unsigned>(b) << 16 | (static_cast<unsigned>(a) & 0xFFFF);
   return {_mm_madd_epi16(x.v, _mm_set1_epi32(static_cast<int>(factors)))};
 }
+JPG_VEC Longs4 dot(Pairs4 x, int a, int b, Pairs4 y, int c, int d) {
+  return dot(x, a, b) + dot(y, c, d);
+}
 JPG_VEC Longs4 dot(Pairs4 x, Pairs4 y) { return {_mm_madd_epi16(x.v, y.v)}; }
 
 // ---- Bytes ----
