@@ -40,7 +40,24 @@ JPG_VEC Words wordsOf(uint16x8_t v) { return {vreinterpretq_s16_u16(v)}; }
 
 // ---- Words ----
 
+// On AArch64 gcc 12 adds offsets to the address ahead of the loads and stores that have a name.
+#if defined(__aarch64__)
+JPG_VEC uint8x16_t loadVector(const uint8_t *from) {
+  uint8x16_t v;
+  memcpy(&v, from, sizeof(v));
+  return v;
+}
+JPG_VEC Words load(const int16_t *from) {
+  Words w;
+  memcpy(&w.v, from, sizeof(w.v));
+  return w;
+}
+JPG_VEC void store(int16_t *to, Words w) { memcpy(to, &w.v, sizeof(w.v)); }
+#else
+JPG_VEC uint8x16_t loadVector(const uint8_t *from) { return vld1q_u8(from); }
 JPG_VEC Words load(const int16_t *from) { return {vld1q_s16(from)}; }
+JPG_VEC void store(int16_t *to, Words w) { vst1q_s16(to, w.v); }
+#endif
 JPG_VEC Words loadFour(const int16_t *from) {
   return {vcombine_s16(vld1_s16(from), vdup_n_s16(0))};
 }
@@ -51,7 +68,6 @@ JPG_VEC Words loadTwo(const int16_t *from, const int16_t *next) {
   const int32x2_t both = vset_lane_s32(second, vdup_n_s32(first), 1);
   return {vcombine_s16(vreinterpret_s16_s32(both), vdup_n_s16(0))};
 }
-JPG_VEC void store(int16_t *to, Words w) { vst1q_s16(to, w.v); }
 JPG_VEC void storeFour(int16_t *to, Words w) { vst1_s16(to, vget_low_s16(w.v)); }
 JPG_VEC Words words(int value) { return {vdupq_n_s16(static_cast<int16_t>(value))}; }
 JPG_VEC Words operator+(Words a, Words b) { return {vaddq_s16(a.v, b.v)}; }
@@ -203,7 +219,7 @@ JPG_VEC Longs4 dot(Pairs4 x, Pairs4 y) { return {vmlal_s16(vmull_s16(x.a, y.a), 
 
 // ---- Bytes ----
 
-JPG_VEC Bytes loadBytes(const uint8_t *from) { return {vld1q_u8(from)}; }
+JPG_VEC Bytes loadBytes(const uint8_t *from) { return {loadVector(from)}; }
 JPG_VEC Words loadEightBytes(const uint8_t *from) { return wordsOf(vmovl_u8(vld1_u8(from))); }
 JPG_VEC Words lowWords(Bytes b) { return wordsOf(vmovl_u8(vget_low_u8(b.v))); }
 JPG_VEC Words highWords(Bytes b) { return wordsOf(vmovl_u8(vget_high_u8(b.v))); }

@@ -12,28 +12,33 @@ namespace vec {
 
 #if defined(__aarch64__)
 
-// Where the bytes of the sequence lie among those of the block.
+// Where the bytes of the sequence lie among those of the block's upper half, and of its lower one;
+// an index outside of a half gives 0, or leaves what is there.
 struct ZigZagBytes {
-  uint8_t at[2 * kBlockSize];
+  uint8_t upper[2 * kBlockSize], lower[2 * kBlockSize];
 };
 constexpr ZigZagBytes makeZigZagBytes() {
   ZigZagBytes z{};
   for (uint32_t k = 0; k < 2 * kBlockSize; k++) {
-    z.at[k] = static_cast<uint8_t>(2 * kZigZag.natural[k / 2] + k % 2);
+    z.upper[k] = static_cast<uint8_t>(2 * kZigZag.natural[k / 2] + k % 2);
+    z.lower[k] = static_cast<uint8_t>(z.upper[k] - kBlockSize);
   }
   return z;
 }
 constexpr ZigZagBytes kZigZagBytes = makeZigZagBytes();
 
 JPG_VEC void zigZag(const Words *rows, Words *out) {
-  const auto bytes = [rows](int k) { return vreinterpretq_u8_s16(rows[k].v); };
-  const uint8x16x4_t upper = {{bytes(0), bytes(1), bytes(2), bytes(3)}};
-  const uint8x16x4_t lower = {{bytes(4), bytes(5), bytes(6), bytes(7)}};
+  uint8_t natural[2 * kBlockSize];
+  for (int k = 0; k < 8; k++) vst1q_u8(natural + 16 * k, vreinterpretq_u8_s16(rows[k].v));
+  const ZigZagBytes *at = &kZigZagBytes;
+  const uint8_t *block = natural;
+  // Hides where both lie from the optimiser: it would find the address of each constant anew, and
+  // keep the rows in registers that don't follow one another, as those of a table must.
+  asm("" : "+r"(at), "+r"(block) : : "memory");
+  const uint8x16x4_t upper = vld1q_u8_x4(block), lower = vld1q_u8_x4(block + kBlockSize);
   for (int k = 0; k < 8; k++) {
-    // An index outside of a table gives 0, or leaves what is there.
-    const uint8x16_t at = vld1q_u8(kZigZagBytes.at + 16 * k);
-    const uint8x16_t found = vqtbl4q_u8(upper, at);
-    out[k] = {vreinterpretq_s16_u8(vqtbx4q_u8(found, lower, vsubq_u8(at, vdupq_n_u8(64))))};
+    const uint8x16_t found = vqtbl4q_u8(upper, loadVector(at->upper + 16 * k));
+    out[k] = {vreinterpretq_s16_u8(vqtbx4q_u8(found, lower, loadVector(at->lower + 16 * k)))};
   }
 }
 
