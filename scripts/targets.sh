@@ -71,7 +71,7 @@ run_tests() {
   case $2 in
     everything) [ $long = yes ] || options=(-LE slow) ;;
     main) options=(-L '^(golden|faults)$') ;;
-    kernels) options=(-L '^(golden|faults|kernels)$') ;;
+    kernels) options=(-L '^(golden|faults|kernels)$' -E '/Portable$') ;;
   esac
   ctest --test-dir "$1" -j "$(nproc)" --output-on-failure --no-tests=error "${options[@]}"
 }

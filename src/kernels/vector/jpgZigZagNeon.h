@@ -47,8 +47,12 @@ JPG_VEC void zigZag(const Words *rows, Words *out) {
 JPG_VEC void zigZag(const Words *rows, Words *out) {
   int16_t natural[kBlockSize], sequence[kBlockSize];
   for (int k = 0; k < 8; k++) store(natural + 8 * k, rows[k]);
+  const int16_t *from = natural;
+  int16_t *to = sequence;
+  // Hides where both lie from the optimiser, which would prepare an address for each value.
+  asm("" : "+r"(from), "+r"(to) : : "memory");
 #pragma GCC unroll 64
-  for (uint32_t k = 0; k < kBlockSize; k++) sequence[k] = natural[kZigZag.natural[k]];
+  for (uint32_t k = 0; k < kBlockSize; k++) to[k] = from[kZigZag.natural[k]];
   for (int k = 0; k < 8; k++) out[k] = load(sequence + 8 * k);
 }
 
