@@ -98,6 +98,7 @@ struct Kernels {
   StoreKernel storeBlock;
   const YccRowKernels *putYccRow;
   ForwardKernel transformAndQuantise;
+  uint32_t forwardBlocks;         // blocks that it works on at a time, 1 or 2
   LoadKernel loadGray;            // one component of one block
   const LoadKernels *loadYcc;     // blue, green, red as Y, Cb, Cr; chroma is decimated
   const LoadKernels *averageYcc;  // the same with the averages of chroma

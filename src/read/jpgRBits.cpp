@@ -1,9 +1,28 @@
 // SPDX-License-Identifier: MIT
 #include "read/jpgRBits.h"
 
+#include <string.h>
+
 #include "read/jpgRPlanes.h"
 
 namespace jpg {
+
+// Once the bit buffer is empty, bytes are taken from the input buffer as they are.
+void readRawBytes(JpgStream *s, uint8_t *out, uint32_t n) {
+  while (n > 0) {
+    const uint32_t there = s->bufFill - s->bufIndex;
+    if (s->bitCount != 0 || there == 0) {
+      *out++ = static_cast<uint8_t>(readRaw(s, 8));
+      n--;
+      continue;
+    }
+    const uint32_t count = n < there ? n : there;
+    memcpy(out, s->inputBuffer + s->bufIndex, count);
+    s->bufIndex += count;
+    out += count;
+    n -= count;
+  }
+}
 
 uint32_t peekMarker(JpgStream *s) {
   const uint32_t partial = s->bitCount % 8;

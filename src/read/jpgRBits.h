@@ -92,6 +92,9 @@ inline uint32_t readRaw(JpgStream *s, uint32_t n) {
   return v;
 }
 
+// Reads n bytes.
+void readRawBytes(JpgStream *s, uint8_t *out, uint32_t n);
+
 // Drops the bits left of the current byte.
 inline void alignToByte(JpgStream *s) { dropBits(s, s->bitCount % 8); }
 

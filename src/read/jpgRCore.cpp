@@ -4,6 +4,7 @@
 
 #include "kernels/jpgKernels.h"
 #include "read/jpgRBits.h"
+#include "read/jpgRCoefs.h"
 #include "read/jpgRFindEoi.h"
 #include "read/jpgRHead.h"
 #include "read/jpgRLenient.h"
@@ -21,6 +22,7 @@ Result closeReader(JpgContext *c) {
   freePlanes(c);
   heapRelease(c->blockMapB);
   heapRelease(c->blockMapA);
+  freeCoefPieces(c);
   heapRelease(c->coefBuffer);
   heapRelease(c->losslessRowBuffer);
   freeLenient(c);
@@ -40,6 +42,7 @@ void clearForParse(JpgContext *c) {
   c->pendingHuffCount = 0;
   c->pendingHuffIds[0] = kNoPending;
   c->coefBuffer = nullptr;
+  c->read.storePieces = nullptr;
   c->blockMapA = nullptr;
   c->blockMapB = nullptr;
   c->scanState = kScanStateNone;
@@ -64,28 +67,26 @@ void fillCellIndex(JpgContext *c) {
 }
 
 // One MCU of blocks, the scratch blocks of expansion, and either another MCU
-// (sequential) or the coefficients of the whole image (progressive).
+// (sequential) or the store of the whole image's coefficients (progressive).
 Result allocateBlocks(JpgContext *c) {
-  const uint64_t fixed = uint64_t{c->lumaBlockSlots} + c->blocksPerMcu;
-  const uint64_t mcus = c->sofMarker == kMarkerSof2 ? c->mcuCount : 1;
-  const uint64_t blocks = fixed + mcus * c->blocksPerMcu;
-  c->coefBuffer = static_cast<int16_t *>(heapAllocChecked(blocks * kBlockBytes));
+  const bool progressive = c->sofMarker == kMarkerSof2;
+  const uint64_t fixed = (uint64_t{c->lumaBlockSlots} + c->blocksPerMcu) * kBlockBytes;
+  const uint64_t bytes =
+      fixed + (progressive ? firstPieceBytes(*c) : c->blocksPerMcu * kBlockBytes);
+  c->coefBuffer = static_cast<int16_t *>(heapAllocChecked(bytes));
   c->blockMapA = static_cast<int16_t **>(heapAlloc(c->lumaBlockSlots * sizeof(int16_t *)));
   c->blockMapB = static_cast<uint32_t *>(heapAlloc(c->lumaBlockSlots * sizeof(uint32_t)));
   if (c->coefBuffer == nullptr || c->blockMapA == nullptr || c->blockMapB == nullptr) {
     return JPG_E_OUT_OF_MEMORY;
   }
-  // The progressive store is cleared when its decoding begins.
-  const uint64_t cleared = c->sofMarker == kMarkerSof2 ? fixed : blocks;
-  memset(c->coefBuffer, 0, static_cast<size_t>(cleared * kBlockBytes));
+  memset(c->coefBuffer, 0, static_cast<size_t>(progressive ? fixed : bytes));
   memset(c->blockMapA, 0, c->lumaBlockSlots * sizeof(int16_t *));
   c->scratchBlocks = c->coefBuffer + c->blocksPerMcu * kBlockSize;
-  if (c->sofMarker == kMarkerSof2) {
-    c->coefStore = c->scratchBlocks + c->lumaBlockSlots * kBlockSize;
-    c->coefCurrent = c->coefStore;
-  }
   fillCellIndex(c);
-  return JPG_OK;
+  if (!progressive) return JPG_OK;
+  c->coefStore = c->scratchBlocks + c->lumaBlockSlots * kBlockSize;
+  c->coefCurrent = c->coefStore;
+  return makeCoefPieces(c);
 }
 
 Result allocateLosslessRow(JpgContext *c) {

@@ -170,17 +170,16 @@ inline HuffShortcut nextShortcut(const JpgHuffLookup &lookup, WindowWord bits) {
   return lookup.shortcut[bits >> (kWindowBits - kShortcutBits)];
 }
 
-// Decodes a symbol with the look-up array; the window must have kMaxCodeLength bits. False for an
-// invalid code.
+// Decodes a symbol without its additional bits; the window must have kMaxCodeLength bits. False for
+// an invalid code.
 inline bool windowSymbol(BitWindow *w, WindowHead *head, const HuffDecoder &table,
                          uint32_t *symbol) {
   noteReach(w, w->loaded - head->count + table.maxLength);
-  const auto bits = static_cast<uint32_t>((head->bits >> 1) >> (kWindowBits - 1 - table.maxLength));
-  const uint8_t entry = table.lookup->entry[bits];
-  if (entry == kNoCode) return false;
-  dropHeadBits(head, table.codes[entry].length);
-  *symbol = table.codes[entry].value;
-  return true;
+  const auto bits = static_cast<uint32_t>(head->bits >> (kWindowBits - kMaxCodeLength));
+  const HuffSymbol next = symbolAt(*table.lookup, table.codes, bits);
+  dropHeadBits(head, next.length);
+  *symbol = next.value;
+  return next.length != 0;
 }
 
 // Drops n bits, n < kWindowBits, which must be in the window.

@@ -152,7 +152,7 @@ Result nextSegment(JpgContext *c, Segment *segment) {
 }
 
 void readSegmentData(JpgContext *c, uint8_t *buffer, uint32_t n) {
-  for (uint32_t i = 0; i < n; i++) buffer[i] = static_cast<uint8_t>(readRaw(&c->stream, 8));
+  readRawBytes(&c->stream, buffer, n);
   c->segConsumed += n;
 }
 

@@ -1,13 +1,9 @@
 // SPDX-License-Identifier: MIT
-// Progressive decoding: scans go into a store of the whole image's coefficients; bands of pixels
-// are made from it.
-//
-// The store holds MCU after MCU in raster order, an MCU's blocks in frame component
-// order. Coefficients are dequantised when a band is made from them.
-#include <string.h>
-
+// Progressive decoding: scans go into a store of the whole image's coefficients (jpgRCoefs.h);
+// bands of pixels are made from it. Coefficients are dequantised when a band is made from them.
 #include "read/jpgRBits.h"
 #include "read/jpgRClr.h"
+#include "read/jpgRCoefs.h"
 #include "read/jpgRFastProg.h"
 #include "read/jpgRHead.h"
 #include "read/jpgRMark.h"
@@ -25,10 +21,6 @@ constexpr int32_t kModeIncremental = JPG_PROGRESSIVE_NEXT_SCAN;
 
 // ---- Scans ----------------------------------------------------------------
 
-int16_t *storedMcu(const JpgContext &c, uint32_t mcu) {
-  return c.coefStore + static_cast<size_t>(mcu) * c.blocksPerMcu * kBlockSize;
-}
-
 // True when the scan's blocks lie within the MCU: the components follow each other
 // in the frame, as T.81 B.2.3 demands.
 bool scanFitsMcu(const JpgContext &c) {
@@ -43,9 +35,9 @@ inline void fetchBlock(const int16_t *block) {
   __builtin_prefetch(block + kBlockSize / 2, 1);
 }
 
-Result decodeInterleavedMcu(JpgContext *c, BitWindow *w, uint32_t mcu) {
+Result decodeInterleavedMcu(JpgContext *c, BitWindow *w, int16_t *mcu) {
   if (!scanFitsMcu(*c)) return JPG_E_UNSUPPORTED;
-  int16_t *block = storedMcu(*c, mcu) + c->scanBlockOffset * kBlockSize;
+  int16_t *block = mcu + c->scanBlockOffset * kBlockSize;
   constexpr uint32_t kAhead = 16 * kBlockSize;  // prefetch distance; the blocks are contiguous
   for (uint32_t k = 0; k < c->scanNs; k++) {
     JpgScanComponent *component = &c->scanComponents[k];
@@ -59,9 +51,13 @@ Result decodeInterleavedMcu(JpgContext *c, BitWindow *w, uint32_t mcu) {
 }
 
 Result decodeInterleavedScan(JpgContext *c, BitWindow *w) {
-  for (uint32_t mcu = 0; mcu < c->mcuCount; mcu++) {
-    if (const Result r = decodeInterleavedMcu(c, w, mcu); r != JPG_OK) return r;
-    countMcu(c, w, mcu + 1 == c->mcuCount);
+  for (uint32_t row = 0; row < c->mcuRows; row++) {
+    clearStoreTo(c, row + 1);
+    int16_t *mcu = storedRow(*c, row);
+    for (uint32_t i = 1; i <= c->mcusPerRow; i++, mcu += c->blocksPerMcu * kBlockSize) {
+      if (const Result r = decodeInterleavedMcu(c, w, mcu); r != JPG_OK) return r;
+      countMcu(c, w, row + 1 == c->mcuRows && i == c->mcusPerRow);
+    }
   }
   return JPG_OK;
 }
@@ -101,27 +97,42 @@ struct BlockRow {
 
 BlockRow rowOf(const JpgContext &c, const BlockGrid &grid, uint32_t row) {
   const uint32_t inMcu = grid.offset + row % grid.v * grid.h;
-  int16_t *first = storedMcu(c, row / grid.v * c.mcusPerRow) + inMcu * kBlockSize;
+  int16_t *first = storedRow(c, row / grid.v) + inMcu * kBlockSize;
   return {first, grid.columns, grid.h, static_cast<ptrdiff_t>(c.blocksPerMcu)};
 }
 
 constexpr ptrdiff_t kMcusAhead = 4;  // prefetch distance in a scan of one component
 
+// Passes over blocks of an end-of-band run in a first scan of AC coefficients, which leaves them as
+// they are: as many of the `left` ones as lie ahead of a restart marker and of the scan's end.
+// Returns how many.
+uint32_t passRun(JpgContext *c, uint32_t left) {
+  if (c->read.scanKind != ScanKind::kAcFirst) return 0;
+  uint32_t count = lesser(c->eobRun, left);
+  // countMcu() takes the one at which it acts.
+  count = lesser(count, c->restartInterval - 1 - c->mcusSinceRestart);
+  count = lesser(count, c->mcuCount - 1 - c->mcusSinceRestart);
+  c->eobRun -= count;
+  c->mcusSinceRestart += count;
+  return count;
+}
+
 Result decodeBlockRow(JpgContext *c, BitWindow *w, const BlockRow &row, bool last) {
   // A whole number of MCUs, so that a block of the same component is prefetched.
   const ptrdiff_t ahead = kMcusAhead * row.mcuBlocks * ptrdiff_t{kBlockSize};
-  int16_t *block = row.block;
-  uint32_t inMcu = 0;
-  for (uint32_t column = 1; column <= row.columns; column++) {
+  for (uint32_t column = 0; column < row.columns;) {
+    if (const uint32_t passed = passRun(c, row.columns - column); passed != 0) {
+      column += passed;
+      continue;
+    }
+    // An MCU has one or two blocks side by side.
+    const ptrdiff_t mcu = row.h == 1 ? column : column / 2, inMcu = row.h == 1 ? 0 : column % 2;
+    int16_t *block = row.block + (mcu * row.mcuBlocks + inMcu) * ptrdiff_t{kBlockSize};
     fetchBlock(block + ahead);
     const Result r = decodeProgressiveFast(c, w, block, &c->scanComponents[0]);
     if (r != JPG_OK) return r;
+    column++;
     countMcu(c, w, last && column == row.columns);
-    inMcu++;
-    block += kBlockSize;
-    if (inMcu < row.h) continue;
-    block += (row.mcuBlocks - static_cast<ptrdiff_t>(row.h)) * ptrdiff_t{kBlockSize};
-    inMcu = 0;
   }
   return JPG_OK;
 }
@@ -129,6 +140,7 @@ Result decodeBlockRow(JpgContext *c, BitWindow *w, const BlockRow &row, bool las
 Result decodeSingleScan(JpgContext *c, BitWindow *w) {
   const BlockGrid grid = gridOfScan(*c);
   for (uint32_t row = 0; row < grid.rows; row++) {
+    clearStoreTo(c, row / grid.v + 1);
     const Result r = decodeBlockRow(c, w, rowOf(*c, grid, row), row + 1 == grid.rows);
     if (r != JPG_OK) return r;
   }
@@ -152,12 +164,15 @@ Result decodeScan(JpgContext *c) {
   return c->lastMarker == kMarkerEoi ? JPG_OK : setUpScan(c);
 }
 
-// Decodes the next scan, or all that are left.
+// Decodes the next scan, or all that are left. Rows of the store to which the first one didn't come
+// are cleared, whatever the result.
 Result decodeScans(JpgContext *c, bool incremental) {
+  Result r = JPG_OK;
   do {
-    if (const Result r = decodeScan(c); r != JPG_OK) return r;
-  } while (!incremental && c->lastMarker != kMarkerEoi);
-  return JPG_OK;
+    r = decodeScan(c);
+  } while (r == JPG_OK && !incremental && c->lastMarker != kMarkerEoi);
+  clearStoreTo(c, c->mcuRows);
+  return r;
 }
 
 // ---- Rows -----------------------------------------------------------------
@@ -205,13 +220,12 @@ Result returnToFirstScan(JpgContext *c) {
   return c->read.scanSetUps == 1 ? goToScanData(c, Reposition::kFull) : reopenFirstScan(c);
 }
 
-// Before the very first scan: goes to its data and clears the store.
+// Before the very first scan: goes to its data and has the store cleared as it is filled.
 Result beginStore(JpgContext *c) {
   if (c->scanState != kScanStateNone) return JPG_OK;
   if (const Result r = returnToFirstScan(c); r != JPG_OK) return r;
   c->scanState = kScaleFull;
-  const size_t blocks = static_cast<size_t>(c->mcuCount) * c->blocksPerMcu;
-  memset(c->coefStore, 0, blocks * kBlockSize * sizeof(int16_t));
+  c->read.storeCleared = 0;
   return JPG_OK;
 }
 
@@ -264,7 +278,7 @@ Result readStoredRow(JpgContext *c, Planes *p, uint32_t mcuRow, void *state) {
   auto *rows = static_cast<StoredRows *>(state);
   rows->pipeline.planes = p;
   rows->pipeline.planeRow = mcuRow;
-  c->coefCurrent = storedMcu(*c, mcuRow * c->mcusPerRow);
+  c->coefCurrent = storedRow(*c, mcuRow);
   putMcuRow(c, rows->pipeline, rows->tables, {});
   c->coefCurrent = c->coefStore;
   return JPG_OK;
@@ -293,11 +307,11 @@ void putRows(JpgContext *c, const McuPipeline &output, const JpgRect &target, Ro
   int32_t band = rows < mcuHeight ? rows : mcuHeight;
   uint32_t mcuRow = span.first / c->mcuHeight;
   c->rowPosition = span.first;
-  c->coefCurrent = storedMcu(*c, mcuRow * c->mcusPerRow);
   NaturalTables tables = {};
   makeNaturalTables(*c, &tables);
   for (; mcuRow < c->mcuRows; mcuRow++) {
     rect.height = band < rows ? band : rows;
+    c->coefCurrent = storedRow(*c, mcuRow);
     putMcuRow(c, output, tables, rect);
     c->rowPosition += static_cast<uint32_t>(band);
     const int32_t left = asSigned(c->height - c->rowPosition);

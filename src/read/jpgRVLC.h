@@ -39,11 +39,11 @@ inline int16_t dequantise(int32_t value, uint32_t quant) {
 // Decodes one symbol. 0, or JPG_E_NOT_FOUND (nothing is consumed then).
 inline Result decodeSymbol(JpgStream *s, const HuffDecoder &table, uint32_t *value) {
   if (table.lookup == nullptr) return JPG_E_NOT_FOUND;
-  const uint8_t entry = table.lookup->entry[peekBits(s, table.maxLength)];
-  if (entry == kNoCode) return JPG_E_NOT_FOUND;
-  const JpgHuffCode &code = table.codes[entry];
-  dropBits(s, code.length);
-  *value = code.value;
+  const uint32_t bits = peekBits(s, table.maxLength) << (kMaxCodeLength - table.maxLength);
+  const HuffSymbol symbol = symbolAt(*table.lookup, table.codes, bits);
+  if (symbol.length == 0) return JPG_E_NOT_FOUND;
+  dropBits(s, symbol.length);
+  *value = symbol.value;
   return JPG_OK;
 }
 

@@ -1,10 +1,9 @@
 // SPDX-License-Identifier: MIT
 #include "share/jpgHuff.h"
 
-#include <string.h>
-
 #include "jpg.h"
 #include "share/jpgHeap.h"
+#include "share/jpgHuffFast.h"
 
 namespace jpg {
 namespace {
@@ -20,31 +19,19 @@ bool codesFit(const uint8_t *counts) {
   return true;
 }
 
-// Lengths in ascending order, a final 0 (T.81 Figure C.1); returns the longest.
-uint32_t listLengths(const uint8_t *counts, JpgHuffCode *codes) {
-  uint32_t maxLength = 0;
-  for (uint32_t length = 1; length <= kMaxCodeLength; length++) {
-    for (uint32_t i = 0; i < counts[length - 1]; i++) {
-      (codes++)->length = static_cast<uint16_t>(length);
+// Codes of ascending length (T.81 Figures C.1 and C.2) and an entry of length 0 behind them.
+// Returns the longest length.
+uint32_t listCodes(const HuffSource &source, JpgHuffCode *codes) {
+  const uint8_t *values = source.values;
+  uint32_t code = 0, maxLength = 0;
+  for (uint32_t length = 1; length <= kMaxCodeLength; length++, code <<= 1) {
+    for (uint32_t i = 0; i < source.counts[length - 1]; i++) {
+      *codes++ = {code++, *values++, static_cast<uint16_t>(length)};
       maxLength = length;
     }
   }
-  codes->length = 0;
+  *codes = {};
   return maxLength;
-}
-
-// Codes and symbols in order (T.81 Figure C.2).
-void assignCodes(const uint8_t *values, JpgHuffCode *codes) {
-  uint32_t code = 0;
-  uint32_t size = codes->length;
-  while (codes->length != 0) {
-    for (; codes->length == size; codes++) {
-      codes->code = code++;
-      codes->value = *values++;
-    }
-    code <<= 1;
-    size++;
-  }
 }
 
 }  // namespace
@@ -60,9 +47,7 @@ uint32_t makeHuffCodes(const HuffSource &source, JpgHuffTable *table) {
   if (count > kMaxCodes || !codesFit(source.counts)) return JPG_E_UNSUPPORTED;
   auto *codes = static_cast<JpgHuffCode *>(heapAlloc((count + 1) * sizeof(JpgHuffCode)));
   if (codes == nullptr) return JPG_E_OUT_OF_MEMORY;
-  memset(codes, 0, (count + 1) * sizeof(JpgHuffCode));
-  table->maxLength = listLengths(source.counts, codes);
-  assignCodes(source.values, codes);
+  table->maxLength = listCodes(source, codes);
   table->codes = codes;
   table->lookup = nullptr;
   table->count = count;
@@ -72,7 +57,7 @@ uint32_t makeHuffCodes(const HuffSource &source, JpgHuffTable *table) {
 uint32_t freeHuffTable(JpgHuffTable *table) {
   uint32_t r = JPG_OK;
   if (table->codes != nullptr) r = heapFree(table->codes);
-  if (table->lookup != nullptr) r = heapFree(table->lookup);
+  if (table->lookup != nullptr) r = freeHuffLookup(table->lookup);
   table->codes = nullptr;
   table->lookup = nullptr;
   return r;

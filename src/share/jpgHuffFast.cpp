@@ -11,143 +11,158 @@
 namespace jpg {
 namespace {
 
+// Values of kMaxCodeLength bits that begin with one of the table's first codes. Codes ascend
+// without gaps from 0 on.
+uint32_t coveredBy(const JpgHuffTable &table, uint32_t codes) {
+  if (codes == 0) return 0;
+  const JpgHuffCode &last = table.codes[codes - 1];
+  return (last.code + 1) << (kMaxCodeLength - last.length);
+}
+
 // ---- Shortcuts --------------------------------------------------------------
 
-// The words that begin with a code of `length` bits.
-void fillShortcuts(const JpgHuffCode &code, HuffShortcut *shortcuts, HuffShortcut word) {
+// What the shortcuts of a table are made for.
+struct ShortcutMaker {
+  HuffShortcut *shortcuts;
+  HuffUse use;
+  JpgHuffCode end;  // the last code for symbol 0 that is short enough; length 0 without one
+};
+
+// Stores a code's words: its place is that of all bits that begin with it.
+void fillShortcuts(const ShortcutMaker &m, const JpgHuffCode &code, HuffShortcut word) {
   const uint32_t free = kShortcutBits - code.length;
-  HuffShortcut *at = shortcuts + (code.code << free);
+  HuffShortcut *at = m.shortcuts + (code.code << free);
   for (uint32_t i = 0; i < uint32_t{1} << free; i++) at[i] = word;
 }
 
-// Shortcuts of a code of at most kShortcutBits: with its additional bits where they fit, one
-// for each of their values, else to the symbol.
-void addShortcuts(const JpgHuffCode &code, HuffUse use, HuffShortcut *shortcuts) {
+// Stores the words of the additional bits from `value` on, `steps` of them; each word stands for
+// 1 << free values of the bits behind.
+void fillValues(HuffShortcut *at, HuffShortcut word, int32_t value, uint32_t steps, uint32_t free) {
+  for (uint32_t i = 0; i < steps << free; i++)
+    at[i] = word + ((asUnsigned(value) + (i >> free)) << 16);
+}
+
+// Takes the code for the end along behind coefficients, where all of it is in the `free` bits left.
+void addEnds(const ShortcutMaker &m, HuffShortcut *at, uint32_t steps, uint32_t free) {
+  if (m.end.length == 0 || m.end.length > free) return;
+  const uint32_t left = free - m.end.length;
+  for (at += m.end.code << left; steps > 0; steps--, at += size_t{1} << free) {
+    for (uint32_t i = 0; i < 1U << left; i++) at[i] += (kSkipThenEnd << 8) + m.end.length;
+  }
+}
+
+// Shortcuts of a code of at most kShortcutBits: with its additional bits where they fit, else to
+// the symbol.
+void addShortcuts(const ShortcutMaker &m, const JpgHuffCode &code) {
   const uint32_t size = code.value & 15;
   const uint32_t used = code.length + size;
-  const bool end = code.value == 0;
-  if (used > kShortcutBits || (size == 0 && !end) || use == HuffUse::kWide) {
-    fillShortcuts(code, shortcuts, uint32_t{code.value} << 16 | kSkipNone << 8 | code.length);
+  if (code.value == 0 && m.use != HuffUse::kWide) {
+    fillShortcuts(m, code, kSkipEnd << 8 | code.length);
     return;
   }
-  const uint32_t skip = end ? kSkipEnd : (code.value >> 4) + 1U;
-  for (uint32_t bits = 0; bits < uint32_t{1} << size; bits++) {
-    const auto v = static_cast<int32_t>(bits);
-    const int32_t value = extend(v, size);
-    const JpgHuffCode longer = {code.code << size | bits, 0, static_cast<uint16_t>(used)};
-    fillShortcuts(longer, shortcuts, static_cast<uint32_t>(value) << 16 | skip << 8 | used);
+  if (used > kShortcutBits || size == 0 || m.use == HuffUse::kWide) {
+    fillShortcuts(m, code, uint32_t{code.value} << 16 | kSkipNone << 8 | code.length);
+    return;
   }
+  const uint32_t free = kShortcutBits - used, half = uint32_t{1} << (size - 1);
+  HuffShortcut *at = m.shortcuts + (code.code << (kShortcutBits - code.length));
+  const HuffShortcut word = ((code.value >> 4) + 1U) << 8 | used;
+  fillValues(at, word, extend(0, size), half, free);
+  fillValues(at + (half << free), word, asSigned(half), half, free);
+  addEnds(m, at, 2 * half, free);
 }
 
-// Takes the code `end` along where it is all in the bits behind a coefficient.
-void addEnds(const JpgHuffCode &end, HuffShortcut *shortcuts) {
-  for (uint32_t bits = 0; bits < uint32_t{1} << kShortcutBits; bits++) {
-    const uint32_t length = shortcutLength(shortcuts[bits]) + end.length;
-    if (shortcutSkip(shortcuts[bits]) >= kSkipEnd || length > kShortcutBits) continue;
-    const uint32_t behind = bits >> (kShortcutBits - length) & ((1U << end.length) - 1);
-    if (behind == end.code) shortcuts[bits] += (kSkipThenEnd << 8) + end.length;
+// `count`: the table's first codes, which have at most kShortcutBits bits.
+void makeShortcuts(const JpgHuffTable &table, uint32_t count, HuffUse use, JpgHuffLookup *lookup) {
+  ShortcutMaker m = {lookup->shortcut, use, {}};
+  // Code 255 has none: as an entry it is kNoCode, so that it never decodes.
+  if (count > kNoCode) count = kNoCode;
+  for (uint32_t i = 0; i < count; i++) {
+    if (table.codes[i].value == 0) m.end = table.codes[i];
   }
-}
-
-void makeShortcuts(const JpgHuffTable &table, HuffUse use, JpgHuffLookup *lookup) {
-  const JpgHuffCode *end = nullptr;
-  for (HuffShortcut &s : lookup->shortcut) s = kSkipNone << 8;
-  // Code 255 has no shortcut: its index in `entry` is kNoCode, so that it never decodes.
-  for (uint32_t i = 0; i < table.count && i < kNoCode; i++) {
-    if (table.codes[i].length > kShortcutBits) break;
-    addShortcuts(table.codes[i], use, lookup->shortcut);
-    if (table.codes[i].value == 0) end = &table.codes[i];
+  lookup->endLength = m.end.length;
+  if (!kShortcutsTakeEnds || use != HuffUse::kAc) m.end.length = 0;
+  for (uint32_t i = 0; i < count; i++) addShortcuts(m, table.codes[i]);
+  const uint32_t covered = coveredBy(table, count) >> (kMaxCodeLength - kShortcutBits);
+  for (uint32_t i = covered; i < uint32_t{1} << kShortcutBits; i++) {
+    lookup->shortcut[i] = kSkipNone << 8;
   }
-  lookup->endLength = end != nullptr ? end->length : 0;
-  if (kShortcutsTakeEnds && end != nullptr && use == HuffUse::kAc) addEnds(*end, lookup->shortcut);
 }
 
 // ---- Skips ------------------------------------------------------------------
-
-// Bits of a magnitude above 0.
-uint32_t bitLength(int32_t v) {
-  return 32 - static_cast<uint32_t>(__builtin_clz(asUnsigned(v < 0 ? -v : v)));
-}
-
-// An AC symbol at the beginning of some bits.
-struct AcSymbol {
-  uint32_t code;  // bits of the code; 0: none of its kind
-  uint32_t size;  // additional bits
-  uint32_t skip;  // run + 1; 0 for the end of the block
-};
-
-AcSymbol symbolOf(HuffShortcut s, uint32_t endLength) {
-  if (shortcutSkip(s) == kSkipEnd) {
-    return {shortcutLength(s) == endLength ? endLength : 0, 0, 0};
-  }
-  const int32_t value = shortcutValue(s);
-  if (shortcutSkip(s) != kSkipNone) {
-    const HuffShortcut alone = withoutEnd(s, endLength);
-    const uint32_t size = bitLength(value);
-    return {shortcutLength(alone) - size, size, shortcutSkip(alone)};
-  }
-  const uint32_t size = asUnsigned(value) & 15;
-  return {size != 0 ? shortcutLength(s) : 0, size, (asUnsigned(value) >> 4) + 1};
-}
 
 HuffSkip makeSkip(const JpgHuffLookup &lookup, uint32_t bits) {
   uint32_t skip = 0, used = 0;
   while (used < kSkipBits) {
     const uint32_t left = bits << used & ((1U << kSkipBits) - 1);
     const HuffShortcut s = lookup.shortcut[left >> (kSkipBits - kShortcutBits)];
-    const AcSymbol symbol = symbolOf(s, lookup.endLength);
-    if (symbol.code == 0 || used + symbol.code > kSkipBits) break;
-    if (skip + symbol.skip > kMostSkipped) break;
-    skip += symbol.skip;
-    used += symbol.code + symbol.size;
-    if (symbol.skip != 0) continue;
-    skip += kSkipEnd;
-    break;
+    const HuffSymbol symbol = symbolOf(s, lookup.endLength);
+    if (symbol.length == 0 || used + symbol.length > kSkipBits) break;
+    const uint32_t size = symbol.value & 15;
+    if (symbol.value == 0 && symbol.length == lookup.endLength) {
+      skip += kSkipEnd;
+      used += symbol.length;
+      break;
+    }
+    const uint32_t run = symbol.value >> 4;
+    if (size == 0 || skip + run + 1 > kMostSkipped) break;
+    skip += run + 1;
+    used += symbol.length + size;
   }
   return static_cast<HuffSkip>((used != 0 ? skip : kSkipNone) << 8 | used);
 }
 
 // ---- Entries ----------------------------------------------------------------
 
-// Codes ascend without gaps, so that those that there are cover the beginning.
-void fillEntries(const JpgHuffTable &table, uint8_t *entry) {
-  size_t covered = 0;
-  for (uint32_t i = 0; i < table.count; i++) {
-    const size_t span = size_t{1} << (table.maxLength - table.codes[i].length);
-    memset(entry + covered, static_cast<int>(i), span);
-    covered += span;
+// The entries of the codes beyond kShortcutBits, which are those from the `first` on.
+void fillEntries(const JpgHuffTable &table, uint32_t first, uint8_t *entry) {
+  for (uint32_t i = first; i < table.count; i++) {
+    *entry++ = static_cast<uint8_t>(i);
+    if (table.codes[i].length == table.maxLength) continue;  // most are of that length
+    const size_t more = (size_t{1} << (table.maxLength - table.codes[i].length)) - 1;
+    memset(entry, static_cast<int>(i), more);
+    entry += more;
   }
-  memset(entry + covered, kNoCode, (size_t{1} << table.maxLength) - covered);
 }
 
 }  // namespace
 
 uint32_t makeHuffLookup(JpgHuffTable *table, HuffUse use) {
   if (table->codes == nullptr || table->lookup != nullptr) return JPG_OK;
-  const bool skips = kHaveSkips && use == HuffUse::kAc;
-  const size_t skipBytes = skips ? sizeof(HuffSkip) << kSkipBits : 0;
-  const size_t entries = size_t{1} << table->maxLength;
-  auto *block = static_cast<uint8_t *>(heapAlloc(sizeof(JpgHuffLookup) + skipBytes + entries));
+  uint32_t shortCodes = 0;
+  while (shortCodes < table->count && table->codes[shortCodes].length <= kShortcutBits) {
+    shortCodes++;
+  }
+  const uint32_t firstLong = coveredBy(*table, shortCodes);
+  const uint32_t longShift = kMaxCodeLength - table->maxLength;
+  const uint32_t entries = (coveredBy(*table, table->count) - firstLong) >> longShift;
+  auto *block = static_cast<uint8_t *>(heapAlloc(sizeof(JpgHuffLookup) + entries));
   if (block == nullptr) return JPG_E_OUT_OF_MEMORY;
   void *at = block;
   auto *lookup = static_cast<JpgHuffLookup *>(at);
-  void *behind = block + sizeof(JpgHuffLookup);
-  uint8_t *entry = block + sizeof(JpgHuffLookup) + skipBytes;
-  lookup->skip = skips ? static_cast<HuffSkip *>(behind) : nullptr;
-  lookup->skipsMade = 0;
+  uint8_t *entry = block + sizeof(JpgHuffLookup);
   lookup->entry = entry;
-  fillEntries(*table, entry);
-  makeShortcuts(*table, use, lookup);
+  lookup->entries = entries;
+  lookup->firstLong = firstLong;
+  lookup->longShift = longShift;
+  lookup->skip = nullptr;
+  fillEntries(*table, shortCodes, entry);
+  makeShortcuts(*table, shortCodes, use, lookup);
   table->lookup = lookup;
   return JPG_OK;
 }
 
 void makeSkips(JpgHuffLookup *lookup) {
-  if (lookup->skip == nullptr || lookup->skipsMade != 0) return;
-  for (uint32_t bits = 0; bits < 1U << kSkipBits; bits++) {
-    lookup->skip[bits] = makeSkip(*lookup, bits);
-  }
-  lookup->skipsMade = 1;
+  if (!kHaveSkips || lookup->skip != nullptr) return;
+  auto *skip = static_cast<HuffSkip *>(heapAlloc(sizeof(HuffSkip) << kSkipBits));
+  if (skip == nullptr) return;
+  for (uint32_t bits = 0; bits < 1U << kSkipBits; bits++) skip[bits] = makeSkip(*lookup, bits);
+  lookup->skip = skip;
+}
+
+uint32_t freeHuffLookup(JpgHuffLookup *lookup) {
+  if (lookup->skip != nullptr) heapFree(const_cast<HuffSkip *>(lookup->skip));
+  return heapFree(lookup);
 }
 
 }  // namespace jpg

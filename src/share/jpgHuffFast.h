@@ -1,15 +1,17 @@
 // SPDX-License-Identifier: MIT
 // Fast look-ups of a Huffman table: what the next bits of the data stand for, in one step.
 //
-// Three arrays in one block of memory, indexed by the next bits: `entry` gives the index of the
-// code in the table's list; a shortcut also decodes the code's additional bits; a skip passes over
-// several symbols at once. Made from the list of codes at the scan set-up.
+// Three arrays, indexed by the next bits: a shortcut decodes a code of usual length with its
+// additional bits; `entry` gives the index of a longer code in the table's list; a skip passes over
+// several symbols at once. Made from the list of codes at the scan set-up, skips where they are
+// first of use.
 #ifndef JPG_SHARE_HUFFFAST_H
 #define JPG_SHARE_HUFFFAST_H
 
 #include <stddef.h>
 #include <stdint.h>
 
+#include "share/jpgArith.h"
 #include "share/jpgHuff.h"
 
 namespace jpg {
@@ -56,11 +58,16 @@ constexpr uint32_t skippedBits(HuffSkip s) { return s & 0xFF; }
 
 }  // namespace jpg
 
+// Codes ascend without gaps, so that those beyond kShortcutBits stand for the last part of all bit
+// patterns, and `entry` begins there. With 256 codes at most, it has at most 8192 entries, for the
+// tables in use a few hundred.
 struct JpgHuffLookup {
-  const uint8_t *entry;  // by maxLength bits: index of the code that begins with them, or kNoCode
-  jpg::HuffSkip *skip;   // by kSkipBits bits; null where there is no room for them
-  uint32_t skipsMade;    // 1 once `skip` is filled in
-  uint32_t endLength;    // bits of the code for symbol 0, 0 without one
+  const uint8_t *entry;       // index of the code that the next bits begin with, or kNoCode
+  uint32_t entries;           // how many
+  uint32_t firstLong;         // kMaxCodeLength bits of data for which the first entry stands
+  uint32_t longShift;         // an entry stands for 2 to the power of this of their values
+  uint32_t endLength;         // bits of the code for symbol 0, 0 without one
+  const jpg::HuffSkip *skip;  // by kSkipBits bits; owned; null until made
   jpg::HuffShortcut shortcut[1U << jpg::kShortcutBits];  // by kShortcutBits bits
 };
 
@@ -71,9 +78,39 @@ inline HuffShortcut withoutEnd(HuffShortcut s, uint32_t endLength) {
   return shortcutSkip(s) > kSkipThenEnd ? s - (kSkipThenEnd << 8) - endLength : s;
 }
 
-// The skips of an AC table; null where there are none yet.
+// The skips of an AC table; null where there are none.
 inline const HuffSkip *skipsOf(const JpgHuffLookup &lookup) {
-  return kHaveSkips && lookup.skipsMade != 0 ? lookup.skip : nullptr;
+  return kHaveSkips ? lookup.skip : nullptr;
+}
+
+// Bits of a magnitude above 0.
+inline uint32_t bitLength(int32_t v) {
+  return 32 - static_cast<uint32_t>(__builtin_clz(asUnsigned(v < 0 ? -v : v)));
+}
+
+// A symbol and the bits of its code.
+struct HuffSymbol {
+  uint32_t value;
+  uint32_t length;  // 0: no code
+};
+
+// The symbol whose code a shortcut, other than one of length 0, begins with.
+inline HuffSymbol symbolOf(HuffShortcut s, uint32_t endLength) {
+  if (shortcutSkip(s) == kSkipNone) return {s >> 16, shortcutLength(s)};
+  if (shortcutSkip(s) == kSkipEnd) return {0, shortcutLength(s)};
+  const HuffShortcut alone = withoutEnd(s, endLength);
+  const uint32_t size = bitLength(shortcutValue(s));
+  return {(shortcutSkip(alone) - 1) << 4 | size, shortcutLength(alone) - size};
+}
+
+// The symbol whose code the next kMaxCodeLength bits of data begin with.
+inline HuffSymbol symbolAt(const JpgHuffLookup &lookup, const JpgHuffCode *codes, uint32_t bits) {
+  const HuffShortcut s = lookup.shortcut[bits >> (kMaxCodeLength - kShortcutBits)];
+  if (shortcutLength(s) != 0) return symbolOf(s, lookup.endLength);
+  const uint32_t i = (bits - lookup.firstLong) >> lookup.longShift;
+  if (i >= lookup.entries || lookup.entry[i] == kNoCode) return {0, 0};
+  const JpgHuffCode &code = codes[lookup.entry[i]];
+  return {code.value, code.length};
 }
 
 // What a table is looked up for.
@@ -83,12 +120,15 @@ enum class HuffUse {
   kWide  // lossless of words: to the symbol alone, since differences are mostly long
 };
 
-// Makes the table's look-ups unless it has them; skips have only their room. 0 or
-// JPG_E_OUT_OF_MEMORY.
+// Makes the table's look-ups unless it has them, all but the skips. 0 or JPG_E_OUT_OF_MEMORY.
 uint32_t makeHuffLookup(JpgHuffTable *table, HuffUse use);
 
-// Fills the skips in, unless that is done or there is no room for them.
+// Makes the skips of an AC table unless it has them. Where there is no room for them, decoding does
+// without.
 void makeSkips(JpgHuffLookup *lookup);
+
+// Frees look-ups. The result of the last heap free.
+uint32_t freeHuffLookup(JpgHuffLookup *lookup);
 
 }  // namespace jpg
 

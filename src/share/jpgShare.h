@@ -110,6 +110,10 @@ struct ReadState {
   uint32_t restartSought;  // 1: a restart seek has moved the stream
   uint32_t inPiece;        // 1: the stream is a piece behind the one with the headers
   LenientRead *lenient;    // of a handle that reads leniently; owned
+  // The store of a progressive picture (read/jpgRCoefs.h).
+  int16_t **storePieces;  // pieces behind the first one; owned, and so are they
+  uint32_t rowsPerPiece;  // MCU rows of a piece
+  uint32_t storeCleared;  // MCU rows that have been cleared
 };
 
 // Values of a picture that is written only when all of it is known: levels of DCT blocks, or

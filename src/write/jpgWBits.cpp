@@ -14,19 +14,28 @@ constexpr uint32_t kSymbolZrl = 0xF0;  // sixteen zeros
 constexpr uint32_t kMaxRun = 15;
 
 // The code of `table` for the run and the value's category, then the value's additional bits.
-inline void putValue(BitRun *b, const JpgHuffCode *table, int32_t value, uint32_t run) {
+inline void putValue(BitRun *b, const JpgHuffCode *table, int32_t value, size_t run) {
   const Magnitude m = magnitudeOf(value);
   const JpgHuffCode &code = table[run << 4 | m.category];
   putRunBits(b, code.code << m.category | m.bits, code.length + uint32_t{m.category});
 }
 
-// Codes the non-zero levels of positions `base` to `base` + 31, whose mask is `present`. `last` is
-// the position coded last before them; returns the new one.
-inline uint32_t putLevels(BitRun *b, const JpgHuffCode *table, const int16_t *levels,
-                          uint32_t present, uint32_t base, uint32_t last) {
+// A mask of levels as wide as a register.
+using Mask = size_t;
+constexpr uint32_t kMaskBits = sizeof(Mask) * 8;
+
+inline size_t lowestBit(Mask m) {
+  return static_cast<size_t>(sizeof(Mask) == 8 ? __builtin_ctzll(m)
+                                               : __builtin_ctz(static_cast<uint32_t>(m)));
+}
+
+// Codes the non-zero levels from position `base` on, whose mask is `present`. `last` is the
+// position coded last before them; returns the new one.
+inline size_t putLevels(BitRun *b, const JpgHuffCode *table, const int16_t *levels, Mask present,
+                        size_t base, size_t last) {
   for (; present != 0; present &= present - 1) {
-    const uint32_t k = base + static_cast<uint32_t>(__builtin_ctz(present));
-    uint32_t run = k - last - 1;
+    const size_t k = base + lowestBit(present);
+    size_t run = k - last - 1;
     for (; run > kMaxRun; run -= kMaxRun + 1) {
       putRunBits(b, table[kSymbolZrl].code, table[kSymbolZrl].length);
     }
@@ -36,17 +45,31 @@ inline uint32_t putLevels(BitRun *b, const JpgHuffCode *table, const int16_t *le
   return last;
 }
 
-void putBlock(BitRun *b, JpgScanComponent *component, const int16_t *levels, uint64_t present) {
+void putBlock(BitRun *run, JpgScanComponent *component, const int16_t *levels, uint64_t present) {
+  BitRun b = *run;  // in registers: what is stored might be the run's fields otherwise
   const int32_t difference = levels[0] - component->dcPredictor;
   component->dcPredictor = levels[0];
-  putValue(b, component->dcCodes, difference, 0);
+  putValue(&b, component->dcCodes, difference, 0);
   const JpgHuffCode *table = component->acCodes;
-  uint32_t last = putLevels(b, table, levels, static_cast<uint32_t>(present) & ~1U, 0, 0);
-  last = putLevels(b, table, levels, static_cast<uint32_t>(present >> 32), 32, last);
-  if (last != kBlockSize - 1) putRunBits(b, table[kSymbolEob].code, table[kSymbolEob].length);
+  size_t last = 0;
+  present &= ~uint64_t{1};
+  for (size_t base = 0; base < kBlockSize; base += kMaskBits) {
+    last = putLevels(&b, table, levels, static_cast<Mask>(present >> base), base, last);
+  }
+  if (last != kBlockSize - 1) putRunBits(&b, table[kSymbolEob].code, table[kSymbolEob].length);
+  *run = b;
 }
 
 }  // namespace
+
+uint8_t *emitStuffed(uint8_t *out, uint64_t word) {
+  for (uint32_t i = 0; i < 8; i++) {
+    const auto byte = static_cast<uint8_t>(word >> (56 - 8 * i));
+    *out++ = byte;
+    if (byte == 0xFF) *out++ = 0;
+  }
+  return out;
+}
 
 BitRun beginRun(JpgContext *c, uint8_t *apart) {
   JpgStream *s = &c->stream;

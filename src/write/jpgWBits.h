@@ -49,7 +49,11 @@ inline void emitWord(BitRun *b) {
   }
 }
 
-// Stores 64 bits as bytes, stuffed as in emitWord().
+// Stores 64 bits as bytes, stuffed as in emitWord(), and returns the place behind them. Out of
+// line: the loops that code symbols keep their registers.
+[[gnu::noinline]] uint8_t *emitStuffed(uint8_t *out, uint64_t word);
+
+// Stores 64 bits as bytes, with stuffed zeros.
 inline void emitWide(BitRun *b, uint64_t word) {
   constexpr uint64_t kOnes = ~uint64_t{0} / 255;
   if (((~word - kOnes) & word & (kOnes << 7)) == 0) {
@@ -58,11 +62,7 @@ inline void emitWide(BitRun *b, uint64_t word) {
     b->out += sizeof(bytes);
     return;
   }
-  for (uint32_t i = 0; i < 8; i++) {
-    const auto byte = static_cast<uint8_t>(word >> (56 - 8 * i));
-    *b->out++ = byte;
-    if (byte == 0xFF) *b->out++ = 0;
-  }
+  b->out = emitStuffed(b->out, word);
 }
 
 // Appends the low `length` bits of value, 0 to 32; no higher bits may be set.

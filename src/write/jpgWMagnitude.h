@@ -4,6 +4,7 @@
 #ifndef JPG_WRITE_WMAGNITUDE_H
 #define JPG_WRITE_WMAGNITUDE_H
 
+#include <stddef.h>
 #include <stdint.h>
 
 namespace jpg {
@@ -21,7 +22,8 @@ struct MagnitudeTable {
 extern const MagnitudeTable jpgMagnitudes;
 
 inline const Magnitude &magnitudeOf(int32_t value) {
-  return jpgMagnitudes.entry[kMaxMagnitude + value];
+  // As wide as a pointer: no conversion of the sum's.
+  return jpgMagnitudes.entry[ptrdiff_t{kMaxMagnitude} + value];
 }
 
 }  // namespace jpg

@@ -13,7 +13,8 @@
 namespace jpg {
 namespace {
 
-constexpr int32_t kPrecision = 8;  // of baseline images
+constexpr int32_t kPrecision = 8;               // of baseline images
+constexpr uint32_t kMaxPairBlocks = 2 * 3 + 1;  // two MCUs of three blocks, and one
 
 // The source of a call's MCUs.
 struct BandSource {
@@ -21,6 +22,7 @@ struct BandSource {
   int16_t *area;  // kAreaSize lines of kAreaSize pixels
   McuSource routines;
   uint32_t lastColumnPixels;  // of the right-edge MCU
+  bool pairs;                 // whole MCUs may be encoded two at a time
   const uint8_t *passedBy;    // last MCU, if the kernel took it past the work area; or null
 };
 
@@ -59,6 +61,17 @@ Result encodeByKernel(JpgContext *c, BandSource *band, const uint8_t *in) {
   return encodeMcu(c, blocks);
 }
 
+// Encodes two whole MCUs, one beside the other, through the kernel.
+Result encodeTwoByKernel(JpgContext *c, BandSource *band, const uint8_t *in) {
+  int16_t blocks[kMaxPairBlocks * kBlockSize];
+  const uint32_t n = c->write.frameComponents;
+  const uint8_t *second = in + n * c->mcuWidth;
+  band->routines.load(in, band->rect->stride, blocks + kBlockSize);
+  band->routines.load(second, band->rect->stride, blocks + (1 + n) * kBlockSize);
+  band->passedBy = second;
+  return encodeMcuPair(c, blocks);
+}
+
 // Encodes an MCU with averages; a partial one goes through the work area, as bytes, where it is
 // filled up.
 Result encodeAverages(JpgContext *c, BandSource *band, const McuPixels &mcu) {
@@ -92,12 +105,16 @@ Result encodeOneMcu(JpgContext *c, BandSource *band, const uint8_t *in, uint32_t
 
 // Encodes one row of MCUs of which `lines` lines are given.
 Result encodeMcuRow(JpgContext *c, BandSource *band, const uint8_t *in, uint32_t lines) {
-  for (uint32_t i = 0; i < c->mcusPerRow; i++) {
+  const uint32_t mcuBytes = c->mcuWidth * c->write.frameComponents;
+  for (uint32_t i = 0; i < c->mcusPerRow;) {
+    const uint8_t *mcu = in + size_t{i} * mcuBytes;
     const bool last = i + 1 == c->mcusPerRow;
     const uint32_t pixels = last ? band->lastColumnPixels : c->mcuWidth;
-    const Result r = encodeOneMcu(c, band, in, lines, pixels);
+    const bool two = band->pairs && lines == c->mcuHeight && i + 2 < c->mcusPerRow;
+    const Result r =
+        two ? encodeTwoByKernel(c, band, mcu) : encodeOneMcu(c, band, mcu, lines, pixels);
     if (r != JPG_OK) return r;
-    if (!last) in += c->mcuWidth * c->write.frameComponents;
+    i += two ? 2 : 1;
   }
   return JPG_OK;
 }
@@ -159,6 +176,7 @@ Result encodeBand(JpgContext *c, BandSource *band, uint32_t lines) {
   if (c->write.frameOut == 0) {
     if (const Result r = beginFrame(c); r != JPG_OK) return r;
   }
+  band->pairs = band->routines.load != nullptr && encodesPairs(*c);
   band->lastColumnPixels = c->write.frameWidth - (c->mcusPerRow - 1) * c->mcuWidth;
   return encodeLines(c, band, lines);
 }
@@ -181,7 +199,8 @@ uint32_t JPG_CALL jpgWriteFromRect(JPGHANDLE handle, const JpgRect *rect, uint32
   McuSource routines = {};
   if (const Result r = chooseMcuSource(*c, &routines); r != JPG_OK) return r;
   const size_t areaBytes = c->write.frameComponents * kAreaSize * kAreaSize * sizeof(int16_t);
-  BandSource band = {rect, static_cast<int16_t *>(heapAlloc(areaBytes)), routines, 0, nullptr};
+  BandSource band = {rect,   static_cast<int16_t *>(heapAlloc(areaBytes)), routines, 0, false,
+                     nullptr};
   if (band.area == nullptr) return JPG_E_OUT_OF_MEMORY;
   memset(band.area, 0, areaBytes);
   const Result r = encodeBand(c, &band, lines);

@@ -45,6 +45,10 @@ Result flushBits(JpgContext *c) {
   return JPG_OK;
 }
 
+QuantSteps stepsOf(const JpgContext &c, const JpgScanComponent &k) {
+  return {k.quantTable, &c.write.reciprocals[k.tq]};
+}
+
 // Transforms and quantises an MCU's blocks; components that share a quantisation table go through
 // the kernel together.
 void makeLevels(const JpgContext &c, int16_t *blocks, uint64_t *present) {
@@ -54,8 +58,7 @@ void makeLevels(const JpgContext &c, int16_t *blocks, uint64_t *present) {
     for (; i < c.write.frameComponents && c.scanComponents[i].tq == k.tq; i++) {
       count += c.scanComponents[i].blocksPerMcu;
     }
-    c.kernels->transformAndQuantise(blocks, count, {k.quantTable, &c.write.reciprocals[k.tq]},
-                                    present);
+    c.kernels->transformAndQuantise(blocks, count, stepsOf(c, k), present);
     blocks += count * kBlockSize;
     present += count;
   }
@@ -144,6 +147,32 @@ Result encodeMcu(JpgContext *c, int16_t *blocks) {
   uint64_t present[kMaxBlocksPerMcu];
   makeLevels(*c, blocks, present);
   return codeMcu(c, blocks, present);
+}
+
+bool encodesPairs(const JpgContext &c) {
+  const uint32_t n = c.write.frameComponents;
+  if (c.kernels->forwardBlocks != 2 || blocksOfMcu(c) != n) return false;
+  return n == 1 || (n == 3 && c.scanComponents[1].tq == c.scanComponents[2].tq);
+}
+
+// The second MCU's first block is transformed beside the first one's, ahead of it.
+Result encodeMcuPair(JpgContext *c, int16_t *blocks) {
+  constexpr size_t kBlockBytes = kBlockSize * sizeof(int16_t);
+  const uint32_t n = c->write.frameComponents;
+  int16_t *first = blocks + kBlockSize, *second = first + n * kBlockSize;
+  memcpy(blocks, second, kBlockBytes);
+  uint64_t present[2][3], begins[2];
+  c->kernels->transformAndQuantise(blocks, 2, stepsOf(*c, c->scanComponents[0]), begins);
+  memcpy(second, blocks, kBlockBytes);
+  present[0][0] = begins[1];
+  present[1][0] = begins[0];
+  if (n > 1) {
+    const QuantSteps steps = stepsOf(*c, c->scanComponents[1]);
+    c->kernels->transformAndQuantise(first + kBlockSize, 2, steps, present[0] + 1);
+    c->kernels->transformAndQuantise(second + kBlockSize, 2, steps, present[1] + 1);
+  }
+  const Result r = codeMcu(c, first, present[0]);
+  return r != JPG_OK ? r : codeMcu(c, second, present[1]);
 }
 
 Result encodePartialMcu(JpgContext *c, int16_t *blocks, uint32_t columns, uint32_t lines) {

@@ -41,7 +41,15 @@ Result flushStage(JpgContext *c);
 // is held go into the store instead, which has room for them.
 Result encodeMcu(JpgContext *c, int16_t *blocks);
 
-// The same for an MCU of which the picture has `columns` x `lines` pixels: blocks without a pixel
+// True where encodeMcuPair() serves the frame and is faster: the kernels transform two blocks at a
+// time, but components have one block in an MCU.
+bool encodesPairs(const JpgContext &c);
+
+// encodeMcu() of two MCUs of n blocks each, which begin at the second block and at block n + 2 of
+// the 2 n + 1. All are overwritten.
+Result encodeMcuPair(JpgContext *c, int16_t *blocks);
+
+// encodeMcu() of an MCU of which the picture has `columns` x `lines` pixels: blocks without a pixel
 // of the picture are coded with the fewest bits, whatever they hold.
 Result encodePartialMcu(JpgContext *c, int16_t *blocks, uint32_t columns, uint32_t lines);
 

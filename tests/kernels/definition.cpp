@@ -134,6 +134,7 @@ const jpg::Kernels kDefinition = {
     nullptr,
     nullptr,
     transformAndQuantise,
+    1,
     nullptr,
     nullptr,
     nullptr,

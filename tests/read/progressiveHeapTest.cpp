@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <set>
 #include <string>
@@ -18,7 +19,7 @@ using jpg::faulty::Fault;
 using jpg::faulty::Operation;
 namespace faulty = jpg::faulty;
 
-constexpr size_t kFixed = 300 * 1024;  // record, tables, one MCU
+constexpr size_t kFixed = 64 * 1024;  // record, tables, one MCU
 
 uint32_t readMemory(const Bytes &stream, const Picture &p, bool scaled) {
   JPGHANDLE h = nullptr;
@@ -44,6 +45,63 @@ TEST(Heap, AProgressivePictureTakesItsStoreAndNothingElseThatGrows) {
     EXPECT_LT(faulty::peakBytes(), store + kFixed);
     EXPECT_EQ(faulty::liveBlocks(), 0u);
   }
+}
+
+// 204 x 204 MCUs of 768 bytes: a piece holds 200 rows of them.
+constexpr uint16_t kLargeSide = 3264;
+
+TEST(Heap, AStoreOfSeveralPiecesHoldsWhatASequentialPictureGives) {
+  Picture p = makePicture(kLargeSide, kLargeSide, {0x22, 0x11, 0x11}, Fill::kDcOnly);
+  const Bytes progressive = encodeProgressive(p, spectralScript(3)), sequential = encode(p);
+  faulty::reset();
+  JPGHANDLE h = nullptr, other = nullptr;
+  ASSERT_EQ(
+      jpgReadPrologFromMemory(progressive.data(), static_cast<int32_t>(progressive.size()), 0, &h),
+      JPG_OK);
+  EXPECT_GE(faulty::peakBytes(), size_t{p.mcuCount()} * 6 * 128);
+  ASSERT_EQ(jpgReadPrologFromMemory(sequential.data(), static_cast<int32_t>(sequential.size()), 0,
+                                    &other),
+            JPG_OK);
+  constexpr int32_t kBand = 48;
+  Canvas canvas(kLargeSide, kBand, 3), expected(kLargeSide, kBand, 3);
+  const JpgRect rect = canvas.rect(), beside = expected.rect();
+  for (int32_t row = 0; row < kLargeSide; row += kBand) {
+    ASSERT_EQ(jpgReadProgressiveToRect(h, &rect, kBand, 0), JPG_OK);
+    ASSERT_EQ(jpgReadToRect(other, &beside, kBand), JPG_OK);
+    for (int32_t y = 0; y < kBand; y++) ASSERT_EQ(canvas.row(y), expected.row(y)) << row + y;
+  }
+  EXPECT_EQ(jpgReadEpilog(h), JPG_OK);
+  EXPECT_EQ(jpgReadEpilog(other), JPG_OK);
+  EXPECT_EQ(faulty::liveBlocks(), 0u);
+}
+
+TEST(Heap, APieceOfTheStoreThatIsRefusedEndsThePrologAndLeaksNothing) {
+  Picture p = makePicture(16, 16, {0x22, 0x11, 0x11}, Fill::kDcOnly);
+  Bytes stream = encodeProgressive(p, spectralScript(3));
+  // The size in the frame header makes the store, whatever the data hold.
+  const Bytes frame = {0xFF, 0xC2};
+  auto at = std::search(stream.begin(), stream.end(), frame.begin(), frame.end()) + 5;
+  for (const int byte : {kLargeSide >> 8, kLargeSide & 0xFF, kLargeSide >> 8, kLargeSide & 0xFF}) {
+    *at++ = static_cast<uint8_t>(byte);
+  }
+  const auto open = [&] {
+    JPGHANDLE h = nullptr;
+    const auto size = static_cast<int32_t>(stream.size());
+    const uint32_t r = jpgReadPrologFromMemory(stream.data(), size, 0, &h);
+    return r == JPG_OK ? jpgReadEpilog(h) : r;
+  };
+  uint32_t refused = 0;
+  for (uint32_t n = 1;; n++, refused++) {
+    faulty::reset();
+    faulty::arm(Operation::kAlloc, Fault::kFail, n);
+    const uint32_t r = open();
+    EXPECT_EQ(faulty::liveBlocks(), 0u);
+    if (r == JPG_OK) break;
+    EXPECT_EQ(r, JPG_E_OUT_OF_MEMORY);
+  }
+  // The record, codes and look-ups of a DC and an AC table, coefBuffer and two maps, then the list
+  // of further pieces and the piece.
+  EXPECT_EQ(refused, 1u + 2 * 2 + 3 + 2);
 }
 
 TEST(Heap, ScaledOutputTakesConstantMemory) {

@@ -31,6 +31,16 @@ class HuffmanTable : public testing::Test {
     return makeHuffCodes({counts.data(), values.data()}, &table_);
   }
 
+  // The index of the code that `bits`, as many as the longest code has, begin with; kNoCode for
+  // none. (The symbols are 0, 1, 2, ... too.)
+  uint32_t find(uint32_t bits) const {
+    const uint32_t word = bits << (kMaxCodeLength - table_.maxLength);
+    const HuffSymbol found = symbolAt(*table_.lookup, table_.codes, word);
+    if (found.length == 0) return kNoCode;
+    EXPECT_EQ(found.length, table_.codes[found.value].length);
+    return found.value;
+  }
+
   JpgHuffTable table_ = {};
 };
 
@@ -61,7 +71,7 @@ TEST_F(HuffmanTable, LengthsWithoutCodesStillShiftTheNextOnes) {
   ASSERT_EQ(makeHuffLookup(&table_, HuffUse::kAc), JPG_OK);
   for (uint32_t bits = 0; bits < 32; bits++) {
     const uint8_t expected = bits < 8 ? 0 : bits == 8 ? 1 : bits == 9 ? 2 : kNoCode;
-    EXPECT_EQ(table_.lookup->entry[bits], expected) << bits;
+    EXPECT_EQ(find(bits), expected) << bits;
   }
 }
 
@@ -69,14 +79,14 @@ TEST_F(HuffmanTable, TheLookupHoldsACodesIndexAtAllItsContinuations) {
   ASSERT_EQ(make({1, 1, 1}), JPG_OK);  // 0, 10, 110; 111 is no code
   ASSERT_EQ(makeHuffLookup(&table_, HuffUse::kAc), JPG_OK);
   constexpr uint8_t kExpected[8] = {0, 0, 0, 0, 1, 1, 2, kNoCode};
-  for (uint32_t i = 0; i < 8; i++) EXPECT_EQ(table_.lookup->entry[i], kExpected[i]);
+  for (uint32_t i = 0; i < 8; i++) EXPECT_EQ(find(i), kExpected[i]);
 }
 
 TEST_F(HuffmanTable, ATableWithoutCodesHasOneEntryForNone) {
   ASSERT_EQ(make({}), JPG_OK);
   EXPECT_EQ(table_.maxLength, 0u);
   ASSERT_EQ(makeHuffLookup(&table_, HuffUse::kAc), JPG_OK);
-  EXPECT_EQ(table_.lookup->entry[0], kNoCode);
+  EXPECT_EQ(find(0), kNoCode);
 }
 
 TEST_F(HuffmanTable, LengthsMayBeFullButNotFuller) {
@@ -93,8 +103,32 @@ TEST_F(HuffmanTable, MoreThan256CodesAreRefused) {
   EXPECT_EQ(make({0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 1, 255}), JPG_OK);
   EXPECT_EQ(table_.count, 256u);
   ASSERT_EQ(makeHuffLookup(&table_, HuffUse::kAc), JPG_OK);
-  // Entry 255 looks like no code.
-  EXPECT_EQ(table_.lookup->entry[table_.codes[255].code], kNoCode);
+  // Code 255 counts as none; the one before it doesn't.
+  EXPECT_EQ(find(table_.codes[254].code), 254u);
+  EXPECT_EQ(find(table_.codes[255].code), kNoCode);
+}
+
+TEST_F(HuffmanTable, Code255CountsAsNoneAmongTheShortOnesToo) {
+  ASSERT_EQ(make({0, 0, 0, 0, 0, 0, 0, 255, 1}), JPG_OK);
+  ASSERT_EQ(makeHuffLookup(&table_, HuffUse::kAc), JPG_OK);
+  EXPECT_EQ(find(table_.codes[254].code << 1), 254u);
+  EXPECT_EQ(find(table_.codes[255].code), kNoCode);
+}
+
+TEST_F(HuffmanTable, ALookupHasEntriesForLongCodesAlone) {
+  // 255 codes of 11 bits and one of 16: by hand 255 * 32 + 1 bit patterns of 16 bits.
+  ASSERT_EQ(make({0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 255, 0, 0, 0, 0, 1}), JPG_OK);
+  ASSERT_EQ(makeHuffLookup(&table_, HuffUse::kAc), JPG_OK);
+  EXPECT_EQ(table_.lookup->entries, 8161u);
+  freeHuffTable(&table_);
+  // One code of 1 bit, one of 10 and two of 12, on which nothing follows.
+  ASSERT_EQ(make({1, 0, 0, 0, 0, 0, 0, 0, 0, 1, 0, 2}), JPG_OK);
+  ASSERT_EQ(makeHuffLookup(&table_, HuffUse::kAc), JPG_OK);
+  EXPECT_EQ(table_.lookup->entries, 2u);
+  EXPECT_EQ(find(0b100000000100), 2u);
+  EXPECT_EQ(find(0b100000000101), 3u);
+  EXPECT_EQ(find(0b100000000110), kNoCode);
+  EXPECT_EQ(find(0b111111111111), kNoCode);
 }
 
 TEST_F(HuffmanTable, ALookupIsMadeOnce) {

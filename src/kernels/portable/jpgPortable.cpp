@@ -14,6 +14,7 @@ constexpr Kernels jpgPortableKernels = {
     portableStoreBlock,
     &portablePutYccRow,
     portableTransformAndQuantise,
+    1,
     portableLoadGray,
     &portableLoadYcc,
     &portableAverageYcc,

@@ -16,6 +16,7 @@ constexpr Kernels jpgVectorKernels = {
     vectorStoreBlock,
     &vectorPutYccRow,
     vectorTransformAndQuantise,
+    1,
     vectorLoadGray,
     &vectorLoadYcc,
     &vectorAverageYcc,

@@ -17,6 +17,7 @@ constexpr Kernels jpgAvx2Kernels = {
     vectorStoreBlock,
     &avx2PutYccRow,
     avx2TransformAndQuantise,
+    2,
     vectorLoadGray,
     &avx2LoadYcc,
     &avx2AverageYcc,

@@ -7,14 +7,16 @@
 namespace jpgtest {
 namespace {
 
-constexpr uint64_t kBlock = 128;                 // a block: 64 coefficients of 16 bits
-constexpr uint64_t kCodes = 257 * 8;             // a table's codes and their end
-constexpr uint64_t kLookup = uint64_t{1} << 16;  // a byte for every word of 16 bits
-constexpr uint64_t kShortcuts = 4096 + 4;        // words for 10 bits, and one
+constexpr uint64_t kBlock = 128;      // a block: 64 coefficients of 16 bits
+constexpr uint64_t kCodes = 257 * 8;  // a table's codes and their end
+// A byte for each 16 bits that begin with a code longer than 10: 255 codes of 11 bits and one of 16
+// have the most.
+constexpr uint64_t kLookup = 255 * 32 + 1;
+constexpr uint64_t kShortcuts = 4096 + 16 + 2 * sizeof(void *);  // words for 10 bits
 constexpr uint64_t kTable = kCodes + kLookup + kShortcuts;
-constexpr uint64_t kSkips = sizeof(size_t) >= 8 ? 4096 + 2 : 0;  // of an AC table
-constexpr uint64_t kTables = 4 * (2 * kTable + kSkips);          // four DC, four AC
-constexpr uint64_t kMcuBlocks = 16 + 16;  // an MCU's, and those of its expansion
+constexpr uint64_t kSkips = sizeof(size_t) >= 8 ? 4096 : 0;  // of an AC table
+constexpr uint64_t kTables = 4 * (2 * kTable + kSkips);      // four DC, four AC
+constexpr uint64_t kMcuBlocks = 16 + 16;                     // an MCU's, and those of its expansion
 constexpr uint64_t kBlockMaps = 16 * (sizeof(void *) + 4);
 constexpr uint64_t kStage = 4096;  // the memory sink grows by as much
 
