@@ -6,22 +6,6 @@
 #include "kernels/vector/jpgVector.h"
 
 namespace jpg {
-namespace vec {
-namespace {
-
-// Zig-zag positions in natural order, as words.
-struct WordPositions {
-  int16_t of[kBlockSize];
-};
-constexpr WordPositions makeWordPositions() {
-  WordPositions p{};
-  for (uint32_t n = 0; n < kBlockSize; n++) p.of[n] = kPositions.of[n];
-  return p;
-}
-constexpr WordPositions kWordPositions = makeWordPositions();
-
-}  // namespace
-}  // namespace vec
 
 uint64_t vectorNonZeroMask(const int16_t *block) {
   vec::Words rows[8];
@@ -46,7 +30,7 @@ uint32_t vectorDequantise(const int16_t *in, const int16_t *steps, int16_t *out)
   for (int k = 0; k < 64; k += 8) {
     const vec::Words product = vec::load(in + k) * vec::load(steps + k);
     vec::store(out + k, product);
-    last = vec::most(last, vec::whereNonZero(product, vec::load(vec::kWordPositions.of + k)));
+    last = vec::most(last, vec::whereNonZero(product, vec::loadEightBytes(kPositions.of + k)));
   }
   return vec::highest(last);
 }
