@@ -124,14 +124,12 @@ JPG_VEC void combineTransposed(const Parts<Longs4> &l, Words *c) {
   const Words b = packSum<P::kShift>({e[2], e[3]}, {o[2], o[3]});
   const Words d = packDifference<P::kShift>({e[3], e[2]}, {o[3], o[2]});
   const Words f = packDifference<P::kShift>({e[1], e[0]}, {o[1], o[0]});
-  const Words ab0 = interleaveLow(a, b), ab1 = interleaveHigh(a, b);
-  const Words df0 = interleaveLow(d, f), df1 = interleaveHigh(d, f);
-  const Words upper = interleaveLow(ab0, ab1), lower = interleaveLow(df0, df1);
-  c[0] = lowHalves(upper, lower);
-  c[1] = highHalves(upper, lower);
-  const Words upper2 = interleaveHigh(ab0, ab1), lower2 = interleaveHigh(df0, df1);
-  c[2] = lowHalves(upper2, lower2);
-  c[3] = highHalves(upper2, lower2);
+  const TwoWords ab = interleaved(a, b), df = interleaved(d, f);
+  const TwoWords upper = interleaved(ab.low, ab.high), lower = interleaved(df.low, df.high);
+  c[0] = lowHalves(upper.low, lower.low);
+  c[1] = highHalves(upper.low, lower.low);
+  c[2] = lowHalves(upper.high, lower.high);
+  c[3] = highHalves(upper.high, lower.high);
 }
 
 // A block with coefficients in rows and columns 0 to 3 only.
@@ -203,8 +201,9 @@ JPG_VEC FourLines transformFour(Pairs4 x02, Pairs4 x13) {
 }
 
 JPG_VEC FourLines transposed(const FourLines &l) {
-  const Words a = interleaveLow(l.first, l.second), b = interleaveHigh(l.first, l.second);
-  return {interleaveLow(a, b), interleaveHigh(a, b)};
+  const TwoWords both = interleaved(l.first, l.second);
+  const TwoWords columns = interleaved(both.low, both.high);
+  return {columns.low, columns.high};
 }
 
 // Stores two rows of four samples.

@@ -31,7 +31,7 @@ void putWide(const int16_t *blocks, uint8_t *out, ptrdiff_t stride, uint32_t row
   for (uint32_t r = 0; r < rows; r++, out += stride) {
     const uint32_t at = kBlockRow * (r / kDown);
     if (r % kDown == 0) o = offsetsOf<kLevel>(ordered(load(cb + at)), ordered(load(cr + at)));
-    const int16_t *line = blocks + kBlockSize * 2 * (r / 8) + kBlockRow * (r % 8);
+    const int16_t *line = blocks + kBlockRow * r + (r < 8 ? 0 : kBlockSize);
     const Sixteen y = sixteen(load(line), load(line + kBlockSize));
     const SixteenPixels p = pixelsOf(y, o, o);
     storePixels(whole ? out : spare.line[0], p.blue, p.green, p.red);

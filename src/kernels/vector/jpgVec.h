@@ -29,7 +29,8 @@
 //   highest(w)          the largest value, of those without signs below 32768
 //   nonZeroBits(w[8])   bit k for the k-th of 64 values
 //   zigZag(w[8], out[8])  64 values of a block in the order of the zig-zag sequence
-//   interleaveLow/High  a0 b0 a1 b1 ... of the first or last four values
+//   interleaveLow       a0 b0 a1 b1 ... of the first four values
+//   interleaved         the same, and of the last four
 //   lowHalves/highHalves  the first or last four values of a, then those of b
 // Longs:
 //   longs4(v), + -, shift<n> to the right with the sign
@@ -105,16 +106,25 @@ JPG_VEC Words packRounded(const Longs &a) {
   return packRounded<kShift>(a.low, a.high);
 }
 
+// Interleaves the first four of eight rows with the last four.
+JPG_VEC void interleaveRows(Words *m) {
+  const TwoWords a = interleaved(m[0], m[4]), b = interleaved(m[1], m[5]);
+  const TwoWords c = interleaved(m[2], m[6]), d = interleaved(m[3], m[7]);
+  m[0] = a.low;
+  m[1] = a.high;
+  m[2] = b.low;
+  m[3] = b.high;
+  m[4] = c.low;
+  m[5] = c.high;
+  m[6] = d.low;
+  m[7] = d.high;
+}
+
 // Eight rows become eight columns.
 JPG_VEC void transpose(Words *m) {
-  for (int round = 0; round < 3; round++) {
-    Words out[8];
-    for (int k = 0; k < 4; k++) {
-      out[2 * k] = interleaveLow(m[k], m[k + 4]);
-      out[2 * k + 1] = interleaveHigh(m[k], m[k + 4]);
-    }
-    for (int k = 0; k < 8; k++) m[k] = out[k];
-  }
+  interleaveRows(m);
+  interleaveRows(m);
+  interleaveRows(m);
 }
 
 JPG_VEC Words limited(Words w) { return least(most(w, words(-128)), words(127)); }

@@ -16,6 +16,9 @@ namespace vec {
 struct Words {
   int16x8_t v;
 };
+struct TwoWords {
+  Words low, high;
+};
 struct Bytes {
   uint8x16_t v;
 };
@@ -139,7 +142,17 @@ JPG_VEC uint64_t nonZeroBits(const Words *w) {
 }
 
 JPG_VEC Words interleaveLow(Words a, Words b) { return {vzipq_s16(a.v, b.v).val[0]}; }
-JPG_VEC Words interleaveHigh(Words a, Words b) { return {vzipq_s16(a.v, b.v).val[1]}; }
+JPG_VEC TwoWords interleaved(Words a, Words b) {
+#if defined(__aarch64__)
+  return {{vzip1q_s16(a.v, b.v)}, {vzip2q_s16(a.v, b.v)}};
+#else
+  // By its name, the instruction's result goes to registers that follow one another, and on by
+  // moves.
+  int16x8_t low = a.v, high = b.v;
+  asm("vzip.16 %q0, %q1" : "+w"(low), "+w"(high));
+  return {{low}, {high}};
+#endif
+}
 JPG_VEC Words lowHalves(Words a, Words b) {
   return {vcombine_s16(vget_low_s16(a.v), vget_low_s16(b.v))};
 }

@@ -16,6 +16,9 @@ namespace vec {
 struct Words {
   __m128i v;
 };
+struct TwoWords {
+  Words low, high;
+};
 struct Bytes {
   __m128i v;
 };
@@ -112,7 +115,9 @@ JPG_VEC uint64_t nonZeroBits(const Words *w) {
 }
 
 JPG_VEC Words interleaveLow(Words a, Words b) { return {_mm_unpacklo_epi16(a.v, b.v)}; }
-JPG_VEC Words interleaveHigh(Words a, Words b) { return {_mm_unpackhi_epi16(a.v, b.v)}; }
+JPG_VEC TwoWords interleaved(Words a, Words b) {
+  return {interleaveLow(a, b), {_mm_unpackhi_epi16(a.v, b.v)}};
+}
 JPG_VEC Words lowHalves(Words a, Words b) { return {_mm_unpacklo_epi64(a.v, b.v)}; }
 JPG_VEC Words highHalves(Words a, Words b) { return {_mm_unpackhi_epi64(a.v, b.v)}; }
 
