@@ -1,8 +1,8 @@
 #!/usr/bin/env bash
 # Builds the library for other targets and tests it there:
 #   targets.sh [--long] [--build FOLDER] TARGET...
-# Targets: i686 i686-ubsan arm armhf armhf-neon armhf-ubsan aarch64 s390x, or linux for all of these;
-# device device-v7 win32 win64, or dlls for all of these.
+# Targets: i686 i686-ubsan arm armhf armhf-neon armhf-ubsan aarch64 s390x, or linux for all of
+# these; device device-v7 win32 win64, or dlls for all of these.
 # Installs what is missing first. Each target has a set of tests that runs every day; with
 # --long all of its tests run. Builds go to build/targets unless a folder is given.
 #
