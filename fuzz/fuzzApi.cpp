@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "jpg.h"
+#include "mutator.h"
 #include "options.h"
 #include "support/stored.h"
 
@@ -437,6 +438,8 @@ void Machine::call(unsigned function) {
 }
 
 }  // namespace
+
+size_t streamAt(const uint8_t *data, size_t size) { return size == 0 ? 0 : size_t{1} + data[0]; }
 
 // A length, a program of that many bytes, and a stream.
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {

@@ -12,6 +12,7 @@
 
 #include "jpg.h"
 #include "kernels/jpgKernels.h"
+#include "mutator.h"
 #include "options.h"
 #include "share/jpgShare.h"
 
@@ -148,8 +149,10 @@ Outcome writePixels(const Bytes &pixels, const uint8_t *choices, const Way &way)
   if (height < 1 || height > 200) return out;
   const Unnamed file({});
   JPGHANDLE h = nullptr;
-  out.opened =
-      way.file ? jpgWritePrologToFile(file.path().c_str(), 0, &h) : jpgWritePrologToMemory(0, &h);
+  const uint32_t options = choices[0] >> 1 & 7U;
+  const uint32_t flags = options != 0 ? 0x4A500000 | options << 8 : 0;
+  out.opened = way.file ? jpgWritePrologToFile(file.path().c_str(), flags, &h)
+                        : jpgWritePrologToMemory(flags, &h);
   check(out.opened == JPG_OK);
   if (way.plainKernels) h->kernels = &jpg::jpgPortableKernels;
   jpgWriteSetSubsamplingFactor(h, kSamplings[choices[3] & 3]);
@@ -194,6 +197,11 @@ void compareWays(const Job &job) {
 }
 
 }  // namespace
+
+// What is written are pixels.
+size_t streamAt(const uint8_t *data, size_t size) {
+  return size == 0 || (data[0] & 1) != 0 ? size : kChoices;
+}
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
   if (size <= kChoices || size > (1 << 16)) return 0;

@@ -4,10 +4,12 @@
 // library's internal header.
 #include "exif/jpgRExif.h"
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <vector>
 
+#include "mutator.h"
 #include "options.h"
 #include "support/stored.h"
 
@@ -111,6 +113,12 @@ void readThumbnail(JPGEXIFHANDLE exif, uint8_t choice) {
 }
 
 }  // namespace
+
+// The thumbnail's.
+size_t streamAt(const uint8_t *data, size_t size) {
+  constexpr uint8_t kStart[] = {0xFF, 0xD8, 0xFF};
+  return static_cast<size_t>(std::search(data, data + size, kStart, kStart + 3) - data);
+}
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
   if (size < 1 || size > kMaxTiff) return 0;

@@ -62,6 +62,8 @@ uint32_t writeBitmap(JPGHANDLE h, Input *in) {
   bitmap.header.biBitCount = kDepths[in->below(8)];
   bitmap.header.biCompression = in->below(4);
   bitmap.header.biClrUsed = in->below(300);
+  static constexpr uint32_t kMasks[] = {0xF800, 0x07E0, 0x001F};
+  if (bitmap.header.biClrUsed % 2 != 0) memcpy(bitmap.colors, kMasks, sizeof(kMasks));
   const int32_t lines = static_cast<int32_t>(in->below(64));
   std::vector<uint8_t> bits = in->rest();
   bitmap.header.biSizeImage = static_cast<uint32_t>(bits.size());

@@ -1,7 +1,9 @@
 #!/usr/bin/env bash
 # Runs every fuzz target, or those named, for some seconds each:
-# fuzz.sh [--msan] [-j PROCESSES] [SECONDS [TARGET...]]
-# With JPG_CORPUS, small files of that folder are seeds, too. Prints executions and coverage.
+# fuzz.sh [--msan] [-j PROCESSES] [SECONDS|NUMBERx [TARGET...]]
+# With an x the number counts executions instead: 14300000x makes 100 million of all seven targets.
+# With JPG_CORPUS, small files of that folder are seeds, too. Prints executions and coverage. The logs
+# stay: `scripts/fuzz_report.py build/fuzz/logs/*` adds up all runs.
 # --msan takes MemorySanitizer in place of Address-, Leak- and UndefinedBehaviorSanitizer, and what
 # they have found so far as seeds.
 # SPDX-License-Identifier: MIT
@@ -18,8 +20,14 @@ if [ "${1:-}" = -j ]; then
   processes=$2
   shift 2
 fi
-seconds=${1:-60}
+amount=${1:-60}
 [ $# -eq 0 ] || shift
+limit=-max_total_time=$amount
+unit=seconds
+if [[ $amount == *x ]]; then
+  limit=-runs=${amount%x}
+  unit=executions
+fi
 targets=("$@")
 [ ${#targets[@]} -gt 0 ] || targets=(fuzzRead fuzzLenient fuzzWrite fuzzExif fuzzApi fuzzDiff fuzzModel)
 scripts/setup.sh build clang
@@ -29,6 +37,7 @@ cmake --preset $preset >/dev/null
 cmake --build --preset $preset
 folder=$PWD/build/$preset
 mkdir -p "$folder/findings" "$folder/logs"
+began=$(date +%s)
 
 # Seeds made from the corpus; they are kept in the build folder.
 corpus_seeds() {
@@ -41,14 +50,14 @@ corpus_seeds() {
 }
 
 run() {
-  local known=()
+  local known=() log=$folder/logs/$1.$began.log
   corpus_seeds "$1"
   mkdir -p "$folder/corpus-$1"
   if [ $preset != fuzz ] && [ -d "build/fuzz/corpus-$1" ]; then known=("build/fuzz/corpus-$1"); fi
-  "$folder/fuzz/$1" -max_total_time="$seconds" -dict=fuzz/jpeg.dict -timeout=10 \
+  "$folder/fuzz/$1" "$limit" -dict=fuzz/jpeg.dict -timeout=10 \
     -rss_limit_mb=2048 -print_final_stats=1 -artifact_prefix="$folder/findings/$1-" \
-    "$folder/corpus-$1" "$folder/fuzz/seeds" "$folder/seeds-$1" "${known[@]}" >"$folder/logs/$1.log" 2>&1 && return
-  tail -n 30 "$folder/logs/$1.log" >&2
+    "$folder/corpus-$1" "$folder/fuzz/seeds" "$folder/seeds-$1" "${known[@]}" >"$log" 2>&1 && return
+  tail -n 30 "$log" >&2
   echo "fuzz: $1 has findings: build/$preset/findings" >&2
   return 1
 }
@@ -67,6 +76,6 @@ while [ "$running" -gt 0 ]; do
   wait -n || failed=1
   running=$((running - 1))
 done
-python3 scripts/fuzz_report.py "$folder"/logs/*.log
-[ "$failed" = 0 ] && echo "fuzz: no findings in $seconds seconds per target"
+python3 scripts/fuzz_report.py "$folder"/logs/*."$began".log
+[ "$failed" = 0 ] && echo "fuzz: no findings in ${amount%x} $unit per target"
 exit "$failed"

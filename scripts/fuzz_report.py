@@ -37,14 +37,15 @@ def main(names):
         for key, value in read(name).items():
             grows = key in ("executions", "seconds")
             total[key] = total.get(key, 0) + value if grows else max(total.get(key, 0), value)
-    print("| target | executions | hours | edges reached | of | corpus | MB |")
-    print("|---|---|---|---|---|---|---|")
+    print("| target | executions | a second | hours | edges reached | of | corpus | MB |")
+    print("|---|---|---|---|---|---|---|---|")
     for target, t in sorted(totals.items()):
-        print(f"| {target} | {t['executions']:,} | {t['seconds'] / 3600:.2f} | {t['reached']:,} "
-              f"| {t['edges']:,} | {t['corpus']:,} | {t['peak']} |")
+        print(f"| {target} | {t['executions']:,} | {t['executions'] / max(t['seconds'], 1):,.0f} "
+              f"| {t['seconds'] / 3600:.2f} | {t['reached']:,} | {t['edges']:,} | {t['corpus']:,} "
+              f"| {t['peak']} |")
     runs = sum(t["executions"] for t in totals.values())
     hours = sum(t["seconds"] for t in totals.values()) / 3600
-    print(f"| all | {runs:,} | {hours:.2f} | | | | |")
+    print(f"| all | {runs:,} | {runs / 3600 / max(hours, 1 / 3600):,.0f} | {hours:.2f} | | | | |")
 
 
 if __name__ == "__main__":

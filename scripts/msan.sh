@@ -9,7 +9,7 @@ cd "$(dirname "$0")/.."
 scripts/setup.sh build test msan
 cmake --preset msan >/dev/null
 cmake --build --preset msan --target golden faults damage_test state_test fuzz_seeds \
-  fuzzReadReplay fuzzWriteReplay fuzzExifReplay fuzzApiReplay fuzzDiffReplay fuzzModelReplay
+  fuzzReadReplay fuzzLenientReplay fuzzWriteReplay fuzzExifReplay fuzzApiReplay fuzzDiffReplay fuzzModelReplay
 export MSAN_SYMBOLIZER_PATH=/usr/bin/llvm-symbolizer-19
 tests=build/msan/tests
 
@@ -25,6 +25,6 @@ quiet() {
 quiet 2 "$tests/whole/damage/damage_test" --gtest_brief=1
 JPG_STATE_CALLS=${JPG_STATE_CALLS:-100000} quiet 3 "$tests/whole/state/state_test" --gtest_brief=1
 "$tests/whole/faults/faults" "$tests/whole/faults" | tail -n 1
-for target in Read Write Exif Api Diff Model; do
+for target in Read Lenient Write Exif Api Diff Model; do
   "build/msan/fuzz/fuzz${target}Replay" build/msan/fuzz/seeds fuzz/regressions
 done

@@ -3,19 +3,20 @@
 """Mutation check: do the tests detect a wrong library?
 
 mutate.py [--sample N] [--seed S] [--folder DIR] [--only SUBSTRING] [--jobs N]
-          [--quick SECONDS] [--again]
+          [--quick SECONDS] [--minutes N] [--again]
 
-Copies the tree to DIR (build/mutants) and builds it there once. Then it changes one operator,
-constant or condition of src/ at a time: N of them (20), chosen by the seed. The changed files are
-compiled again and linked before the library into one test program after the other, until one
-fails; those that are likely to fail come first. A change survives only if all of them pass. The
-tests are the everyday ones, except those of the shared library, the packages and the documents.
+Copies the tree to DIR (build/mutants) and builds the library there once. Then it changes one
+operator, constant or condition of src/ at a time: N of them (20), chosen by the seed. The changed
+files are compiled again and linked before the library into one test program after the other, until
+one fails; those that are likely to fail come first. A program is built and timed when it is first
+needed. A change survives only if all of them pass. The tests are the everyday ones, except those of
+the shared library, the packages and the documents.
 
 Prints a line for each change, and the survivors at the end. A change doesn't count as a mutant if
 it doesn't compile, or if the compiler generates the same code (for survivors also with -O2). One
 that docs/mutation.md explains isn't tried and counts neither as killed nor as a survivor. Exits
 with 1 when less than 95 % are killed. With --quick, tests that take longer are left out; with
---again, mutants that the last run has killed count without being tried, as long as their file is
+--minutes, no mutant is begun after that time, so that the sample may be smaller; with --again, mutants that the last run has killed count without being tried, as long as their file is
 the same.
 """
 import argparse
@@ -69,6 +70,7 @@ Mutant = collections.namedtuple("Mutant", "file number code original changed nth
 
 def code_lines(text):
     """The lines that hold code: no comments, directives, assertions, strings."""
+    text = re.sub(r"JPG_ASSERT\(.*?\);", lambda m: "\n" * m.group().count("\n"), text, flags=re.S)
     for number, line in enumerate(text.splitlines()):
         code = line.split("//", 1)[0].rstrip()
         if code and not code.lstrip().startswith(("#", "static_assert", "namespace", "using")):
@@ -148,7 +150,8 @@ class Base:
         self.make(["cmake", "-S", self.tree, "-B", self.build, "-G", "Ninja",
                    "-DCMAKE_BUILD_TYPE=Release", f"-DCMAKE_CXX_FLAGS_RELEASE={OPTIMISATION}",
                    "-DCMAKE_EXPORT_COMPILE_COMMANDS=ON"])
-        self.make(["cmake", "--build", self.build, "-j", str(jobs)])
+        self.jobs, self.lock, self.times = jobs, threading.RLock(), folder / "seconds.json"
+        self.build_target("jpg_static")
         listed = (self.build / "compile_commands.json").read_text(encoding="utf-8")
         commands = [shlex.split(entry["command"]) for entry in json.loads(listed)]
         self.compile = {words[words.index("-o") + 1]: words for words in commands}
@@ -157,6 +160,9 @@ class Base:
         self.tests = self.read_tests()
         self.parts = {program: self.parts_of(words) for program, words in self.links.items()}
         self.seconds, self.kills = {}, collections.Counter()
+        for name, (seconds, made) in self.known_times().items():
+            if name in self.tests and self.made(name) == made:
+                self.seconds[name] = seconds
 
     def copy_tree(self):
         for name in subprocess.run(["git", "ls-files"], cwd=ROOT, check=True, capture_output=True,
@@ -170,6 +176,9 @@ class Base:
     def make(self, command):
         if subprocess.run(command, stdout=subprocess.DEVNULL).returncode != 0:
             sys.exit("mutate: the tree doesn't build")
+
+    def build_target(self, target):
+        self.make(["cmake", "--build", self.build, "-j", str(self.jobs), "--target", target])
 
     def ninja(self, *words):
         return subprocess.run(["ninja", "-C", self.build, "-t", *words], check=True,
@@ -206,25 +215,46 @@ class Base:
         parts = {member for word in words for member in self.members.get(word, [word])}
         return {part for part in parts if part.endswith(".o") and not part.startswith("src/")}
 
-    def measure(self, worker, file):
-        """Measures how long the tests take; tests of unchanged programs aren't run again."""
-        before = json.loads(file.read_text(encoding="utf-8")) if file.exists() else {}
-        for name, (program, _, _) in self.tests.items():
-            made = (self.build / program).stat().st_mtime_ns
-            if before.get(name, [0, 0])[1] != made:
+    def known_times(self):
+        return json.loads(self.times.read_text(encoding="utf-8")) if self.times.exists() else {}
+
+    def made(self, name):
+        """When the test's program was built, 0 if it wasn't."""
+        program = self.build / self.tests[name][0]
+        return program.stat().st_mtime_ns if program.exists() else 0
+
+    def measure(self, name, folder):
+        """Builds the test's program, unless that is done, and measures how long the test takes."""
+        with self.lock:
+            if name in self.seconds:
+                return
+            program, command, home = self.tests[name]
+            self.build_target(program)
+            if program.endswith("Replay"):
+                self.build_target("fuzz_seeds")
+            self.read_dependencies()
+            here = [str(folder) if word == home else word for word in command]
+            start = time.monotonic()
+            if not run(here, 600, folder):
+                self.build_target("all")  # some tests need other programs
                 start = time.monotonic()
-                if not worker.passes(name, 600):
+                if not run(here, 600, folder):
                     sys.exit(f"mutate: {name} fails without a mutant")
-                before[name] = time.monotonic() - start, made
-            self.seconds[name] = before[name][0]
-        file.write_text(json.dumps(before), encoding="utf-8")
-        worker.clear()
+            self.seconds[name] = time.monotonic() - start
+            times = {**self.known_times(), name: (self.seconds[name], self.made(name))}
+            self.times.write_text(json.dumps(times), encoding="utf-8")
 
     def read_tests(self):
         listed = json.loads(subprocess.run(
             ["ctest", "--show-only=json-v1"], cwd=self.build, check=True, capture_output=True,
             text=True).stdout)["tests"]
         tests = {}
+        for program, words in self.links.items():
+            if any("gtest" in word for word in words):
+                # All of the program's tests at once.
+                file = self.build / program
+                tests[program] = (program, [str(file), "--gtest_brief=1", "--gtest_fail_fast"],
+                                  str(file.parent))
         for test in listed:
             command = test.get("command", [])
             programs = [os.path.relpath(word, self.build) for word in command]
@@ -233,10 +263,7 @@ class Base:
                 continue
             home = next((p["value"] for p in test["properties"]
                          if p["name"] == "WORKING_DIRECTORY"), None)
-            if program == programs[0] and any(w.startswith("--gtest_filter") for w in command):
-                # All of the program's tests at once. One that an emulator runs is taken as it is.
-                tests[program] = program, [command[0], "--gtest_brief=1", "--gtest_fail_fast"], home
-            else:
+            if not any(word.startswith("--gtest_filter") for word in command):
                 tests[test["name"]] = program, command, home
         return tests
 
@@ -250,8 +277,12 @@ class Base:
         that must be compiled anew."""
         def use(name):
             kills = self.kills[name] + 5 * self.kills[name, file]
-            objects = self.parts[self.tests[name][0]] & self.users[file]
-            return (1 + kills) / (0.5 + self.seconds.get(name, 0) + 3 * len(objects))
+            parts = self.parts[self.tests[name][0]]
+            missing = len(parts) + 2 if self.made(name) == 0 else 0
+            work = len(parts & self.users[file]) + missing
+            # The tests of a folder of src/ are in that of the same name.
+            near = self.tests[name][0].startswith(f"tests/{file.split('/')[1]}/")
+            return (1 + kills + 4 * near) / (0.5 + self.seconds.get(name, 2) + 3 * work)
         return sorted(self.tests, key=use, reverse=True)
 
 
@@ -367,6 +398,9 @@ class Worker:
     def try_tests(self, mutant):
         seconds = compared = 0
         for name in self.base.order(mutant.file):
+            self.base.measure(name, self.folder / "run")
+            if self.base.seconds[name] > self.base.quick:
+                continue
             seconds += self.base.seconds[name]
             if seconds > 5 and not compared:
                 compared = 1
@@ -381,8 +415,9 @@ class Worker:
 class Check:
     """Hands mutants to workers until enough of them are judged."""
 
-    def __init__(self, mutants, sample):
+    def __init__(self, mutants, sample, end, kept):
         self.mutants, self.sample, self.known = iter(mutants), sample, explained()
+        self.end, self.kept = end, kept  # when to stop, and the file of verdicts
         self.verdicts = {}  # by the mutants' names
         self.lock, self.waiting = threading.Lock(), 0
         self.counts, self.survivors = collections.Counter(), []
@@ -394,7 +429,7 @@ class Check:
         """The next mutant; None at the end. Waits while those being tried may be enough."""
         while True:
             with self.lock:
-                if self.judged() >= self.sample:
+                if self.judged() >= self.sample or time.time() > self.end:
                     return None
                 if self.judged() + self.waiting < self.sample:
                     mutant = next(self.mutants, None)
@@ -420,6 +455,7 @@ class Check:
                 self.counts[verdict] += 1
                 if verdict == "SURVIVED":
                     self.survivors.append(mutant)
+                self.kept.write_text(json.dumps(self.verdicts, indent=0), encoding="utf-8")
                 print(f"{mutant.file}:{mutant.number + 1}: {verdict} {test}: {mutant.changed}",
                       flush=True)
 
@@ -455,6 +491,7 @@ def main():
     parser.add_argument("--only", default="")
     parser.add_argument("--jobs", type=int, default=2)
     parser.add_argument("--quick", type=float, default=600)
+    parser.add_argument("--minutes", type=float, default=float("inf"))
     parser.add_argument("--again", action="store_true")
     options = parser.parse_args()
     resource.setrlimit(resource.RLIMIT_AS, (MEMORY, MEMORY))
@@ -462,25 +499,24 @@ def main():
     folder = options.folder.resolve()
     kept = folder / "verdicts.json"
     base = Base(folder, options.jobs)
+    base.quick = options.quick
     mutants = chosen(options)
     workers = [Worker(base, folder / f"worker{i}") for i in range(options.jobs)]
-    base.measure(workers[0], folder / "seconds.json")
     os.nice(15)  # a long run gives way to others
-    base.tests = {n: t for n, t in base.tests.items() if base.seconds[n] <= options.quick}
-    print(f"mutate: {len(base.tests)} tests, {sum(base.seconds[n] for n in base.tests):.0f} s",
-          flush=True)
-    check = Check(mutants, options.sample)
+    print(f"mutate: {len(base.tests)} tests", flush=True)
+    check = Check(mutants, options.sample, time.time() + 60 * options.minutes, kept)
+    # What killed mutants of a file in the run before is tried first.
+    before = json.loads(kept.read_text(encoding="utf-8")) if kept.exists() else {}
+    for name, (verdict, test) in before.items():
+        if verdict == "killed" and test in base.tests:
+            base.learn(name.split(":", 1)[0], test)
     if options.again:
-        check.verdicts = json.loads(kept.read_text(encoding="utf-8"))
-        for name, (verdict, test) in check.verdicts.items():
-            if verdict == "killed":
-                base.learn(name.split(":", 1)[0], test)
+        check.verdicts = before
     threads = [threading.Thread(target=check.work, args=(worker,)) for worker in workers]
     for thread in threads:
         thread.start()
     for thread in threads:
         thread.join()
-    kept.write_text(json.dumps(check.verdicts, indent=0), encoding="utf-8")
     return check.report()
 
 

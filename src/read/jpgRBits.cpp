@@ -4,6 +4,7 @@
 #include <string.h>
 
 #include "read/jpgRPlanes.h"
+#include "share/jpgAssert.h"
 
 namespace jpg {
 
@@ -27,6 +28,7 @@ void readRawBytes(JpgStream *s, uint8_t *out, uint32_t n) {
 uint32_t peekMarker(JpgStream *s) {
   const uint32_t partial = s->bitCount % 8;
   fillBits(s, partial + 16);
+  JPG_ASSERT(s->bitCount <= 31);
   const uint32_t code = (s->bitBuffer << partial) >> 16;
   return oldestIsStuffed(s) ? kStuffedByte : code;
 }

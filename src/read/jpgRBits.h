@@ -14,6 +14,7 @@
 
 #include <stdint.h>
 
+#include "share/jpgAssert.h"
 #include "share/jpgMarkers.h"
 #include "share/jpgShare.h"
 
@@ -24,6 +25,7 @@ constexpr uint32_t kStuffedByte = 0xFF00;
 
 // Appends a byte below the valid bits; stuffed: an FF whose zero was dropped.
 inline void appendByte(JpgStream *s, uint32_t byte, uint32_t stuffed) {
+  JPG_ASSERT(s->bitCount <= 23);
   s->bitBuffer |= (byte << 24) >> s->bitCount;
   s->bitCount += 8;
   s->stuffHistory = s->stuffHistory << 1 | stuffed;
@@ -57,10 +59,14 @@ inline void fillRaw(JpgStream *s, uint32_t n) {
 }
 
 // The next n bits, 0 <= n <= 16, which must be in the buffer.
-inline uint32_t topBits(const JpgStream *s, uint32_t n) { return (s->bitBuffer >> 1) >> (31 - n); }
+inline uint32_t topBits(const JpgStream *s, uint32_t n) {
+  JPG_ASSERT(n <= 16 && n <= s->bitCount);
+  return (s->bitBuffer >> 1) >> (31 - n);
+}
 
 // Drops n bits, 0 <= n <= 31, which must be in the buffer.
 inline void dropBits(JpgStream *s, uint32_t n) {
+  JPG_ASSERT(n <= s->bitCount);
   s->bitBuffer <<= n;
   s->bitCount -= n;
 }

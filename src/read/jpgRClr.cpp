@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "read/jpgRClr.h"
 
+#include "share/jpgAssert.h"
 #include "share/jpgSamples.h"
 
 namespace jpg {
@@ -130,8 +131,6 @@ template <uint32_t kComponents>
 struct CellRow {
   const int16_t *sample[kComponents];
 };
-
-inline uint8_t toByte(int16_t sample) { return static_cast<uint8_t>(sample + kLevelShift); }
 
 // Stores pixels without colour conversion; In is the order of components in memory.
 template <uint32_t... In>

@@ -4,6 +4,7 @@
 #include <string.h>
 
 #include "jpg.h"
+#include "share/jpgAssert.h"
 #include "share/jpgHeap.h"
 
 namespace jpg {
@@ -59,6 +60,7 @@ void freeCoefPieces(JpgContext *c) {
 
 int16_t *storedRow(const JpgContext &c, uint32_t mcuRow) {
   const uint32_t rows = c.read.rowsPerPiece;
+  JPG_ASSERT(mcuRow < c.mcuRows);
   if (mcuRow < rows) return c.coefStore + mcuRow * rowLength(c);
   return c.read.storePieces[mcuRow / rows - 1] + mcuRow % rows * rowLength(c);
 }

@@ -1,12 +1,15 @@
 // SPDX-License-Identifier: MIT
 #include "read/jpgRFastBits.h"
 
+#include "share/jpgAssert.h"
+
 namespace jpg {
 namespace {
 
 // Steps back over the data byte before p; true when it is an FF with its stuffed zero. An FF before
 // `begin` isn't the window's: the bit reader has already taken it for a data byte.
 bool stepBack(const uint8_t **p, const uint8_t *begin) {
+  JPG_ASSERT(*p > begin);
   const bool stuffed = *p - begin >= 2 && (*p)[-1] == 0 && (*p)[-2] == 0xFF;
   *p -= stuffed ? 2 : 1;
   return stuffed;
@@ -32,6 +35,7 @@ bool fillBesideFF(BitWindow *w) {
     w->count += 8 * bytes;
     w->loaded += 8 * bytes;
     w->next += stuffed ? bytes + 1 : bytes;
+    JPG_ASSERT(w->next <= w->end && w->count < kWindowBits);
     if (marker) return w->count >= kEnoughBits;
   }
   return true;
@@ -44,7 +48,9 @@ void closeWindow(BitWindow *w, JpgStream *s) {
   const uint8_t *next = w->next;
   for (uint32_t i = wanted; i < taken; i++) stepBack(&next, w->begin);
   s->bufIndex += static_cast<uint32_t>(next - w->begin);
+  JPG_ASSERT(s->bufIndex <= s->bufFill);
   const uint32_t count = w->count - 8 * (taken - wanted);
+  JPG_ASSERT(count <= 31);
   const auto top = static_cast<uint32_t>(w->bits >> (kWindowBits - 32));
   s->bitBuffer = count == 0 ? 0 : top >> (32 - count) << (32 - count);
   s->bitCount = count;

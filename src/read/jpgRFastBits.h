@@ -15,6 +15,7 @@
 #include <string.h>
 
 #include "read/jpgRVLC.h"
+#include "share/jpgAssert.h"
 #include "share/jpgHuffFast.h"
 #include "share/jpgShare.h"
 
@@ -94,7 +95,10 @@ inline WindowWord firstBytes(WindowWord v, uint32_t bytes) {
 }
 
 // Number of whole bytes that fit behind `count` valid bits.
-inline uint32_t roomFor(uint32_t count) { return (kWindowBits - 1 - count) / 8; }
+inline uint32_t roomFor(uint32_t count) {
+  JPG_ASSERT(count < kWindowBits);
+  return (kWindowBits - 1 - count) / 8;
+}
 
 // Bit 7 of each byte that is FF, and perhaps of bytes ahead of it; 0 when no byte is FF.
 inline WindowWord findFF(WindowWord v) {
@@ -122,6 +126,7 @@ inline void putBack(BitWindow *w, const WindowHead &head) {
 
 // Drops n bits, n < kWindowBits, which must be in the window.
 inline void dropHeadBits(WindowHead *head, uint32_t n) {
+  JPG_ASSERT(n < kWindowBits && n <= head->count);
   head->bits <<= n;
   head->count -= n;
 }
@@ -162,6 +167,7 @@ inline bool ensureBits(BitWindow *w, uint32_t n) { return w->count >= n || fillW
 
 // The next n bits, 0 <= n <= 16, which must be in the window.
 inline uint32_t windowBits(const BitWindow &w, uint32_t n) {
+  JPG_ASSERT(n <= w.count);
   return static_cast<uint32_t>((w.bits >> 1) >> (kWindowBits - 1 - n));
 }
 
@@ -174,6 +180,7 @@ inline HuffShortcut nextShortcut(const JpgHuffLookup &lookup, WindowWord bits) {
 // an invalid code.
 inline bool windowSymbol(BitWindow *w, WindowHead *head, const HuffDecoder &table,
                          uint32_t *symbol) {
+  JPG_ASSERT(table.maxLength <= head->count);
   noteReach(w, w->loaded - head->count + table.maxLength);
   const auto bits = static_cast<uint32_t>(head->bits >> (kWindowBits - kMaxCodeLength));
   const HuffSymbol next = symbolAt(*table.lookup, table.codes, bits);
@@ -184,6 +191,7 @@ inline bool windowSymbol(BitWindow *w, WindowHead *head, const HuffDecoder &tabl
 
 // Drops n bits, n < kWindowBits, which must be in the window.
 inline void dropWindowBits(BitWindow *w, uint32_t n) {
+  JPG_ASSERT(n < kWindowBits && n <= w->count);
   w->bits <<= n;
   w->count -= n;
 }

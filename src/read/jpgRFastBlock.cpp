@@ -3,6 +3,7 @@
 
 #include "read/jpgRVLC.h"
 #include "share/jpgArith.h"
+#include "share/jpgAssert.h"
 
 namespace jpg {
 namespace {
@@ -108,6 +109,7 @@ struct AcLoop {
   // Corner decoding may store outside of the corner; DC-only decoding stores no AC at all.
   void store(uint32_t position, int32_t value) {
     k = position;
+    JPG_ASSERT(position < kBlockSize);
     if (kLastStored == 0) return;
     block[kZigZag.natural[position]] = dequantise(value, quant[position]);
   }

@@ -6,6 +6,7 @@
 #include "kernels/jpgKernels.h"
 #include "read/jpgRVLC.h"
 #include "share/jpgArith.h"
+#include "share/jpgAssert.h"
 
 namespace jpg {
 namespace {
@@ -98,6 +99,7 @@ End firstLong(Block *b, uint32_t *n, bool *ended) {
 
 End decodeFirst(Block *b) {
   const uint32_t last = b->c->Se, shift = b->c->Al;
+  JPG_ASSERT(last < kBlockSize);
   uint32_t n = b->c->Ss;  // zig-zag position of the next coefficient
   for (;;) {
     if (!has(b, kSymbolBits)) return End::kAgain;
@@ -159,6 +161,7 @@ struct Refined {
 // Reads the correction bit of the coefficient at position k and applies it (T.81 G.1.2.3).
 inline bool correct(Block *b, const Refined &r, uint32_t k) {
   if (b->head.count == 0 && !fillHead(b->w, &b->head)) return false;
+  JPG_ASSERT(k < kBlockSize);
   const bool set = b->head.bits >> (kWindowBits - 1) != 0;
   drop(b, 1);
   int16_t *coefficient = &b->coefficients[kZigZag.natural[k]];
@@ -245,6 +248,7 @@ inline bool correct(Block *b, const Refined &r, uint32_t k) {
   JpgContext *c = b->c;
   const uint64_t band = ~uint64_t{0} >> (kBlockSize - 1 - c->Se) >> c->Ss << c->Ss;
   const uint64_t there = mask & band;
+  JPG_ASSERT(c->Ss <= c->Se && c->Se < kBlockSize);
   Refined r = {0,
                {static_cast<uint32_t>(there), static_cast<uint32_t>(there >> 32)},
                wrapShl(1, c->Al),

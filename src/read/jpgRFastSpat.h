@@ -13,6 +13,7 @@
 #include "read/jpgRFastBits.h"
 #include "read/jpgRVLC.h"
 #include "share/jpgArith.h"
+#include "share/jpgAssert.h"
 #include "share/jpgSpatial.h"
 
 namespace jpg {
@@ -181,6 +182,7 @@ template <typename Samples, uint32_t kComponents = 0>
                                                   RowHead *head, uint32_t i, uint32_t k,
                                                   int32_t prediction) {
   int32_t difference = 0;
+  JPG_ASSERT(k < row.c->numComponents && i < row.c->width * row.c->numComponents);
   const Result r = nextDifference<kComponents>(row.source, table, head, k, &difference);
   if (r != JPG_OK) return r;
   Samples::store(row.out, i, wrapAdd(prediction, difference) & row.mask);
@@ -276,6 +278,7 @@ template <bool kWords>
     length += category;
     if (length + spare > q->count) return false;
   }
+  JPG_ASSERT(length <= q->count);
   q->bits <<= length;
   q->count -= length;
   *difference = value;

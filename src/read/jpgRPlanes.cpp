@@ -5,6 +5,7 @@
 #include <string.h>
 
 #include "read/jpgRPlaneRows.h"
+#include "share/jpgAssert.h"
 #include "share/jpgHeap.h"
 #include "share/jpgSamples.h"
 
@@ -246,7 +247,10 @@ template <typename Sample, int32_t kShift>
 void putCell(const int16_t *in, uint8_t *out, ptrdiff_t stride, uint32_t cell) {
   for (uint32_t y = 0; y < cell; y++, in += kRowLength, out += stride) {
     auto *row = samplesOf<Sample>(out);
-    for (uint32_t x = 0; x < cell; x++) row[x] = static_cast<Sample>(in[x] + kShift);
+    for (uint32_t x = 0; x < cell; x++) {
+      JPG_ASSERT(in[x] >= -kShift && in[x] < kShift);
+      row[x] = static_cast<Sample>(in[x] + kShift);
+    }
   }
 }
 
@@ -295,6 +299,8 @@ void putBlock(Planes *p, uint32_t component, uint32_t mcuRow, uint32_t row, uint
   const uint32_t line = mcuRow % p->kept * k.rows + row * p->cell;
   uint8_t *out = k.samples + k.stride * static_cast<ptrdiff_t>(line);
   const size_t x = size_t{column} * p->cell;
+  JPG_ASSERT(row < k.blocksDown);
+  JPG_ASSERT((x + p->cell) * (p->wide ? 2 : 1) + kRowSlack <= static_cast<size_t>(k.stride));
   if (!p->wide && p->cell == kFullCell) {
     p->kernels->storeBlock(samples, out + x, k.stride);
   } else if (p->wide) {

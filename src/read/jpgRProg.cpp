@@ -12,6 +12,7 @@
 #include "read/jpgRScan.h"
 #include "read/jpgRSmooth.h"
 #include "share/jpgArith.h"
+#include "share/jpgAssert.h"
 #include "share/jpgMarkers.h"
 
 namespace jpg {
@@ -43,6 +44,7 @@ Result decodeInterleavedMcu(JpgContext *c, BitWindow *w, int16_t *mcu) {
     JpgScanComponent *component = &c->scanComponents[k];
     for (uint32_t i = 0; i < component->blocksPerMcu; i++, block += kBlockSize) {
       fetchBlock(block + kAhead);
+      JPG_ASSERT(block + kBlockSize <= mcu + c->blocksPerMcu * kBlockSize);
       const Result r = decodeProgressiveFast(c, w, block, component);
       if (r != JPG_OK) return r;
     }
@@ -129,6 +131,7 @@ Result decodeBlockRow(JpgContext *c, BitWindow *w, const BlockRow &row, bool las
     const ptrdiff_t mcu = row.h == 1 ? column : column / 2, inMcu = row.h == 1 ? 0 : column % 2;
     int16_t *block = row.block + (mcu * row.mcuBlocks + inMcu) * ptrdiff_t{kBlockSize};
     fetchBlock(block + ahead);
+    JPG_ASSERT(mcu < static_cast<ptrdiff_t>(c->mcusPerRow));
     const Result r = decodeProgressiveFast(c, w, block, &c->scanComponents[0]);
     if (r != JPG_OK) return r;
     column++;

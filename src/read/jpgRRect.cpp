@@ -10,6 +10,7 @@
 #include "read/jpgRPicture.h"
 #include "read/jpgRSmooth.h"
 #include "share/jpgArith.h"
+#include "share/jpgAssert.h"
 #include "share/jpgMarkers.h"
 
 namespace jpg {
@@ -33,6 +34,7 @@ Result decodeMcu(JpgContext *c, BitWindow *w, const McuPipeline &pipeline, Mcu *
     JpgScanComponent *component = &c->scanComponents[k];
     for (uint32_t i = 0; i < component->blocksPerMcu; i++, block += kBlockSize) {
       uint32_t last = 0;
+      JPG_ASSERT(mcu->count < c->blocksPerMcu && c->blocksPerMcu <= c->lumaBlockSlots);
       const Result r = pipeline.decode(w, &c->stream, block, component, &last);
       if (r != JPG_OK) return r;
       mcu->last[mcu->count++] = static_cast<uint8_t>(last);

@@ -9,6 +9,7 @@
 #include "read/jpgRHold.h"
 #include "read/jpgRWalk.h"
 #include "share/jpgArith.h"
+#include "share/jpgAssert.h"
 #include "share/jpgHeap.h"
 #include "share/jpgMarkers.h"
 
@@ -101,6 +102,9 @@ void listBlocks(const JpgContext &c, int16_t **blocks) {
     const uint32_t h = single ? 1 : across(component), v = single ? 1 : down(component);
     const uint32_t perRow = single ? stored.codedAcross : c.mcusPerRow;
     const size_t first = size_t{unit / perRow * v} * stored.across + unit % perRow * h;
+    JPG_ASSERT(component.blocksPerMcu == h * v);
+    JPG_ASSERT(first + (v - 1) * stored.across + h <=
+               uint64_t{stored.across} * c.mcuRows * down(component));
     for (uint32_t i = 0; i < h * v; i++) {
       *blocks++ = stored.blocks + (first + i / h * stored.across + i % h) * kBlockSize;
     }

@@ -7,6 +7,7 @@
 // count. Ties are rounded down in even columns and up in odd ones (by rows where only rows are
 // interpolated, and the other way round where both are), so that the mean doesn't move.
 #include "read/jpgRPlaneRows.h"
+#include "share/jpgAssert.h"
 
 namespace jpg {
 namespace {
@@ -24,6 +25,8 @@ void blendRows(const Planes &p, const PlaneComponent &k, const RowPair &rows, ui
   const auto *upper = samplesOf<Sample>(planeRow(p, k, rows.upper));
   const auto *lower = samplesOf<Sample>(planeRow(p, k, rows.lower));
   uint16_t *out = p.blend;
+  JPG_ASSERT(samples < p.columns + kRowSlack);
+  JPG_ASSERT(samples * sizeof(Sample) <= static_cast<size_t>(k.stride));
   for (uint32_t x = 0; x < samples; x++) {
     out[x] = static_cast<uint16_t>(upper[x] * rows.upperWeight + lower[x] * rows.lowerWeight);
   }

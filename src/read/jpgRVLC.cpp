@@ -4,6 +4,7 @@
 #include <string.h>
 
 #include "share/jpgArith.h"
+#include "share/jpgAssert.h"
 
 namespace jpg {
 namespace {
@@ -48,6 +49,7 @@ void refineCoefficient(JpgStream *s, int16_t *coefficient, const Refinement &add
 // passed; returns the index of the zero that ended the walk, or Se + 1.
 uint32_t refineRun(JpgContext *c, int16_t *block, uint32_t k, uint32_t zeros,
                    const Refinement &add) {
+  JPG_ASSERT(c->Se < kBlockSize);
   for (; k <= c->Se; k++) {
     int16_t *coefficient = &block[kZigZag.natural[k]];
     if (*coefficient != 0) {

@@ -2,6 +2,7 @@
 #include "share/jpgHuff.h"
 
 #include "jpg.h"
+#include "share/jpgAssert.h"
 #include "share/jpgHeap.h"
 #include "share/jpgHuffFast.h"
 
@@ -31,6 +32,7 @@ uint32_t listCodes(const HuffSource &source, JpgHuffCode *codes) {
     }
   }
   *codes = {};
+  JPG_ASSERT(maxLength <= kMaxCodeLength);
   return maxLength;
 }
 

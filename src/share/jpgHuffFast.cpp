@@ -5,6 +5,7 @@
 
 #include "jpg.h"
 #include "share/jpgArith.h"
+#include "share/jpgAssert.h"
 #include "share/jpgHeap.h"
 #include "share/jpgTables.h"
 
@@ -32,6 +33,7 @@ struct ShortcutMaker {
 void fillShortcuts(const ShortcutMaker &m, const JpgHuffCode &code, HuffShortcut word) {
   const uint32_t free = kShortcutBits - code.length;
   HuffShortcut *at = m.shortcuts + (code.code << free);
+  JPG_ASSERT((code.code + 1) << free <= 1U << kShortcutBits);
   for (uint32_t i = 0; i < uint32_t{1} << free; i++) at[i] = word;
 }
 
@@ -109,6 +111,7 @@ HuffSkip makeSkip(const JpgHuffLookup &lookup, uint32_t bits) {
     skip += run + 1;
     used += symbol.length + size;
   }
+  JPG_ASSERT(used <= kLongestSkip);
   return static_cast<HuffSkip>((used != 0 ? skip : kSkipNone) << 8 | used);
 }
 
@@ -136,6 +139,7 @@ uint32_t makeHuffLookup(JpgHuffTable *table, HuffUse use) {
   const uint32_t firstLong = coveredBy(*table, shortCodes);
   const uint32_t longShift = kMaxCodeLength - table->maxLength;
   const uint32_t entries = (coveredBy(*table, table->count) - firstLong) >> longShift;
+  JPG_ASSERT(coveredBy(*table, table->count) <= 1U << kMaxCodeLength && entries <= 8192);
   auto *block = static_cast<uint8_t *>(heapAlloc(sizeof(JpgHuffLookup) + entries));
   if (block == nullptr) return JPG_E_OUT_OF_MEMORY;
   void *at = block;

@@ -7,6 +7,8 @@
 
 #include <stdint.h>
 
+#include "share/jpgAssert.h"
+
 namespace jpg {
 
 constexpr int32_t kLevelShift = 128;
@@ -18,7 +20,10 @@ constexpr int32_t kWideLevelShift = 2048;
 constexpr uint32_t kRowLength = 8;  // samples from a block's row to the next
 constexpr uint32_t kFullCell = 8;   // samples of a block at full size, both ways
 
-inline uint8_t toByte(int16_t sample) { return static_cast<uint8_t>(sample + kLevelShift); }
+inline uint8_t toByte(int16_t sample) {
+  JPG_ASSERT(sample >= kMinSample && sample <= kMaxSample);
+  return static_cast<uint8_t>(sample + kLevelShift);
+}
 
 // Sample limit: entry i is i - kSampleLimitZero, saturated to -128..127.
 constexpr int32_t kSampleLimitZero = 384;

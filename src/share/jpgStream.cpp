@@ -4,6 +4,7 @@
 #include <string.h>
 
 #include "platform.h"
+#include "share/jpgAssert.h"
 #include "share/jpgHeap.h"
 
 namespace jpg {
@@ -70,6 +71,7 @@ int32_t readMemory(JpgStream *s, void *buffer, uint32_t n) {
   if (s->position >= s->size) return 0;
   const uint32_t left = s->size - s->position;
   const uint32_t count = n < left ? n : left;
+  JPG_ASSERT(s->current == s->base + s->position);
   memcpy(buffer, s->current, count);
   s->current += count;
   s->position += count;
@@ -86,6 +88,7 @@ int32_t writeMemory(JpgStream *s, const void *data, uint32_t n) {
     s->current = static_cast<uint8_t *>(block);
     s->capacity = static_cast<uint32_t>(capacity);
   }
+  JPG_ASSERT(end <= s->capacity);
   if (n != 0) memcpy(s->current + s->position, data, n);
   s->position = static_cast<uint32_t>(end);
   s->size = s->position;
@@ -176,6 +179,7 @@ uint8_t streamRefill(JpgStream *s) {
     s->endState = kEndReadFailed;
     return kFill;
   }
+  JPG_ASSERT(count <= static_cast<int32_t>(kStreamBuffer));
   s->bufFill = static_cast<uint32_t>(count);
   s->bytesFetched += s->bufFill;
   s->bufIndex = 1;

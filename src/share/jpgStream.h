@@ -11,6 +11,7 @@
 #include <stdint.h>
 
 #include "jpg.h"
+#include "share/jpgAssert.h"
 
 namespace jpg {
 
@@ -99,6 +100,7 @@ uint8_t streamRefill(JpgStream *s);
 
 // The next byte of a source.
 inline uint8_t fetchByte(JpgStream *s) {
+  JPG_ASSERT(s->bufIndex <= s->bufFill && s->bufFill <= kStreamBuffer);
   if (s->bufIndex != s->bufFill) return s->inputBuffer[s->bufIndex++];
   return streamRefill(s);
 }

@@ -6,6 +6,7 @@
 #include <stdint.h>
 
 #include "share/jpgArith.h"
+#include "share/jpgAssert.h"
 
 namespace jpg {
 
@@ -57,6 +58,7 @@ constexpr ExtendTable kExtend = makeExtendTable();
 
 // The value of the additional bits `v` of a category. Branch-free: the sign is unpredictable.
 constexpr int32_t extend(int32_t v, uint32_t category) {
+  JPG_ASSERT(category <= kMaxDctCategory);
   return v + (kExtend.offset[category] & asr(v - kExtend.threshold[category], 31));
 }
 

@@ -8,6 +8,7 @@
 #include <stdint.h>
 
 #include "share/jpgArith.h"
+#include "share/jpgAssert.h"
 #include "share/jpgShare.h"
 
 namespace jpg {
@@ -92,6 +93,7 @@ struct PendingBits {
   uint32_t count;
 
   void append(const Corrections &more) {
+    JPG_ASSERT(count + more.count <= kMost);
     for (uint32_t left = more.count; left != 0;) {
       const uint32_t room = 32 - count % 32;
       const uint32_t n = left < room ? left : room;

@@ -3,6 +3,7 @@
 
 #include <string.h>
 
+#include "share/jpgAssert.h"
 #include "write/jpgWMagnitude.h"
 #include "write/jpgWVLC.h"
 
@@ -22,7 +23,6 @@ inline void putValue(BitRun *b, const JpgHuffCode *table, int32_t value, size_t 
 
 // A mask of levels as wide as a register.
 using Mask = size_t;
-constexpr uint32_t kMaskBits = sizeof(Mask) * 8;
 
 inline size_t lowestBit(Mask m) {
   return static_cast<size_t>(sizeof(Mask) == 8 ? __builtin_ctzll(m)
@@ -46,15 +46,14 @@ inline size_t putLevels(BitRun *b, const JpgHuffCode *table, const int16_t *leve
 }
 
 void putBlock(BitRun *run, JpgScanComponent *component, const int16_t *levels, uint64_t present) {
-  BitRun b = *run;  // in registers: what is stored might be the run's fields otherwise
+  BitRun b = *run;  // in registers: a byte that is stored might be the run's otherwise
   const int32_t difference = levels[0] - component->dcPredictor;
   component->dcPredictor = levels[0];
   putValue(&b, component->dcCodes, difference, 0);
   const JpgHuffCode *table = component->acCodes;
-  size_t last = 0;
-  present &= ~uint64_t{1};
-  for (size_t base = 0; base < kBlockSize; base += kMaskBits) {
-    last = putLevels(&b, table, levels, static_cast<Mask>(present >> base), base, last);
+  size_t last = putLevels(&b, table, levels, static_cast<Mask>(present) & ~Mask{1}, 0, 0);
+  if (sizeof(Mask) == 4) {
+    last = putLevels(&b, table, levels, static_cast<Mask>(present >> 32), 32, last);
   }
   if (last != kBlockSize - 1) putRunBits(&b, table[kSymbolEob].code, table[kSymbolEob].length);
   *run = b;
@@ -96,6 +95,7 @@ Result encodeLevels(JpgContext *c, JpgScanComponent *component, const int16_t *l
   uint8_t apart[kMaxRunBytes];
   BitRun run = beginRun(c, apart);
   putBlock(&run, component, levels, present);
+  JPG_ASSERT(static_cast<uint32_t>(run.out - run.begin) <= kMaxRunBytes);
   return endRun(c, run);
 }
 

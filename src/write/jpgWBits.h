@@ -8,6 +8,7 @@
 #include <stdint.h>
 #include <string.h>
 
+#include "share/jpgAssert.h"
 #include "share/jpgShare.h"
 #include "write/jpgWMagnitude.h"
 
@@ -68,6 +69,7 @@ inline void emitWide(BitRun *b, uint64_t word) {
 // Appends the low `length` bits of value, 0 to 32; no higher bits may be set.
 inline void putRunBits(BitRun *b, uint32_t value, uint32_t length) {
   const uint64_t before = b->bits;
+  JPG_ASSERT(b->count < kRunBits && length <= 32 && uint64_t{value} >> length == 0);
   b->bits = before << length | value;
   b->count += length;
   if (b->count < kRunBits) return;

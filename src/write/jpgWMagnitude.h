@@ -7,6 +7,8 @@
 #include <stddef.h>
 #include <stdint.h>
 
+#include "share/jpgAssert.h"
+
 namespace jpg {
 
 constexpr int32_t kMaxMagnitude = 2047;
@@ -22,6 +24,7 @@ struct MagnitudeTable {
 extern const MagnitudeTable jpgMagnitudes;
 
 inline const Magnitude &magnitudeOf(int32_t value) {
+  JPG_ASSERT(value >= -kMaxMagnitude && value <= kMaxMagnitude);
   // As wide as a pointer: no conversion of the sum's.
   return jpgMagnitudes.entry[ptrdiff_t{kMaxMagnitude} + value];
 }

@@ -11,6 +11,7 @@
 #include <stddef.h>
 #include <stdint.h>
 
+#include "share/jpgAssert.h"
 #include "share/jpgShare.h"
 
 namespace jpg {
@@ -32,6 +33,7 @@ void releaseStore(ValueStore *store);
 
 // The place of value i, at which its piece has room for kPieceValues - i % kPieceValues values.
 inline int16_t *valueAt(const ValueStore &store, size_t i) {
+  JPG_ASSERT(i >> kPieceBits < store.count);
   return store.pieces[i >> kPieceBits] + (i & (kPieceValues - 1));
 }
 

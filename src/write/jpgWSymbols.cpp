@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "write/jpgWSymbols.h"
 
+#include "share/jpgAssert.h"
 #include "write/jpgWMark.h"
 #include "write/jpgWVLC.h"
 
@@ -15,6 +16,7 @@ Result finishSymbols(SymbolWriter *writer) { return endRun(writer->c, writer->ru
 
 Result SymbolWriter::endMcu() {
   const auto bytes = static_cast<uint32_t>(run.out - run.begin);
+  JPG_ASSERT(bytes <= kGatherRoom);
   if (bytes < kGatheredBytes) return JPG_OK;
   run.out = run.begin;
   return writeBytes(c, run.begin, bytes);

@@ -4,6 +4,7 @@
 #include <string.h>
 
 #include "kernels/jpgKernels.h"
+#include "share/jpgAssert.h"
 #include "share/jpgMarkers.h"
 #include "write/jpgWBits.h"
 #include "write/jpgWHead.h"
@@ -20,6 +21,7 @@ constexpr uint8_t kFill = 0xFF;  // byte behind which a data stream has a stuffe
 Result putByte(JpgContext *c, uint32_t byte) {
   JpgStream *s = &c->stream;
   if (c->write.outputFailed != kOutputFine) return JPG_E_WRITE_FAULT;
+  JPG_ASSERT(s->bufIndex < kStreamBuffer);
   s->inputBuffer[s->bufIndex++] = static_cast<uint8_t>(byte);
   return s->bufIndex < kStreamBuffer ? JPG_OK : flushStage(c);
 }
@@ -61,6 +63,7 @@ void makeLevels(const JpgContext &c, int16_t *blocks, uint64_t *present) {
     c.kernels->transformAndQuantise(blocks, count, stepsOf(c, k), present);
     blocks += count * kBlockSize;
     present += count;
+    JPG_ASSERT(count <= kMaxBlocksPerMcu);
   }
 }
 

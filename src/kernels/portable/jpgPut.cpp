@@ -2,6 +2,7 @@
 // Pixels of an MCU straight from its blocks: the result of the expansion and the pixel output of
 // jpgRClr.cpp without expanded blocks in between.
 #include "kernels/portable/jpgPortable.h"
+#include "share/jpgAssert.h"
 #include "share/jpgSamples.h"
 #include "share/jpgTables.h"
 
@@ -29,12 +30,14 @@ inline Middles middles() {
 }
 
 inline Tint tintOf(const Middles &m, int32_t cb, int32_t cr) {
+  JPG_ASSERT(cb >= kMinSample && cb <= kMaxSample && cr >= kMinSample && cr <= kMaxSample);
   const ColorPair *b = m.cb + cb;
   const ColorPair *r = m.cr + cr;
   return {m.limit + b->first, m.limit + (b->second + r->first), m.limit + r->second};
 }
 
 inline void putPixel(const Tint &tint, int32_t luma, uint8_t *out) {
+  JPG_ASSERT(luma >= kMinSample && luma <= kMaxSample);
   out[0] = tint.blue[luma];
   out[1] = tint.green[luma];
   out[2] = tint.red[luma];

@@ -100,6 +100,25 @@ class Pages(unittest.TestCase):
             for function in re.findall(r"\w+", functions):
                 self.assertRegex(read(f"src/{file}"), rf"(?m)^\S.*\b{function}\(", file)
 
+    def test_assertions_of_the_sources_are_those_that_the_page_argues_for(self):
+        rows = re.findall(r"(?m)^\| `(\S+\.(?:h|cpp))` \| `(\w+)` \| `(.+?)` \| (.{8,}) \|$",
+                          read("docs/bounds.md"))
+        argued = {(file, " ".join(condition.split())) for file, _, condition, _ in rows}
+        asserted = set()
+        for file in source_files():
+            if file.endswith("jpgAssert.h"):
+                continue
+            for condition in re.findall(r"JPG_ASSERT\((.+?)\);", read(file), re.S):
+                asserted.add((os.path.relpath(file, "src"), " ".join(condition.split())))
+        self.assertGreater(len(asserted), 40)
+        self.assertEqual(argued, asserted)
+        for file, function, condition, _ in rows:
+            # From the function's head to the assertion no other one begins at the margin.
+            words = r"\s+".join(re.escape(word) for word in condition.split())
+            head = rf"\b{function}\((?:(?!\n\S[^\n]*\) (?:const )?\{{\n)[\s\S])*?"
+            self.assertRegex(read(f"src/{file}"), head + rf"JPG_ASSERT\({words}\);",
+                             f"{function} in {file}")
+
     def test_test_programs_of_the_architecture_exist(self):
         named = set(re.findall(r"`(\w+_test|read\w+Test|golden_\w+)\b", read("docs/architecture.md")))
         self.assertGreater(len(named), 8)
@@ -189,6 +208,18 @@ class Pages(unittest.TestCase):
         for page in pages():
             for script in re.findall(r"\bscripts/[a-z_-]+(?:\.\w+)?", read(page)):
                 self.assertTrue(os.path.exists(f"{SOURCE}/{script}"), f"{page}: {script}")
+
+    def test_every_list_of_fuzz_targets_has_all(self):
+        listed = re.search(r"JPG_FUZZ_TARGETS ([^)]*)\)", read("fuzz/CMakeLists.txt"))[1].split()
+        self.assertEqual({f"fuzz/{name}.cpp" for name in listed}, set(files_like("fuzz/fuzz*.cpp")))
+        for file in (".clusterfuzzlite/build.sh", "scripts/fuzz.sh", "scripts/fuzz_functions.sh"):
+            named = re.search(r"targets=\((fuzz[^)]*)\)", read(file))[1].split()
+            self.assertEqual(sorted(named), sorted(listed), file)
+        for name in listed:
+            self.assertIn(f"- `{name}`: ", read("fuzz/README.md"))
+            self.assertIn(f"{name}Replay", read("scripts/msan.sh"))
+            mutates = "\nsize_t streamAt(" in read(f"fuzz/{name}.cpp")
+            self.assertEqual(name in read("scripts/fuzz_compare.sh"), mutates, name)
 
     def test_the_version_of_the_header_is_in_the_change_log(self):
         version = re.search(r'JPG_VERSION_STRING "([\d.]+)"', read("include/jpg.h"))[1]
