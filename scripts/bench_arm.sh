@@ -1,8 +1,10 @@
 #!/usr/bin/env bash
-# Counts instructions per pixel on 32-bit ARM, for the library and for libjpeg-turbo without its
-# vector code, and prints a Markdown table for each processor:
-#   bench_arm.sh [--flags "-O3"] [--functions] [--only WORDS] [v5] [v7]
-# v5 is ARMv5TE with soft float, like Debian's armel; v7 is ARMv7 with Thumb-2, like its armhf.
+# Counts instructions per pixel on ARM, for the library and for libjpeg-turbo, and prints a Markdown
+# table for each processor:
+#   bench_arm.sh [--flags "-O3"] [--functions] [--only WORDS] [v5] [v7] [v7-neon] [v8]
+# v5 is ARMv5TE with soft float, like Debian's armel; v7 is ARMv7 with Thumb-2, like its armhf, both
+# without vector code on either side; v7-neon and v8, AArch64, are with it on both. v5 and v7 unless
+# others are named.
 # Debian's packages are compiled with -O2, and so is the library unless other flags are given.
 # --functions prints the most expensive functions instead, --only chooses workloads.
 # Installs what is missing first; the packages of the other architectures are unpacked into
@@ -21,15 +23,14 @@ while [ $# -gt 0 ]; do
     --flags) flags=$2; shift ;;
     --functions) functions=yes ;;
     --only) only=$2; shift ;;
-    v5 | v7) targets+=("$1") ;;
-    *) sed -n '2,11s/^# \{0,1\}//p' "$0"; exit 2 ;;
+    v5 | v7 | v7-neon | v8) targets+=("$1") ;;
+    *) sed -n '2,14s/^# \{0,1\}//p' "$0"; exit 2 ;;
   esac
   shift
 done
 [ ${#targets[@]} -gt 0 ] || targets=(v5 v7)
 
 folder=$PWD/build/bench-arm
-export JSIMD_FORCENONE=1
 export JPG_CORPUS=${JPG_CORPUS:-$PWD/../shared/corpus}
 export JPG_BENCH_PICTURES=$folder/pictures
 
@@ -52,7 +53,8 @@ build() {
   local architecture triplet toolchain
   case $1 in
     v5) architecture=armel triplet=arm-linux-gnueabi toolchain=arm ;;
-    v7) architecture=armhf triplet=arm-linux-gnueabihf toolchain=armhf ;;
+    v7*) architecture=armhf triplet=arm-linux-gnueabihf toolchain=armhf ;;
+    v8) architecture=arm64 triplet=aarch64-linux-gnu toolchain=aarch64 ;;
   esac
   unpack $architecture
   local root=$folder/$architecture/usr
@@ -66,8 +68,14 @@ build() {
 
 # run TARGET WORDS...: the program on the target's processor.
 run() {
-  local emulator=(qemu-arm -cpu pxa270)
-  [ "$1" = v5 ] || emulator=(qemu-arm -cpu "cortex-a9,neon=off")
+  # libjpeg-turbo looks for NEON in a file that isn't the emulated processor's.
+  local emulator
+  case $1 in
+    v5) emulator=(env JSIMD_FORCENONE=1 qemu-arm -cpu pxa270) ;;
+    v7) emulator=(env JSIMD_FORCENONE=1 qemu-arm -cpu "cortex-a9,neon=off") ;;
+    v7-neon) emulator=(env JSIMD_FORCENEON=1 qemu-arm -cpu cortex-a9) ;;
+    v8) emulator=(qemu-aarch64 -cpu cortex-a53) ;;
+  esac
   local program=$folder/$1/bench/jpg_count
   shift
   "${emulator[@]}" -plugin "$folder/count.so" "$program" "$@"
@@ -102,19 +110,26 @@ report() {
   theirs=$(counts "$target" "$name" "$size" theirs | sed -n 's/ total$//p')
   pixels=$(sed -n 's/ pixels$//p' <<<"$ours")
   ours=$(sed -n 's/ total$//p' <<<"$ours")
-  # docs/performance.md is made of these lines.
-  echo "$target|$name|$size|$pixels|$ours|$theirs" >>"$folder/results/arm.txt"
+  # docs/performance.md is made of the lines of arm.txt.
+  local results=$folder/results/arm.txt
+  case $target in v7-neon | v8) results=$folder/results/neon.txt ;; esac
+  echo "$target|$name|$size|$pixels|$ours|$theirs" >>"$results"
   awk -v n="$name" -v s="$size" -v p="$pixels" -v a="$ours" -v b="$theirs" 'BEGIN {
     printf "| %s | %s | %.1f | %.1f | %.2f |\n", n, s, a / p, b / p, b / a }'
 }
 
 scripts/setup.sh build bench-arm
 mkdir -p "$folder/pictures" "$folder/results"
-[ -n "$only" ] || rm -f "$folder/results/arm.txt"
+[ -n "$only" ] || rm -f "$folder/results/arm.txt" "$folder/results/neon.txt"
 cc -O2 -shared -fPIC -fvisibility=hidden -o "$folder/count.so" bench/countPlugin.c
 for target in "${targets[@]}"; do
   build "$target"
-  if [ "$target" = v5 ]; then echo "ARMv5TE, $flags"; else echo "ARMv7, Thumb-2, $flags"; fi
+  case $target in
+    v5) echo "ARMv5TE, $flags" ;;
+    v7) echo "ARMv7, Thumb-2, $flags" ;;
+    v7-neon) echo "ARMv7, Thumb-2, NEON, $flags" ;;
+    v8) echo "AArch64, $flags" ;;
+  esac
   [ $functions = yes ] || printf '\n%s\n%s\n' \
     "| workload | size | ours, instructions a pixel | theirs | ratio |" \
     "|---|---|---:|---:|---:|"

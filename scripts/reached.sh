@@ -30,7 +30,7 @@ check() {
 
 scripts/setup.sh build
 check host
-check portable -DJPG_PORTABLE_KERNELS=ON
+check portable -DJPG_KERNELS=portable
 for toolchain in "$@"; do
   scripts/setup.sh "$toolchain"
   check "$toolchain" "-DCMAKE_TOOLCHAIN_FILE=$PWD/cmake/toolchains/$toolchain.cmake"

@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # Installs what is missing on a Debian machine: setup.sh GROUP...
-# Groups: build, packages, test, clang, msan, coverage, docs, lint, bench, bitmaps, pillow, valgrind, bench-arm; i686, arm, armhf, s390x, device,
-# device-v7, win32, wine32, win64 for other targets.
+# Groups: build, packages, test, clang, msan, coverage, docs, lint, bench, bitmaps, pillow, valgrind,
+# bench-arm; i686, arm, armhf, aarch64, s390x, device, device-v7, win32, wine32, win64 for other
+# targets.
 # SPDX-License-Identifier: MIT
 set -euo pipefail
 
@@ -18,10 +19,11 @@ declare -A packages=(
   [bitmaps]="ffmpeg imagemagick netpbm python3"
   [pillow]="python3-pil python3-numpy"
   [valgrind]="valgrind"
-  [bench-arm]="g++ g++-arm-linux-gnueabi g++-arm-linux-gnueabihf qemu-user dpkg"
+  [bench-arm]="g++ g++-arm-linux-gnueabi g++-arm-linux-gnueabihf g++-aarch64-linux-gnu qemu-user dpkg"
   [i686]="g++-i686-linux-gnu googletest"
   [arm]="g++-arm-linux-gnueabi qemu-user googletest"
   [armhf]="g++-arm-linux-gnueabihf qemu-user googletest"
+  [aarch64]="g++-aarch64-linux-gnu qemu-user googletest"
   [s390x]="g++-s390x-linux-gnu qemu-user googletest"
   [device]="g++-arm-linux-gnueabi qemu-user llvm python3"
   [device-v7]="clang lld llvm"

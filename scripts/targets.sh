@@ -1,8 +1,8 @@
 #!/usr/bin/env bash
 # Builds the library for other targets and tests it there:
 #   targets.sh [--long] [--build FOLDER] TARGET...
-# Targets: i686 i686-ubsan arm armhf armhf-neon armhf-ubsan s390x, or linux for all of these;
-# device device-v7 win32 win64, or dlls for all of these.
+# Targets: i686 i686-ubsan arm armhf armhf-neon armhf-ubsan aarch64 s390x, or linux for all of
+# these; device device-v7 win32 win64, or dlls for all of these.
 # Installs what is missing first. Each target has a set of tests that runs every day; with
 # --long all of its tests run. Builds go to build/targets unless a folder is given.
 #
@@ -11,7 +11,7 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
-readonly linux=(i686 i686-ubsan arm armhf armhf-neon armhf-ubsan s390x)
+readonly linux=(i686 i686-ubsan arm armhf armhf-neon armhf-ubsan aarch64 s390x)
 readonly dlls=(device device-v7 win32 win64)
 
 long=no
@@ -32,12 +32,14 @@ if [ ${#targets[@]} -eq 0 ]; then
   exit 2
 fi
 
-# The tests of every day and those of --long: everything, or the golden table and the faults.
+# The tests of every day and those of --long: everything, or the golden table and the faults, with
+# the kernels where a vector unit has its own.
 tests_of() {
   local everyday all=everything
   case $1 in
     i686 | arm) everyday=everything ;;
-    armhf | *-neon | *-ubsan) everyday=main ;;
+    armhf | *-ubsan) everyday=main ;;
+    armhf-neon | aarch64) everyday=kernels ;;
     s390x) everyday=main all=main ;;
     *) echo "targets.sh: no target $1" >&2; return 2 ;;
   esac
@@ -49,6 +51,7 @@ packages_of() {
     i686*) echo i686 ;;
     arm) echo arm ;;
     armhf*) echo armhf ;;
+    aarch64) echo aarch64 ;;
     s390x) echo s390x ;;
   esac
 }
@@ -58,6 +61,7 @@ build() {
   case $2 in
     everything) cmake --build "$1" ;;
     main) cmake --build "$1" --target golden faults ;;
+    kernels) cmake --build "$1" --target golden faults kernels_test ;;
   esac
 }
 
@@ -67,6 +71,7 @@ run_tests() {
   case $2 in
     everything) [ $long = yes ] || options=(-LE slow) ;;
     main) options=(-L '^(golden|faults)$') ;;
+    kernels) options=(-L '^(golden|faults|kernels)$' -E '/Portable$') ;;
   esac
   ctest --test-dir "$1" -j "$(nproc)" --output-on-failure --no-tests=error "${options[@]}"
 }

@@ -103,12 +103,14 @@ struct Kernels {
   const LoadKernels *loadYcc;     // blue, green, red as Y, Cb, Cr; chroma is decimated
   const LoadKernels *averageYcc;  // the same with the averages of chroma
   LevelMaskKernel levelMask;
+  const Kernels *next;  // the next best set, which the same processors have; null for the portable
 };
 
-// The set that runs on every processor of the target.
-extern const Kernels jpgPortableKernels;
+// The set that runs on every processor of the target, and those for vector units, where the build
+// has them: of 128 bits, SSE2 or NEON, and AVX2.
+extern const Kernels jpgPortableKernels, jpgVectorKernels, jpgAvx2Kernels;
 
-// The fastest set that this processor supports; the portable one where the build asks for it.
+// The fastest set that this processor supports, of those that the build has.
 const Kernels *bestKernels();
 
 }  // namespace jpg

@@ -128,10 +128,12 @@ Result decodeBlockRow(JpgContext *c, BitWindow *w, const BlockRow &row, bool las
       continue;
     }
     // An MCU has one or two blocks side by side.
-    const ptrdiff_t mcu = row.h == 1 ? column : column / 2, inMcu = row.h == 1 ? 0 : column % 2;
-    int16_t *block = row.block + (mcu * row.mcuBlocks + inMcu) * ptrdiff_t{kBlockSize};
+    const uint32_t mcu = row.h == 1 ? column : column / 2, inMcu = row.h == 1 ? 0 : column % 2;
+    int16_t *block =
+        row.block + (static_cast<ptrdiff_t>(mcu) * row.mcuBlocks + static_cast<ptrdiff_t>(inMcu)) *
+                        ptrdiff_t{kBlockSize};
     fetchBlock(block + ahead);
-    JPG_ASSERT(mcu < static_cast<ptrdiff_t>(c->mcusPerRow));
+    JPG_ASSERT(mcu < c->mcusPerRow);
     const Result r = decodeProgressiveFast(c, w, block, &c->scanComponents[0]);
     if (r != JPG_OK) return r;
     column++;

@@ -94,10 +94,11 @@ Result readQuantTables(JpgContext *c) {
     const uint32_t entryBytes = pqTq >> 4 == 1 ? 2 : 1;
     if (unread(*c) < entryBytes * kBlockSize) return JPG_OK;
     if (id >= kMaxTables) return JPG_E_UNSUPPORTED;
-    uint8_t data[2 * kBlockSize];
+    uint8_t data[2 * kBlockSize] = {};
     readRawBytes(&c->stream, data, entryBytes * kBlockSize);
     for (uint32_t k = 0; k < kBlockSize; k++) {
-      c->quantTables[id][k] = entryBytes == 1 ? data[k] : data[2 * k] << 8U | data[2 * k + 1];
+      const uint32_t word = uint32_t{data[2 * k]} << 8 | data[2 * k + 1];
+      c->quantTables[id][k] = entryBytes == 1 ? data[k] : word;
     }
     c->segConsumed += entryBytes * kBlockSize;
   }

@@ -138,6 +138,7 @@ const jpg::Kernels kDefinition = {
     nullptr,
     nullptr,
     nullptr,
-    levelMask};
+    levelMask,
+    nullptr};
 
 }  // namespace jpgtest

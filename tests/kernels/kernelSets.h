@@ -20,21 +20,25 @@
 
 namespace jpgtest {
 
-// Runs with each set of this processor. Where it has none of its own, the portable one is the best.
+// Runs with each set of this processor.
 class KernelTest : public ::testing::TestWithParam<const jpg::Kernels *> {
  protected:
   const jpg::Kernels *tested_ = GetParam();
   const jpg::Kernels *defined_ = &kDefinition;
 };
 
+// The portable one is the last.
 inline std::vector<const jpg::Kernels *> kernelSets() {
-  std::vector<const jpg::Kernels *> sets = {&jpg::jpgPortableKernels};
-  if (jpg::bestKernels() != sets[0]) sets.push_back(jpg::bestKernels());
+  std::vector<const jpg::Kernels *> sets;
+  for (const jpg::Kernels *k = jpg::bestKernels(); k != nullptr; k = k->next) sets.push_back(k);
   return sets;
 }
 
+// "Vector" is the set for 128 bits, the only other one but on processors with AVX2.
 inline std::string nameOf(const jpg::Kernels &set) {
-  return &set == &jpg::jpgPortableKernels ? "Portable" : "Best";
+  const std::vector<const jpg::Kernels *> sets = kernelSets();
+  if (&set == sets.back()) return "Portable";
+  return &set == sets[sets.size() - 2] ? "Vector" : "Avx2";
 }
 inline std::string nameOfSet(const ::testing::TestParamInfo<const jpg::Kernels *> &info) {
   return nameOf(*info.param);

@@ -247,9 +247,9 @@ int32_t nearest(int32_t sum, uint32_t step) {
   return sum >= 0 ? (2 * sum + s) / (2 * s) : -((-2 * sum + s) / (2 * s));
 }
 
-// Both sets against the division itself: DC levels of all sums with all steps.
+// All sets against the division itself: DC levels of all sums with all steps.
 TEST(DcLevels, AreTheNearestMultiplesForEverySumAndStep) {
-  for (const jpg::Kernels *kernels : {&jpg::jpgPortableKernels, jpg::bestKernels()}) {
+  for (const jpg::Kernels *kernels : jpgtest::kernelSets()) {
     // The plain routines take their time; and it's their division that is in question.
     const int32_t stride = kernels == &jpg::jpgPortableKernels ? 37 : 1;
     for (uint32_t t = 1; t <= 255; t++) {

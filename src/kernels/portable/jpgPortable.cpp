@@ -19,6 +19,7 @@ constexpr Kernels jpgPortableKernels = {
     &portableLoadYcc,
     &portableAverageYcc,
     portableLevelMask,
+    nullptr,
 };
 
 }  // namespace jpg

@@ -11,27 +11,19 @@
 
 namespace jpg {
 
-extern const Kernels jpgAvx2Kernels;
-
 void avx2InverseTransform(int16_t *block, uint32_t last);
 void avx2AccurateTransform(int16_t *block, uint32_t last);
-void avx2InverseTransformHalf(int16_t *block, uint32_t last);
 
 uint64_t avx2NonZeroMask(const int16_t *block);
-uint32_t avx2Dequantise(const int16_t *in, const int16_t *steps, int16_t *out);
 
-void avx2PutGray(const int16_t *blocks, uint8_t *out, ptrdiff_t stride, uint32_t rows,
-                 uint32_t columns);
 extern const YccKernels avx2PutYcc2, avx2PutYcc4, avx2PutYcc8;  // by samples of a cell
 
-void avx2StoreBlock(const int16_t *block, uint8_t *out, ptrdiff_t stride);
 extern const YccRowKernels avx2PutYccRow;
 
 void avx2TransformAndQuantise(int16_t *blocks, uint32_t count, const QuantSteps &steps,
                               uint64_t *masks);
 uint64_t avx2LevelMask(const int16_t *levels, uint32_t shift);
 
-void avx2LoadGray(const uint8_t *in, ptrdiff_t stride, int16_t *blocks);
 extern const LoadKernels avx2LoadYcc, avx2AverageYcc;
 
 }  // namespace jpg

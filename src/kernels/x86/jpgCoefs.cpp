@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The mask of a block's non-zero coefficients in zig-zag order, that of its levels, and
-// dequantisation, which returns the position of the last non-zero product.
+// The mask of a block's non-zero coefficients in zig-zag order, and that of its levels.
 #include <immintrin.h>
 
 #include "kernels/x86/jpgAvx2.h"
@@ -52,19 +51,6 @@ uint64_t avx2LevelMask(const int16_t *levels, uint32_t shift) {
     present |= static_cast<uint64_t>(~static_cast<uint32_t>(_mm256_movemask_epi8(zero))) << k;
   }
   return present;
-}
-
-uint32_t avx2Dequantise(const int16_t *in, const int16_t *steps, int16_t *out) {
-  for (int k = 0; k < 64; k += 16) {
-    const __m256i c = _mm256_loadu_si256(reinterpret_cast<const __m256i *>(in + k));
-    const __m256i q = _mm256_loadu_si256(reinterpret_cast<const __m256i *>(steps + k));
-    _mm256_storeu_si256(reinterpret_cast<__m256i *>(out + k), _mm256_mullo_epi16(c, q));
-  }
-  // gcc 12 omits vzeroupper ahead of the tail call. With dirty upper halves, every SSE instruction
-  // that follows may be slow, the caller's too.
-  _mm256_zeroupper();
-  // | 1: position 0 for a block of zeros.
-  return 63 - static_cast<uint32_t>(__builtin_clzll(avx2NonZeroMask(out) | 1));
 }
 
 }  // namespace jpg

@@ -15,7 +15,6 @@ constexpr int kLumaShift = kHalf - (128 << 12);  // with the level shift of 128
 constexpr int kPixelBytes = 3;
 
 __m128i load16(const uint8_t *in) { return _mm_loadu_si128(reinterpret_cast<const __m128i *>(in)); }
-__m128i load8(const uint8_t *in) { return _mm_loadl_epi64(reinterpret_cast<const __m128i *>(in)); }
 
 __m256i factors(int a, int b) {
   return _mm256_set1_epi32(
@@ -135,13 +134,6 @@ void loadYcc(const uint8_t *in, ptrdiff_t stride, int16_t *blocks) {
 }
 
 }  // namespace
-
-void avx2LoadGray(const uint8_t *in, ptrdiff_t stride, int16_t *blocks) {
-  for (int r = 0; r < kCell; r++, in += stride) {
-    const __m128i v = _mm_sub_epi16(_mm_cvtepu8_epi16(load8(in)), _mm_set1_epi16(128));
-    _mm_storeu_si128(reinterpret_cast<__m128i *>(blocks + kCell * r), v);
-  }
-}
 
 constexpr LoadKernels avx2LoadYcc = {{loadYcc<1, 1>, loadYcc<1, 2>},
                                      {loadYcc<2, 1>, loadYcc<2, 2>}};

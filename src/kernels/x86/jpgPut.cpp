@@ -3,8 +3,8 @@
 #include <immintrin.h>
 #include <string.h>
 
+#include "kernels/vector/jpgColour.h"
 #include "kernels/x86/jpgAvx2.h"
-#include "kernels/x86/jpgColour.h"
 
 namespace jpg {
 namespace {
@@ -111,25 +111,6 @@ void putYcc(const int16_t *blocks, uint8_t *out, ptrdiff_t stride, uint32_t rows
     if (!whole) memcpy(out, line, kPixelBytes * columns);
   }
 }
-
-}  // namespace
-
-void avx2PutGray(const int16_t *blocks, uint8_t *out, ptrdiff_t stride, uint32_t rows,
-                 uint32_t columns) {
-  for (uint32_t r = 0; r < rows; r++, out += stride) {
-    const __m128i y = _mm_add_epi16(loadRow(blocks + kCell * r), _mm_set1_epi16(128));
-    uint8_t line[16];
-    const __m128i bytes = _mm_packus_epi16(y, y);
-    if (columns == kCell) {
-      _mm_storel_epi64(reinterpret_cast<__m128i *>(out), bytes);
-      continue;
-    }
-    store16(line, bytes);
-    memcpy(out, line, columns);
-  }
-}
-
-namespace {
 
 __m128i loadFour(const int16_t *samples) {
   return _mm_loadl_epi64(reinterpret_cast<const __m128i *>(samples));

@@ -4,8 +4,8 @@
 #include <immintrin.h>
 #include <string.h>
 
+#include "kernels/vector/jpgColour.h"
 #include "kernels/x86/jpgAvx2.h"
-#include "kernels/x86/jpgColour.h"
 
 namespace jpg {
 namespace {
@@ -136,23 +136,6 @@ void putYccRow(const YccRow &row, uint8_t *out, uint32_t columns) {
 }
 
 }  // namespace
-
-void avx2StoreBlock(const int16_t *block, uint8_t *out, ptrdiff_t stride) {
-  const auto rows = [block](int k) {
-    return _mm256_loadu_si256(reinterpret_cast<const __m256i *>(block + 8 * k));
-  };
-  const auto store = [](uint8_t *upper, uint8_t *lower, __m128i v) {
-    _mm_storel_epi64(reinterpret_cast<__m128i *>(upper), v);
-    _mm_storeh_pd(reinterpret_cast<double *>(lower), _mm_castsi128_pd(v));
-  };
-  for (int k = 0; k < 8; k += 4, out += 4 * stride) {
-    // Rows 0 and 2 in the lower lane, 1 and 3 in the upper one.
-    const __m256i v = _mm256_xor_si256(_mm256_packs_epi16(rows(k), rows(k + 2)),
-                                       _mm256_set1_epi8(static_cast<char>(0x80)));
-    store(out, out + 2 * stride, _mm256_castsi256_si128(v));
-    store(out + stride, out + 3 * stride, _mm256_extracti128_si256(v, 1));
-  }
-}
 
 constexpr YccRowKernels avx2PutYccRow = {{{putYccRow<false, 1, 1>, putYccRow<false, 1, 1>},
                                           {putYccRow<false, 2, 1>, putYccRow<false, 2, 1>}},

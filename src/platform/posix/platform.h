@@ -61,7 +61,10 @@ DWORD GetFileSize(HANDLE file, DWORD *high);
 
 BOOL CloseHandle(HANDLE file);
 
-// Only the feature that the library asks for; not 0 when the processor and the system support it.
+// Only the features that the library asks for (the first one is SSE2); not 0 when the processor and
+// the system support it.
+constexpr DWORD PF_XMMI64_INSTRUCTIONS_AVAILABLE = 10;
+constexpr DWORD PF_ARM_NEON_INSTRUCTIONS_AVAILABLE = 19;
 constexpr DWORD PF_AVX2_INSTRUCTIONS_AVAILABLE = 40;
 BOOL IsProcessorFeaturePresent(DWORD feature);
 

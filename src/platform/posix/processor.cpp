@@ -1,9 +1,15 @@
 // SPDX-License-Identifier: MIT
-// The processor's features, determined once when the program is loaded: cpuid takes microseconds
-// on a virtual machine, and the library has no variables that could cache the result.
+// The processor's features. The library has no variables that could keep them, and cpuid takes
+// microseconds on a virtual machine: AVX2 is asked for once, when the program is loaded, by the
+// dynamic linker where it can do so, else by the compiler's runtime. The system's own word is
+// taken for vectors of 128 bits.
 #include "posixFile.h"
 
-#if defined(__x86_64__) && defined(__GLIBC__)
+#if defined(__i386__) || defined(__arm__)
+#include <sys/auxv.h>
+#endif
+
+#if (defined(__x86_64__) || defined(__i386__)) && defined(__GLIBC__)
 #include <cpuid.h>
 
 namespace {
@@ -37,32 +43,64 @@ JPG_BARE inline bool hasAvx2() {
   return (b & bit_AVX2) != 0;
 }
 
-int32_t answerAvx2(uint32_t feature) { return feature == jpg::PF_AVX2_INSTRUCTIONS_AVAILABLE; }
-int32_t answerNone(uint32_t /*feature*/) { return 0; }
+bool answerYes() { return true; }
+bool answerNo() { return false; }
 
 }  // namespace
 
 // The ifunc attribute takes the resolver's assembler name. It is set explicitly, because compilers
 // differ in how they mangle the name of a static function.
-using Answer = int32_t (*)(uint32_t feature);
+using Answer = bool (*)();
 extern "C" {
-static Answer jpgResolveFeature() __asm__("jpgResolveFeature");
-JPG_BARE static Answer jpgResolveFeature() { return hasAvx2() ? answerAvx2 : answerNone; }
-static int32_t jpgHasFeature(uint32_t feature) __attribute__((ifunc("jpgResolveFeature")));
+static Answer jpgResolveAvx2() __asm__("jpgResolveAvx2");
+JPG_BARE static Answer jpgResolveAvx2() { return hasAvx2() ? answerYes : answerNo; }
+static bool jpgHasAvx2() __attribute__((ifunc("jpgResolveAvx2")));
 }
 
-namespace jpg {
-namespace posix {
-BOOL hasProcessorFeature(DWORD feature) { return jpgHasFeature(feature); }
-}  // namespace posix
-}  // namespace jpg
+#elif defined(__x86_64__) || defined(__i386__)
+
+namespace {
+bool jpgHasAvx2() { return __builtin_cpu_supports("avx2") != 0; }
+}  // namespace
 
 #else
 
-namespace jpg {
-namespace posix {
-BOOL hasProcessorFeature(DWORD /*feature*/) { return 0; }
-}  // namespace posix
-}  // namespace jpg
+namespace {
+bool jpgHasAvx2() { return false; }
+}  // namespace
 
 #endif
+
+namespace jpg {
+namespace posix {
+namespace {
+
+// The unit with vectors of 128 bits: its feature, and whether it is there. Bits of AT_HWCAP are
+// those that cpuid gives for SSE2, and the system's own for NEON.
+#if defined(__x86_64__)
+constexpr DWORD kVectorUnit = PF_XMMI64_INSTRUCTIONS_AVAILABLE;
+bool hasVectors() { return true; }
+#elif defined(__i386__)
+constexpr DWORD kVectorUnit = PF_XMMI64_INSTRUCTIONS_AVAILABLE;
+bool hasVectors() { return (getauxval(AT_HWCAP) >> 26 & 1) != 0; }
+#elif defined(__ARM_NEON)
+constexpr DWORD kVectorUnit = PF_ARM_NEON_INSTRUCTIONS_AVAILABLE;
+bool hasVectors() { return true; }
+#elif defined(__arm__)
+constexpr DWORD kVectorUnit = PF_ARM_NEON_INSTRUCTIONS_AVAILABLE;
+bool hasVectors() { return (getauxval(AT_HWCAP) >> 12 & 1) != 0; }
+#else
+constexpr DWORD kVectorUnit = 0;
+bool hasVectors() { return false; }
+#endif
+
+}  // namespace
+
+BOOL hasProcessorFeature(DWORD feature) {
+  const bool has[] = {jpgHasAvx2(), hasVectors()};
+  return (static_cast<int>(feature == PF_AVX2_INSTRUCTIONS_AVAILABLE) & static_cast<int>(has[0])) |
+         (static_cast<int>(feature == kVectorUnit) & static_cast<int>(has[1]));
+}
+
+}  // namespace posix
+}  // namespace jpg

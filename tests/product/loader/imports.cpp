@@ -85,8 +85,12 @@ SYSTEM_CALL BOOL closeHandle(HANDLE file) { return jpg::CloseHandle(file); }
 
 // Desktop DLLs alone ask. The answer is the processor's, so that they take their best kernels.
 SYSTEM_CALL BOOL isProcessorFeaturePresent(DWORD feature) {
-  expect(feature == jpg::PF_AVX2_INSTRUCTIONS_AVAILABLE, "an unknown feature was asked for");
+  expect(feature == jpg::PF_AVX2_INSTRUCTIONS_AVAILABLE ||
+             feature == jpg::PF_XMMI64_INSTRUCTIONS_AVAILABLE,
+         "an unknown feature was asked for");
 #if defined(__i386__)
+  if (feature == jpg::PF_XMMI64_INSTRUCTIONS_AVAILABLE)
+    return __builtin_cpu_supports("sse2") ? 1 : 0;
   return __builtin_cpu_supports("avx2") ? 1 : 0;
 #else
   return 0;

@@ -1,14 +1,14 @@
 // SPDX-License-Identifier: MIT
-// The factors of the colour conversion with AVX2.
-#ifndef JPG_KERNELS_X86_COLOUR_H
-#define JPG_KERNELS_X86_COLOUR_H
+// The factors of the colour conversion with vectors.
+#ifndef JPG_KERNELS_VECTOR_COLOUR_H
+#define JPG_KERNELS_VECTOR_COLOUR_H
 
 #include <stdint.h>
 
 namespace jpg {
 
-// Multipliers, scaled by 2^15, with which _mm_mulhrs_epi16 gives exactly the colour tables'
-// entries for every sample of -128..127 (a test compares them all). 1.772 and 1.402 are above 1,
+// Multipliers, scaled by 2^15, whose products with every sample of -128..127, rounded to nearest,
+// are exactly the colour tables' entries (a test compares them all). 1.772 and 1.402 are above 1,
 // so the sample itself is added for blue and red.
 constexpr int16_t kCbBlue = 25297;    // 0.772
 constexpr int16_t kCbGreen = -11277;  // -0.34414
