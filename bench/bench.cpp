@@ -82,7 +82,7 @@ void writeLine(std::FILE *file, const Workload &w, const std::vector<Side> &side
                const std::vector<Times> &times) {
   std::fprintf(file,
                "{\"name\": \"%s\", \"size\": \"%s\", \"pixels\": %.0f, \"pictures\": %zu, "
-               "\"lossless\": %s, \"must\": %.1f, \"sides\": [",
+               "\"lossless\": %s, \"must\": %.2f, \"sides\": [",
                w.name().c_str(), w.size().c_str(), w.pixels(), w.pictures(),
                w.lossless() ? "true" : "false", w.must());
   for (size_t i = 0; i < sides.size(); i++) {
