@@ -74,7 +74,8 @@ BitRun beginRun(JpgContext *c, uint8_t *apart) {
   JpgStream *s = &c->stream;
   const bool fits = s->bufIndex + kMaxRunBytes < kStreamBuffer;
   uint8_t *begin = fits ? s->inputBuffer + s->bufIndex : apart;
-  return {s->bitBuffer, kBitBufferSize - s->bitCount, begin, begin};
+  const uint8_t *last = fits ? s->inputBuffer + (kStreamBuffer - 1 - kMaxRunBytes) : apart;
+  return {s->bitBuffer, kBitBufferSize - s->bitCount, begin, begin, last};
 }
 
 Result endRun(JpgContext *c, const BitRun &run) {
@@ -90,12 +91,22 @@ Result endRun(JpgContext *c, const BitRun &run) {
   return JPG_OK;
 }
 
-Result encodeLevels(JpgContext *c, JpgScanComponent *component, const int16_t *levels,
-                    uint64_t present) {
+// A run goes on through the blocks as long as there is room for another one.
+Result encodeLevels(JpgContext *c, const int16_t *blocks, const uint64_t *present) {
   uint8_t apart[kMaxRunBytes];
   BitRun run = beginRun(c, apart);
-  putBlock(&run, component, levels, present);
-  JPG_ASSERT(static_cast<uint32_t>(run.out - run.begin) <= kMaxRunBytes);
+  for (uint32_t i = 0; i < c->write.frameComponents; i++) {
+    JpgScanComponent *k = &c->scanComponents[i];
+    for (uint32_t b = 0; b < k->blocksPerMcu; b++, blocks += kBlockSize, present++) {
+      if (run.out > run.last) {
+        if (const Result r = endRun(c, run); r != JPG_OK) return r;
+        run = beginRun(c, apart);
+      }
+      [[maybe_unused]] const uint8_t *const begin = run.out;
+      putBlock(&run, k, blocks, *present);
+      JPG_ASSERT(static_cast<uint32_t>(run.out - begin) <= kMaxRunBytes);
+    }
+  }
   return endRun(c, run);
 }
 

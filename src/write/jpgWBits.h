@@ -14,8 +14,8 @@
 
 namespace jpg {
 
-// Room for the bytes of a run: a block takes at most 31 pending bits and 64 codes of 16 bits with
-// 11 additional bits each, with every byte stuffed.
+// Room for the bytes of a block, or of a run of codes: at most 63 pending bits and 64 codes of 16
+// bits with 11 additional bits each, with every byte stuffed.
 constexpr uint32_t kMaxRunBytes = 448;
 // Codes of up to 32 bits, additional bits included, that fit a run.
 constexpr uint32_t kMaxRunCodes = 48;
@@ -29,6 +29,7 @@ struct BitRun {
   uint32_t count;
   uint8_t *out;
   uint8_t *begin;
+  const uint8_t *last;  // up to where `out` may be for another kMaxRunBytes to fit
 };
 
 // Begins a run, which writes directly into the stage, or into `apart`, kMaxRunBytes of room, when
@@ -102,10 +103,9 @@ inline void putLosslessDifference(BitRun *b, const JpgHuffCode *table, int32_t d
   putRunBits(b, table[category].code << category | bits, table[category].length + category);
 }
 
-// Codes a block: its levels in zig-zag order, each -2047..2047. `present` is the mask of non-zero
-// levels, bit k for level k. Updates the DC predictor.
-Result encodeLevels(JpgContext *c, JpgScanComponent *component, const int16_t *levels,
-                    uint64_t present);
+// Codes the blocks of an MCU: their levels in zig-zag order, each -2047..2047. present[i] is the
+// mask of block i's non-zero levels, bit k for level k. Updates the DC predictors.
+Result encodeLevels(JpgContext *c, const int16_t *blocks, const uint64_t *present);
 
 }  // namespace jpg
 

@@ -9,7 +9,7 @@ namespace jpg {
 
 SymbolWriter beginSymbols(JpgContext *c, const JpgHuffCode *codes, uint8_t *room) {
   const JpgStream &s = c->stream;
-  return {c, codes, {s.bitBuffer, kBitBufferSize - s.bitCount, room, room}};
+  return {c, codes, {s.bitBuffer, kBitBufferSize - s.bitCount, room, room, room}};
 }
 
 Result finishSymbols(SymbolWriter *writer) { return endRun(writer->c, writer->run); }

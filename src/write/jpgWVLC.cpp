@@ -73,12 +73,7 @@ Result codeMcu(JpgContext *c, const int16_t *blocks, const uint64_t *present) {
     storeBlocks(&c->write.store, blocks, blocksOfMcu(*c));
     return JPG_OK;
   }
-  for (uint32_t i = 0; i < c->write.frameComponents; i++) {
-    JpgScanComponent *k = &c->scanComponents[i];
-    for (uint32_t b = 0; b < k->blocksPerMcu; b++, blocks += kBlockSize) {
-      if (const Result r = encodeLevels(c, k, blocks, *present++); r != JPG_OK) return r;
-    }
-  }
+  if (const Result r = encodeLevels(c, blocks, present); r != JPG_OK) return r;
   c->mcusSinceRestart++;
   return c->mcusSinceRestart == c->write.frameRestart ? writeRestart(c) : JPG_OK;
 }
