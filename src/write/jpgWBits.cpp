@@ -18,7 +18,7 @@ constexpr uint32_t kMaxRun = 15;
 inline void putValue(BitRun *b, const JpgHuffCode *table, int32_t value, size_t run) {
   const Magnitude m = magnitudeOf(value);
   const JpgHuffCode &code = table[run << 4 | m.category];
-  putRunBits(b, code.code << m.category | m.bits, code.length + uint32_t{m.category});
+  putRunBits(b, code.code | m.bits, code.length);
 }
 
 // A mask of levels as wide as a register.

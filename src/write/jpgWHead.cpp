@@ -100,7 +100,7 @@ void useTables(JpgContext *c) {
 
 }  // namespace
 
-Result makeEncodingTable(const StandardTable &source, JpgHuffTable *table) {
+Result makeEncodingTable(const StandardTable &source, CodeUse use, JpgHuffTable *table) {
   constexpr size_t kBytes = kEncodingEntries * sizeof(JpgHuffCode);
   JpgHuffTable fresh = {};
   const Result r = makeHuffCodes({source.counts, source.values}, &fresh);
@@ -108,7 +108,12 @@ Result makeEncodingTable(const StandardTable &source, JpgHuffTable *table) {
   auto *bySymbol = static_cast<JpgHuffCode *>(heapAlloc(kBytes));
   if (bySymbol != nullptr) {
     memset(bySymbol, 0, kBytes);
-    for (uint32_t i = 0; i < fresh.count; i++) bySymbol[fresh.codes[i].value] = fresh.codes[i];
+    for (uint32_t i = 0; i < fresh.count; i++) {
+      const JpgHuffCode &code = fresh.codes[i];
+      const uint32_t size = use == CodeUse::kWithBits ? code.value & 15U : 0;
+      bySymbol[code.value] = {code.code << size, code.value,
+                              static_cast<uint16_t>(code.length + size)};
+    }
   }
   heapFree(fresh.codes);
   if (bySymbol == nullptr) return JPG_E_OUT_OF_MEMORY;
@@ -190,8 +195,9 @@ void nameComponents(JpgContext *c) {
 
 Result makeEncodingTables(JpgContext *c) {
   for (uint32_t i = 0; i < 2; i++) {
-    if (const Result r = makeEncodingTable(kDcTables[i], &c->dcTables[i]); r != JPG_OK) return r;
-    if (const Result r = makeEncodingTable(kAcTables[i], &c->acTables[i]); r != JPG_OK) return r;
+    Result r = makeEncodingTable(kDcTables[i], CodeUse::kWithBits, &c->dcTables[i]);
+    if (r == JPG_OK) r = makeEncodingTable(kAcTables[i], CodeUse::kWithBits, &c->acTables[i]);
+    if (r != JPG_OK) return r;
   }
   return JPG_OK;
 }

@@ -21,9 +21,13 @@ struct StandardTable {
   uint32_t symbols;
 };
 
+// Whether the codes of a table stand alone, or have zeros in place of the additional bits behind
+// them, `length` counting both.
+enum class CodeUse { kAlone, kWithBits };
+
 // The first builds the encoding table of `source` in `table`, replacing what was there; the second
 // writes its DHT segment with the table byte tcTh. 0, JPG_E_OUT_OF_MEMORY or JPG_E_WRITE_FAULT.
-Result makeEncodingTable(const StandardTable &source, JpgHuffTable *table);
+Result makeEncodingTable(const StandardTable &source, CodeUse use, JpgHuffTable *table);
 Result writeHuffmanTable(JpgContext *c, const StandardTable &source, uint32_t tcTh);
 
 // Refuses, before anything is written, an image that a frame header can't describe:
@@ -59,7 +63,7 @@ void layOutFrame(JpgContext *c);
 // Blocks in an MCU of the planned DCT frame, of all components.
 uint32_t blocksOfMcu(const JpgContext &c);
 
-// Makes the encoding tables of a DCT frame. 0 or JPG_E_OUT_OF_MEMORY.
+// Makes the encoding tables of a DCT frame, kWithBits. 0 or JPG_E_OUT_OF_MEMORY.
 Result makeEncodingTables(JpgContext *c);
 
 // Makes the planned frame the record's frame, which the getters report.

@@ -205,8 +205,9 @@ Result reserveSavedLine(JpgContext *c, uint32_t lines) {
 
 // What a frame allocates as it begins.
 Result reserveFrame(JpgContext *c, uint32_t precision, uint32_t lines) {
-  const Result r = isHeld(*c) ? reserveDifferences(c, linesLeft(*c, lines))
-                              : makeEncodingTable(tableFor(precision), &c->dcTables[0]);
+  const Result r = isHeld(*c)
+                       ? reserveDifferences(c, linesLeft(*c, lines))
+                       : makeEncodingTable(tableFor(precision), CodeUse::kAlone, &c->dcTables[0]);
   return r != JPG_OK ? r : reserveSavedLine(c, lines);
 }
 

@@ -110,8 +110,24 @@ TEST_F(Output, AShortSinkStopsEverything) {
   EXPECT_EQ(flushStage(c_.get()), JPG_E_WRITE_FAULT);
 }
 
+TEST_F(Output, TablesOfBlocksHaveCodesWithThePlaceOfTheirBits) {
+  ASSERT_EQ(
+      makeEncodingTable({kDcLuminanceCounts, kDcValues, 12}, CodeUse::kWithBits, &c_->dcTables[0]),
+      JPG_OK);
+  const JpgHuffCode *table = c_->dcTables[0].codes;
+  // Table K.3: category 0 00, 3 100, 11 111111110.
+  EXPECT_EQ(table[0].code, 0b00u);
+  EXPECT_EQ(table[0].length, 2u);
+  EXPECT_EQ(table[3].code, 0b100'000u);
+  EXPECT_EQ(table[3].length, 6u);
+  EXPECT_EQ(table[11].code, 0b111111110'00000000000u);
+  EXPECT_EQ(table[11].length, 20u);
+}
+
 TEST_F(Output, DifferencesTakeTheirCategoryAndBits) {
-  ASSERT_EQ(makeEncodingTable({kDcLuminanceCounts, kDcValues, 12}, &c_->dcTables[0]), JPG_OK);
+  ASSERT_EQ(
+      makeEncodingTable({kDcLuminanceCounts, kDcValues, 12}, CodeUse::kAlone, &c_->dcTables[0]),
+      JPG_OK);
   const JpgHuffCode *table = c_->dcTables[0].codes;
   // Table K.3: category 0 00, 1 010, 2 011, 11 111111110.
   EXPECT_EQ(putDifference(c_.get(), table, 0), JPG_OK);     // 00
@@ -128,7 +144,7 @@ TEST_F(Output, LosslessDifferencesWrapInto16Bits) {
   // Seventeen categories: lengths 2, 3 x 5, 4, 5, ... as the wide table has them.
   constexpr uint8_t kCounts[16] = {0, 1, 5, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 0, 0};
   constexpr uint8_t kValues[17] = {0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15, 16};
-  ASSERT_EQ(makeEncodingTable({kCounts, kValues, 17}, &c_->dcTables[0]), JPG_OK);
+  ASSERT_EQ(makeEncodingTable({kCounts, kValues, 17}, CodeUse::kAlone, &c_->dcTables[0]), JPG_OK);
   const JpgHuffCode *table = c_->dcTables[0].codes;
   // Category 16 is 14 bits, 11111111111110, then 1000000000000000: for +-32768 alike.
   for (const int32_t d : {32768, -32768, 32768 + 65536}) {
