@@ -18,7 +18,9 @@ uint64_t rowBytes(const JpgContext &c) { return uint64_t{rowLength(c)} * sizeof(
 uint32_t rowsOfPiece(const JpgContext &c) {
   const uint64_t bytes = rowBytes(c);
   if (bytes == 0 || bytes * c.mcuRows <= kCoefPieceBytes) return c.mcuRows;
-  return bytes < kCoefPieceBytes ? static_cast<uint32_t>(kCoefPieceBytes / bytes) : 1;
+  // A division of 32 bits: not every processor has a routine for 64.
+  constexpr auto kPiece = static_cast<uint32_t>(kCoefPieceBytes);
+  return bytes < kPiece ? kPiece / static_cast<uint32_t>(bytes) : 1;
 }
 
 // Pieces behind the first one.

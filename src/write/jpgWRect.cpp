@@ -61,8 +61,9 @@ Result encodeByKernel(JpgContext *c, BandSource *band, const uint8_t *in) {
   return encodeMcu(c, blocks);
 }
 
-// Encodes two whole MCUs, one beside the other, through the kernel.
-Result encodeTwoByKernel(JpgContext *c, BandSource *band, const uint8_t *in) {
+// Encodes two whole MCUs, one beside the other, through the kernel. Out of line: its blocks needn't
+// be on the stack beside those of the others.
+[[gnu::noinline]] Result encodeTwoByKernel(JpgContext *c, BandSource *band, const uint8_t *in) {
   int16_t blocks[kMaxPairBlocks * kBlockSize];
   const uint32_t n = c->write.frameComponents;
   const uint8_t *second = in + n * c->mcuWidth;
