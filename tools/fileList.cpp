@@ -59,7 +59,7 @@ class Values {
 
 int showFiles(const char *command, const std::vector<std::string> &words,
               std::vector<OptionRule> rules, const ShowFile &show) {
-  // The last two had a meaning when the headers were read by the decoder.
+  // --no-eoi and --max-memory are taken and ignored: headers are read without the decoder now.
   for (const OptionRule rule : {OptionRule{"--json", false}, OptionRule{"-r", false},
                                 OptionRule{"--no-eoi", false}, OptionRule{"--max-memory", true}}) {
     rules.push_back(rule);

@@ -82,7 +82,7 @@ bool OutputFile::open(const std::string &name, std::string *why) {
   if (kind == NodeKind::kOther || kind == NodeKind::kFolder) {
     file_ = openFile(name_, "wb");
   } else {
-    const SignalsHeld held;  // until a signal would remove the new file
+    const SignalsHeld held;  // until the new file is noted for removal by a signal
     file_ = openBeside(name_, &temporary_);
     if (file_ == nullptr) temporary_.clear();
     if (file_ != nullptr) removeOnSignal(temporary_);
