@@ -61,15 +61,6 @@ void putBlock(BitRun *run, JpgScanComponent *component, const int16_t *levels, u
 
 }  // namespace
 
-uint8_t *emitStuffed(uint8_t *out, uint64_t word) {
-  for (uint32_t i = 0; i < 8; i++) {
-    const auto byte = static_cast<uint8_t>(word >> (56 - 8 * i));
-    *out++ = byte;
-    if (byte == 0xFF) *out++ = 0;
-  }
-  return out;
-}
-
 BitRun beginRun(JpgContext *c, uint8_t *apart) {
   JpgStream *s = &c->stream;
   const bool fits = s->bufIndex + kMaxRunBytes < kStreamBuffer;

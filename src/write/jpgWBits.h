@@ -53,7 +53,14 @@ inline void emitWord(BitRun *b) {
 
 // Stores 64 bits as bytes, stuffed as in emitWord(), and returns the place behind them. Out of
 // line: the loops that code symbols keep their registers.
-[[gnu::noinline]] uint8_t *emitStuffed(uint8_t *out, uint64_t word);
+[[gnu::noinline]] inline uint8_t *emitStuffed(uint8_t *out, uint64_t word) {
+  for (uint32_t i = 0; i < 8; i++) {
+    const auto byte = static_cast<uint8_t>(word >> (56 - 8 * i));
+    *out++ = byte;
+    if (byte == 0xFF) *out++ = 0;
+  }
+  return out;
+}
 
 // Stores 64 bits as bytes, with stuffed zeros.
 inline void emitWide(BitRun *b, uint64_t word) {
