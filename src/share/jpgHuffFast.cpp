@@ -29,7 +29,7 @@ struct ShortcutMaker {
   JpgHuffCode end;  // the last code for symbol 0 that is short enough; length 0 without one
 };
 
-// Stores a code's words: its place is that of all bits that begin with it.
+// Stores `word` for all values of the next bits that begin with the code.
 void fillShortcuts(const ShortcutMaker &m, const JpgHuffCode &code, HuffShortcut word) {
   const uint32_t free = kShortcutBits - code.length;
   HuffShortcut *at = m.shortcuts + (code.code << free);
