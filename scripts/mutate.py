@@ -3,7 +3,7 @@
 """Mutation check: do the tests detect a wrong library?
 
 mutate.py [--sample N] [--seed S] [--folder DIR] [--only SUBSTRING] [--jobs N]
-          [--quick SECONDS] [--minutes N] [--again]
+          [--quick SECONDS] [--minutes N] [--again | --continue]
 
 Copies the tree to DIR (build/mutants) and builds the library there once. Then it changes one
 operator, constant or condition of src/ at a time: N of them (20), chosen by the seed. The changed
@@ -16,11 +16,14 @@ Prints a line for each change, and the survivors at the end. A change doesn't co
 it doesn't compile, or if the compiler generates the same code (for survivors also with -O2). One
 that docs/mutation.md explains isn't tried and counts neither as killed nor as a survivor. Exits
 with 1 when less than 95 % are killed. With --quick, tests that take longer are left out; with
---minutes, no mutant is begun after that time, so that the sample may be smaller; with --again, mutants that the last run has killed count without being tried, as long as their file is
-the same.
+--minutes, no mutant is begun after that time, so that the sample may be smaller; with --again,
+mutants that the last run has killed count without being tried, as long as their file is the same;
+with --continue, so do its survivors: that goes on with a run that was interrupted.
 """
 import argparse
 import collections
+import concurrent.futures
+import fcntl
 import hashlib
 import itertools
 import json
@@ -154,7 +157,9 @@ class Base:
         self.build_target("jpg_static")
         listed = (self.build / "compile_commands.json").read_text(encoding="utf-8")
         commands = [shlex.split(entry["command"]) for entry in json.loads(listed)]
-        self.compile = {words[words.index("-o") + 1]: words for words in commands}
+        # No mutant is compiled twice: a compiler cache would only cost time.
+        self.compile = {words[words.index("-o") + 1]: words[words[0].endswith("ccache"):]
+                        for words in commands}
         self.read_dependencies()
         self.read_links()
         self.tests = self.read_tests()
@@ -303,17 +308,21 @@ class Worker:
             shutil.rmtree(self.folder / name, ignore_errors=True)
             (self.folder / name).mkdir()
 
-    def compiled(self, target, level="-O1"):
+    def compile(self, target, level):
+        """An object of the tree as it stands, None when it doesn't compile."""
+        made = self.folder / "made" / f"{next(self.made)}.o"
+        words = [word.replace(f"{self.base.tree}/src", f"{self.folder}/src")
+                 for word in self.base.compile[target]]
+        words[words.index("-o") + 1] = str(made)
+        done = subprocess.run([*words, level, "-w"], cwd=self.base.build,
+                              stderr=subprocess.DEVNULL)
+        return str(made) if done.returncode == 0 else None
+
+    def compiled(self, target):
         """The object of the changed tree, None when it doesn't compile."""
-        if (target, level) not in self.objects:
-            made = self.folder / "made" / f"{next(self.made)}.o"
-            words = [word.replace(f"{self.base.tree}/src", f"{self.folder}/src")
-                     for word in self.base.compile[target]]
-            words[words.index("-o") + 1] = str(made)
-            done = subprocess.run([*words, level, "-w"], cwd=self.base.build,
-                                  stderr=subprocess.DEVNULL)
-            self.objects[target, level] = str(made) if done.returncode == 0 else None
-        return self.objects[target, level]
+        if target not in self.objects:
+            self.objects[target] = self.compile(target, "-O1")
+        return self.objects[target]
 
     def users(self):
         return self.base.users[self.changed]
@@ -321,14 +330,13 @@ class Worker:
     def library_objects(self):
         return sorted(user for user in self.users() if user.startswith("src/"))
 
-    def digest(self, level="-O1"):
+    def compiles(self):
         """Recompiles the library's objects that depend on the changed file."""
-        made = [self.compiled(target, level) for target in self.library_objects()]
-        return None if None in made else self.digest_of(made)
+        return all(self.compiled(target) for target in self.library_objects())
 
     @staticmethod
-    def digest_of(files):
-        return hashlib.sha256(b"".join(Path(file).read_bytes() for file in files)).hexdigest()
+    def digest_of(file):
+        return hashlib.sha256(Path(file).read_bytes()).hexdigest()
 
     def linked(self, program):
         """Links a program with the changed library: its objects come before the archive's."""
@@ -366,18 +374,21 @@ class Worker:
         file.write_text("\n".join(lines) + "\n", encoding="utf-8")
         return kept
 
-    def same_code(self, mutant, level):
+    def same_code(self):
         """True if the compiler generates the same code for the mutant as for the original."""
-        changed, made = self.digest(level), self.objects
-        if level == "-O1":
-            return changed == self.digest_of(self.base.build / t for t in self.library_objects())
-        if (mutant.file, level) not in self.originals:
-            code = self.write(mutant, self.original)
-            self.objects = {}
-            self.originals[mutant.file, level] = self.digest(level)
-            self.write(mutant, code)
-            self.objects = made
-        return changed == self.originals[mutant.file, level]
+        return all(self.digest_of(self.compiled(t)) == self.digest_of(self.base.build / t)
+                   for t in self.library_objects())
+
+    def same_optimised(self, mutant):
+        """The same with -O2; ends at the first object that differs."""
+        for target in self.library_objects():
+            if target not in self.originals:
+                code = self.write(mutant, self.original)
+                self.originals[target] = self.digest_of(self.compile(target, "-O2"))
+                self.write(mutant, code)
+            if self.digest_of(self.compile(target, "-O2")) != self.originals[target]:
+                return False
+        return True
 
     def judge(self, mutant):
         """The verdict on a mutant, and the test that decided."""
@@ -386,9 +397,9 @@ class Worker:
             return "not built", ""
         self.original = self.write(mutant, mutant.code)
         try:
-            if self.digest() is None:
+            if not self.compiles():
                 return BROKEN, ""
-            if self.same_code(mutant, "-O1"):
+            if self.same_code():
                 return "same code", ""
             return self.try_tests(mutant)
         finally:
@@ -404,7 +415,7 @@ class Worker:
             seconds += self.base.seconds[name]
             if seconds > 5 and not compared:
                 compared = 1
-                if self.same_code(mutant, "-O2"):
+                if self.same_optimised(mutant):
                     return "same code", "-O2"
             if not self.passes(name, 10 + 10 * self.base.seconds[name]):
                 self.base.learn(mutant.file, name)
@@ -419,6 +430,7 @@ class Check:
         self.mutants, self.sample, self.known = iter(mutants), sample, explained()
         self.end, self.kept = end, kept  # when to stop, and the file of verdicts
         self.verdicts = {}  # by the mutants' names
+        self.again = {"", "SURVIVED", "explained"}  # verdicts that are asked for anew
         self.lock, self.waiting = threading.Lock(), 0
         self.counts, self.survivors = collections.Counter(), []
 
@@ -442,10 +454,10 @@ class Check:
             mutant = self.take()
             if mutant is None:
                 return
-            before = self.verdicts.get(name_of(mutant), ["", ""])
+            before, start = self.verdicts.get(name_of(mutant), ["", ""]), time.time()
             if (mutant.file, mutant.original, mutant.changed) in self.known:
                 verdict, test = "explained", ""
-            elif before[0] not in ("", "SURVIVED", "explained"):
+            elif before[0] not in self.again:
                 verdict, test = before
             else:
                 verdict, test = worker.judge(mutant)
@@ -455,9 +467,15 @@ class Check:
                 self.counts[verdict] += 1
                 if verdict == "SURVIVED":
                     self.survivors.append(mutant)
-                self.kept.write_text(json.dumps(self.verdicts, indent=0), encoding="utf-8")
-                print(f"{mutant.file}:{mutant.number + 1}: {verdict} {test}: {mutant.changed}",
-                      flush=True)
+                self.keep()
+                print(f"{mutant.file}:{mutant.number + 1}: {verdict} {test} "
+                      f"({time.time() - start:.1f} s): {mutant.changed}", flush=True)
+
+    def keep(self):
+        """Writes the verdicts, so that an interruption leaves the old ones or the new ones."""
+        made = self.kept.with_suffix(".new")
+        made.write_text(json.dumps(self.verdicts, indent=0), encoding="utf-8")
+        made.replace(self.kept)
 
     def report(self):
         for mutant in sorted(self.survivors):
@@ -493,10 +511,17 @@ def main():
     parser.add_argument("--quick", type=float, default=600)
     parser.add_argument("--minutes", type=float, default=float("inf"))
     parser.add_argument("--again", action="store_true")
+    parser.add_argument("--continue", dest="resume", action="store_true")
     options = parser.parse_args()
     resource.setrlimit(resource.RLIMIT_AS, (MEMORY, MEMORY))
     resource.setrlimit(resource.RLIMIT_CORE, (0, 0))
     folder = options.folder.resolve()
+    folder.mkdir(parents=True, exist_ok=True)
+    lock = (folder / "lock").open("w")  # closed, and so given back, at the end of the process
+    try:
+        fcntl.flock(lock, fcntl.LOCK_EX | fcntl.LOCK_NB)
+    except BlockingIOError:
+        sys.exit(f"mutate: another run uses {folder}")
     kept = folder / "verdicts.json"
     base = Base(folder, options.jobs)
     base.quick = options.quick
@@ -510,13 +535,13 @@ def main():
     for name, (verdict, test) in before.items():
         if verdict == "killed" and test in base.tests:
             base.learn(name.split(":", 1)[0], test)
-    if options.again:
+    if options.again or options.resume:
         check.verdicts = before
-    threads = [threading.Thread(target=check.work, args=(worker,)) for worker in workers]
-    for thread in threads:
-        thread.start()
-    for thread in threads:
-        thread.join()
+    if options.resume:
+        check.again.remove("SURVIVED")
+    with concurrent.futures.ThreadPoolExecutor(len(workers)) as threads:
+        for done in [threads.submit(check.work, worker) for worker in workers]:
+            done.result()
     return check.report()
 
 
