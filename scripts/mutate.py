@@ -149,6 +149,12 @@ class Base:
 
     def __init__(self, folder, jobs):
         self.tree, self.build = folder / "tree", folder / "build"
+        folder.mkdir(parents=True, exist_ok=True)
+        self.lock_file = (folder / "lock").open("w")  # given back at the end of the process
+        try:
+            fcntl.flock(self.lock_file, fcntl.LOCK_EX | fcntl.LOCK_NB)
+        except BlockingIOError:
+            sys.exit(f"mutate: another run uses {folder}")
         self.copy_tree()
         self.make(["cmake", "-S", self.tree, "-B", self.build, "-G", "Ninja",
                    "-DCMAKE_BUILD_TYPE=Release", f"-DCMAKE_CXX_FLAGS_RELEASE={OPTIMISATION}",
@@ -165,6 +171,7 @@ class Base:
         self.tests = self.read_tests()
         self.parts = {program: self.parts_of(words) for program, words in self.links.items()}
         self.seconds, self.kills = {}, collections.Counter()
+        self.linked = {}  # by programs: names of objects
         for name, (seconds, made) in self.known_times().items():
             if name in self.tests and self.made(name) == made:
                 self.seconds[name] = seconds
@@ -228,6 +235,24 @@ class Base:
         program = self.build / self.tests[name][0]
         return program.stat().st_mtime_ns if program.exists() else 0
 
+    def read_use(self, program):
+        """Learns which files of the library the program is linked with."""
+        words = [*self.links[program], "-Wl,--trace,--trace"]  # GNU ld names members from two on
+        words[words.index("-o") + 1] = str(self.build.parent / "traced")
+        listed = subprocess.run(words, cwd=self.build, check=True, capture_output=True,
+                                text=True).stdout
+        self.linked[program] = set(re.findall(r"[\w.-]+\.o\b", listed))
+        archives = [word for word in words if word in self.members]
+        if archives and not re.search(r"\.a[(:)].*\.o\b", listed):
+            sys.exit(f"mutate: the linker doesn't say which members {program} takes")
+
+    def concerns(self, name, file):
+        """False if the test's program has nothing in it that is made from the file."""
+        program = self.tests[name][0]
+        if program not in self.linked:
+            self.read_use(program)
+        return any(Path(user).name in self.linked[program] for user in self.users[file])
+
     def measure(self, name, folder):
         """Builds the test's program, unless that is done, and measures how long the test takes."""
         with self.lock:
@@ -246,6 +271,7 @@ class Base:
                 if not run(here, 600, folder):
                     sys.exit(f"mutate: {name} fails without a mutant")
             self.seconds[name] = time.monotonic() - start
+            self.read_use(program)
             times = {**self.known_times(), name: (self.seconds[name], self.made(name))}
             self.times.write_text(json.dumps(times), encoding="utf-8")
 
@@ -412,6 +438,8 @@ class Worker:
             self.base.measure(name, self.folder / "run")
             if self.base.seconds[name] > self.base.quick:
                 continue
+            if not self.base.concerns(name, mutant.file):
+                continue
             seconds += self.base.seconds[name]
             if seconds > 5 and not compared:
                 compared = 1
@@ -516,18 +544,12 @@ def main():
     resource.setrlimit(resource.RLIMIT_AS, (MEMORY, MEMORY))
     resource.setrlimit(resource.RLIMIT_CORE, (0, 0))
     folder = options.folder.resolve()
-    folder.mkdir(parents=True, exist_ok=True)
-    lock = (folder / "lock").open("w")  # closed, and so given back, at the end of the process
-    try:
-        fcntl.flock(lock, fcntl.LOCK_EX | fcntl.LOCK_NB)
-    except BlockingIOError:
-        sys.exit(f"mutate: another run uses {folder}")
     kept = folder / "verdicts.json"
     base = Base(folder, options.jobs)
     base.quick = options.quick
     mutants = chosen(options)
     workers = [Worker(base, folder / f"worker{i}") for i in range(options.jobs)]
-    os.nice(15)  # a long run gives way to others
+    os.nice(max(0, 15 - os.nice(0)))  # a long run gives way to others
     print(f"mutate: {len(base.tests)} tests", flush=True)
     check = Check(mutants, options.sample, time.time() + 60 * options.minutes, kept)
     # What killed mutants of a file in the run before is tried first.
