@@ -235,6 +235,19 @@ TEST(LenientCalls, StrayBitsAskForNothing) {
   }
 }
 
+TEST(LenientSegments, BehindTheLastOneThereIsNoMarkerAndNoLength) {
+  const Bytes stream = encode(makePicture(8, 8, {0x11}));
+  const Reader reader = Reader::ofMemory(stream, JPG_READ_LENIENT);
+  uint16_t marker = 99;
+  uint32_t length = 99, result = JPG_OK;
+  for (int32_t i = 0; i < 10 && result == JPG_OK; i++) {
+    result = jpgReadSeekMarkerSegment(reader.handle(), i == 0 ? 0 : 1, &marker, &length);
+  }
+  EXPECT_RESULT(JPG_E_NOT_JPEG, result);
+  EXPECT_EQ(0, marker);
+  EXPECT_EQ(0U, length);
+}
+
 // ---- Bitmaps ----------------------------------------------------------------
 
 struct Bitmap {
