@@ -10,17 +10,16 @@ operator, constant or condition of src/ at a time: N of them (20), chosen by the
 files are compiled again and linked before the library into one test program after the other, until
 one fails; those that are likely to fail come first, and those in which nothing is made from the file
 are left out. A program is built and timed when it is first needed. A change survives only if all of
-them pass. The tests are the everyday ones, except those of
-the shared library, the packages and the documents.
+them pass. The tests are the everyday ones, except those of the shared library, the packages and the
+documents.
 
 Prints a line for each change, and the survivors at the end. A change doesn't count as a mutant if
 it doesn't compile, or if the compiler generates the same code (for survivors also with -O2). One
 that docs/mutation.md explains isn't tried and counts neither as killed nor as a survivor. Exits
-with 1 when less than 95 % are killed. With --quick, tests that take longer are left out, but for
-those of the file's folder; with --minutes, no mutant is begun after that time, so that the sample
-may be smaller; with --again, mutants that the last run has killed count without being tried, as long
-as their file is the same; with --continue, so do its survivors: that goes on with a run that was
-interrupted.
+with 1 when less than 95 % are killed. With --quick, tests that take longer are left out; with
+--minutes, no mutant is begun after that time, so that the sample may be smaller; with --again,
+mutants that the last run has killed count without being tried, as long as their file is the same;
+with --continue, so do its survivors: that goes on with a run that was interrupted.
 """
 import argparse
 import collections
@@ -305,10 +304,6 @@ class Base:
         self.kills[name] += 1
         self.kills[name, file] += 1
 
-    def near(self, name, file):
-        """True for the tests of a folder of src/, which are in that of the same name."""
-        return self.tests[name][0].startswith(f"tests/{file.split('/')[1]}/")
-
     def order(self, file):
         """Names of tests: soon the quick ones that have killed mutants of the file, late those
         that must be compiled anew."""
@@ -317,7 +312,9 @@ class Base:
             parts = self.parts[self.tests[name][0]]
             missing = len(parts) + 2 if self.made(name) == 0 else 0
             work = len(parts & self.users[file]) + missing
-            return (1 + kills + 4 * self.near(name, file)) / (0.5 + self.seconds.get(name, 2) + 3 * work)
+            # The tests of a folder of src/ are in that of the same name.
+            near = self.tests[name][0].startswith(f"tests/{file.split('/')[1]}/")
+            return (1 + kills + 4 * near) / (0.5 + self.seconds.get(name, 2) + 3 * work)
         return sorted(self.tests, key=use, reverse=True)
 
 
@@ -440,8 +437,7 @@ class Worker:
         seconds = compared = 0
         for name in self.base.order(mutant.file):
             self.base.measure(name, self.folder / "run")
-            slow = self.base.seconds[name] > self.base.quick
-            if slow and not self.base.near(name, mutant.file):
+            if self.base.seconds[name] > self.base.quick:
                 continue
             if not self.base.concerns(name, mutant.file):
                 continue
