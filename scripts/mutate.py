@@ -161,7 +161,7 @@ class Base:
                    "-DCMAKE_BUILD_TYPE=Release", f"-DCMAKE_CXX_FLAGS_RELEASE={OPTIMISATION}",
                    "-DCMAKE_EXPORT_COMPILE_COMMANDS=ON"])
         self.jobs, self.lock, self.times = jobs, threading.RLock(), folder / "seconds.json"
-        self.build_target("jpg_static")
+        self.build_target("jpg_static", *self.known_programs())
         listed = (self.build / "compile_commands.json").read_text(encoding="utf-8")
         commands = [shlex.split(entry["command"]) for entry in json.loads(listed)]
         # No mutant is compiled twice: a compiler cache would only cost time.
@@ -190,8 +190,14 @@ class Base:
         if subprocess.run(command, stdout=subprocess.DEVNULL).returncode != 0:
             sys.exit("mutate: the tree doesn't build")
 
-    def build_target(self, target):
-        self.make(["cmake", "--build", self.build, "-j", str(self.jobs), "--target", target])
+    def build_target(self, *targets):
+        self.make(["cmake", "--build", self.build, "-j", str(self.jobs), "--target", *targets])
+
+    def known_programs(self):
+        """Programs of runs before, which may have other sources now."""
+        listed = "\n".join(self.ninja("targets", "all"))
+        programs = re.findall(r"^(\S+): \w+_EXECUTABLE_LINKER", listed, re.M)
+        return [name for name in programs if (self.build / name).exists()]
 
     def ninja(self, *words):
         return subprocess.run(["ninja", "-C", self.build, "-t", *words], check=True,
