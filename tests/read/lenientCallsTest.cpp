@@ -340,6 +340,18 @@ TEST(LenientDeep, SamplesOf12BitsAreRoundedTo8) {
   }
 }
 
+TEST(LenientDeep, AnyPrecisionAbove8IsTakenFor12Bits) {
+  const std::vector<int32_t> levels = {-2048, -1000, -1, 0, 7, 8, 1000, 2047};
+  Picture picture = deepPicture(levels);
+  const Shown expected = show(encode(picture), 1);
+  for (const uint8_t precision : Bytes{9, 10, 15, 255}) {
+    picture.precision = precision;
+    const Shown shown = show(encode(picture), 1);
+    EXPECT_RESULT(expected.result, shown.result) << int{precision};
+    EXPECT_EQ(expected.pixels, shown.pixels) << int{precision};
+  }
+}
+
 TEST(LenientDeep, SamplesOf12BitsFillWordsOfARectangleOf16Bits) {
   const std::vector<int32_t> levels = {-2048, -1000, -1, 0, 7, 8, 1000, 2047};
   const Bytes stream = encode(deepPicture(levels));
