@@ -235,6 +235,23 @@ TEST(LenientCalls, StrayBitsAskForNothing) {
   }
 }
 
+TEST(LenientSegments, TheNextOneOfAPlaceWithinCodedDataIsBehindThem) {
+  const Picture picture = makePicture(64, 64, {0x11}, Fill::kDense, 66);
+  const Bytes stream = encodeInScans(picture, {{0}}), expected = show(stream, 1).pixels;
+  const Reader reader = Reader::ofMemory(stream, JPG_READ_LENIENT);
+  Canvas canvas(64, 64, 1);
+  for (int32_t row = 0; row < 64; row += 8) {
+    const JpgRect rect = canvas.rect(row);
+    ASSERT_RESULT(JPG_OK, jpgReadToRect(reader.handle(), &rect, 8));
+    uint16_t marker = 0;
+    uint32_t length = 99;
+    EXPECT_RESULT(JPG_OK, jpgReadSeekMarkerSegment(reader.handle(), 1, &marker, &length)) << row;
+    EXPECT_EQ(0xFFD9, marker) << row;
+    EXPECT_EQ(0U, length) << row;
+  }
+  EXPECT_EQ(expected, canvas.pixels());
+}
+
 TEST(LenientSegments, BehindTheLastOneThereIsNoMarkerAndNoLength) {
   const Bytes stream = encode(makePicture(8, 8, {0x11}));
   const Reader reader = Reader::ofMemory(stream, JPG_READ_LENIENT);
