@@ -49,6 +49,7 @@ LEFT_OUT = {"JpgtoolDecodesTheSample", "TheExamplesDoWhatTheySay", "jpgtool_man"
             "WhatIsDeliveredIsHardened"}
 BROKEN = "doesn't compile"
 SKIPPED = 77  # a test's exit status
+SLOW = 4  # seconds: the cases of such programs are tests of their own, from the next run on
 # Without the second, gcc leaves the upper halves of vector registers in use, which a test reports.
 OPTIMISATION = "-O1 -fexpensive-optimizations"
 MEMORY = 8 << 30  # bytes of address space of a test or compiler, at most
@@ -173,9 +174,12 @@ class Base:
         self.parts = {program: self.parts_of(words) for program, words in self.links.items()}
         self.seconds, self.kills = {}, collections.Counter()
         self.linked = {}  # by programs: names of objects
-        for name, (seconds, made) in self.known_times().items():
-            if name in self.tests and self.made(name) == made:
-                self.seconds[name] = seconds
+        known = {name: seconds for name, (seconds, made) in self.known_times().items()
+                 if name.split(" ")[0] not in self.tests or self.made(name.split(" ")[0]) == made}
+        for name in [name for name, seconds in known.items() if seconds > SLOW]:
+            if name in self.links and name in self.tests:
+                self.split(name)
+        self.seconds = {name: known[name] for name in self.tests if name in known}
 
     def copy_tree(self):
         for name in subprocess.run(["git", "ls-files"], cwd=ROOT, check=True, capture_output=True,
@@ -304,6 +308,20 @@ class Base:
             if not any(word.startswith("--gtest_filter") for word in command):
                 tests[test["name"]] = program, command, home
         return tests
+
+    def split(self, program):
+        """Makes a test of each case of a slow program: quick ones can come early then."""
+        _, command, home = self.tests.pop(program)
+        suite = ""
+        listed = subprocess.run([command[0], "--gtest_list_tests"], check=True,
+                                capture_output=True, text=True).stdout
+        for line in listed.splitlines():
+            case = line.split("#")[0].strip()
+            if line.startswith("  "):
+                self.tests[f"{program} {suite}{case}"] = (
+                    program, [*command, f"--gtest_filter={suite}{case}"], home)
+            elif case.endswith("."):
+                suite = case
 
     def learn(self, file, name):
         """Records that a test has killed a mutant of the file."""
