@@ -270,10 +270,12 @@ class Base:
             if name in self.seconds:
                 return
             program, command, home = self.tests[name]
-            self.build_target(program)
-            if program.endswith("Replay"):
-                self.build_target("fuzz_seeds")
-            self.read_dependencies()
+            if program not in self.linked:
+                self.build_target(program)
+                if program.endswith("Replay"):
+                    self.build_target("fuzz_seeds")
+                self.read_dependencies()
+                self.read_use(program)
             here = [str(folder) if word == home else word for word in command]
             start = time.monotonic()
             if not run(here, 600, folder):
@@ -282,7 +284,6 @@ class Base:
                 if not run(here, 600, folder):
                     sys.exit(f"mutate: {name} fails without a mutant")
             self.seconds[name] = time.monotonic() - start
-            self.read_use(program)
             times = {**self.known_times(), name: (self.seconds[name], self.made(name))}
             self.times.write_text(json.dumps(times), encoding="utf-8")
 
