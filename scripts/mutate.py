@@ -3,7 +3,7 @@
 """Mutation check: do the tests detect a wrong library?
 
 mutate.py [--sample N] [--seed S] [--folder DIR] [--only SUBSTRING] [--jobs N]
-          [--quick SECONDS] [--minutes N] [--again | --continue]
+          [--patience SECONDS] [--minutes N] [--again | --continue]
 
 Copies the tree to DIR (build/mutants) and builds the library there once. Then it changes one
 operator, constant or condition of src/ at a time: N of them (20), chosen by the seed. The changed
@@ -16,10 +16,11 @@ documents.
 Prints a line for each change, and the survivors at the end. A change doesn't count as a mutant if
 it doesn't compile, or if the compiler generates the same code (for survivors also with -O2). One
 that docs/mutation.md explains isn't tried and counts neither as killed nor as a survivor. Exits
-with 1 when less than 95 % are killed. With --quick, tests that take longer are left out; with
---minutes, no mutant is begun after that time, so that the sample may be smaller; with --again,
-mutants that the last run has killed count without being tried, as long as their file is the same;
-with --continue, so do its survivors: that goes on with a run that was interrupted.
+with 1 when less than 95 % are killed. With --patience, a mutant that tests of so many seconds don't
+notice is left for a later run; with --minutes, no mutant is begun after that time, so that the sample
+may be smaller; with --again, mutants that the last run has killed count without being tried, as long
+as their file is the same; with --continue, so do the others: that goes on with a run that was
+interrupted.
 """
 import argparse
 import collections
@@ -48,6 +49,7 @@ NOT_HERE = ("src/platform/windows", "src/platform/device", "src/platform/faulty"
 LEFT_OUT = {"JpgtoolDecodesTheSample", "TheExamplesDoWhatTheySay", "jpgtool_man",
             "WhatIsDeliveredIsHardened"}
 BROKEN = "doesn't compile"
+LATER = "left for later"
 SKIPPED = 77  # a test's exit status
 SLOW = 4  # seconds: the cases of such programs are tests of their own, from the next run on
 # Without the second, gcc leaves the upper halves of vector registers in use, which a test reports.
@@ -246,6 +248,14 @@ class Base:
         program = self.build / self.tests[name][0]
         return program.stat().st_mtime_ns if program.exists() else 0
 
+    def build_program(self, program):
+        with self.lock:
+            self.build_target(program)
+            if program.endswith("Replay"):
+                self.build_target("fuzz_seeds")
+            self.read_dependencies()
+            self.read_use(program)
+
     def read_use(self, program):
         """Learns which files of the library the program is linked with."""
         words = [*self.links[program], "-Wl,--trace,--trace"]  # GNU ld names members from two on
@@ -261,7 +271,7 @@ class Base:
         """False if the test's program has nothing in it that is made from the file."""
         program = self.tests[name][0]
         if program not in self.linked:
-            self.read_use(program)
+            self.build_program(program)
         return any(Path(user).name in self.linked[program] for user in self.users[file])
 
     def measure(self, name, folder):
@@ -271,11 +281,7 @@ class Base:
                 return
             program, command, home = self.tests[name]
             if program not in self.linked:
-                self.build_target(program)
-                if program.endswith("Replay"):
-                    self.build_target("fuzz_seeds")
-                self.read_dependencies()
-                self.read_use(program)
+                self.build_program(program)
             here = [str(folder) if word == home else word for word in command]
             start = time.monotonic()
             if not run(here, 600, folder):
@@ -461,12 +467,12 @@ class Worker:
     def try_tests(self, mutant):
         seconds = compared = 0
         for name in self.base.order(mutant.file):
-            self.base.measure(name, self.folder / "run")
-            if self.base.seconds[name] > self.base.quick:
-                continue
             if not self.base.concerns(name, mutant.file):
                 continue
+            self.base.measure(name, self.folder / "run")
             seconds += self.base.seconds[name]
+            if seconds > self.base.patience:
+                return LATER, ""
             if seconds > 5 and not compared:
                 compared = 1
                 if self.same_optimised(mutant):
@@ -484,12 +490,13 @@ class Check:
         self.mutants, self.sample, self.known = iter(mutants), sample, explained()
         self.end, self.kept = end, kept  # when to stop, and the file of verdicts
         self.verdicts = {}  # by the mutants' names
-        self.again = {"", "SURVIVED", "explained"}  # verdicts that are asked for anew
+        self.again = {"", "SURVIVED", "explained", LATER}  # verdicts that are asked for anew
         self.lock, self.waiting = threading.Lock(), 0
         self.counts, self.survivors = collections.Counter(), []
 
     def judged(self):
-        return self.counts["killed"] + self.counts["SURVIVED"] + self.counts["explained"]
+        counted = ("killed", "SURVIVED", "explained", LATER)
+        return sum(self.counts[verdict] for verdict in counted)
 
     def take(self):
         """The next mutant; None at the end. Waits while those being tried may be enough."""
@@ -537,7 +544,7 @@ class Check:
                   f"  + {mutant.changed}")
         killed, survived = self.counts["killed"], self.counts["SURVIVED"]
         print(f"mutate: {killed} of {self.judged()} killed, {self.counts['explained']} explained, "
-              f"{survived} survived; not counted: {self.counts['same code']} with the same code, "
+              f"{survived} survived, {self.counts[LATER]} left for later; not counted: {self.counts['same code']} with the same code, "
               f"{self.counts[BROKEN]} that don't compile")
         return 0 if killed >= 0.95 * (killed + survived) else 1
 
@@ -562,7 +569,7 @@ def main():
     parser.add_argument("--folder", type=Path, default=ROOT / "build" / "mutants")
     parser.add_argument("--only", default="")
     parser.add_argument("--jobs", type=int, default=2)
-    parser.add_argument("--quick", type=float, default=600)
+    parser.add_argument("--patience", type=float, default=float("inf"))
     parser.add_argument("--minutes", type=float, default=float("inf"))
     parser.add_argument("--again", action="store_true")
     parser.add_argument("--continue", dest="resume", action="store_true")
@@ -572,7 +579,7 @@ def main():
     folder = options.folder.resolve()
     kept = folder / "verdicts.json"
     base = Base(folder, options.jobs)
-    base.quick = options.quick
+    base.patience = options.patience
     mutants = chosen(options)
     workers = [Worker(base, folder / f"worker{i}") for i in range(options.jobs)]
     os.nice(max(0, 15 - os.nice(0)))  # a long run gives way to others
@@ -586,7 +593,7 @@ def main():
     if options.again or options.resume:
         check.verdicts = before
     if options.resume:
-        check.again.remove("SURVIVED")
+        check.again -= {"SURVIVED", LATER}
     with concurrent.futures.ThreadPoolExecutor(len(workers)) as threads:
         for done in [threads.submit(check.work, worker) for worker in workers]:
             done.result()
