@@ -76,14 +76,19 @@ TEST(LenientSyntax, FillBytesMayStandAheadOfAnyMarker) {
   expectPixels(sample, stream);
 }
 
+// Quantisation tables of bytes and of words.
 TEST(LenientSyntax, StrayBytesBetweenSegmentsArePassedOver) {
-  const Sample sample;
   Bytes all;
   for (unsigned i = 0; i < 256; i++) all.push_back(static_cast<uint8_t>(i));
-  for (const Bytes &stray : {Bytes{0}, Bytes{1, 2, 3}, Bytes{0xFF, 0}, Bytes{0xC4, 0xFF}, all}) {
-    for (const size_t at : segmentsOf(sample.headers)) {
-      SCOPED_TRACE(at);
-      expectPixels(sample, inserted(sample.headers, at, stray) + sample.data + kEoiBytes);
+  Sample sample;
+  for (const bool words : {false, true}) {
+    sample.picture.wideQuant = words;
+    const Bytes headers = headersOf(sample.picture).bytes();
+    for (const Bytes &stray : {Bytes{0}, Bytes{1, 2, 3}, Bytes{0xFF, 0}, Bytes{0xC4, 0xFF}, all}) {
+      for (const size_t at : segmentsOf(headers)) {
+        SCOPED_TRACE(at);
+        expectPixels(sample, inserted(headers, at, stray) + sample.data + kEoiBytes);
+      }
     }
   }
 }
