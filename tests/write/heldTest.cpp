@@ -166,6 +166,29 @@ TEST(HeldPictures, OfManyEmptyBlocksHaveThePixelsOfThePlainOnes) {
   }
 }
 
+// Every block has the twelve lowest frequencies, none has others: in a band up to 12 no block needs
+// an end, and the ends of the band behind it are a few runs.
+TEST(ProgressiveStreams, HaveABandOfItsOwnForWhatMostBlocksLack) {
+  constexpr uint8_t kPlaces[12][2] = {{0, 1}, {1, 0}, {2, 0}, {1, 1}, {0, 2}, {0, 3},
+                                      {1, 2}, {2, 1}, {3, 0}, {4, 0}, {3, 1}, {2, 2}};
+  const auto wave = [](uint32_t i, uint32_t u) {
+    return u == 0 ? std::sqrt(0.5) : std::cos((2 * i + 1) * u * std::acos(-1) / 16);
+  };
+  Bytes pixels(size_t{kWideSide} * kWideSide);
+  for (uint32_t i = 0; i < pixels.size(); i++) {
+    double sample = 128;
+    for (const auto &place : kPlaces) {
+      sample += 6 * wave(i / kWideSide % 8, place[0]) * wave(i % 8, place[1]);
+    }
+    pixels[i] = static_cast<uint8_t>(std::lround(sample));
+  }
+  uint32_t apart = 0;
+  for (const Segment &s : segmentsOf(encodeGrey(pixels, 50, 0, JPG_WRITE_PROGRESSIVE))) {
+    if (s.marker == 0xFFDA && s.data[3] == 13 && s.data[4] == 63) apart++;
+  }
+  EXPECT_EQ(apart, 1U);
+}
+
 TEST(HeldPictures, AreTheSameInBandsAsInOneCall) {
   EncodeJob job;
   job.width = 50;
