@@ -126,6 +126,13 @@ TEST(LenientSyntax, MoreStrayPlacesThanAFileMayHaveAreRefused) {
   EXPECT_RESULT(JPG_E_NOT_JPEG, withStrays(101));
 }
 
+TEST(LenientSyntax, FillBytesAheadOfMarkersAreNoStrayPlaces) {
+  const Sample sample;
+  StreamBuilder s;
+  for (unsigned i = 0; i < 150; i++) s.raw({0xFF, 0xFF, 0xFF}).com("x");
+  expectPixels(sample, inserted(sample.headers, 2, s.bytes()) + sample.data + kEoiBytes);
+}
+
 // What looks like a marker among stray bytes, and isn't one.
 TEST(LenientSyntax, StrayBytesMayLookLikeMarkers) {
   const Sample sample;
