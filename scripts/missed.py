@@ -52,7 +52,8 @@ class Coverage:
                 elif match := LINE.match(row):
                     number, count, text = match.groups()
                     self.texts[name][int(number)] = text.rstrip()
-                    if count:
+                    # Comments have counts as the code around them has.
+                    if count and not text.lstrip().startswith("//"):
                         self._note(name, number, "line", "never run", count != "0")
                 elif match := BRANCH.search(row):
                     line, column, true, false = match.groups()

@@ -3,24 +3,29 @@
 """Mutation check: do the tests detect a wrong library?
 
 mutate.py [--sample N] [--seed S] [--folder DIR] [--only SUBSTRING] [--jobs N]
-          [--quick SECONDS] [--minutes N] [--again]
+          [--patience SECONDS] [--minutes N] [--again | --continue]
 
 Copies the tree to DIR (build/mutants) and builds the library there once. Then it changes one
 operator, constant or condition of src/ at a time: N of them (20), chosen by the seed. The changed
 files are compiled again and linked before the library into one test program after the other, until
-one fails; those that are likely to fail come first. A program is built and timed when it is first
-needed. A change survives only if all of them pass. The tests are the everyday ones, except those of
-the shared library, the packages and the documents.
+one fails; those that are likely to fail come first, and those in which nothing is made from the file
+are left out. A program is built and timed when it is first needed. A change survives only if all of
+them pass. The tests are the everyday ones, except those of the shared library, the packages and the
+documents.
 
 Prints a line for each change, and the survivors at the end. A change doesn't count as a mutant if
 it doesn't compile, or if the compiler generates the same code (for survivors also with -O2). One
 that docs/mutation.md explains isn't tried and counts neither as killed nor as a survivor. Exits
-with 1 when less than 95 % are killed. With --quick, tests that take longer are left out; with
---minutes, no mutant is begun after that time, so that the sample may be smaller; with --again, mutants that the last run has killed count without being tried, as long as their file is
-the same.
+with 1 when less than 95 % are killed. With --patience, a mutant that tests of so many seconds don't
+notice is left for a later run; with --minutes, no mutant is begun after that time, so that the sample
+may be smaller; with --again, mutants that the last run has killed count without being tried, as long
+as their file is the same; with --continue, so do the others: that goes on with a run that was
+interrupted.
 """
 import argparse
 import collections
+import concurrent.futures
+import fcntl
 import hashlib
 import itertools
 import json
@@ -44,7 +49,9 @@ NOT_HERE = ("src/platform/windows", "src/platform/device", "src/platform/faulty"
 LEFT_OUT = {"JpgtoolDecodesTheSample", "TheExamplesDoWhatTheySay", "jpgtool_man",
             "WhatIsDeliveredIsHardened"}
 BROKEN = "doesn't compile"
+LATER = "left for later"
 SKIPPED = 77  # a test's exit status
+SLOW = 4  # seconds: the cases of such programs are tests of their own, from the next run on
 # Without the second, gcc leaves the upper halves of vector registers in use, which a test reports.
 OPTIMISATION = "-O1 -fexpensive-optimizations"
 MEMORY = 8 << 30  # bytes of address space of a test or compiler, at most
@@ -146,23 +153,35 @@ class Base:
 
     def __init__(self, folder, jobs):
         self.tree, self.build = folder / "tree", folder / "build"
+        folder.mkdir(parents=True, exist_ok=True)
+        self.lock_file = (folder / "lock").open("w")  # given back at the end of the process
+        try:
+            fcntl.flock(self.lock_file, fcntl.LOCK_EX | fcntl.LOCK_NB)
+        except BlockingIOError:
+            sys.exit(f"mutate: another run uses {folder}")
         self.copy_tree()
         self.make(["cmake", "-S", self.tree, "-B", self.build, "-G", "Ninja",
                    "-DCMAKE_BUILD_TYPE=Release", f"-DCMAKE_CXX_FLAGS_RELEASE={OPTIMISATION}",
                    "-DCMAKE_EXPORT_COMPILE_COMMANDS=ON"])
         self.jobs, self.lock, self.times = jobs, threading.RLock(), folder / "seconds.json"
-        self.build_target("jpg_static")
+        self.build_target("jpg_static", *self.known_programs())
         listed = (self.build / "compile_commands.json").read_text(encoding="utf-8")
         commands = [shlex.split(entry["command"]) for entry in json.loads(listed)]
-        self.compile = {words[words.index("-o") + 1]: words for words in commands}
+        # No mutant is compiled twice: a compiler cache would only cost time.
+        self.compile = {words[words.index("-o") + 1]: words[words[0].endswith("ccache"):]
+                        for words in commands}
         self.read_dependencies()
         self.read_links()
         self.tests = self.read_tests()
         self.parts = {program: self.parts_of(words) for program, words in self.links.items()}
         self.seconds, self.kills = {}, collections.Counter()
-        for name, (seconds, made) in self.known_times().items():
-            if name in self.tests and self.made(name) == made:
-                self.seconds[name] = seconds
+        self.linked = {}  # by programs: names of objects
+        known = {name: seconds for name, (seconds, made) in self.known_times().items()
+                 if name.split(" ")[0] not in self.tests or self.made(name.split(" ")[0]) == made}
+        for name in [name for name, seconds in known.items() if seconds > SLOW]:
+            if name in self.links and name in self.tests:
+                self.split(name)
+        self.seconds = {name: known[name] for name in self.tests if name in known}
 
     def copy_tree(self):
         for name in subprocess.run(["git", "ls-files"], cwd=ROOT, check=True, capture_output=True,
@@ -177,8 +196,14 @@ class Base:
         if subprocess.run(command, stdout=subprocess.DEVNULL).returncode != 0:
             sys.exit("mutate: the tree doesn't build")
 
-    def build_target(self, target):
-        self.make(["cmake", "--build", self.build, "-j", str(self.jobs), "--target", target])
+    def build_target(self, *targets):
+        self.make(["cmake", "--build", self.build, "-j", str(self.jobs), "--target", *targets])
+
+    def known_programs(self):
+        """Programs of runs before, which may have other sources now."""
+        listed = "\n".join(self.ninja("targets", "all"))
+        programs = re.findall(r"^(\S+): \w+_EXECUTABLE_LINKER", listed, re.M)
+        return [name for name in programs if (self.build / name).exists()]
 
     def ninja(self, *words):
         return subprocess.run(["ninja", "-C", self.build, "-t", *words], check=True,
@@ -223,16 +248,40 @@ class Base:
         program = self.build / self.tests[name][0]
         return program.stat().st_mtime_ns if program.exists() else 0
 
+    def build_program(self, program):
+        with self.lock:
+            self.build_target(program)
+            if program.endswith("Replay"):
+                self.build_target("fuzz_seeds")
+            self.read_dependencies()
+            self.read_use(program)
+
+    def read_use(self, program):
+        """Learns which files of the library the program is linked with."""
+        words = [*self.links[program], "-Wl,--trace,--trace"]  # GNU ld names members from two on
+        words[words.index("-o") + 1] = str(self.build.parent / "traced")
+        listed = subprocess.run(words, cwd=self.build, check=True, capture_output=True,
+                                text=True).stdout
+        self.linked[program] = set(re.findall(r"[\w.-]+\.o\b", listed))
+        archives = [word for word in words if word in self.members]
+        if archives and not re.search(r"\.a[(:)].*\.o\b", listed):
+            sys.exit(f"mutate: the linker doesn't say which members {program} takes")
+
+    def concerns(self, name, file):
+        """False if the test's program has nothing in it that is made from the file."""
+        program = self.tests[name][0]
+        if program not in self.linked:
+            self.build_program(program)
+        return any(Path(user).name in self.linked[program] for user in self.users[file])
+
     def measure(self, name, folder):
         """Builds the test's program, unless that is done, and measures how long the test takes."""
         with self.lock:
             if name in self.seconds:
                 return
             program, command, home = self.tests[name]
-            self.build_target(program)
-            if program.endswith("Replay"):
-                self.build_target("fuzz_seeds")
-            self.read_dependencies()
+            if program not in self.linked:
+                self.build_program(program)
             here = [str(folder) if word == home else word for word in command]
             start = time.monotonic()
             if not run(here, 600, folder):
@@ -266,6 +315,20 @@ class Base:
             if not any(word.startswith("--gtest_filter") for word in command):
                 tests[test["name"]] = program, command, home
         return tests
+
+    def split(self, program):
+        """Makes a test of each case of a slow program: quick ones can come early then."""
+        _, command, home = self.tests.pop(program)
+        suite = ""
+        listed = subprocess.run([command[0], "--gtest_list_tests"], check=True,
+                                capture_output=True, text=True).stdout
+        for line in listed.splitlines():
+            case = line.split("#")[0].strip()
+            if line.startswith("  "):
+                self.tests[f"{program} {suite}{case}"] = (
+                    program, [*command, f"--gtest_filter={suite}{case}"], home)
+            elif case.endswith("."):
+                suite = case
 
     def learn(self, file, name):
         """Records that a test has killed a mutant of the file."""
@@ -303,17 +366,21 @@ class Worker:
             shutil.rmtree(self.folder / name, ignore_errors=True)
             (self.folder / name).mkdir()
 
-    def compiled(self, target, level="-O1"):
+    def compile(self, target, level):
+        """An object of the tree as it stands, None when it doesn't compile."""
+        made = self.folder / "made" / f"{next(self.made)}.o"
+        words = [word.replace(f"{self.base.tree}/src", f"{self.folder}/src")
+                 for word in self.base.compile[target]]
+        words[words.index("-o") + 1] = str(made)
+        done = subprocess.run([*words, level, "-w"], cwd=self.base.build,
+                              stderr=subprocess.DEVNULL)
+        return str(made) if done.returncode == 0 else None
+
+    def compiled(self, target):
         """The object of the changed tree, None when it doesn't compile."""
-        if (target, level) not in self.objects:
-            made = self.folder / "made" / f"{next(self.made)}.o"
-            words = [word.replace(f"{self.base.tree}/src", f"{self.folder}/src")
-                     for word in self.base.compile[target]]
-            words[words.index("-o") + 1] = str(made)
-            done = subprocess.run([*words, level, "-w"], cwd=self.base.build,
-                                  stderr=subprocess.DEVNULL)
-            self.objects[target, level] = str(made) if done.returncode == 0 else None
-        return self.objects[target, level]
+        if target not in self.objects:
+            self.objects[target] = self.compile(target, "-O1")
+        return self.objects[target]
 
     def users(self):
         return self.base.users[self.changed]
@@ -321,14 +388,13 @@ class Worker:
     def library_objects(self):
         return sorted(user for user in self.users() if user.startswith("src/"))
 
-    def digest(self, level="-O1"):
+    def compiles(self):
         """Recompiles the library's objects that depend on the changed file."""
-        made = [self.compiled(target, level) for target in self.library_objects()]
-        return None if None in made else self.digest_of(made)
+        return all(self.compiled(target) for target in self.library_objects())
 
     @staticmethod
-    def digest_of(files):
-        return hashlib.sha256(b"".join(Path(file).read_bytes() for file in files)).hexdigest()
+    def digest_of(file):
+        return hashlib.sha256(Path(file).read_bytes()).hexdigest()
 
     def linked(self, program):
         """Links a program with the changed library: its objects come before the archive's."""
@@ -366,18 +432,21 @@ class Worker:
         file.write_text("\n".join(lines) + "\n", encoding="utf-8")
         return kept
 
-    def same_code(self, mutant, level):
+    def same_code(self):
         """True if the compiler generates the same code for the mutant as for the original."""
-        changed, made = self.digest(level), self.objects
-        if level == "-O1":
-            return changed == self.digest_of(self.base.build / t for t in self.library_objects())
-        if (mutant.file, level) not in self.originals:
-            code = self.write(mutant, self.original)
-            self.objects = {}
-            self.originals[mutant.file, level] = self.digest(level)
-            self.write(mutant, code)
-            self.objects = made
-        return changed == self.originals[mutant.file, level]
+        return all(self.digest_of(self.compiled(t)) == self.digest_of(self.base.build / t)
+                   for t in self.library_objects())
+
+    def same_optimised(self, mutant):
+        """The same with -O2; ends at the first object that differs."""
+        for target in self.library_objects():
+            if target not in self.originals:
+                code = self.write(mutant, self.original)
+                self.originals[target] = self.digest_of(self.compile(target, "-O2"))
+                self.write(mutant, code)
+            if self.digest_of(self.compile(target, "-O2")) != self.originals[target]:
+                return False
+        return True
 
     def judge(self, mutant):
         """The verdict on a mutant, and the test that decided."""
@@ -386,9 +455,9 @@ class Worker:
             return "not built", ""
         self.original = self.write(mutant, mutant.code)
         try:
-            if self.digest() is None:
+            if not self.compiles():
                 return BROKEN, ""
-            if self.same_code(mutant, "-O1"):
+            if self.same_code():
                 return "same code", ""
             return self.try_tests(mutant)
         finally:
@@ -398,13 +467,15 @@ class Worker:
     def try_tests(self, mutant):
         seconds = compared = 0
         for name in self.base.order(mutant.file):
-            self.base.measure(name, self.folder / "run")
-            if self.base.seconds[name] > self.base.quick:
+            if not self.base.concerns(name, mutant.file):
                 continue
+            self.base.measure(name, self.folder / "run")
             seconds += self.base.seconds[name]
+            if seconds > self.base.patience:
+                return LATER, ""
             if seconds > 5 and not compared:
                 compared = 1
-                if self.same_code(mutant, "-O2"):
+                if self.same_optimised(mutant):
                     return "same code", "-O2"
             if not self.passes(name, 10 + 10 * self.base.seconds[name]):
                 self.base.learn(mutant.file, name)
@@ -419,11 +490,13 @@ class Check:
         self.mutants, self.sample, self.known = iter(mutants), sample, explained()
         self.end, self.kept = end, kept  # when to stop, and the file of verdicts
         self.verdicts = {}  # by the mutants' names
+        self.again = {"", "SURVIVED", "explained", LATER}  # verdicts that are asked for anew
         self.lock, self.waiting = threading.Lock(), 0
         self.counts, self.survivors = collections.Counter(), []
 
     def judged(self):
-        return self.counts["killed"] + self.counts["SURVIVED"] + self.counts["explained"]
+        counted = ("killed", "SURVIVED", "explained", LATER)
+        return sum(self.counts[verdict] for verdict in counted)
 
     def take(self):
         """The next mutant; None at the end. Waits while those being tried may be enough."""
@@ -442,10 +515,10 @@ class Check:
             mutant = self.take()
             if mutant is None:
                 return
-            before = self.verdicts.get(name_of(mutant), ["", ""])
+            before, start = self.verdicts.get(name_of(mutant), ["", ""]), time.time()
             if (mutant.file, mutant.original, mutant.changed) in self.known:
                 verdict, test = "explained", ""
-            elif before[0] not in ("", "SURVIVED", "explained"):
+            elif before[0] not in self.again:
                 verdict, test = before
             else:
                 verdict, test = worker.judge(mutant)
@@ -455,9 +528,15 @@ class Check:
                 self.counts[verdict] += 1
                 if verdict == "SURVIVED":
                     self.survivors.append(mutant)
-                self.kept.write_text(json.dumps(self.verdicts, indent=0), encoding="utf-8")
-                print(f"{mutant.file}:{mutant.number + 1}: {verdict} {test}: {mutant.changed}",
-                      flush=True)
+                self.keep()
+                print(f"{mutant.file}:{mutant.number + 1}: {verdict} {test} "
+                      f"({time.time() - start:.1f} s): {mutant.changed}", flush=True)
+
+    def keep(self):
+        """Writes the verdicts, so that an interruption leaves the old ones or the new ones."""
+        made = self.kept.with_suffix(".new")
+        made.write_text(json.dumps(self.verdicts, indent=0), encoding="utf-8")
+        made.replace(self.kept)
 
     def report(self):
         for mutant in sorted(self.survivors):
@@ -465,7 +544,7 @@ class Check:
                   f"  + {mutant.changed}")
         killed, survived = self.counts["killed"], self.counts["SURVIVED"]
         print(f"mutate: {killed} of {self.judged()} killed, {self.counts['explained']} explained, "
-              f"{survived} survived; not counted: {self.counts['same code']} with the same code, "
+              f"{survived} survived, {self.counts[LATER]} left for later; not counted: {self.counts['same code']} with the same code, "
               f"{self.counts[BROKEN]} that don't compile")
         return 0 if killed >= 0.95 * (killed + survived) else 1
 
@@ -490,19 +569,20 @@ def main():
     parser.add_argument("--folder", type=Path, default=ROOT / "build" / "mutants")
     parser.add_argument("--only", default="")
     parser.add_argument("--jobs", type=int, default=2)
-    parser.add_argument("--quick", type=float, default=600)
+    parser.add_argument("--patience", type=float, default=float("inf"))
     parser.add_argument("--minutes", type=float, default=float("inf"))
     parser.add_argument("--again", action="store_true")
+    parser.add_argument("--continue", dest="resume", action="store_true")
     options = parser.parse_args()
     resource.setrlimit(resource.RLIMIT_AS, (MEMORY, MEMORY))
     resource.setrlimit(resource.RLIMIT_CORE, (0, 0))
     folder = options.folder.resolve()
     kept = folder / "verdicts.json"
     base = Base(folder, options.jobs)
-    base.quick = options.quick
+    base.patience = options.patience
     mutants = chosen(options)
     workers = [Worker(base, folder / f"worker{i}") for i in range(options.jobs)]
-    os.nice(15)  # a long run gives way to others
+    os.nice(max(0, 15 - os.nice(0)))  # a long run gives way to others
     print(f"mutate: {len(base.tests)} tests", flush=True)
     check = Check(mutants, options.sample, time.time() + 60 * options.minutes, kept)
     # What killed mutants of a file in the run before is tried first.
@@ -510,13 +590,13 @@ def main():
     for name, (verdict, test) in before.items():
         if verdict == "killed" and test in base.tests:
             base.learn(name.split(":", 1)[0], test)
-    if options.again:
+    if options.again or options.resume:
         check.verdicts = before
-    threads = [threading.Thread(target=check.work, args=(worker,)) for worker in workers]
-    for thread in threads:
-        thread.start()
-    for thread in threads:
-        thread.join()
+    if options.resume:
+        check.again -= {"SURVIVED", LATER}
+    with concurrent.futures.ThreadPoolExecutor(len(workers)) as threads:
+        for done in [threads.submit(check.work, worker) for worker in workers]:
+            done.result()
     return check.report()
 
 

@@ -52,7 +52,7 @@ class Planter(mutate.Worker):
         try:
             if not self.library_objects():
                 return "isn't built here", ""
-            if self.digest() is None:
+            if not self.compiles():
                 return mutate.BROKEN, ""
             return self.first_to_notice(mistake.file)
         finally:
@@ -108,7 +108,7 @@ def main():
     folder = options.folder.resolve()
     base = mutate.Base(folder, options.jobs)
     workers = [Planter(base, folder / f"planter{i}") for i in range(options.jobs)]
-    os.nice(15)
+    os.nice(max(0, 15 - os.nice(0)))
     waiting = [mistake for mistake in planted if mistake not in lost]
     unnoticed = []
 

@@ -6,9 +6,9 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cstddef>
 #include <cstdio>
 #include <fstream>
-#include <memory>
 #include <string>
 #include <vector>
 
@@ -33,14 +33,21 @@ class EoiSearch : public testing::Test {
     std::fclose(file);
   }
 
+  // Searches in a stream whose buffer has guard bytes behind it.
   bool search(uint32_t start, uint32_t end) const {
-    auto s = std::make_unique<JpgStream>();
+    constexpr size_t kBehind = offsetof(JpgStream, inputBuffer) + kStreamBuffer;
+    std::vector<JpgStream> streams(2);
+    JpgStream *s = streams.data();
+    auto *bytes = reinterpret_cast<uint8_t *>(s);
+    std::fill(bytes + kBehind, bytes + 2 * sizeof(JpgStream), uint8_t{0xEE});
     for (size_t i = 0; i <= name_.size(); i++) s->fileName[i] = static_cast<JpgWChar>(name_[i]);
     s->startOffset = start;
-    EXPECT_EQ(streamOpenRead(s.get()), JPG_OK);
+    EXPECT_EQ(streamOpenRead(s), JPG_OK);
     if (end != 0) s->endOffset = end;
-    const bool found = fileHasEoi(s.get());
-    streamClose(s.get());
+    const bool found = fileHasEoi(s);
+    streamClose(s);
+    EXPECT_EQ(std::count(bytes + kBehind, bytes + 2 * sizeof(JpgStream), 0xEE),
+              static_cast<ptrdiff_t>(2 * sizeof(JpgStream) - kBehind));
     return found;
   }
 

@@ -235,6 +235,36 @@ TEST(LenientCalls, StrayBitsAskForNothing) {
   }
 }
 
+TEST(LenientSegments, TheNextOneOfAPlaceWithinCodedDataIsBehindThem) {
+  const Picture picture = makePicture(64, 64, {0x11}, Fill::kDense, 66);
+  const Bytes stream = encodeInScans(picture, {{0}}), expected = show(stream, 1).pixels;
+  const Reader reader = Reader::ofMemory(stream, JPG_READ_LENIENT);
+  Canvas canvas(64, 64, 1);
+  for (int32_t row = 0; row < 64; row += 8) {
+    const JpgRect rect = canvas.rect(row);
+    ASSERT_RESULT(JPG_OK, jpgReadToRect(reader.handle(), &rect, 8));
+    uint16_t marker = 0;
+    uint32_t length = 99;
+    EXPECT_RESULT(JPG_OK, jpgReadSeekMarkerSegment(reader.handle(), 1, &marker, &length)) << row;
+    EXPECT_EQ(0xFFD9, marker) << row;
+    EXPECT_EQ(0U, length) << row;
+  }
+  EXPECT_EQ(expected, canvas.pixels());
+}
+
+TEST(LenientSegments, BehindTheLastOneThereIsNoMarkerAndNoLength) {
+  const Bytes stream = encode(makePicture(8, 8, {0x11}));
+  const Reader reader = Reader::ofMemory(stream, JPG_READ_LENIENT);
+  uint16_t marker = 99;
+  uint32_t length = 99, result = JPG_OK;
+  for (int32_t i = 0; i < 10 && result == JPG_OK; i++) {
+    result = jpgReadSeekMarkerSegment(reader.handle(), i == 0 ? 0 : 1, &marker, &length);
+  }
+  EXPECT_RESULT(JPG_E_NOT_JPEG, result);
+  EXPECT_EQ(0, marker);
+  EXPECT_EQ(0U, length);
+}
+
 // ---- Bitmaps ----------------------------------------------------------------
 
 struct Bitmap {
@@ -324,6 +354,18 @@ TEST(LenientDeep, SamplesOf12BitsAreRoundedTo8) {
   for (size_t i = 0; i < levels.size(); i++) {
     const int expected = std::min((levels[i] + 2048 + 8) / 16, 255);
     EXPECT_EQ(expected, int{shown.pixels[8 * i]}) << levels[i];
+  }
+}
+
+TEST(LenientDeep, AnyPrecisionAbove8IsTakenFor12Bits) {
+  const std::vector<int32_t> levels = {-2048, -1000, -1, 0, 7, 8, 1000, 2047};
+  Picture picture = deepPicture(levels);
+  const Shown expected = show(encode(picture), 1);
+  for (const uint8_t precision : Bytes{9, 10, 15, 255}) {
+    picture.precision = precision;
+    const Shown shown = show(encode(picture), 1);
+    EXPECT_RESULT(expected.result, shown.result) << int{precision};
+    EXPECT_EQ(expected.pixels, shown.pixels) << int{precision};
   }
 }
 

@@ -15,6 +15,7 @@ namespace jpgtest {
 namespace {
 
 using Samplings = std::vector<uint8_t>;
+using Numbers = std::vector<uint8_t>;
 using Scans = std::vector<std::vector<unsigned>>;
 
 constexpr uint8_t kFactors[] = {0x11, 0x12, 0x13, 0x14, 0x21, 0x22, 0x23, 0x24,
@@ -99,6 +100,20 @@ TEST(LenientScans, AQuantisationTableCountsAsItIsWhenItsComponentIsFirstCoded) {
   const Shown shown = show(s.eoi().bytes(), 3);
   ASSERT_RESULT(JPG_OK, shown.result);
   EXPECT_EQ(show(encode(picture), 3, 0).pixels, shown.pixels);
+}
+
+TEST(LenientScans, ComponentsInScansOfTheirOwnTakeAnyTables) {
+  for (const Numbers &tables : {Numbers{1, 0, 0}, Numbers{2, 1, 0}, Numbers{3, 2, 1}}) {
+    Picture picture = makePicture(43, 37, {0x11, 0x11, 0x11}, Fill::kSmooth, 65);
+    for (uint16_t i = 0; i < 4; i++) picture.quant[i] = flatQuant(static_cast<uint16_t>(i + 2));
+    for (size_t i = 0; i < 3; i++) picture.components[i].tq = tables[i];
+    const Bytes expected = show(encode(picture), 3, 0).pixels;
+    for (const Scans &scans : kGroupings) {
+      const Shown shown = show(encodeInScans(picture, scans), 3);
+      ASSERT_RESULT(JPG_OK, shown.result);
+      EXPECT_EQ(expected, shown.pixels) << "table " << int{tables[0]} << " first";
+    }
+  }
 }
 
 TEST(LenientScans, HuffmanTablesMayComeBetweenScansAndBehindThem) {

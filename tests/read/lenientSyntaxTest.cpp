@@ -76,14 +76,19 @@ TEST(LenientSyntax, FillBytesMayStandAheadOfAnyMarker) {
   expectPixels(sample, stream);
 }
 
+// Quantisation tables of bytes and of words.
 TEST(LenientSyntax, StrayBytesBetweenSegmentsArePassedOver) {
-  const Sample sample;
   Bytes all;
   for (unsigned i = 0; i < 256; i++) all.push_back(static_cast<uint8_t>(i));
-  for (const Bytes &stray : {Bytes{0}, Bytes{1, 2, 3}, Bytes{0xFF, 0}, Bytes{0xC4, 0xFF}, all}) {
-    for (const size_t at : segmentsOf(sample.headers)) {
-      SCOPED_TRACE(at);
-      expectPixels(sample, inserted(sample.headers, at, stray) + sample.data + kEoiBytes);
+  Sample sample;
+  for (const bool words : {false, true}) {
+    sample.picture.wideQuant = words;
+    const Bytes headers = headersOf(sample.picture).bytes();
+    for (const Bytes &stray : {Bytes{0}, Bytes{1, 2, 3}, Bytes{0xFF, 0}, Bytes{0xC4, 0xFF}, all}) {
+      for (const size_t at : segmentsOf(headers)) {
+        SCOPED_TRACE(at);
+        expectPixels(sample, inserted(headers, at, stray) + sample.data + kEoiBytes);
+      }
     }
   }
 }
@@ -119,6 +124,13 @@ TEST(LenientSyntax, MoreStrayPlacesThanAFileMayHaveAreRefused) {
   };
   EXPECT_RESULT(JPG_OK, withStrays(100));
   EXPECT_RESULT(JPG_E_NOT_JPEG, withStrays(101));
+}
+
+TEST(LenientSyntax, FillBytesAheadOfMarkersAreNoStrayPlaces) {
+  const Sample sample;
+  StreamBuilder s;
+  for (unsigned i = 0; i < 150; i++) s.raw({0xFF, 0xFF, 0xFF}).com("x");
+  expectPixels(sample, inserted(sample.headers, 2, s.bytes()) + sample.data + kEoiBytes);
 }
 
 // What looks like a marker among stray bytes, and isn't one.

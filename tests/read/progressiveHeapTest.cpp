@@ -75,33 +75,52 @@ TEST(Heap, AStoreOfSeveralPiecesHoldsWhatASequentialPictureGives) {
   EXPECT_EQ(faulty::liveBlocks(), 0u);
 }
 
-TEST(Heap, APieceOfTheStoreThatIsRefusedEndsThePrologAndLeaksNothing) {
-  Picture p = makePicture(16, 16, {0x22, 0x11, 0x11}, Fill::kDcOnly);
+// A progressive stream whose frame header tells another size; that makes the store, whatever the
+// data hold.
+Bytes streamOfSize(uint16_t width, uint16_t height) {
+  const Picture p = makePicture(16, 16, {0x22, 0x11, 0x11}, Fill::kDcOnly);
   Bytes stream = encodeProgressive(p, spectralScript(3));
-  // The size in the frame header makes the store, whatever the data hold.
   const Bytes frame = {0xFF, 0xC2};
   auto at = std::search(stream.begin(), stream.end(), frame.begin(), frame.end()) + 5;
-  for (const int byte : {kLargeSide >> 8, kLargeSide & 0xFF, kLargeSide >> 8, kLargeSide & 0xFF}) {
+  for (const int byte : {height >> 8, height & 0xFF, width >> 8, width & 0xFF}) {
     *at++ = static_cast<uint8_t>(byte);
   }
-  const auto open = [&] {
-    JPGHANDLE h = nullptr;
-    const auto size = static_cast<int32_t>(stream.size());
-    const uint32_t r = jpgReadPrologFromMemory(stream.data(), size, 0, &h);
-    return r == JPG_OK ? jpgReadEpilog(h) : r;
-  };
-  uint32_t refused = 0;
-  for (uint32_t n = 1;; n++, refused++) {
-    faulty::reset();
-    faulty::arm(Operation::kAlloc, Fault::kFail, n);
-    const uint32_t r = open();
-    EXPECT_EQ(faulty::liveBlocks(), 0u);
-    if (r == JPG_OK) break;
-    EXPECT_EQ(r, JPG_E_OUT_OF_MEMORY);
+  return stream;
+}
+
+uint32_t openAndClose(const Bytes &stream) {
+  JPGHANDLE h = nullptr;
+  const auto size = static_cast<int32_t>(stream.size());
+  const uint32_t r = jpgReadPrologFromMemory(stream.data(), size, 0, &h);
+  return r == JPG_OK ? jpgReadEpilog(h) : r;
+}
+
+// The record, codes and look-ups of a DC and an AC table, coefBuffer and two maps, then the list
+// of further pieces and these.
+TEST(Heap, APieceOfTheStoreThatIsRefusedEndsThePrologAndLeaksNothing) {
+  for (const uint32_t pieces : {1U, 2U}) {
+    const Bytes stream = streamOfSize(kLargeSide, static_cast<uint16_t>(kLargeSide * pieces));
+    uint32_t refused = 0;
+    for (uint32_t n = 1;; n++, refused++) {
+      faulty::reset();
+      faulty::arm(Operation::kAlloc, Fault::kFail, n);
+      const uint32_t r = openAndClose(stream);
+      EXPECT_EQ(faulty::liveBlocks(), 0u);
+      if (r == JPG_OK) break;
+      EXPECT_EQ(r, JPG_E_OUT_OF_MEMORY);
+    }
+    EXPECT_EQ(refused, 1u + 2 * 2 + 3 + 1 + pieces);
   }
-  // The record, codes and look-ups of a DC and an AC table, coefBuffer and two maps, then the list
-  // of further pieces and the piece.
-  EXPECT_EQ(refused, 1u + 2 * 2 + 3 + 2);
+}
+
+TEST(Heap, AStoreOfPiecesTakesNoMoreThanItsRows) {
+  for (const uint32_t rows : {201U, 399U, 400U, 401U, 600U, 601U}) {
+    faulty::reset();
+    ASSERT_EQ(openAndClose(streamOfSize(kLargeSide, static_cast<uint16_t>(16 * rows))), JPG_OK);
+    const size_t store = size_t{rows} * 204 * 6 * 128;
+    EXPECT_GE(faulty::peakBytes(), store) << rows;
+    EXPECT_LT(faulty::peakBytes(), store + kFixed) << rows;
+  }
 }
 
 TEST(Heap, ScaledOutputTakesConstantMemory) {

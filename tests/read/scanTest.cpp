@@ -264,6 +264,27 @@ TEST(ScanUse, CountsBlocksOfItsComponentsAndAheadOfTheFirst) {
   }
 }
 
+// Whichever component is first: the blocks are counted, 4, 2 and 1 of them.
+TEST(ScanUse, HoldsTheFrameWithAsManyComponentsAndBlocks) {
+  const struct {
+    uint32_t count;
+    uint8_t components[3];
+    bool holds;
+  } kCases[] = {{3, {0, 1, 2}, true},  {3, {1, 0, 2}, true},  {3, {2, 1, 0}, true},
+                {3, {0, 2, 2}, false}, {3, {1, 1, 2}, false}, {3, {2, 1, 2}, false},
+                {2, {0, 1}, false},    {1, {0}, false}};
+  for (const auto &k : kCases) {
+    BitStream b({});
+    makeFrame(b.context(), kMarkerSof0);
+    ScanHeader scan = {};
+    scan.count = k.count;
+    for (uint32_t i = 0; i < k.count; i++) scan.frameIndex[i] = k.components[i];
+    useScan(b.context(), scan);
+    EXPECT_EQ(b.context()->read.scanHoldsFrame, k.holds ? 1u : 0u)
+        << k.count << " components, the first of them " << int{k.components[0]};
+  }
+}
+
 TEST(ScanUse, BeginsWithoutPredictionsAndRuns) {
   BitStream b({});
   JpgContext *c = b.context();

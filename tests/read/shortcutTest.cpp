@@ -2,6 +2,7 @@
 // The shortcuts behind a lookup array, against decoding bit by bit.
 #include <gtest/gtest.h>
 
+#include "faulty.h"
 #include "jpg.h"
 #include "read/randomTable.h"
 #include "share/jpgHuffFast.h"
@@ -152,6 +153,19 @@ TEST(Skips, LeadAsFarAsTheSymbolsOneByOne) {
     }
   }
   EXPECT_GT(several, 1000U);
+}
+
+// Nothing but time is lost.
+TEST(Skips, AreLeftOutWhereMemoryIsRefused) {
+  if (!kHaveSkips) GTEST_SKIP() << "narrow registers have no skips";
+  Random r(6);
+  const RandomTable table(&r, HuffUse::kAc);
+  faulty::reset();
+  faulty::arm(faulty::Operation::kAlloc, faulty::Fault::kFail, 1);
+  makeSkips(table.get().lookup);
+  EXPECT_EQ(skipsOf(*table.get().lookup), nullptr);
+  makeSkips(table.get().lookup);
+  EXPECT_NE(skipsOf(*table.get().lookup), nullptr);
 }
 
 TEST(Lookups, GiveTheSymbolsOfTheBitsOneByOne) {

@@ -3,12 +3,14 @@
 // lossless ones; their pixels, their segments and their order.
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <string>
 #include <vector>
 
 #include "libraryEncode.h"
 #include "model/losslessWriter.h"
 #include "segments.h"
+#include "support/random.h"
 #include "support/reader.h"
 
 namespace {
@@ -22,6 +24,12 @@ uint32_t processOf(JPGHANDLE h) {
   uint32_t process = 0;
   EXPECT_RESULT(JPG_OK, jpgReadGetCodingProcess(h, &process));
   return process;
+}
+
+uint32_t countOf(const Bytes &stream, uint32_t marker) {
+  uint32_t count = 0;
+  for (const uint32_t m : markersOf(stream)) count += m == marker ? 1 : 0;
+  return count;
 }
 
 // The components of all pixels, by the reader of the stream's process.
@@ -101,35 +109,84 @@ TEST(HeldPictures, HaveThePixelsOfThePlainOnesAtEveryQuality) {
   }
 }
 
+constexpr uint32_t kWideSide = 1504;  // 188 x 188 blocks: 35,344
+
+// Grey with noise in the last two rows.
+Bytes noiseBehind() {
+  Bytes pixels(size_t{kWideSide} * kWideSide, 90);
+  for (size_t i = pixels.size() - 3000; i < pixels.size(); i++) pixels[i] = uint8_t(i * 37);
+  return pixels;
+}
+
+// Noise in the first row of blocks, for which levels are best refined bit by bit; six rows of
+// blocks with a single level each, which has corrections alone; then grey.
+Bytes noiseAhead() {
+  Bytes pixels(size_t{kWideSide} * kWideSide, 90);
+  Random r(3);
+  for (size_t i = 0; i < size_t{56} * kWideSide; i++) {
+    const double wave = 60 * std::cos((2 * static_cast<double>(i % 8) + 1) * std::acos(-1) / 16);
+    pixels[i] = i < size_t{8} * kWideSide ? uint8_t(70 + r.below(41)) : uint8_t(90 + wave);
+  }
+  return pixels;
+}
+
+Bytes encodeGrey(const Bytes &pixels, int32_t quality, uint32_t restart, uint32_t flags) {
+  JPGHANDLE h = nullptr;
+  JpgRect rect = {};
+  rect.width = rect.height = rect.stride = kWideSide;
+  rect.channels = 1;
+  rect.bitsPerSample = 8;
+  rect.bits = const_cast<uint8_t *>(pixels.data());
+  EXPECT_RESULT(JPG_OK, jpgWritePrologToMemory(flags, &h));
+  EXPECT_RESULT(JPG_OK, jpgWriteSetQuantizationFactor(h, quality));
+  EXPECT_RESULT(JPG_OK, jpgWriteSetRestartInterval(h, static_cast<int32_t>(restart)));
+  EXPECT_RESULT(JPG_OK, jpgWriteFromRect(h, &rect, kWideSide));
+  void *data = nullptr;
+  uint32_t size = 0;
+  EXPECT_RESULT(JPG_OK, jpgWriteEpilogToMemory(h, &data, &size));
+  return take(data, size);
+}
+
 // End-of-band runs of more than 32767 blocks, and more correction bits than are kept for one run.
 TEST(HeldPictures, OfManyEmptyBlocksHaveThePixelsOfThePlainOnes) {
-  constexpr uint32_t kSide = 1504;  // 188 x 188 blocks: 35,344
-  for (const uint32_t restart : {0U, 33000U}) {
-    JPGHANDLE h = nullptr;
-    Bytes pixels(size_t{kSide} * kSide, 90);
-    for (size_t i = pixels.size() - 3000; i < pixels.size(); i++) pixels[i] = uint8_t(i * 37);
-    JpgRect rect = {};
-    rect.width = rect.height = rect.stride = kSide;
-    rect.channels = 1;
-    rect.bitsPerSample = 8;
-    rect.bits = pixels.data();
-    EncodeJob job;
-    job.width = job.height = kSide;
-    job.channels = 1;
-    Bytes expected;
-    for (const uint32_t flags : {0U, JPG_WRITE_OPTIMIZE, JPG_WRITE_PROGRESSIVE}) {
-      ASSERT_RESULT(JPG_OK, jpgWritePrologToMemory(flags, &h));
-      EXPECT_RESULT(JPG_OK, jpgWriteSetQuantizationFactor(h, 100));
-      EXPECT_RESULT(JPG_OK, jpgWriteSetRestartInterval(h, static_cast<int32_t>(restart)));
-      EXPECT_RESULT(JPG_OK, jpgWriteFromRect(h, &rect, kSide));
-      void *data = nullptr;
-      uint32_t size = 0;
-      EXPECT_RESULT(JPG_OK, jpgWriteEpilogToMemory(h, &data, &size));
-      const Bytes out = decoded(take(data, size), job);
-      if (flags == 0) expected = out;
-      EXPECT_TRUE(out == expected) << std::hex << flags;
+  EncodeJob job;
+  job.width = job.height = kWideSide;
+  job.channels = 1;
+  for (const int32_t quality : {100, 95}) {
+    const Bytes pixels = quality == 100 ? noiseBehind() : noiseAhead();
+    for (const uint32_t restart : {0U, 33000U}) {
+      const Bytes expected = decoded(encodeGrey(pixels, quality, restart, 0), job);
+      for (const uint32_t flags : {JPG_WRITE_OPTIMIZE, JPG_WRITE_PROGRESSIVE}) {
+        const Bytes stream = encodeGrey(pixels, quality, restart, flags);
+        EXPECT_TRUE(decoded(stream, job) == expected) << quality << " " << std::hex << flags;
+        // Of DC, of the bands, and refinements.
+        if (quality == 95 && flags == JPG_WRITE_PROGRESSIVE) EXPECT_GE(countOf(stream, 0xFFDA), 4U);
+      }
     }
   }
+}
+
+// Every block has the twelve lowest frequencies, none has others: in a band up to 12 no block needs
+// an end, and the ends of the band behind it are a few runs.
+TEST(ProgressiveStreams, HaveABandOfItsOwnForWhatMostBlocksLack) {
+  constexpr uint8_t kPlaces[12][2] = {{0, 1}, {1, 0}, {2, 0}, {1, 1}, {0, 2}, {0, 3},
+                                      {1, 2}, {2, 1}, {3, 0}, {4, 0}, {3, 1}, {2, 2}};
+  const auto wave = [](uint32_t i, uint32_t u) {
+    return u == 0 ? std::sqrt(0.5) : std::cos((2 * i + 1) * u * std::acos(-1) / 16);
+  };
+  Bytes pixels(size_t{kWideSide} * kWideSide);
+  for (uint32_t i = 0; i < pixels.size(); i++) {
+    double sample = 128;
+    for (const auto &place : kPlaces) {
+      sample += 6 * wave(i / kWideSide % 8, place[0]) * wave(i % 8, place[1]);
+    }
+    pixels[i] = static_cast<uint8_t>(std::lround(sample));
+  }
+  uint32_t apart = 0;
+  for (const Segment &s : segmentsOf(encodeGrey(pixels, 50, 0, JPG_WRITE_PROGRESSIVE))) {
+    if (s.marker == 0xFFDA && s.data[3] == 13 && s.data[4] == 63) apart++;
+  }
+  EXPECT_EQ(apart, 1U);
 }
 
 TEST(HeldPictures, AreTheSameInBandsAsInOneCall) {
@@ -157,12 +214,6 @@ EncodeJob jobOf(uint32_t channels) {
   job.channels = channels;
   if (channels == 4) job.sampling = 0x11111111;
   return job;
-}
-
-uint32_t countOf(const Bytes &stream, uint32_t marker) {
-  uint32_t count = 0;
-  for (const uint32_t m : markersOf(stream)) count += m == marker ? 1 : 0;
-  return count;
 }
 
 TEST(OptimizedStreams, HaveTheSegmentsOfThePlainOnes) {

@@ -416,6 +416,17 @@ TEST_F(WriteHandle, AFailedSinkIsStickyAndTheBlockIsStillHandedOver) {
   take(data, size);
 }
 
+TEST_F(WriteHandle, UpTo65535UntoldLinesAreToldByDnl) {
+  JpgRect rect = rectOf(1, 0, 1, pixels);
+  rect.stride = 0;
+  ASSERT_EQ(jpgWriteFromRect(h_, &rect, 65535), JPG_OK);
+  Bytes stream;
+  ASSERT_EQ(finish(&stream), JPG_OK);
+  const Bytes end = {0xFF, 0xDC, 0, 4, 0xFF, 0xFF, 0xFF, 0xD9};
+  ASSERT_GE(stream.size(), end.size());
+  EXPECT_TRUE(std::equal(end.rbegin(), end.rend(), stream.rbegin()));
+}
+
 TEST_F(WriteHandle, MoreThan65535UntoldLinesEndInARefusedDnl) {
   JpgRect rect = rectOf(1, 0, 1, pixels);
   rect.stride = 0;
