@@ -13,11 +13,13 @@ namespace {
 constexpr uint32_t kPixels = 16;
 constexpr uint32_t kPixelBytes = 3;
 
+JPG_VEC Words thrice(Words w) { return w + w + w; }
+
 // Samples of a component, one for two pixels, weighted by the row's distance.
 template <bool kBlendsRows>
 JPG_VEC Words samplesAt(const uint8_t *first, const uint8_t *second) {
   const Words w = loadEightBytes(first);
-  if constexpr (kBlendsRows) return addThrice(loadEightBytes(second), w);
+  if constexpr (kBlendsRows) return thrice(w) + loadEightBytes(second);
   return w;
 }
 
@@ -28,8 +30,7 @@ JPG_VEC Sixteen singles(const uint8_t *first, const uint8_t *second, bool oddRow
   if constexpr (!kBlendsRows) return a;
   const Sixteen b = sixteen(loadBytes(second));
   const Words tie = words(oddRow ? 2 : 1);
-  return {shiftRight<2>(addThrice(b.even + tie, a.even)),
-          shiftRight<2>(addThrice(b.odd + tie, a.odd))};
+  return {shiftRight<2>(thrice(a.even) + b.even + tie), shiftRight<2>(thrice(a.odd) + b.odd + tie)};
 }
 
 // The same where two columns share a sample; sums are rounded as the portable routine does.
@@ -40,8 +41,9 @@ JPG_VEC Sixteen doubles(const uint8_t *first, const uint8_t *second) {
   const Words before = samplesAt<kBlendsRows>(first - 1, second - 1);
   const Words behind = samplesAt<kBlendsRows>(first + 1, second + 1);
   constexpr int kShift = kBlendsRows ? 4 : 2;
-  return {ordered(shiftRight<kShift>(addThrice(before + words(kBlendsRows ? 8 : 1), w))),
-          ordered(shiftRight<kShift>(addThrice(behind + words(kBlendsRows ? 7 : 2), w)))};
+  const Words three = thrice(w);
+  return {ordered(shiftRight<kShift>(three + before + words(kBlendsRows ? 8 : 1))),
+          ordered(shiftRight<kShift>(three + behind + words(kBlendsRows ? 7 : 2)))};
 }
 
 template <bool kInterpolates, int kAcross, int kDown>

@@ -17,7 +17,6 @@
 //   load, store, loadFour, storeFour, words(v)  the last: v in all places
 //   loadTwo(p, q)       two from each
 //   + - * &             * keeps the low 16 bits
-//   addThrice(a, b)     a + 3 b
 //   least, most         with signs
 //   magnitude           without the sign, which -32768 keeps
 //   withSignOf(m, w)    m, negated where w is negative

@@ -76,7 +76,6 @@ JPG_VEC Words words(int value) { return {vdupq_n_s16(static_cast<int16_t>(value)
 JPG_VEC Words operator+(Words a, Words b) { return {vaddq_s16(a.v, b.v)}; }
 JPG_VEC Words operator-(Words a, Words b) { return {vsubq_s16(a.v, b.v)}; }
 JPG_VEC Words operator*(Words a, Words b) { return {vmulq_s16(a.v, b.v)}; }
-JPG_VEC Words addThrice(Words a, Words b) { return {vmlaq_n_s16(a.v, b.v, 3)}; }
 JPG_VEC Words operator&(Words a, Words b) { return {vandq_s16(a.v, b.v)}; }
 JPG_VEC Words least(Words a, Words b) { return {vminq_s16(a.v, b.v)}; }
 JPG_VEC Words most(Words a, Words b) { return {vmaxq_s16(a.v, b.v)}; }

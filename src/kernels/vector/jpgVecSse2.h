@@ -61,7 +61,6 @@ JPG_VEC Words words(int value) { return {_mm_set1_epi16(static_cast<short>(value
 JPG_VEC Words operator+(Words a, Words b) { return {_mm_add_epi16(a.v, b.v)}; }
 JPG_VEC Words operator-(Words a, Words b) { return {_mm_sub_epi16(a.v, b.v)}; }
 JPG_VEC Words operator*(Words a, Words b) { return {_mm_mullo_epi16(a.v, b.v)}; }
-JPG_VEC Words addThrice(Words a, Words b) { return a + (b + b + b); }
 JPG_VEC Words operator&(Words a, Words b) { return {_mm_and_si128(a.v, b.v)}; }
 JPG_VEC Words least(Words a, Words b) { return {_mm_min_epi16(a.v, b.v)}; }
 JPG_VEC Words most(Words a, Words b) { return {_mm_max_epi16(a.v, b.v)}; }
