@@ -174,7 +174,7 @@ class Pages(unittest.TestCase):
             row["sides"][1]["ratio"] = 0.421
             with open(f"{folder}/performance.json", "w", encoding="utf-8") as file:
                 json.dump(measured, file)
-            for name in ("performance.md", "performance.svg"):
+            for name in ("performance.md", "performance.svg", "performance-sizes.svg"):
                 shutil.copy(f"{SOURCE}/docs/{name}", folder)
             told = subprocess.run([sys.executable, script, folder], capture_output=True, text=True)
             self.assertEqual(told.returncode, 1)
@@ -196,13 +196,15 @@ class Pages(unittest.TestCase):
             for side in row["sides"][1:]:
                 self.assertIn(f" {side['ratio']:.2f} (", lines[0])
 
-    def test_the_drawing_of_the_ratios_is_well_formed_and_holds_its_marks(self):
-        root = xml.etree.ElementTree.parse(f"{SOURCE}/docs/performance.svg").getroot()
-        width, height = (float(root.get(k)) for k in ("width", "height"))
-        marks = root.findall(".//{http://www.w3.org/2000/svg}circle")
-        self.assertGreater(len(marks), 60)
-        for mark in marks:
-            self.assertTrue(0 < float(mark.get("cx")) < width and 0 < float(mark.get("cy")) < height)
+    def test_the_drawings_of_the_speeds_are_well_formed_and_hold_their_marks(self):
+        for name in ("performance", "performance-sizes"):
+            root = xml.etree.ElementTree.parse(f"{SOURCE}/docs/{name}.svg").getroot()
+            width, height = (float(root.get(k)) for k in ("width", "height"))
+            marks = root.findall(".//{http://www.w3.org/2000/svg}circle")
+            self.assertGreater(len(marks), 60)
+            for mark in marks:
+                self.assertTrue(0 < float(mark.get("cx")) < width, name)
+                self.assertTrue(0 < float(mark.get("cy")) < height, name)
 
     def test_scripts_that_pages_name_exist(self):
         for page in pages():
