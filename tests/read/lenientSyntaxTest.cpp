@@ -334,6 +334,28 @@ TEST(LenientRestarts, UnitsThatBreakOffAheadOfAStrayMarkerAreLostAlone) {
   }
 }
 
+// Bits that fill the last byte up are none; a byte is a unit that broke off, also behind data that
+// end with a byte.
+TEST(LenientRestarts, AByteAheadOfAStrayMarkerIsDamage) {
+  // Blocks of DC 0 by codes of 1 and 3 bits: six of them are 24 bits. For the longest code the
+  // reader looks 16 bits ahead.
+  Restarted sample(1);
+  const HuffTable dc = {{1}, {0}};
+  const HuffTable ac = {{0, 0, 1, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 1}, {0, 1}};
+  for (size_t i = 0; i < 3; i++) {
+    sample.picture.components[i].blocks.assign(sample.picture.components[i].blocks.size(), Block{});
+  }
+  sample.picture.dc = {dc, dc, dc, dc};
+  sample.picture.ac = {ac, ac, ac, ac};
+  sample.intervals = intervalsOf(sample.picture);
+  ASSERT_EQ(3U, sample.intervals[0].size());
+  sample.picture.restartInterval = 0;
+  sample.headers = headersOf(sample.picture).bytes();
+  EXPECT_RESULT(JPG_OK, show(sample.with(sample.rightMarkers()), 3).result);
+  sample.intervals[2].push_back(0x55);
+  EXPECT_RESULT(JPG_E_DAMAGED, show(sample.with(sample.rightMarkers()), 3).result);
+}
+
 TEST(LenientRestarts, MarkersMayStandThereWithoutAnInterval) {
   const Restarted sample(2);
   Restarted without(2);
