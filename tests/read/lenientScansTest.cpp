@@ -89,6 +89,19 @@ TEST(LenientScans, ProgressivePicturesAreReadByTheOneCall) {
   }
 }
 
+TEST(LenientScans, FourComponentsAreReadFromScansOfAllOfThem) {
+  const Picture picture = makePicture(43, 37, {0x22, 0x11, 0x21, 0x11}, Fill::kSmooth, 67);
+  const Bytes expected = replicated(picture);
+  for (const Bytes &stream :
+       {encode(picture), encodeProgressive(picture, spectralScript(4)),
+        encodeProgressive(picture, refiningScript(4)), encodeInScans(picture, {{0}, {1}, {2}, {3}}),
+        encodeInScans(picture, {{0, 1}, {2, 3}})}) {
+    const Shown shown = showRaw(stream, 4);
+    ASSERT_RESULT(JPG_OK, shown.result);
+    EXPECT_EQ(expected, shown.pixels);
+  }
+}
+
 TEST(LenientScans, AQuantisationTableCountsAsItIsWhenItsComponentIsFirstCoded) {
   const Picture picture = makePicture(20, 20, {0x11, 0x11, 0x11}, Fill::kSmooth, 7);
   StreamBuilder s = headersOfScans(picture, kSof0);
