@@ -117,7 +117,7 @@ TEST(LenientScans, AQuantisationTableCountsAsItIsWhenItsComponentIsFirstCoded) {
 
 TEST(LenientScans, ComponentsInScansOfTheirOwnTakeAnyTables) {
   for (const Numbers &tables : {Numbers{1, 0, 0}, Numbers{2, 1, 0}, Numbers{3, 2, 1}}) {
-    Picture picture = makePicture(43, 37, {0x11, 0x11, 0x11}, Fill::kSmooth, 65);
+    Picture picture = makePicture(43, 37, {0x11, 0x11, 0x11}, Fill::kDense, 65);
     for (uint16_t i = 0; i < 4; i++) picture.quant[i] = flatQuant(static_cast<uint16_t>(i + 2));
     for (size_t i = 0; i < 3; i++) picture.components[i].tq = tables[i];
     const Bytes expected = show(encode(picture), 3, 0).pixels;
