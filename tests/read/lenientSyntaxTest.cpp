@@ -136,6 +136,28 @@ TEST(LenientSyntax, FillBytesAheadOfMarkersAreNoStrayPlaces) {
   expectPixels(sample, inserted(sample.headers, 2, s.bytes()) + sample.data + kEoiBytes);
 }
 
+// A picture whose EOI stands so many bytes behind SOI, with a segment that makes YCbCr RGB.
+Bytes strayPicture(size_t eoi) {
+  Bytes out = {0xFF, kSoi, 0xFF, kApp14, 0, 14, 'A', 'd', 'o', 'b', 'e', 0, 100, 0, 0, 0, 0, 0};
+  out.resize(eoi, 0);
+  return out + kEoiBytes;
+}
+
+// Beyond that, what is inside counts.
+TEST(LenientSyntax, AStrayPictureThatASegmentHasRoomForIsPassedOver) {
+  const Sample sample;
+  const auto with = [&](const Bytes &picture) {
+    return inserted(sample.headers, 2, Bytes{1} + picture) + sample.data + kEoiBytes;
+  };
+  expectPixels(sample, with(strayPicture(18)));
+  expectPixels(sample, with(strayPicture(0xFFFE)));
+  EXPECT_NE(sample.pixels, show(with(strayPicture(0xFFFF)), 3).pixels);
+  Bytes thousand;
+  for (unsigned i = 0; i < 1000; i++) append(thousand, strayPicture(18));
+  expectPixels(sample, with(thousand));
+  EXPECT_NE(sample.pixels, show(with(thousand + strayPicture(18)), 3).pixels);
+}
+
 // What looks like a marker among stray bytes, and isn't one.
 TEST(LenientSyntax, StrayBytesMayLookLikeMarkers) {
   const Sample sample;
