@@ -237,6 +237,18 @@ TEST(LenientDamage, AScanThatBreaksOffKeepsWhatItGaveAndTheNextIsRead) {
   EXPECT_NE(whole.pixels, shown.pixels);
 }
 
+TEST(LenientDamage, WhatADcScanLacksIsFilledWithTheLastColour) {
+  const Picture picture = grayPicture(std::vector<Block>(200, dcBlock(400)));
+  const Script script = {{{0}, 0, 0, 0, 0}};
+  Bytes stream = encodeProgressive(picture, script);
+  const Bytes whole = show(stream, 1).pixels;
+  stream.resize(stream.size() - 10);
+  const Shown shown = show(stream, 1);
+  ASSERT_RESULT(JPG_E_DAMAGED, shown.result);
+  EXPECT_EQ(Bytes(size_t{1600} * 8, 178), shown.pixels);
+  EXPECT_EQ(whole, shown.pixels);
+}
+
 TEST(LenientDamage, RestartMarkersLimitTheDamageInProgressiveScansToo) {
   Picture picture = makePicture(48, 40, {0x11}, Fill::kDcOnly, 36);
   picture.restartInterval = 6;  // a row
