@@ -1,9 +1,10 @@
 // SPDX-License-Identifier: MIT
 // Does the same work with the library and with other codecs, alternately in one process, and
 // prints the times and their ratios:
-//   jpg_bench [--quick] [--short] [--only WORDS] [--json FILE]
-//       a table; --quick compares the library with another build of it on a few workloads,
-//       --short takes less time for each
+//   jpg_bench [--quick | --sizes | --many | --one-size] [--short] [--only WORDS] [--json FILE]
+//       a table; --quick compares the library with another build of it on a few workloads, --sizes
+//       and --many are other workloads (workloads.h), --one-size takes the smallest photographs
+//       alone, --short takes less time for each
 //   jpg_bench --count [--only WORDS]        under callgrind: dumps the counts of one call each
 //   jpg_bench --once NAME SIZE SIDE TIMES   so many calls of one side, 0 is the library's
 #include <malloc.h>
@@ -31,7 +32,8 @@ using jpgbench::Times;
 using jpgbench::Workload;
 
 struct Options {
-  bool quick = false, brief = false, count = false;
+  Choice choice = Choice::kAll;
+  bool brief = false, count = false;
   std::string only, json;
   char **once = nullptr;
 };
@@ -40,10 +42,17 @@ bool parse(int argc, char **argv, Options *o) {
   for (int i = 1; i < argc; i++) {
     const std::string word = argv[i];
     if (word == "--quick") {
-      o->quick = true;
+      o->choice = Choice::kQuick;
+    } else if (word == "--sizes") {
+      o->choice = Choice::kSizes;
+    } else if (word == "--many") {
+      o->choice = Choice::kMany;
+    } else if (word == "--one-size") {
+      o->choice = Choice::kOneSize;
     } else if (word == "--short") {
       o->brief = true;
     } else if (word == "--count") {
+      o->choice = Choice::kOneSize;
       o->count = true;
     } else if (word == "--only" && i + 1 < argc) {
       o->only = argv[++i];
@@ -195,16 +204,16 @@ int main(int argc, char **argv) {
     return 2;
   }
   settleHeap();
-  const Choice choice = o.quick ? Choice::kQuick : o.count ? Choice::kOneSize : Choice::kAll;
   auto workloads = jpgbench::makeWorkloads(valueOf("JPG_CORPUS", JPG_CORPUS_DIR),
-                                           valueOf("JPG_BENCH_PICTURES", ""), choice);
+                                           valueOf("JPG_BENCH_PICTURES", ""), o.choice);
   if (o.once != nullptr) return doOnce(&workloads, o.once) ? 0 : 1;
   const jpgbench::Codecs &codecs = jpgbench::codecs();
-  if (o.quick && codecs.base == nullptr) {
+  const bool quick = o.choice == Choice::kQuick;
+  if (quick && codecs.base == nullptr) {
     std::fprintf(stderr, "jpg_bench: built without another build of the library\n");
     return 2;
   }
-  if (!o.quick && codecs.newLibjpeg == nullptr) {
+  if (!quick && codecs.newLibjpeg == nullptr) {
     std::fprintf(stderr, "jpg_bench: no newer libjpeg-turbo in JPG_PEERS_DIR; Debian's alone\n");
   }
   std::FILE *json = o.json.empty() ? nullptr : std::fopen(o.json.c_str(), "w");

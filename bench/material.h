@@ -25,6 +25,7 @@ struct SheetSize {
 };
 constexpr SheetSize kSheetSizes[] = {
     {"0.4 MP", 3, 2, 3}, {"3.5 MP", 9, 6, 2}, {"12.3 MP", 17, 11, 1}};
+constexpr SheetSize kLargestSheet = {"100 MP", 39, 39, 1};
 
 class Material {
  public:

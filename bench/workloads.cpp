@@ -95,6 +95,7 @@ Pictures picturesOf(Content content, const std::string &size, Material *material
   for (const SheetSize &sheet : kSheetSizes) {
     if (size == sheet.label) return material->sheets(content, sheet);
   }
+  if (size == kLargestSheet.label) return material->sheets(content, kLargestSheet);
   return material->cuts(static_cast<uint32_t>(std::strtoul(size.c_str(), nullptr, 10)));
 }
 
@@ -273,25 +274,119 @@ size_t Workload::codedBytes(const Side &side) const {
   return sum;
 }
 
-std::vector<Workload> makeWorkloads(const std::string &corpus, const std::string &kept,
-                                    Choice choice) {
-  const auto material = std::make_shared<Material>(corpus, kept);
-  std::vector<Workload> list;
-  const auto add = [&](const Definition &d, const std::string &size) {
+namespace {
+
+// Adds workloads to a list.
+struct Maker {
+  std::shared_ptr<Material> material;
+  Choice choice;
+  std::vector<Workload> *list;
+
+  void add(const Definition &d, const std::string &size) const {
     if (d.task == Task::kExifThumbnail && material->exifFiles().empty()) return;
     if (choice == Choice::kQuick && !isQuick(d.name)) return;
-    list.emplace_back(d, size, material, choice == Choice::kQuick);
-  };
-  for (const uint32_t side : kSmallSides) {
-    const std::string size = std::to_string(side) + " x " + std::to_string(side);
-    if (choice == Choice::kQuick && side != 16) continue;
-    for (const Definition &d : kSmall) add(d, size);
+    list->emplace_back(d, size, material, choice == Choice::kQuick);
   }
-  for (const Definition &d : kThumbnails) add(d, "160 x 120");
-  for (const Definition &d : kContents) add(d, "1.0 MP");
+  void addNamed(Definition d, const std::string &name, const std::string &size) const {
+    add(d, size);
+    list->back().rename((d.task == kEncode ? "encode " : "decode ") + name);
+  }
+  // Decoding and encoding.
+  void addBoth(Definition d, const std::string &name, const std::string &size) const {
+    d.task = kDecode;
+    addNamed(d, name, size);
+    d.task = kEncode;
+    addNamed(d, name, size);
+  }
+};
+
+std::string square(uint32_t side) { return std::to_string(side) + " x " + std::to_string(side); }
+
+std::string qualityName(int quality) { return " q" + std::to_string(quality); }
+
+// The table's workloads, or some of them.
+void addTable(const Maker &maker) {
+  const bool all = maker.choice == Choice::kAll, quick = maker.choice == Choice::kQuick;
+  for (const uint32_t side : kSmallSides) {
+    if (quick && side != 16) continue;
+    for (const Definition &d : kSmall) maker.add(d, square(side));
+  }
+  for (const Definition &d : kThumbnails) maker.add(d, "160 x 120");
+  for (const Definition &d : kContents) maker.add(d, "1.0 MP");
   for (const SheetSize &size : kSheetSizes) {
-    if (choice != Choice::kAll && &size != &kSheetSizes[choice == Choice::kQuick ? 1 : 0]) continue;
-    for (const Definition &d : kPhotographs) add(d, size.label);
+    if (!all && &size != &kSheetSizes[quick ? 1 : 0]) continue;
+    for (const Definition &d : kPhotographs) maker.add(d, size.label);
+  }
+}
+
+void addSizes(const Maker &maker) {
+  const Definition d = {"", kDecode, kPhoto, {90, k420}, 1};
+  for (const uint32_t side : {8U, 16U, 32U, 64U, 128U, 256U}) {
+    maker.addBoth(d, "4:2:0 q90", square(side));
+  }
+  for (const SheetSize &size : kSheetSizes) maker.addBoth(d, "4:2:0 q90", size.label);
+  maker.addBoth(d, "4:2:0 q90", kLargestSheet.label);
+}
+
+struct Layout {
+  const char *name;
+  uint32_t sampling;
+  Content content;
+};
+constexpr Layout kLayouts[] = {{"4:2:0", k420, kPhoto},
+                               {"4:2:2", k422, kPhoto},
+                               {"4:4:4", k444, kPhoto},
+                               {"grey", kOne, kGray}};
+
+// Layouts and qualities of photographs, restarts, progressive and reduced ones.
+void addManyPhotographs(const Maker &maker, const std::string &size) {
+  for (const Layout &layout : kLayouts) {
+    for (const int q : {50, 75, 85, 90, 95, 98}) {
+      maker.addBoth({"", kDecode, layout.content, {q, layout.sampling}, 1},
+                    layout.name + qualityName(q), size);
+    }
+  }
+  for (const Layout &layout : {kLayouts[0], kLayouts[2]}) {
+    for (const int q : {75, 95}) {
+      const std::string name = layout.name + qualityName(q);
+      maker.addNamed({"", kDecode, kPhoto, {q, layout.sampling, kSeq, true}, 1},
+                     name + ", restarts", size);
+      maker.addNamed({"", kDecode, kPhoto, {q, layout.sampling, Scans::kProgressive}, 1},
+                     "progressive " + name, size);
+      for (const uint32_t part : {2U, 4U, 8U}) {
+        maker.addNamed({"", kDecode, kPhoto, {q, layout.sampling}, 1, part},
+                       name + " at 1/" + std::to_string(part), size);
+      }
+    }
+  }
+}
+
+void addMany(const Maker &maker) {
+  for (const uint32_t side : kSmallSides) {
+    maker.addBoth({"", kDecode, kPhoto, {90, k420}, 1}, "4:2:0 q90", square(side));
+  }
+  for (const SheetSize &size : kSheetSizes) addManyPhotographs(maker, size.label);
+  for (const Layout &layout : {kLayouts[0], kLayouts[2]}) {
+    for (const int q : {75, 90, 98}) {
+      const std::string name = layout.name + qualityName(q);
+      maker.addBoth({"", kDecode, kNoise, {q, layout.sampling}, 1}, "noise " + name, "1.0 MP");
+      maker.addBoth({"", kDecode, kScreen, {q, layout.sampling}, 1}, "screen " + name, "1.0 MP");
+    }
+  }
+}
+
+}  // namespace
+
+std::vector<Workload> makeWorkloads(const std::string &corpus, const std::string &kept,
+                                    Choice choice) {
+  std::vector<Workload> list;
+  const Maker maker = {std::make_shared<Material>(corpus, kept), choice, &list};
+  if (choice == Choice::kSizes) {
+    addSizes(maker);
+  } else if (choice == Choice::kMany) {
+    addMany(maker);
+  } else {
+    addTable(maker);
   }
   return list;
 }

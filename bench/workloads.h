@@ -5,6 +5,7 @@
 
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "codec.h"
@@ -34,6 +35,7 @@ class Workload {
   // `builds` compares the library with another build of it, not with other codecs.
   Workload(const Definition &definition, std::string size, std::shared_ptr<Material> material,
            bool builds);
+  void rename(std::string name) { name_ = std::move(name); }
 
   const std::string &name() const { return name_; }
   const std::string &size() const { return size_; }
@@ -74,9 +76,10 @@ class Workload {
   double pixels_ = 0;
 };
 
-// Which workloads: all; those for counting instructions, with one size of photographs; or a few
-// for comparing two builds.
-enum class Choice { kAll, kOneSize, kQuick };
+// Which workloads: the table's; of these one size of photographs, as for counting instructions; a
+// few for comparing two builds; two at sizes from 8 x 8 pixels to 100 megapixels; or some two
+// hundred combinations of sizes, layouts, qualities and contents.
+enum class Choice { kAll, kOneSize, kQuick, kSizes, kMany };
 
 // `corpus` and `kept` as for Material.
 std::vector<Workload> makeWorkloads(const std::string &corpus, const std::string &kept,

@@ -16,6 +16,30 @@ else()
 endif()
 include(GoogleTest)
 
+# Half of the time of compiling a test goes into the headers of GoogleTest and of the C++ library. They
+# are compiled once for all tests. ccache can't keep what is built so, and the presets gcc and clang do
+# without, so that an include that is missing in a test is noticed.
+set(precompile ON)
+if(CMAKE_CXX_COMPILER_LAUNCHER)
+  set(precompile OFF)
+endif()
+option(JPG_PRECOMPILED_HEADERS "Compile the headers that all tests include once" ${precompile})
+
+# What tests are compiled with: they run as fast with less work of the compiler's.
+function(jpg_test_options target)
+  target_compile_options(${target} PRIVATE $<$<CONFIG:Release>:-O1>)
+  jpg_set_warnings(${target})
+endfunction()
+
+if(JPG_PRECOMPILED_HEADERS)
+  # An executable, as the tests are: the options must be theirs.
+  add_executable(jpg_test_headers EXCLUDE_FROM_ALL ${PROJECT_SOURCE_DIR}/tests/support/headers.cpp)
+  target_link_libraries(jpg_test_headers PRIVATE GTest::gtest GTest::gtest_main)
+  jpg_test_options(jpg_test_headers)
+  target_precompile_headers(jpg_test_headers PRIVATE <gtest/gtest.h> <algorithm> <array> <cstdint>
+    <cstdio> <cstdlib> <cstring> <functional> <memory> <string> <vector>)
+endif()
+
 # jpg_add_test(name SOURCES file... [LIBS library...] [LABELS label...])
 function(jpg_add_test name)
   cmake_parse_arguments(ARG "" "" "SOURCES;LIBS;LABELS" ${ARGN})
@@ -24,7 +48,10 @@ function(jpg_add_test name)
   target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR}/tests)
   target_compile_definitions(${name} PRIVATE JPG_CORPUS_DIR="${JPG_CORPUS_DIR}"
                                              JPG_SOURCE_DIR="${PROJECT_SOURCE_DIR}")
-  jpg_set_warnings(${name})
+  jpg_test_options(${name})
+  if(JPG_PRECOMPILED_HEADERS)
+    target_precompile_headers(${name} REUSE_FROM jpg_test_headers)
+  endif()
   gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST DISCOVERY_TIMEOUT 60)
   # The discovery would keep only the first of several labels.
   set(labels ${CMAKE_CURRENT_BINARY_DIR}/${name}_labels.cmake)

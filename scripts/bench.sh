@@ -1,8 +1,9 @@
 #!/usr/bin/env bash
 # Measures the library beside other codecs. Installs what is missing first.
 #   bench.sh [--short] [--only WORDS]   speeds and their ratios, a line each
-#   bench.sh --publish                  all: speeds, instructions and heap; then makes
-#                                       docs/performance.* and the README's table of them
+#   bench.sh --publish                  all: speeds, those by size, of many combinations and with
+#                                       SSE2 alone, instructions and heap; then makes
+#                                       docs/performance* and the README's table of them
 #   bench.sh --quick [REV]              compares this tree with another commit (HEAD)
 #   bench.sh --instructions             instructions of one call each, by callgrind
 #   bench.sh --heap                     heap at the peak of one call each
@@ -28,6 +29,14 @@ build() {
   cmake --preset bench >/dev/null
   cmake --build --preset bench --target jpg_bench jpg_heap >/dev/null
   mkdir -p "$out" "$JPG_BENCH_PICTURES"
+}
+
+# A second build, whose kernels go up to SSE2, beside others that are held to it.
+with_sse2_alone() {
+  cmake -S . -B build/bench-sse2 -G Ninja -DCMAKE_BUILD_TYPE=Release -DJPG_TESTS=OFF \
+    -DJPG_BENCH=ON -DJPG_KERNELS=sse2 >/dev/null
+  cmake --build build/bench-sse2 --target jpg_bench >/dev/null
+  JSIMD_FORCESSE2=1 quietly build/bench-sse2/bench/jpg_bench --one-size --json "$out/sse2.json"
 }
 
 # Lines "workload|size|codec|pixels|instructions". Counts go to a file a call.
@@ -80,6 +89,9 @@ case ${1:-} in
     rm -f "$out"/*.txt "$out"/*.json
     load=$(cut -d' ' -f1-3 /proc/loadavg)
     quietly "$program" --json "$out/speeds.json"
+    quietly "$program" --sizes --json "$out/sizes.json"
+    quietly "$program" --many --short --json "$out/many.json"
+    if [ "$(uname -m)" = x86_64 ]; then with_sse2_alone; fi
     instructions
     heap
     scripts/performance_page.py --collect "$out" --load "$load"

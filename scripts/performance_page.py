@@ -1,26 +1,24 @@
 #!/usr/bin/env python3
 # SPDX-License-Identifier: MIT
-"""Makes docs/performance.md and docs/performance.svg of docs/performance.json:
+"""Makes docs/performance.md and its drawings, docs/performance*.svg, of docs/performance.json:
 performance_page.py [--update] [DOCS]
 performance_page.py --collect RESULTS [--load LOAD] [DOCS]
 
 Without an option files that differ from what would be made are told and the status is 1;
 --update writes them. --collect brings what the benchmarks left in a folder into the JSON file:
-speeds.json, instructions.txt, heap.txt, arm.txt. What isn't there stays as it was.
+speeds.json, sizes.json, many.json, sse2.json, instructions.txt, heap.txt, arm.txt, neon.txt. What
+isn't there stays as it was.
 """
 import argparse
-import datetime
 import json
 import math
-import os
 import pathlib
-import platform
-import subprocess
 import sys
 import textwrap
 
-ROOT = pathlib.Path(__file__).resolve().parent.parent
-DEBIAN, OTHERS = "libjpeg-turbo 2", ("libavcodec", "DCMTK")
+from performance_drawings import drawing, sizes_drawing
+from performance_rows import (ROOT, collect, is_debian, is_newest, is_other, is_sheet, is_small,
+                              names, side, written)
 
 HEAD = """\
 # How fast it is
@@ -55,6 +53,32 @@ Made by `scripts/performance_page.py` of [performance.json](performance.json), w
   selection" has five scans without approximation. Lossless streams are the library's, predictor 1.
 """
 
+SIZES = """\
+
+## Speed by size
+![Speed by size of the picture](performance-sizes.svg)
+
+Millions of pixels a second at 4:2:0, quality 90: sixteen squares cut from sheets, then the sheets.
+
+"""
+
+MANY = """\
+
+## Many combinations
+Sizes, layouts, qualities, restarts, progressive and reduced ones, noise and screens: {count} rows
+(`jpg_bench --many --short`), in a third of the time for each. Beside the faster one of the two
+the ratio is **{mean:.2f}** in the geometric mean, {median:.2f} in the middle, and {least:.2f} at
+least; {under} rows are below 1. By kind:
+
+"""
+
+SSE2 = """\
+
+## Processors with SSE2 alone
+A build with `-DJPG_KERNELS=sse2` beside libjpeg-turbo held to SSE2 by `JSIMD_FORCESSE2=1`.
+
+"""
+
 SMALL = """\
 
 ## Small pictures
@@ -83,9 +107,17 @@ a codec collects itself).
 
 """
 
+NEON = """\
+
+## ARM with NEON
+Instructions a pixel, counted by `scripts/bench_arm.sh v7-neon v8` under qemu, beside libjpeg-turbo
+2.1.5 of Debian's armhf and arm64 with its NEON. A ratio in bold is below 1.
+
+"""
+
 ARM = """\
 
-## 32-bit ARM
+## 32-bit ARM without vector instructions
 Instructions a pixel with the plain kernels, counted by `scripts/bench_arm.sh` under qemu, beside
 libjpeg-turbo 2.1.5 of Debian's armel and armhf without its vector instructions. Both are compiled
 with -O2, as the device's DLL is; ARMv5TE in ARM instructions, ARMv7 in Thumb-2. A count isn't a
@@ -117,78 +149,7 @@ holds libjpeg-turbo to SSE2, beside a build with `-DJPG_KERNELS=sse2`.
 """
 
 
-# ---- Collecting -------------------------------------------------------------
-
-def processor():
-    for line in pathlib.Path("/proc/cpuinfo").read_text(encoding="utf-8").splitlines():
-        if line.startswith("model name"):
-            return line.split(":", 1)[1].strip()
-    return platform.machine()
-
-
-def machine(cpuid, load):
-    def said(*command):
-        return subprocess.run(command, capture_output=True, text=True, cwd=ROOT).stdout.strip()
-    flags = pathlib.Path("/proc/cpuinfo").read_text(encoding="utf-8")
-    return {"processor": processor(), "processors": os.cpu_count(),
-            "virtual": " hypervisor " in flags, "avx2": " avx2 " in flags,
-            "compiler": "gcc " + said("gcc", "-dumpfullversion"), "cpuid": cpuid, "load": load,
-            "commit": said("git", "describe", "--always", "--dirty", "--exclude", "*"),
-            "date": datetime.date.today().isoformat()}
-
-
-def rows(path, *fields):
-    """Lines of words between bars, as dictionaries."""
-    return [dict(zip(fields, line.split("|"))) for line in
-            path.read_text(encoding="utf-8").splitlines()]
-
-
-def collect(folder, load, data):
-    speeds = folder / "speeds.json"
-    if speeds.exists():
-        first, *lines = map(json.loads, speeds.read_text(encoding="utf-8").splitlines())
-        data["machine"] = machine(first["cpuid"], load)
-        data["speeds"] = lines
-    for name, last in (("instructions", "count"), ("heap", "kib")):
-        path = folder / f"{name}.txt"
-        if path.exists():
-            fields = ("name", "size", "codec") + (("pixels",) if name == "instructions" else ())
-            data[name] = rows(path, *fields, last)
-    # Its counts are those of another run than the rest.
-    if (folder / "arm.txt").exists():
-        data["arm"] = rows(folder / "arm.txt", "target", "name", "size", "pixels", "ours", "theirs")
-    return data
-
-
-# One row a line, so that a difference can be read.
-def written(data):
-    parts = []
-    for key, value in data.items():
-        if isinstance(value, list):
-            lines = ",\n  ".join(json.dumps(row) for row in value)
-            parts.append(f'"{key}": [\n  {lines}\n]')
-        else:
-            parts.append(f'"{key}": {json.dumps(value)}')
-    return "{" + ",\n".join(parts) + "}\n"
-
-
 # ---- Tables -----------------------------------------------------------------
-
-def is_debian(codec):
-    return codec.startswith(DEBIAN)
-
-
-def is_other(codec):
-    return codec.startswith(OTHERS)
-
-
-def is_newest(codec):
-    return codec.startswith("libjpeg-turbo") and not is_debian(codec)
-
-
-def side(row, wanted):
-    return next((s for s in row["sides"] if wanted(s["codec"])), None)
-
 
 def ratio(row, wanted):
     found = side(row, wanted)
@@ -214,15 +175,6 @@ def micros(row, found):
     return f"{found['median'] / row['pictures'] * 1e6:.1f}" if found else ""
 
 
-def names(data, *wanted):
-    """The codecs' own names, as they were measured."""
-    found = []
-    for which in wanted:
-        codecs = {s["codec"] for row in data["speeds"] for s in row["sides"] if which(s["codec"])}
-        found.append(" or ".join(sorted(codecs)))
-    return found
-
-
 def speed_table(data, chosen, unit, value, *others):
     heads = ["workload", "size", f"ours, {unit}"]
     for other, name in zip(others, names(data, *others)):
@@ -236,14 +188,6 @@ def speed_table(data, chosen, unit, value, *others):
             line += [value(row, side(row, other)), ratio(row, other)]
         lines.append(line + [f"{row['must']:g}"])
     return table(heads + ["must"], lines, 2)
-
-
-def is_small(row):
-    return " x " in row["size"]
-
-
-def is_sheet(row):
-    return not is_small(row) and row["size"] != "1.0 MP"
 
 
 def below(data):
@@ -286,17 +230,53 @@ def counts_table(data):
     return table(heads, lines, 2)
 
 
-def arm_table(data):
+def arm_table(counts, targets):
+    """`targets`: names by those of the script's."""
     cells = {}
-    for r in data["arm"]:
+    for r in counts:
         ours, theirs = (int(r[k]) / float(r["pixels"]) for k in ("ours", "theirs"))
         text = f"{theirs / ours:.2f}"
         cells.setdefault((r["name"], r["size"]), {})[r["target"]] = [
             f"{ours:.1f}", f"{theirs:.1f}", text if theirs >= ours else f"**{text}**"]
-    lines = [[*key, *each.get("v5", [""] * 3), *each.get("v7", [""] * 3)]
+    lines = [[*key, *(cell for target in targets for cell in each.get(target, [""] * 3))]
              for key, each in cells.items()]
-    return table(["workload", "size", "ARMv5TE: ours", "theirs", "ratio", "ARMv7: ours", "theirs",
-                  "ratio"], lines, 2)
+    heads = [head for name in targets.values() for head in (f"{name}: ours", "theirs", "ratio")]
+    return table(["workload", "size", *heads], lines, 2)
+
+
+def faster(row):
+    """The ratio beside the faster one of the others."""
+    return min(s["ratio"] for s in row["sides"][1:])
+
+
+def geometric(values):
+    return math.exp(sum(map(math.log, values)) / len(values))
+
+
+def kind_of(row):
+    words = row["name"].split()
+    kind = " ".join(words[:2]) if words[1] in ("noise", "screen", "progressive") else words[0]
+    if " at 1/" in row["name"]:
+        kind += " reduced"
+    return kind + (" small" if is_small(row) else "")
+
+
+def many_part(data):
+    """The summary of many workloads, their kinds, and the weakest of them."""
+    ratios = sorted(faster(row) for row in data["many"])
+    text = MANY.format(count=len(ratios), mean=geometric(ratios), least=ratios[0],
+                       median=ratios[len(ratios) // 2],
+                       under=sum(round(ratio, 2) < 1 for ratio in ratios) or "no")
+    kinds = {}
+    for row in data["many"]:
+        kinds.setdefault(kind_of(row), []).append(faster(row))
+    text += table(["kind", "rows", "mean", "least", "most"], [
+        [kind, str(len(each)), f"{geometric(each):.2f}", f"{min(each):.2f}", f"{max(each):.2f}"]
+        for kind, each in sorted(kinds.items())], 1)
+    text += "\nThe ten weakest:\n\n"
+    weakest = sorted(data["many"], key=faster)[:10]
+    return text + table(["workload", "size", "ratio"], [
+        [row["name"], row["size"], f"{faster(row):.2f}"] for row in weakest], 2)
 
 
 def bullet(text):
@@ -330,79 +310,22 @@ def page(data):
         data, [r for r in lossy if r["size"] == "1.0 MP"], "MP/s", speed, *both)
     text += LOSSLESS + speed_table(
         data, [r for r in data["speeds"] if r["lossless"]], "MP/s", speed, is_newest, is_other)
+    if "sizes" in data:
+        text += SIZES + speed_table(data, data["sizes"], "MP/s", speed, *both)
+    if "many" in data:
+        text += many_part(data)
+    if "sse2" in data:
+        text += SSE2 + speed_table(data, [dict(row, must=min(row["must"], 1.1))
+                                          for row in data["sse2"] if not row["lossless"]],
+                                   "MP/s", speed, *both)
     text += below(data) + NOTES
     if "instructions" in data:
         text += INSTRUCTIONS + counts_table(data)
     if "arm" in data:
-        text += ARM + arm_table(data)
+        text += ARM + arm_table(data["arm"], {"v5": "ARMv5TE", "v7": "ARMv7"})
+    if "neon" in data:
+        text += NEON + arm_table(data["neon"], {"v7-neon": "ARMv7", "v8": "AArch64"})
     return text
-
-
-# ---- The drawing ------------------------------------------------------------
-
-LEFT, WIDTH, ROW, TOP = 250, 860, 17, 58
-LOW, HIGH = 0.3, 15.0
-STYLE = """<style>text{font:12px sans-serif;fill:#222}.s{font-size:11px;fill:#666}
-.g{stroke:#ddd}.one{stroke:#444}.a{fill:#1f77b4;stroke:#1f77b4}.b{fill:#d62728;stroke:#d62728}
-.c{fill:#2ca02c;stroke:#2ca02c}line.a,line.b,line.c{stroke-width:2}</style>"""
-MARKS = ((is_debian, "a", -3), (is_newest, "b", 0), (is_other, "c", 3))
-
-
-def across(value):
-    part = math.log(min(max(value, LOW), HIGH) / LOW) / math.log(HIGH / LOW)
-    return LEFT + part * (WIDTH - LEFT - 20)
-
-
-def grid(bottom):
-    out = []
-    for value in (0.3, 0.5, 0.75, 1, 1.25, 1.5, 2, 3, 5, 7, 10, 15):
-        x = across(value)
-        style = "one" if value == 1 else "g"
-        out.append(f'<line x1="{x:.1f}" y1="{TOP - 8}" x2="{x:.1f}" y2="{bottom}" '
-                   f'class="{style}"/>')
-        out.append(f'<text x="{x:.1f}" y="{TOP - 13}" class="s" text-anchor="middle">'
-                   f'{value:g}</text>')
-    return out
-
-
-def legend(data):
-    out, x = [], LEFT
-    for (which, style, _), name in zip(MARKS, names(data, *(m[0] for m in MARKS))):
-        if not name:
-            continue
-        out.append(f'<circle cx="{x}" cy="17" r="4" class="{style}"/>')
-        out.append(f'<text x="{x + 9}" y="21">{name}</text>')
-        x += 30 + 7 * len(name)
-    out.append('<text x="12" y="21">their time by ours; a line: all sizes</text>')
-    return out
-
-
-def mark(ratios, style, y):
-    if not ratios:
-        return []
-    ends, middle = (across(min(ratios)), across(max(ratios))), sorted(ratios)[len(ratios) // 2]
-    return [f'<line x1="{ends[0]:.1f}" y1="{y}" x2="{ends[1]:.1f}" y2="{y}" class="{style}"/>',
-            f'<circle cx="{across(middle):.1f}" cy="{y}" r="3.5" class="{style}"/>']
-
-
-def drawing(data):
-    groups = {}
-    for row in data["speeds"]:
-        # Small ones differ by much from size to size.
-        name = row["name"] + (", " + row["size"] if "small" in row["name"] else "")
-        groups.setdefault(name, []).append(row)
-    bottom = TOP + ROW * len(groups)
-    out = [f'<svg xmlns="http://www.w3.org/2000/svg" width="{WIDTH}" height="{bottom + 10}" '
-           f'viewBox="0 0 {WIDTH} {bottom + 10}">', STYLE,
-           f'<rect width="{WIDTH}" height="{bottom + 10}" fill="#fff"/>', *legend(data),
-           *grid(bottom)]
-    for i, (name, each) in enumerate(groups.items()):
-        y = TOP + ROW * i + ROW // 2
-        out.append(f'<text x="12" y="{y + 4}">{name}</text>')
-        for which, style, shift in MARKS:
-            ratios = [s["ratio"] for row in each if (s := side(row, which))]
-            out += mark(ratios, style, y + shift)
-    return "\n".join(out + ["</svg>"]) + "\n"
 
 
 # ---- Files ------------------------------------------------------------------
@@ -420,7 +343,10 @@ def main():
         source.write_text(written(collect(words.collect, words.load, data)), encoding="utf-8")
         return 0
     status = 0
-    for name, text in (("performance.md", page(data)), ("performance.svg", drawing(data))):
+    made = {"performance.md": page(data), "performance.svg": drawing(data)}
+    if "sizes" in data:
+        made["performance-sizes.svg"] = sizes_drawing(data)
+    for name, text in made.items():
         path = words.docs / name
         if path.exists() and path.read_text(encoding="utf-8") == text:
             continue

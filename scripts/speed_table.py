@@ -5,13 +5,14 @@ speed_table.py [--update] [README JSON]
 
 The table follows the README's line "<!-- of docs/performance.json -->" and has some of the
 workloads there, with the library's megapixels a second and the ratio to the fastest of the other
-codecs. Without --update differences are printed and the status is 1; with it the table is
-replaced.
+codecs; below it stand the weakest and the strongest of all. Without --update differences are
+printed and the status is 1; with it the table is replaced.
 """
 import json
 import pathlib
 import re
 import sys
+import textwrap
 
 ROOT = pathlib.Path(__file__).resolve().parent.parent
 MARK = "<!-- of docs/performance.json -->\n"
@@ -27,13 +28,25 @@ WORKLOADS = {
 }
 
 
+def ratio_of(row):
+    return min(side["ratio"] for side in row["sides"][1:])
+
+
+def extremes(measured):
+    """A paragraph that begins with "Of"."""
+    rows = sorted(measured["speeds"], key=ratio_of)
+    weakest, strongest = (f"{row['name']}, {row['size']} ({ratio_of(row):.2f})"
+                          for row in (rows[0], rows[-1]))
+    return textwrap.fill(f"Of {len(rows)} workloads the weakest is: {weakest}; the strongest: "
+                         f"{strongest}.", 100, break_on_hyphens=False) + "\n"
+
+
 def table(measured):
     cells, sizes = {}, []
     for row in measured["speeds"]:
         if row["name"] in WORKLOADS:
             speed = row["pixels"] / row["sides"][0]["median"] / 1e6
-            ratio = min(side["ratio"] for side in row["sides"][1:])
-            cells[row["name"], row["size"]] = f"{speed:.0f} ({ratio:.2f})"
+            cells[row["name"], row["size"]] = f"{speed:.0f} ({ratio_of(row):.2f})"
             if row["size"] not in sizes:
                 sizes.append(row["size"])
     if len(cells) != len(WORKLOADS) * len(sizes) or not cells:
@@ -41,7 +54,7 @@ def table(measured):
     lines = ["| MP/s (ratio) | " + " | ".join(sizes) + " |", "|---|" + "---:|" * len(sizes)]
     for work, name in WORKLOADS.items():
         lines.append(f"| {name} | " + " | ".join(cells[work, size] for size in sizes) + " |")
-    return "\n".join(lines) + "\n"
+    return "\n".join(lines) + "\n\n" + extremes(measured)
 
 
 def main():
@@ -52,7 +65,7 @@ def main():
     if text.count(MARK) != 1:
         raise SystemExit(f"speed_table.py: {readme} has no place for the table")
     before, rest = text.split(MARK)
-    after = re.sub(r"\A(\|.*\n)*", "", rest)
+    after = re.sub(r"\A(\|.*\n)*(\nOf .*\n(.+\n)*)?", "", rest)
     new = before + MARK + table(json.loads(measured.read_text(encoding="utf-8"))) + after
     if new == text:
         return 0

@@ -1,6 +1,6 @@
 # SPDX-License-Identifier: MIT
 # Linked as a DLL of desktop Windows, since the linker knows no other, then marked as the
-# device's.
+# device's. Its base is that of elf2pe.py: nothing but an address looks like one there.
 find_program(JPG_LLD_LINK NAMES lld-link lld-link-14 REQUIRED)
 set(system ${CMAKE_CURRENT_BINARY_DIR}/coredll.lib)
 
@@ -13,8 +13,8 @@ add_custom_command(OUTPUT ${system}
   DEPENDS ${JPG_SYSTEM_DEF})
 add_custom_command(OUTPUT ${JPG_DLL}
   COMMAND ${JPG_LLD_LINK} /nologo /dll /machine:arm /entry:DllEntry /nodefaultlib
-          /def:${JPG_DEF} /subsystem:windows,6.00 /timestamp:0 /out:${JPG_DLL}
-          /implib:${CMAKE_CURRENT_BINARY_DIR}/linker.lib ${system}
+          /def:${JPG_DEF} /subsystem:windows,6.00 /base:0x0E000000 /timestamp:0
+          /out:${JPG_DLL} /implib:${CMAKE_CURRENT_BINARY_DIR}/linker.lib ${system}
           $<TARGET_OBJECTS:jpg_core> $<TARGET_OBJECTS:jpg_device>
   COMMAND Python3::Interpreter ${JPG_DEVICE_DIR}/mark.py ${JPG_DLL}
   DEPENDS jpg_core jpg_device $<TARGET_OBJECTS:jpg_core> $<TARGET_OBJECTS:jpg_device> ${system}

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
-// Tells MemorySanitizer about heap blocks. Empty in other builds.
+// Tells MemorySanitizer about heap blocks, which is empty in other builds, and whether a sanitizer
+// watches them.
 #ifndef JPG_PLATFORM_UNDEFINED_H
 #define JPG_PLATFORM_UNDEFINED_H
 
@@ -12,9 +13,23 @@
 #include <sanitizer/msan_interface.h>
 #define JPG_MEMORY_SANITIZER 1
 #endif
+#if __has_feature(address_sanitizer)
+#define JPG_ADDRESS_SANITIZER 1
+#endif
+#elif defined(__SANITIZE_ADDRESS__)
+#define JPG_ADDRESS_SANITIZER 1
 #endif
 
 namespace jpg {
+
+// True where a sanitizer compares accesses with the sizes of blocks.
+constexpr bool isWatched() {
+#if defined(JPG_MEMORY_SANITIZER) || defined(JPG_ADDRESS_SANITIZER)
+  return true;
+#else
+  return false;
+#endif
+}
 
 // Marks bytes as uninitialised. Does nothing for null.
 inline void markUndefined(void *bytes, size_t count) {

@@ -23,8 +23,9 @@ namespace jpg {
 
 using WindowWord = size_t;  // the widest that the target handles in one register
 constexpr uint32_t kWindowBits = sizeof(WindowWord) * 8;
-// Least number of valid bits after a refill that found no FF.
-constexpr uint32_t kFilledBits = kWindowBits - 8;
+// Least number of valid bits after a refill that found no FF. On 32-bit registers a refill takes
+// two bytes: as it comes when fewer than 16 bits are left, there is seldom room for more.
+constexpr uint32_t kFilledBits = kWindowBits >= 64 ? kWindowBits - 8 : 16;
 // Bits guaranteed after any refill: on 64-bit registers enough for four shortcuts, of which the
 // last may include the end of a block, and for the bits that the bit reader would have peeked
 // ahead of that end; on 32-bit registers enough for a whole code.
@@ -78,7 +79,7 @@ void closeWindow(BitWindow *w, JpgStream *s);
 bool fillBesideFF(BitWindow *w);
 
 inline WindowWord loadBigEndian(const uint8_t *p) {
-  if (sizeof(WindowWord) == 4) {  // not every compiler at -O2 unrolls the loop
+  if (sizeof(WindowWord) == 4) {  // not every compiler at -O2 unrolls a loop
     const uint32_t high = static_cast<uint32_t>(p[0]) << 24 | static_cast<uint32_t>(p[1]) << 16;
     return high | static_cast<uint32_t>(p[2]) << 8 | p[3];
   }
@@ -139,15 +140,29 @@ inline void appendBytes(BitWindow *w, WindowHead *head, WindowWord word, uint32_
   w->next += bytes;
 }
 
+// Takes two bytes into a 32-bit register with fewer than 16 bits, unless one of them is an FF.
+inline bool takeTwoBytes(BitWindow *w, WindowHead *head) {
+  JPG_ASSERT(head->count < kFilledBits);
+  const WindowWord first = w->next[0], second = w->next[1];
+  if (first == 0xFF || second == 0xFF) return false;
+  appendBytes(w, head, (first << 8 | second) << (kWindowBits - 16), 2);
+  return true;
+}
+
 // Refills to at least kFilledBits, or kEnoughBits near an FF. False when the bit reader must take
-// over. Forced inline: a call would spill the bit buffer.
+// over. On 32-bit registers there must be fewer than kFilledBits. Forced inline: a call would spill
+// the bit buffer.
 [[gnu::always_inline]] inline bool fillHead(BitWindow *w, WindowHead *head) {
   if (static_cast<size_t>(w->end - w->next) < kWindowReach) return false;
-  const uint32_t bytes = roomFor(head->count);
-  const WindowWord word = firstBytes(loadBigEndian(w->next), bytes);
-  if (findFF(word) == 0) {
-    appendBytes(w, head, word, bytes);
-    return true;
+  if (kWindowBits < 64) {
+    if (takeTwoBytes(w, head)) return true;
+  } else {
+    const uint32_t bytes = roomFor(head->count);
+    const WindowWord word = firstBytes(loadBigEndian(w->next), bytes);
+    if (findFF(word) == 0) {
+      appendBytes(w, head, word, bytes);
+      return true;
+    }
   }
   putBack(w, *head);
   const bool filled = fillBesideFF(w);

@@ -99,6 +99,7 @@ template <uint32_t kLastStored>
 struct AcLoop {
   const HuffShortcut *shortcuts;
   const uint32_t *quant;
+  const uint8_t *natural;
   int16_t *block;
   WindowHead head;
   uint32_t k;         // zig-zag position reached
@@ -111,7 +112,7 @@ struct AcLoop {
     k = position;
     JPG_ASSERT(position < kBlockSize);
     if (kLastStored == 0) return;
-    block[kZigZag.natural[position]] = dequantise(value, quant[position]);
+    block[natural[position]] = dequantise(value, quant[position]);
   }
 
   // Takes a coefficient from the shortcuts, unless it is the block's last one, behind which no end
@@ -221,7 +222,7 @@ AcEnd decodeAcWide(BitWindow *w, const WindowHead &head, JpgStream *s,
                    const JpgScanComponent &component, int16_t *block, uint32_t *last,
                    Result *result) {
   AcLoop<kLastStored> loop = {
-      component.acLookup->shortcut, component.quantTable, block, head, 0, 0};
+      component.acLookup->shortcut, component.quantTable, naturalOrder(), block, head, 0, 0};
   if (loop.head.count < kFirstRoundBits && !fillForRound(w, &loop.head)) {
     putBack(w, loop.head);
     *last = 0;

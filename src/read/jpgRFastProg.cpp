@@ -99,23 +99,25 @@ End firstLong(Block *b, uint32_t *n, bool *ended) {
 
 End decodeFirst(Block *b) {
   const uint32_t last = b->c->Se, shift = b->c->Al;
+  const uint8_t *const natural = naturalOrder();
   JPG_ASSERT(last < kBlockSize);
   uint32_t n = b->c->Ss;  // zig-zag position of the next coefficient
   for (;;) {
     if (!has(b, kSymbolBits)) return End::kAgain;
     const HuffShortcut fast = nextShortcut(*b->table.lookup, b->head.bits);
     const uint32_t skip = shortcutSkip(fast);
-    // No end follows the band's last coefficient: that one is decoded without shortcuts.
-    const uint32_t k = n + skip % kSkipThenEnd - 1;
-    if (skip < kSkipEnd && k < last) {
+    // One comparison: an end, or no shortcut, has a skip that leads out of the block. No end
+    // follows the band's last coefficient: that one is decoded without shortcuts.
+    if (n + skip <= last) {
       drop(b, shortcutLength(fast));
-      b->coefficients[kZigZag.natural[k]] = low16(wrapShl(shortcutValue(fast), shift));
-      n = k + 1;
+      n += skip;
+      b->coefficients[natural[n - 1]] = low16(wrapShl(shortcutValue(fast), shift));
       continue;
     }
-    if (skip != kSkipNone && skip > kSkipThenEnd && k < last) {
+    if (kShortcutsTakeEnds && skip > kSkipThenEnd && n + skip - kSkipThenEnd <= last) {
       drop(b, shortcutLength(fast));
-      b->coefficients[kZigZag.natural[k]] = low16(wrapShl(shortcutValue(fast), shift));
+      const uint32_t k = n + skip - kSkipThenEnd - 1;
+      b->coefficients[natural[k]] = low16(wrapShl(shortcutValue(fast), shift));
       notePeek(b, b->table.lookup->endLength);
       return End::kDone;
     }
@@ -243,12 +245,9 @@ inline bool correct(Block *b, const Refined &r, uint32_t k) {
   return End::kDone;
 }
 
-// `mask`: the block's non-zero coefficients, bit k for zig-zag position k.
-[[gnu::always_inline]] inline End decodeRefinement(Block *b, uint64_t mask) {
+// `there`: the band's non-zero coefficients, bit k for zig-zag position k.
+[[gnu::always_inline]] inline End decodeRefinement(Block *b, uint64_t there) {
   JpgContext *c = b->c;
-  const uint64_t band = ~uint64_t{0} >> (kBlockSize - 1 - c->Se) >> c->Ss << c->Ss;
-  const uint64_t there = mask & band;
-  JPG_ASSERT(c->Ss <= c->Se && c->Se < kBlockSize);
   Refined r = {0,
                {static_cast<uint32_t>(there), static_cast<uint32_t>(there >> 32)},
                wrapShl(1, c->Al),
@@ -300,8 +299,10 @@ Result finish(const Block &b, End end) {
   return end == End::kFailed ? b.result : JPG_OK;
 }
 
-// After kAgain the block is decoded again from its start, which stores the same coefficients.
-Result decodeAcFirstFast(JpgContext *c, BitWindow *w, int16_t *block, JpgScanComponent *component) {
+// After kAgain the block is decoded again from its start, which stores the same coefficients. Out
+// of line, as is refinement: together the two need more registers than there are.
+[[gnu::noinline]] Result decodeAcFirstFast(JpgContext *c, BitWindow *w, int16_t *block,
+                                           JpgScanComponent *component) {
   const WindowPlace place = savePlace(*w);
   Block b = beginBlock(c, w, block, *component);
   const End end = decodeFirst(&b);
@@ -311,14 +312,14 @@ Result decodeAcFirstFast(JpgContext *c, BitWindow *w, int16_t *block, JpgScanCom
   return byBits(c, w, block, component);
 }
 
-Result decodeAcRefineFast(JpgContext *c, BitWindow *w, int16_t *block, JpgScanComponent *component,
-                          uint64_t mask) {
+[[gnu::noinline]] Result decodeAcRefineFast(JpgContext *c, BitWindow *w, int16_t *block,
+                                            JpgScanComponent *component, uint64_t there) {
   const WindowPlace place = savePlace(*w);
   const uint32_t eobRun = c->eobRun;
   int16_t before[kBlockSize];
   memcpy(before, block, sizeof(before));
   Block b = beginBlock(c, w, block, *component);
-  const End end = decodeRefinement(&b, mask);
+  const End end = decodeRefinement(&b, there);
   if (end != End::kAgain) return finish(b, end);
   restorePlace(w, place);
   c->eobRun = eobRun;
@@ -350,25 +351,27 @@ inline bool isReady(JpgContext *c, BitWindow *w) {
   return (isOpen(*w) || openWindow(w, &c->stream)) && ensureBits(w, kSymbolBits);
 }
 
+uint64_t bandOf(const JpgContext &c) { return uint64_t{c.read.band[1]} << 32 | c.read.band[0]; }
+
 // True for a block within an end-of-band run that has nothing to correct: no data are read for it.
-bool isPassed(JpgContext *c, uint64_t mask) { return c->eobRun > 0 && mask >> c->Ss == 0; }
+bool isPassed(const JpgContext &c, uint64_t there) { return c.eobRun > 0 && there == 0; }
 
 }  // namespace
 
 Result decodeProgressiveFast(JpgContext *c, BitWindow *w, int16_t *block,
                              JpgScanComponent *component) {
   const ScanKind kind = c->read.scanKind;
-  uint64_t mask = 0;
-  if (kind == ScanKind::kAcRefine) mask = c->kernels->nonZeroMask(block);
+  uint64_t there = 0;
+  if (kind == ScanKind::kAcRefine) there = c->kernels->nonZeroMask(block) & bandOf(*c);
   if (kind == ScanKind::kAcFirst || kind == ScanKind::kAcRefine) {
-    if (isPassed(c, mask)) {
+    if (isPassed(*c, there)) {
       c->eobRun--;
       return JPG_OK;
     }
     const bool ready = component->acLookup != nullptr && isReady(c, w);
     if (!ready) return byBits(c, w, block, component);
     return kind == ScanKind::kAcFirst ? decodeAcFirstFast(c, w, block, component)
-                                      : decodeAcRefineFast(c, w, block, component, mask);
+                                      : decodeAcRefineFast(c, w, block, component, there);
   }
   if (!isReady(c, w)) return byBits(c, w, block, component);
   if (kind == ScanKind::kDcRefine) return decodeDcRefineFast(c, w, block);

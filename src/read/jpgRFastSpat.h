@@ -160,7 +160,8 @@ template <uint32_t kComponents>
     const bool alone =
         (fast & 0xFF00) == kSkipNone << 8 && length != 0 && category <= kMaxDctCategory;
     if (!alone || kWindowBits < 64) {
-      const bool filled = ensureRow(d, head, kDifferenceBits);
+      // On 32-bit registers there isn't room for them: the bit reader decodes the difference.
+      const bool filled = kWindowBits >= 64 && ensureRow(d, head, kDifferenceBits);
       return slowDifference(d, head, filled, k, difference);
     }
     value = static_cast<int32_t>((h->bits << length) >> 1 >> (kWindowBits - 1 - category));

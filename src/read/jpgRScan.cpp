@@ -109,6 +109,15 @@ Result readScanHeader(JpgContext *c, ScanHeader *scan) {
   return JPG_OK;
 }
 
+void useBand(JpgContext *c, uint8_t ss, uint8_t se) {
+  const bool any = ss <= se && se < kBlockSize;
+  const uint64_t band = any ? ~uint64_t{0} >> (kBlockSize - 1 - se) >> ss << ss : 0;
+  c->Ss = ss;
+  c->Se = se;
+  c->read.band[0] = static_cast<uint32_t>(band);
+  c->read.band[1] = static_cast<uint32_t>(band >> 32);
+}
+
 void useScan(JpgContext *c, const ScanHeader &scan) {
   for (uint32_t k = 0; k < kMaxComponents; k++) {
     if (k < scan.count) {
@@ -121,8 +130,7 @@ void useScan(JpgContext *c, const ScanHeader &scan) {
   c->read.scanHoldsFrame = holdsFrame(*c, scan) ? 1 : 0;
   c->scanNs = static_cast<uint8_t>(scan.count);
   c->scanFirstComponentId = scan.firstId;
-  c->Ss = scan.Ss;
-  c->Se = scan.Se;
+  useBand(c, scan.Ss, scan.Se);
   c->Ah = scan.Ah;
   c->Al = scan.Al;
   c->scanBlockOffset = blocksAhead(*c, scan.frameIndex[0]);

@@ -29,6 +29,9 @@ inline uint32_t frameBlocks(const JpgScanComponent &k) {
 // selection or approximation out of range.
 Result readScanHeader(JpgContext *c, ScanHeader *scan);
 
+// Makes Ss to Se the current band. A sequential scan may say anything, and uses none.
+void useBand(JpgContext *c, uint8_t ss, uint8_t se);
+
 // Makes `scan` the current one: tables, block counts, block decoder.
 void useScan(JpgContext *c, const ScanHeader &scan);
 

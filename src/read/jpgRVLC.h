@@ -8,6 +8,7 @@
 #ifndef JPG_READ_RVLC_H
 #define JPG_READ_RVLC_H
 
+#include <stddef.h>
 #include <stdint.h>
 
 #include "read/jpgRBits.h"
@@ -31,9 +32,12 @@ inline HuffDecoder acDecoder(const JpgScanComponent &k) {
   return {k.acLookup, k.acCodes, k.acMaxLength};
 }
 
-// A coefficient: the low 16 bits of the product of value and step.
+// A coefficient: the low 16 bits of the product of value and step. The low 16 bits of the step are
+// enough for them, and 32-bit ARM has multiplications of halfwords that take a shortcut's value as
+// it stands; 64-bit processors multiply by the step in memory.
 inline int16_t dequantise(int32_t value, uint32_t quant) {
-  return low16(wrapMul(value, asSigned(quant)));
+  const int32_t step = asSigned(quant);
+  return low16(wrapMul(value, sizeof(size_t) == 4 ? low16(step) : step));
 }
 
 // Decodes one symbol. 0, or JPG_E_NOT_FOUND (nothing is consumed then).

@@ -7,6 +7,7 @@
 #ifndef JPG_SHARE_ARITH_H
 #define JPG_SHARE_ARITH_H
 
+#include <stddef.h>
 #include <stdint.h>
 
 namespace jpg {
@@ -23,6 +24,15 @@ constexpr int32_t wrapShl(int32_t v, uint32_t n) { return asSigned(asUnsigned(v)
 // Arithmetic shift right, 0 <= n <= 31: floor(v / 2^n).
 constexpr int32_t asr(int32_t v, uint32_t n) { return v >> n; }
 static_assert(asr(-1, 1) == -1, "right shifts of negative numbers must be arithmetic");
+
+// The number of the lowest bit that is set, of which there is one. By halves for 64 bits on 32-bit
+// processors, which have no instruction for it.
+inline uint32_t lowestBit(uint32_t word) { return static_cast<uint32_t>(__builtin_ctz(word)); }
+inline uint32_t lowestBit(uint64_t word) {
+  if (sizeof(size_t) >= sizeof(word)) return static_cast<uint32_t>(__builtin_ctzll(word));
+  const auto low = static_cast<uint32_t>(word), high = static_cast<uint32_t>(word >> 32);
+  return low != 0 ? lowestBit(low) : 32 + lowestBit(high);
+}
 
 // Low 16 bits as a signed sample or coefficient.
 constexpr int16_t low16(int32_t v) {

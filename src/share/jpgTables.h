@@ -36,6 +36,14 @@ constexpr ZigZag makeZigZag() {
 
 constexpr ZigZag kZigZag = makeZigZag();
 
+// The sequence's address for a loop to keep. On 32-bit processors it is hidden from the optimiser,
+// which would otherwise add the table's distance from its neighbours again for each coefficient.
+inline const uint8_t *naturalOrder() {
+  const uint8_t *natural = kZigZag.natural;
+  if (sizeof(natural) == 4) asm("" : "+r"(natural));
+  return natural;
+}
+
 // EXTEND (T.81 F.2.2.1): a received value v of s bits, 0 <= s <= 15, stands for
 // v when v >= threshold[s], else for v + offset[s].
 constexpr uint32_t kMaxDctCategory = 15;

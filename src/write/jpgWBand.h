@@ -19,15 +19,6 @@ constexpr uint32_t kMaxZeros = 15;     // ahead of a coefficient, in its symbol
 constexpr uint32_t kMaxEobRun = 0x7FFF;
 constexpr uint32_t kMaxPointTransform = 3;  // that we use
 
-// The number of the lowest bit that is set, of which there is one. By halves on 32 bits, which have
-// no instruction for it.
-inline uint32_t lowestBit(uint64_t mask) {
-  if (sizeof(size_t) >= sizeof(mask)) return static_cast<uint32_t>(__builtin_ctzll(mask));
-  const auto low = static_cast<uint32_t>(mask);
-  const auto high = static_cast<uint32_t>(mask >> 32);
-  return static_cast<uint32_t>(low != 0 ? __builtin_ctz(low) : 32 + __builtin_ctz(high));
-}
-
 // Bits of a magnitude, 0 for 0.
 inline uint32_t categoryOf(uint32_t magnitude) {
   return magnitude == 0 ? 0 : 32 - static_cast<uint32_t>(__builtin_clz(magnitude));

@@ -3,6 +3,7 @@
 
 #include <string.h>
 
+#include "share/jpgArith.h"
 #include "share/jpgAssert.h"
 #include "write/jpgWMagnitude.h"
 #include "write/jpgWVLC.h"
@@ -14,32 +15,36 @@ constexpr uint32_t kSymbolEob = 0x00;  // no non-zero coefficient follows
 constexpr uint32_t kSymbolZrl = 0xF0;  // sixteen zeros
 constexpr uint32_t kMaxRun = 15;
 
-// The code of `table` for the run and the value's category, then the value's additional bits.
-inline void putValue(BitRun *b, const JpgHuffCode *table, int32_t value, size_t run) {
-  const Magnitude m = magnitudeOf(value);
-  const JpgHuffCode &code = table[run << 4 | m.category];
-  putRunBits(b, code.code | m.bits, code.length);
+// Where the codes of a component's levels are looked up.
+struct LevelCodes {
+  const Magnitude *magnitudes;  // of 0
+  const JpgHuffCode *table;
+};
+
+// The code for the run and the value's category, then the value's additional bits.
+inline void putValue(BitRun *b, const LevelCodes &codes, int32_t value, size_t run) {
+  JPG_ASSERT(value >= -kMaxMagnitude && value <= kMaxMagnitude);
+  const Magnitude m = codes.magnitudes[value];
+  const JpgHuffCode &code = codes.table[run << 4 | m.category()];
+  putRunBits<kMostLevelBits>(b, code.code | m.bits(), code.length);
+}
+
+inline void putAlone(BitRun *b, const JpgHuffCode &code) {
+  putRunBits<kMostLevelBits>(b, code.code, code.length);
 }
 
 // A mask of levels as wide as a register.
 using Mask = size_t;
 
-inline size_t lowestBit(Mask m) {
-  return static_cast<size_t>(sizeof(Mask) == 8 ? __builtin_ctzll(m)
-                                               : __builtin_ctz(static_cast<uint32_t>(m)));
-}
-
 // Codes the non-zero levels from position `base` on, whose mask is `present`. `last` is the
 // position coded last before them; returns the new one.
-inline size_t putLevels(BitRun *b, const JpgHuffCode *table, const int16_t *levels, Mask present,
+inline size_t putLevels(BitRun *b, const LevelCodes &codes, const int16_t *levels, Mask present,
                         size_t base, size_t last) {
   for (; present != 0; present &= present - 1) {
     const size_t k = base + lowestBit(present);
     size_t run = k - last - 1;
-    for (; run > kMaxRun; run -= kMaxRun + 1) {
-      putRunBits(b, table[kSymbolZrl].code, table[kSymbolZrl].length);
-    }
-    putValue(b, table, levels[k], run);
+    for (; run > kMaxRun; run -= kMaxRun + 1) putAlone(b, codes.table[kSymbolZrl]);
+    putValue(b, codes, levels[k], run);
     last = k;
   }
   return last;
@@ -49,13 +54,14 @@ void putBlock(BitRun *run, JpgScanComponent *component, const int16_t *levels, u
   BitRun b = *run;  // in registers: a byte that is stored might be the run's otherwise
   const int32_t difference = levels[0] - component->dcPredictor;
   component->dcPredictor = levels[0];
-  putValue(&b, component->dcCodes, difference, 0);
-  const JpgHuffCode *table = component->acCodes;
-  size_t last = putLevels(&b, table, levels, static_cast<Mask>(present) & ~Mask{1}, 0, 0);
+  LevelCodes codes = {magnitudesFrom0(), component->dcCodes};
+  putValue(&b, codes, difference, 0);
+  codes.table = component->acCodes;
+  size_t last = putLevels(&b, codes, levels, static_cast<Mask>(present) & ~Mask{1}, 0, 0);
   if (sizeof(Mask) == 4) {
-    last = putLevels(&b, table, levels, static_cast<Mask>(present >> 32), 32, last);
+    last = putLevels(&b, codes, levels, static_cast<Mask>(present >> 32), 32, last);
   }
-  if (last != kBlockSize - 1) putRunBits(&b, table[kSymbolEob].code, table[kSymbolEob].length);
+  if (last != kBlockSize - 1) putAlone(&b, codes.table[kSymbolEob]);
   *run = b;
 }
 
@@ -73,7 +79,10 @@ Result endRun(JpgContext *c, const BitRun &run) {
   JpgStream *s = &c->stream;
   BitRun rest = run;
   // The stream's own bit buffer has room for fewer than 32 bits.
-  if (rest.count >= kBitBufferSize) emitWord(&rest);
+  if (rest.count >= kBitBufferSize) {
+    rest.count -= kBitBufferSize;
+    rest.out = emitStuffed(rest.out, rest.bits >> rest.count, kBitBufferSize / 8);
+  }
   s->bitBuffer = static_cast<uint32_t>(rest.bits) & ((1U << rest.count) - 1);
   s->bitCount = kBitBufferSize - rest.count;
   const auto bytes = static_cast<uint32_t>(rest.out - rest.begin);

@@ -20,12 +20,12 @@ constexpr uint32_t kMaxRunBytes = 448;
 // Codes of up to 32 bits, additional bits included, that fit a run.
 constexpr uint32_t kMaxRunCodes = 48;
 
-// Bits in the buffer at which it is stored as bytes: the width of a register.
-constexpr uint32_t kRunBits = sizeof(size_t) >= 8 ? 64 : 32;
+using RunWord = size_t;  // the widest that the target handles in one register
+constexpr uint32_t kRunBits = sizeof(RunWord) * 8;
 
 // Bits on their way to `out`, right-aligned; fewer than kRunBits between operations.
 struct BitRun {
-  uint64_t bits;  // bits above the low `count` are undefined
+  RunWord bits;  // bits above the low `count` are undefined
   uint32_t count;
   uint8_t *out;
   uint8_t *begin;
@@ -39,62 +39,64 @@ BitRun beginRun(JpgContext *c, uint8_t *apart);
 // Hands the run's bytes and its pending bits to the stream.
 Result endRun(JpgContext *c, const BitRun &run);
 
-// Stores the oldest 32 bits as bytes, with a stuffed zero behind each FF.
-inline void emitWord(BitRun *b) {
-  b->count -= 32;
-  const auto word = static_cast<uint32_t>(b->bits >> b->count);
-  const bool hasFF = ((~word - 0x01010101U) & word & 0x80808080U) != 0;
-  for (uint32_t i = 0; i < 4; i++) {
-    const auto byte = static_cast<uint8_t>(word >> (24 - 8 * i));
-    *b->out++ = byte;
-    if (hasFF && byte == 0xFF) *b->out++ = 0;
-  }
-}
-
-// Stores 64 bits as bytes, stuffed as in emitWord(), and returns the place behind them. Out of
-// line: the loops that code symbols keep their registers.
-[[gnu::noinline]] inline uint8_t *emitStuffed(uint8_t *out, uint64_t word) {
-  for (uint32_t i = 0; i < 8; i++) {
-    const auto byte = static_cast<uint8_t>(word >> (56 - 8 * i));
+// Stores the low bytes of a word, the highest of them first, with a stuffed zero behind each FF,
+// and returns the place behind them. Out of line: the loops that code symbols keep their registers.
+[[gnu::noinline]] inline uint8_t *emitStuffed(uint8_t *out, RunWord word, uint32_t bytes) {
+  for (uint32_t shift = 8 * bytes; shift != 0;) {
+    shift -= 8;
+    const auto byte = static_cast<uint8_t>(word >> shift);
     *out++ = byte;
     if (byte == 0xFF) *out++ = 0;
   }
   return out;
 }
 
-// Stores 64 bits as bytes, with stuffed zeros.
-inline void emitWide(BitRun *b, uint64_t word) {
-  constexpr uint64_t kOnes = ~uint64_t{0} / 255;
-  if (((~word - kOnes) & word & (kOnes << 7)) == 0) {
-    const uint64_t bytes = __BYTE_ORDER__ == __ORDER_BIG_ENDIAN__ ? word : __builtin_bswap64(word);
-    memcpy(b->out, &bytes, sizeof(bytes));
-    b->out += sizeof(bytes);
-    return;
+// Stores a whole word that has no FF.
+inline uint8_t *emitPlain(uint8_t *out, RunWord word) {
+  if (sizeof(word) == 8) {
+    const uint64_t all = word;
+    const uint64_t bytes = __BYTE_ORDER__ == __ORDER_BIG_ENDIAN__ ? all : __builtin_bswap64(all);
+    memcpy(out, &bytes, sizeof(bytes));
+  } else {  // not every processor of 32 bits stores words at any address
+    out[0] = static_cast<uint8_t>(word >> 24);
+    out[1] = static_cast<uint8_t>(word >> 16);
+    out[2] = static_cast<uint8_t>(word >> 8);
+    out[3] = static_cast<uint8_t>(word);
   }
-  b->out = emitStuffed(b->out, word);
+  return out + sizeof(word);
 }
 
-// Appends the low `length` bits of value, 0 to 32; no higher bits may be set.
+inline uint8_t *emitWord(uint8_t *out, RunWord word) {
+  constexpr RunWord kOnes = ~RunWord{0} / 255;
+  const bool maybeFF = ((~word - kOnes) & word & (kOnes << 7)) != 0;
+  return maybeFF ? emitStuffed(out, word, sizeof(word)) : emitPlain(out, word);
+}
+
+// Appends the low `length` bits of value, 0 to kMost; no higher bits may be set. kMost is at most
+// 32; below that, a buffer of 32 bits needs no thought for shifts by all of its bits.
+template <uint32_t kMost = 32>
 inline void putRunBits(BitRun *b, uint32_t value, uint32_t length) {
-  const uint64_t before = b->bits;
-  JPG_ASSERT(b->count < kRunBits && length <= 32 && uint64_t{value} >> length == 0);
-  b->bits = before << length | value;
+  const RunWord before = b->bits;
+  JPG_ASSERT(b->count < kRunBits && length <= kMost && uint64_t{value} >> length == 0);
+  const auto shifted = [before](uint32_t by) {
+    return kMost < kRunBits || by < kRunBits ? before << by : RunWord{0};
+  };
+  b->bits = shifted(length) | value;
   b->count += length;
   if (b->count < kRunBits) return;
-  if (kRunBits == 32) {
-    emitWord(b);
-    return;
-  }
   b->count -= kRunBits;
-  emitWide(b, before << (length - b->count) | value >> b->count);
+  b->out = emitWord(b->out, shifted(length - b->count) | value >> b->count);
 }
+
+// The longest code of a DCT level with its additional bits.
+constexpr uint32_t kMostLevelBits = 16 + 11;
 
 // Codes a DC difference, -2047..2047, or the prediction difference of lossless samples of up to 8
 // bits. `table` is an encoding table: 256 codes by symbol.
 inline void putDifference(BitRun *b, const JpgHuffCode *table, int32_t difference) {
   const Magnitude m = magnitudeOf(difference);
-  const JpgHuffCode &code = table[m.category];
-  putRunBits(b, code.code << m.category | m.bits, code.length + uint32_t{m.category});
+  const JpgHuffCode &code = table[m.category()];
+  putRunBits(b, code.code << m.category() | m.bits(), code.length + m.category());
 }
 
 // Codes the prediction difference of lossless samples above 8 bits, reduced modulo 65536 to

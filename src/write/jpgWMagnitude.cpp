@@ -9,10 +9,9 @@ constexpr MagnitudeTable makeMagnitudes() {
   uint32_t category = 0;
   for (int32_t v = 1; v <= kMaxMagnitude; v++) {
     if (v >> category != 0) category++;
-    const uint32_t mask = (1U << category) - 1;
-    const auto width = static_cast<uint16_t>(category);
-    t.entry[kMaxMagnitude + v] = {width, static_cast<uint16_t>(v)};
-    t.entry[kMaxMagnitude - v] = {width, static_cast<uint16_t>(~static_cast<uint32_t>(v) & mask)};
+    const uint32_t mask = (1U << category) - 1, bits = static_cast<uint32_t>(v);
+    t.entry[kMaxMagnitude + v] = {bits << 16 | category};
+    t.entry[kMaxMagnitude - v] = {(~bits & mask) << 16 | category};
   }
   return t;
 }

@@ -13,10 +13,12 @@ namespace jpg {
 
 constexpr int32_t kMaxMagnitude = 2047;
 
-// Aligned to a word, so that it is loaded at once: strict-alignment targets would call memcpy.
-struct alignas(uint32_t) Magnitude {
-  uint16_t category;  // bits of |v|
-  uint16_t bits;      // additional bits
+// In one word, which is loaded at once.
+struct Magnitude {
+  uint32_t word;  // additional bits << 16 | category
+
+  constexpr uint32_t category() const { return word & 15; }  // bits of |v|
+  constexpr uint32_t bits() const { return word >> 16; }
 };
 struct MagnitudeTable {
   Magnitude entry[2 * kMaxMagnitude + 1];  // from -kMaxMagnitude on
@@ -27,6 +29,14 @@ inline const Magnitude &magnitudeOf(int32_t value) {
   JPG_ASSERT(value >= -kMaxMagnitude && value <= kMaxMagnitude);
   // As wide as a pointer: no conversion of the sum's.
   return jpgMagnitudes.entry[ptrdiff_t{kMaxMagnitude} + value];
+}
+
+// The entry of 0, for loops. Hidden from the optimiser, which would otherwise add the offset again
+// for each value.
+inline const Magnitude *magnitudesFrom0() {
+  const Magnitude *m = &magnitudeOf(0);
+  asm("" : "+r"(m));
+  return m;
 }
 
 }  // namespace jpg

@@ -421,6 +421,33 @@ TEST(PosixHeap, BlocksKeepTheirContentWhenTheyGrow) {
   EXPECT_NE(jpg::HeapFree(heap, 0, grown), 0);
 }
 
+uint8_t patternAt(size_t i) { return static_cast<uint8_t>(i / 4096 * 7 + i); }
+
+TEST(PosixHeap, ABlockThatGrowsByStepsToMegabytesKeepsItsBytes) {
+  constexpr size_t kStep = 4096, kMost = size_t{3} << 20;
+  uint8_t *block = nullptr;
+  for (size_t size = kStep; size <= kMost; size += kStep) {
+    block = static_cast<uint8_t *>(jpg::HeapReAlloc(jpg::GetProcessHeap(), 0, block, size));
+    ASSERT_NE(block, nullptr);
+    for (size_t i = size - kStep; i < size; i++) block[i] = patternAt(i);
+  }
+  for (size_t i = 0; i < kMost; i++) ASSERT_EQ(block[i], patternAt(i)) << i;
+  block = static_cast<uint8_t *>(jpg::HeapReAlloc(jpg::GetProcessHeap(), 0, block, kMost / 2));
+  ASSERT_NE(block, nullptr);
+  for (size_t i = 0; i < kMost / 2; i++) ASSERT_EQ(block[i], patternAt(i)) << i;
+  jpg::HeapFree(jpg::GetProcessHeap(), 0, block);
+}
+
+TEST(PosixHeap, ALargeBlockThatCannotGrowStaysAsItIs) {
+  constexpr size_t kSize = size_t{2} << 20, kNever = PTRDIFF_MAX - 4096;
+  auto *block = static_cast<uint8_t *>(jpg::HeapAlloc(jpg::GetProcessHeap(), 0, kSize));
+  ASSERT_NE(block, nullptr);
+  block[kSize - 1] = 7;
+  EXPECT_EQ(jpg::HeapReAlloc(jpg::GetProcessHeap(), 0, block, kNever), nullptr);
+  EXPECT_EQ(block[kSize - 1], 7);
+  jpg::HeapFree(jpg::GetProcessHeap(), 0, block);
+}
+
 TEST(PosixHeap, ABlockOfNoBytesIsABlock) {
   const HANDLE heap = jpg::GetProcessHeap();
   void *first = jpg::HeapAlloc(heap, 0, 0);

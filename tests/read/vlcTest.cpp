@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "bitStream.h"
+#include "read/jpgRScan.h"
 
 namespace {
 
@@ -190,8 +191,7 @@ struct Scan {
       : table(2, std::move(symbols)),
         component(table.get(), table.get()),
         stream(BitStream::pack(bits)) {
-    c()->Ss = ss;
-    c()->Se = se;
+    useBand(c(), ss, se);
     c()->Al = al;
   }
   JpgContext *c() { return stream.context(); }

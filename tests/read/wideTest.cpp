@@ -7,6 +7,7 @@
 
 #include "randomScan.h"
 #include "read/jpgRFastProg.h"
+#include "read/jpgRScan.h"
 #include "read/jpgRVLC.h"
 #include "twinStreams.h"
 
@@ -180,8 +181,8 @@ void useDecoder(JpgContext *c, BlockDecoder decoder) {
 // Bands as scan headers may give them: Ss up to Se, which may both be anything below 64.
 void chooseBand(Random *r, JpgContext *c) {
   const uint32_t se = r->below(3) == 0 ? 63 : 1 + r->below(63);
-  c->Se = static_cast<uint8_t>(se);
-  c->Ss = static_cast<uint8_t>(r->below(2) == 0 ? r->below(2) : r->below(se + 1));
+  const uint32_t ss = r->below(2) == 0 ? r->below(2) : r->below(se + 1);
+  useBand(c, static_cast<uint8_t>(ss), static_cast<uint8_t>(se));
   c->Al = static_cast<uint8_t>(r->below(2) == 0 ? r->below(3) : r->below(14));
 }
 
@@ -276,8 +277,7 @@ Tally decodeCut(Step step, uint8_t symbol, uint32_t bits, BlockDecoder progressi
     if (stream % 4 == 3) data.resize(data.size() + 40);
     TwinStreams twins(&r, data);
     for (JpgContext *c : {twins.wide(), twins.plain()}) {
-      c->Ss = 1;
-      c->Se = 63;
+      useBand(c, 1, 63);
       useDecoder(c, progressive);
     }
     Pair pair = {&twins, component.get(), component.get()};

@@ -14,15 +14,15 @@ Calls on different threads don't disturb each other, and the interpreter runs on
 """
 
 from ._exif import Exif, Segment
-from ._library import DamageWarning, JpgError
+from ._library import DamageWarning, JpgError, Samples
 from ._look import exif, icc, segments
-from ._read import (MAX_PIXELS, Band, Info, Mode, Source, exif_thumbnail, info, read, read_bands,
-                    read_scaled, read_scans, thumbnail)
+from ._read import (MAX_PIXELS, Band, Colour, Grey, Info, Mode, Source, exif_thumbnail, info, read,
+                    read_bands, read_scaled, read_scans, thumbnail)
 from ._write import Output, Target, WriteMode, jfif, write, write_lossless
 
 __version__ = "0.2.0"
 
-__all__ = ["MAX_PIXELS", "Band", "DamageWarning", "Exif", "Info", "JpgError", "Mode", "Output",
-           "Segment", "Source", "Target", "WriteMode", "exif", "exif_thumbnail", "icc", "info",
-           "jfif", "read", "read_bands", "read_scaled", "read_scans", "segments", "thumbnail",
-           "write", "write_lossless"]
+__all__ = ["MAX_PIXELS", "Band", "Colour", "DamageWarning", "Exif", "Grey", "Info", "JpgError",
+           "Mode", "Output", "Samples", "Segment", "Source", "Target", "WriteMode", "exif",
+           "exif_thumbnail", "icc", "info", "jfif", "read", "read_bands", "read_scaled",
+           "read_scans", "segments", "thumbnail", "write", "write_lossless"]

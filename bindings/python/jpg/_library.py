@@ -9,10 +9,13 @@ import glob
 import os
 import sys
 from ctypes import c_char_p, c_int32, c_uint16, c_uint32, c_void_p
-from typing import Any, Optional
+from typing import Any, Optional, Union
 
 import numpy as np
 from numpy.typing import NDArray
+
+#: Arrays of pixels: uint16 for lossless pictures above 8 bits, uint8 for all others.
+Samples = Union[NDArray[np.uint8], NDArray[np.uint16]]
 
 OK = 0
 NO_DATA = 0xFFFFFFFF
@@ -52,7 +55,7 @@ class JpgError(Exception):
     decoded before damage was met (the others are 0), where there is one.
     """
 
-    def __init__(self, code: int, partial: Optional[NDArray[Any]] = None) -> None:
+    def __init__(self, code: int, partial: Optional[Samples] = None) -> None:
         super().__init__(f"{_TEXTS.get(code, 'unknown result code')} (0x{code:08X})")
         self.code = code
         self.partial = partial

@@ -8,20 +8,27 @@ import re
 import warnings
 from ctypes import byref, c_uint16, c_uint32, c_void_p
 from types import TracebackType
-from typing import Any, BinaryIO, Iterator, Literal, NamedTuple, Optional, Tuple, Type, Union
+from typing import (Any, BinaryIO, Iterator, Literal, NamedTuple, Optional, Tuple, Type, Union,
+                    overload)
 
 import numpy as np
 from numpy.typing import NDArray
 
 from ._exif import orientation_of
 from ._library import (E_DAMAGED, E_UNSUPPORTED, NO_DATA, OK, BitmapInfo, DamageWarning, JpgError,
-                       Rect, check, lib, rect_of, sample_type, swap_order)
+                       Rect, Samples, check, lib, rect_of, sample_type, swap_order)
 
 Pixels = NDArray[Any]
 #: A path, the stream itself in anything with the buffer interface, or a file object.
 Source = Union[str, "os.PathLike[str]", bytes, bytearray, memoryview, NDArray[np.uint8], BinaryIO]
 #: What a pixel consists of.
 Mode = Literal["RGB", "BGR", "L", "raw"]
+_Plane = Tuple[int, int]
+_Planes = Tuple[int, int, int]
+#: Rows x columns. Lossless pictures above 8 bits have uint16 in every mode, all others uint8.
+Grey = Union[np.ndarray[_Plane, np.dtype[np.uint8]], np.ndarray[_Plane, np.dtype[np.uint16]]]
+#: Rows x columns x 3, of the same types.
+Colour = Union[np.ndarray[_Planes, np.dtype[np.uint8]], np.ndarray[_Planes, np.dtype[np.uint16]]]
 
 _PROCESSES = {0x8000: "baseline", 0x4000: "extended", 0x2000: "progressive", 0x1000: "lossless"}
 _SCALES = {8: 0, 4: 1, 2: 2, 1: 3}
@@ -49,7 +56,7 @@ class Band(NamedTuple):
     """Rows of a picture."""
 
     top: int  #: row of the picture that the first one is
-    pixels: Pixels  #: the rows
+    pixels: Samples  #: the rows
 
 
 _SOS = 0xFFDA
@@ -246,9 +253,27 @@ def info(source: Source, *, complete: bool = False, strict: bool = False) -> Inf
         return reader.info
 
 
+@overload
+def read(source: Source, *, scale: int = ..., rows: Optional[Tuple[int, int]] = ...,
+         mode: Literal["RGB", "BGR"], orient: bool = ..., strict: bool = ...,
+         max_pixels: int = ..., components: bool = ..., complete: bool = ...) -> Colour: ...
+
+
+@overload
+def read(source: Source, *, scale: int = ..., rows: Optional[Tuple[int, int]] = ...,
+         mode: Literal["L"], orient: bool = ..., strict: bool = ...,
+         max_pixels: int = ..., components: bool = ..., complete: bool = ...) -> Grey: ...
+
+
+@overload
+def read(source: Source, *, scale: int = ..., rows: Optional[Tuple[int, int]] = ...,
+         mode: Optional[Mode] = ..., orient: bool = ..., strict: bool = ...,
+         max_pixels: int = ..., components: bool = ..., complete: bool = ...) -> Samples: ...
+
+
 def read(source: Source, *, scale: int = 1, rows: Optional[Tuple[int, int]] = None,
          mode: Optional[Mode] = None, orient: bool = True, strict: bool = False,
-         max_pixels: int = MAX_PIXELS, components: bool = False, complete: bool = False) -> Pixels:
+         max_pixels: int = MAX_PIXELS, components: bool = False, complete: bool = False) -> Samples:
     """Decodes a picture: sequential, progressive or lossless.
 
     source      a path, the stream itself, or a file object
@@ -263,7 +288,7 @@ def read(source: Source, *, scale: int = 1, rows: Optional[Tuple[int, int]] = No
     complete    with strict: an end marker need not be there
 
     Gives rows x columns (grey) or rows x columns x channels. DCT pictures: uint8. Lossless
-    pictures: the components in order, uint16 above 8 bits. Damage that could be passed over is a
+    pictures: the components in order, uint16 above 8 bits in every mode. Damage that could be passed over is a
     DamageWarning; other damage raises JpgError, whose `partial` is what came before.
     """
     raw = components or mode == "raw"
@@ -343,7 +368,7 @@ def _turned(pixels: Pixels, orientation: int) -> Pixels:
 
 
 def read_scaled(source: Source, scale: int, *, complete: bool = False,
-                strict: bool = False) -> Pixels:
+                strict: bool = False) -> Samples:
     """Decodes a picture as it is stored, at 1/scale of its size; scale is 1, 2, 4 or 8."""
     return read(source, scale=scale, complete=complete, strict=strict, orient=False)
 
@@ -376,7 +401,7 @@ def read_bands(source: Source, rows: int = 256, *, scale: int = 1, components: b
 
 
 def read_scans(source: Source, *, complete: bool = False,
-               strict: bool = False) -> Iterator[Pixels]:
+               strict: bool = False) -> Iterator[NDArray[np.uint8]]:
     """Decodes a progressive picture scan by scan: yields the whole picture after each scan."""
     with _Reader(source, complete, False, strict) as reader:
         width, height = reader.size(1)

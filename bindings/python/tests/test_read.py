@@ -206,6 +206,24 @@ def test_a_height_that_nothing_tells_is_refused(cjpeg, picture):
             pass
 
 
+@pytest.mark.parametrize("bits, kind", [(8, np.uint8), (9, np.uint16), (16, np.uint16)])
+@pytest.mark.parametrize("scale", [1, 2])
+def test_lossless_samples_keep_their_type_in_every_mode(picture, bits, kind, scale):
+    colour = jpg.write_lossless(None, picture.astype(kind), bits=bits)
+    grey = jpg.write_lossless(None, picture[:, :, 0].astype(kind), bits=bits)
+    for mode, shapes in (("RGB", (3, 3)), ("BGR", (3, 3)), ("L", (2, 2)), ("raw", (3, 2)),
+                         (None, (3, 2))):
+        for stream, axes in zip((colour, grey), shapes):
+            pixels = jpg.read(stream, mode=mode, scale=scale)
+            assert (pixels.dtype, pixels.ndim) == (kind, axes), mode
+
+
+@pytest.mark.parametrize("mode", ["RGB", "BGR", "L", "raw", None])
+def test_dct_pictures_are_of_8_bits_in_every_mode(cjpeg, picture, mode):
+    for options in ((), ("-grayscale",), ("-progressive",)):
+        assert jpg.read(cjpeg(picture, *options), mode=mode).dtype == np.uint8
+
+
 def test_threads_do_not_disturb_each_other(sample):
     expected = jpg.read(sample)
     results = []

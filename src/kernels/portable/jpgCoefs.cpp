@@ -60,15 +60,20 @@ uint64_t portableNonZeroMask(const int16_t *block) {
 }
 
 uint64_t portableLevelMask(const int16_t *levels, uint32_t shift) {
+  const bool words = isAligned(levels);
+  const int32_t most = (1 << shift) - 1;  // the largest magnitude that is shifted to 0
   uint32_t half[2] = {0, 0};
   for (uint32_t k = 0; k < kBlockSize; k += kHalfRow) {
-    uint32_t words[2];
-    memcpy(words, levels + k, sizeof(words));
-    if ((words[0] | words[1]) == 0) continue;
-    for (uint32_t i = k; i < k + kHalfRow; i++) {
-      const int32_t magnitude = levels[i] < 0 ? -levels[i] : levels[i];
-      if (magnitude >> shift != 0) half[k / 32] |= 1U << i % 32;
-    }
+    if (words && isEmpty(levels + k)) continue;
+    uint32_t four = 0;
+    const auto take = [&](uint32_t i) {
+      if (asUnsigned(levels[k + i] + most) > asUnsigned(2 * most)) four |= 1U << i;
+    };
+    take(0);
+    take(1);
+    take(2);
+    take(3);
+    half[k / 32] |= four << k % 32;
   }
   return uint64_t{half[1]} << 32 | half[0];
 }

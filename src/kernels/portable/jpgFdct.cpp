@@ -81,8 +81,12 @@ void transformColumn(const Factors &f, const int16_t *in, int32_t *out) {
   out[8 * 7] = asr(y.v7, kColumnShift);
 }
 
-// Replaces a row by its coefficients. Bit k of the result is set where the magnitude of
-// coefficient k is at least half[k], half its quantisation step: its level isn't 0.
+// Bit for coefficient 0 of a row, the highest one, which is found with the fewest instructions;
+// that of coefficient k is k lower.
+constexpr uint32_t kFirstOfRow = uint32_t{1} << 31;
+
+// Replaces a row by its coefficients. In the result the bits of those are set whose magnitude is at
+// least half[k], half their quantisation step: their levels aren't 0.
 uint32_t transformRow(const Factors &f, int32_t *row, const uint16_t *half) {
   const Line x = {row[0], row[1], row[2], row[3], row[4], row[5], row[6], row[7]};
   const Line y = transformLine<kRowShift>(f, x);
@@ -90,7 +94,7 @@ uint32_t transformRow(const Factors &f, int32_t *row, const uint16_t *half) {
   uint32_t large = 0;
   const auto put = [&](uint32_t k, int32_t c) {
     row[k] = c;
-    if ((c < 0 ? -c : c) >= half[k]) large |= 1U << k;
+    if ((c < 0 ? -c : c) >= half[k]) large |= kFirstOfRow >> k;
   };
   put(0, asr(y.v0 + kEvenHalf, kEvenRowShift));
   put(1, asr(y.v1, kRowShift));
@@ -107,38 +111,35 @@ uint32_t transformRow(const Factors &f, int32_t *row, const uint16_t *half) {
 // multiplications that QuantReciprocals describes.
 inline int32_t quantise(int32_t coefficient, const QuantReciprocals &q, uint32_t at) {
   const auto magnitude = static_cast<uint32_t>(coefficient < 0 ? -coefficient : coefficient);
-  const uint32_t n = (magnitude + q.half[at]) / 2 & ~3U;
-  const auto level = static_cast<int32_t>(((n * q.factor[at]) >> 16) * q.shift[at] >> 16);
+  const uint32_t n = (magnitude + q.half[at]) / 8;  // a fourth of the multiple of 4 below a half
+  const auto level = static_cast<int32_t>(((n * q.factor[at]) >> 14) * q.shift[at] >> 16);
   return coefficient < 0 ? -level : level;
 }
 
-// Mask of non-zero levels, in two halves: 64-bit shifts are slow on 32-bit processors.
-struct LevelMask {
-  uint32_t half[2];
-};
-
-// Stores the levels of those coefficients of a row whose bit is set in `large`. `at` is the
-// natural index of the row's first coefficient.
-inline void putLevels(const int32_t *row, uint32_t large, const QuantReciprocals &q, uint32_t at,
-                      int16_t *levels, LevelMask *mask) {
-  for (; large != 0; large &= large - 1) {
-    const auto k = static_cast<uint32_t>(__builtin_ctz(large));
-    const uint32_t position = kPositions.of[at + k];
-    levels[position] = static_cast<int16_t>(quantise(row[k], q, at + k));
-    mask->half[position / 32] |= 1U << position % 32;
+// Stores the levels of those coefficients of a row whose bit is set in `large`, and returns the
+// mask of their positions. `at` is the natural index of the row's first coefficient.
+inline uint64_t putLevels(const int32_t *row, uint32_t large, const QuantReciprocals &q,
+                          uint32_t at, int16_t *levels) {
+  uint64_t mask = 0;
+  while (large != 0) {
+    const auto k = static_cast<uint32_t>(__builtin_clz(large));
+    large &= ~(kFirstOfRow >> k);
+    levels[kPositions.of[at + k]] = static_cast<int16_t>(quantise(row[k], q, at + k));
+    mask |= kPositionBits.of[at + k];
   }
+  return mask;
 }
 
 uint64_t makeBlockLevels(const Factors &f, int16_t *block, const QuantReciprocals &q) {
   int32_t work[kBlockSize];
-  LevelMask mask = {};
+  uint64_t mask = 0;
   for (uint32_t j = 0; j < 8; j++) transformColumn(f, block + j, work + j);
   memset(block, 0, kBlockSize * sizeof(int16_t));
   for (uint32_t at = 0; at < kBlockSize; at += 8) {
     const uint32_t large = transformRow(f, work + at, q.half + at);
-    putLevels(work + at, large, q, at, block, &mask);
+    mask |= putLevels(work + at, large, q, at, block);
   }
-  return uint64_t{mask.half[1]} << 32 | mask.half[0];
+  return mask;
 }
 
 }  // namespace

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
-// Zig-zag positions by natural index: the inverse of the zig-zag sequence.
+// Zig-zag positions by natural index: the inverse of the zig-zag sequence. Also as bits of masks,
+// since 64-bit shifts are slow on 32-bit processors.
 #ifndef JPG_KERNELS_PORTABLE_POSITIONS_H
 #define JPG_KERNELS_PORTABLE_POSITIONS_H
 
@@ -18,6 +19,18 @@ constexpr Positions makePositions() {
 }
 
 constexpr Positions kPositions = makePositions();
+
+struct PositionBits {
+  uint64_t of[kBlockSize];
+};
+
+constexpr PositionBits makePositionBits() {
+  PositionBits bits{};
+  for (uint32_t i = 0; i < kBlockSize; i++) bits.of[i] = uint64_t{1} << kPositions.of[i];
+  return bits;
+}
+
+constexpr PositionBits kPositionBits = makePositionBits();
 
 }  // namespace jpg
 

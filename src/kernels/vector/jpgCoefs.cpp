@@ -4,17 +4,27 @@
 #include "kernels/portable/jpgPositions.h"
 #include "kernels/vector/jpgVec.h"
 #include "kernels/vector/jpgVector.h"
+#include "share/jpgArith.h"
 
 namespace jpg {
+
+namespace {
+
+// The mask by zig-zag positions of natural indices from `first` on, bit k of `bits` for the k-th.
+inline uint64_t maskOf(size_t bits, uint32_t first) {
+  uint64_t mask = 0;
+  for (; bits != 0; bits &= bits - 1) mask |= kPositionBits.of[first + lowestBit(bits)];
+  return mask;
+}
+
+}  // namespace
 
 uint64_t vectorNonZeroMask(const int16_t *block) {
   vec::Words rows[8];
   for (int k = 0; k < 8; k++) rows[k] = vec::load(block + 8 * k);
-  uint64_t mask = 0;
-  for (uint64_t bits = vec::nonZeroBits(rows); bits != 0; bits &= bits - 1) {
-    mask |= uint64_t{1} << kPositions.of[__builtin_ctzll(bits)];
-  }
-  return mask;
+  const uint64_t bits = vec::nonZeroBits(rows);
+  const uint64_t mask = maskOf(static_cast<size_t>(bits), 0);
+  return sizeof(size_t) == 8 ? mask : mask | maskOf(static_cast<size_t>(bits >> 32), 32);
 }
 
 uint64_t vectorLevelMask(const int16_t *levels, uint32_t shift) {

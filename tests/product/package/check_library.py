@@ -64,8 +64,8 @@ jpgWriteWriteMarkerSegment
 # What the C library gives: memory, files, and what every shared object asks for; `raise`
 # is for the compiler's division routines, which ARM's cores need.
 IMPORTS = set("""
-close free fstat fstat64 __fxstat64 lseek lseek64 malloc memcpy memset open open64 read realloc
-write __errno_location __cxa_finalize __gmon_start__ _ITM_deregisterTMCloneTable
+close free fstat fstat64 __fxstat64 lseek lseek64 malloc malloc_usable_size memcpy memset open
+open64 read realloc write __errno_location __cxa_finalize __gmon_start__ _ITM_deregisterTMCloneTable
 _ITM_registerTMCloneTable __stack_chk_fail __stack_chk_guard memmove raise
 """.split())
 
