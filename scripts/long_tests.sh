@@ -4,7 +4,7 @@
 #   byte, through everything that an application may do with them;
 # - faults, with full disks after every byte and files that end at every byte;
 # - tables: Huffman tables enumerated a level deeper;
-# - longrun: the whole corpus again and again through the Python module (JPG_LONG_RUN seconds, 1800).
+# - longrun: the whole corpus again and again through the Python module, JPG_LONG_RUN seconds (1800).
 # The preset is asan unless said otherwise. Prints the cases and the slowest of each stream.
 # SPDX-License-Identifier: MIT
 set -euo pipefail

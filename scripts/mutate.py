@@ -8,19 +8,19 @@ mutate.py [--sample N] [--seed S] [--folder DIR] [--only SUBSTRING] [--jobs N]
 Copies the tree to DIR (build/mutants) and builds the library there once. Then it changes one
 operator, constant or condition of src/ at a time: N of them (20), chosen by the seed. The changed
 files are compiled again and linked before the library into one test program after the other, until
-one fails; those that are likely to fail come first, and those in which nothing is made from the file
-are left out. A program is built and timed when it is first needed. A change survives only if all of
-them pass. The tests are the everyday ones, except those of the shared library, the packages and the
-documents.
+one fails; those that are likely to fail come first, and those in which nothing is made from the
+file are left out. A program is built and timed when it is first needed. A change survives only if
+all of them pass. The tests are the everyday ones, except those of the shared library, the packages
+and the documents.
 
 Prints a line for each change, and the survivors at the end. A change doesn't count as a mutant if
 it doesn't compile, or if the compiler generates the same code (for survivors also with -O2). One
 that docs/mutation.md explains isn't tried and counts neither as killed nor as a survivor. Exits
 with 1 when less than 95 % are killed. With --patience, a mutant that tests of so many seconds don't
-notice is left for a later run; with --minutes, no mutant is begun after that time, so that the sample
-may be smaller; with --again, mutants that the last run has killed count without being tried, as long
-as their file is the same; with --continue, so do the others: that goes on with a run that was
-interrupted.
+notice is left for a later run; with --minutes, no mutant is begun after that time, so that the
+sample may be smaller; with --again, mutants that the last run has killed count without being tried,
+as long as their file is the same; with --continue, so do the others: that goes on with a run that
+was interrupted.
 """
 import argparse
 import collections
@@ -544,8 +544,9 @@ class Check:
                   f"  + {mutant.changed}")
         killed, survived = self.counts["killed"], self.counts["SURVIVED"]
         print(f"mutate: {killed} of {self.judged()} killed, {self.counts['explained']} explained, "
-              f"{survived} survived, {self.counts[LATER]} left for later; not counted: {self.counts['same code']} with the same code, "
-              f"{self.counts[BROKEN]} that don't compile")
+              f"{survived} survived, {self.counts[LATER]} left for later; not counted: "
+              f"{self.counts['same code']} with the same code, {self.counts[BROKEN]} that don't "
+              f"compile")
         return 0 if killed >= 0.95 * (killed + survived) else 1
 
 

@@ -129,6 +129,18 @@ TEST(PosixPath, APathLongerThanFourHundredUnitsOpens) {
 
 // --- opening ---
 
+// 4095 bytes, by a name that says "this folder" over and over.
+TEST(PosixFiles, MayHaveTheLongestPathOfTheSystem) {
+  const Folder folder;
+  std::u16string path = folder.wide(u"");
+  while (path.size() < 4092) path += u"./";
+  path.resize(4095, u'f');
+  const HANDLE file = openToWrite(path);
+  ASSERT_NE(file, INVALID_HANDLE_VALUE);
+  EXPECT_NE(jpg::CloseHandle(file), 0);
+  EXPECT_EQ(openToWrite(path + u"f"), INVALID_HANDLE_VALUE);
+}
+
 TEST(PosixOpen, WhatIsNotAFileToReadIsRefused) {
   const Folder folder;
   std::filesystem::create_directory(folder.file("folder"));

@@ -177,6 +177,18 @@ TEST(LenientDamage, DecodingGoesOnBehindACodeThatIsNone) {
   EXPECT_EQ(show(encode(mended), 1, 0).pixels, shown.pixels);
 }
 
+TEST(LenientDamage, OfFourComponentsLeavesTheRowsAheadOfItWhole) {
+  Picture picture = makePicture(48, 48, {0x11, 0x11, 0x11, 0x11}, Fill::kDense, 40);
+  const Bytes headers = headersOf(picture).bytes(), expected = replicated(picture);
+  Bytes data = scanOf(picture);
+  // Codes of sixteen bits, of which most are none.
+  for (size_t i = data.size() / 2; i < data.size() / 2 + 40; i++) data[i] = 0xFE;
+  const Shown shown = showRaw(headers + data, 4);
+  ASSERT_RESULT(JPG_E_DAMAGED, shown.result);
+  const auto whole = static_cast<ptrdiff_t>(2 * 8 * 48 * 4);
+  EXPECT_TRUE(std::equal(expected.begin(), expected.begin() + whole, shown.pixels.begin()));
+}
+
 TEST(LenientDamage, AByteThatIsNoMarkersBehindFFIsAStuffedZeroThatWasDamaged) {
   Picture picture = makePicture(64, 64, {0x11}, Fill::kExtreme, 33);
   const Bytes headers = headersOf(picture).bytes();
@@ -223,6 +235,18 @@ TEST(LenientDamage, AScanThatBreaksOffKeepsWhatItGaveAndTheNextIsRead) {
     ASSERT_EQ(whole.pixels[i + 2], shown.pixels[i + 2]);
   }
   EXPECT_NE(whole.pixels, shown.pixels);
+}
+
+TEST(LenientDamage, WhatADcScanLacksIsFilledWithTheLastColour) {
+  const Picture picture = grayPicture(std::vector<Block>(200, dcBlock(400)));
+  const Script script = {{{0}, 0, 0, 0, 0}};
+  Bytes stream = encodeProgressive(picture, script);
+  const Bytes whole = show(stream, 1).pixels;
+  stream.resize(stream.size() - 10);
+  const Shown shown = show(stream, 1);
+  ASSERT_RESULT(JPG_E_DAMAGED, shown.result);
+  EXPECT_EQ(Bytes(size_t{1600} * 8, 178), shown.pixels);
+  EXPECT_EQ(whole, shown.pixels);
 }
 
 TEST(LenientDamage, RestartMarkersLimitTheDamageInProgressiveScansToo) {

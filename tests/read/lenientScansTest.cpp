@@ -89,6 +89,19 @@ TEST(LenientScans, ProgressivePicturesAreReadByTheOneCall) {
   }
 }
 
+TEST(LenientScans, FourComponentsAreReadFromScansOfAllOfThem) {
+  const Picture picture = makePicture(43, 37, {0x22, 0x11, 0x21, 0x11}, Fill::kSmooth, 67);
+  const Bytes expected = replicated(picture);
+  for (const Bytes &stream :
+       {encode(picture), encodeProgressive(picture, spectralScript(4)),
+        encodeProgressive(picture, refiningScript(4)), encodeInScans(picture, {{0}, {1}, {2}, {3}}),
+        encodeInScans(picture, {{0, 1}, {2, 3}})}) {
+    const Shown shown = showRaw(stream, 4);
+    ASSERT_RESULT(JPG_OK, shown.result);
+    EXPECT_EQ(expected, shown.pixels);
+  }
+}
+
 TEST(LenientScans, AQuantisationTableCountsAsItIsWhenItsComponentIsFirstCoded) {
   const Picture picture = makePicture(20, 20, {0x11, 0x11, 0x11}, Fill::kSmooth, 7);
   StreamBuilder s = headersOfScans(picture, kSof0);
@@ -104,7 +117,7 @@ TEST(LenientScans, AQuantisationTableCountsAsItIsWhenItsComponentIsFirstCoded) {
 
 TEST(LenientScans, ComponentsInScansOfTheirOwnTakeAnyTables) {
   for (const Numbers &tables : {Numbers{1, 0, 0}, Numbers{2, 1, 0}, Numbers{3, 2, 1}}) {
-    Picture picture = makePicture(43, 37, {0x11, 0x11, 0x11}, Fill::kSmooth, 65);
+    Picture picture = makePicture(43, 37, {0x11, 0x11, 0x11}, Fill::kDense, 65);
     for (uint16_t i = 0; i < 4; i++) picture.quant[i] = flatQuant(static_cast<uint16_t>(i + 2));
     for (size_t i = 0; i < 3; i++) picture.components[i].tq = tables[i];
     const Bytes expected = show(encode(picture), 3, 0).pixels;

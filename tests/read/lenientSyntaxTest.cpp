@@ -110,7 +110,10 @@ TEST(LenientSyntax, WrongLengthsOfCommentsAndApplicationDataAreFoundOut) {
     for (const uint16_t length : Words{0, 1, 2, 3, 10, 21, 23, 24, 30, 60, 300, 900, 0xFFFF}) {
       SCOPED_TRACE(std::to_string(marker) + " of length " + std::to_string(length));
       const Bytes wrong = StreamBuilder().segmentOfLength(marker, length, text).bytes();
-      expectPixels(sample, inserted(sample.headers, 2, wrong) + sample.data + kEoiBytes);
+      for (const size_t at : segmentsOf(sample.headers)) {
+        SCOPED_TRACE(at);
+        expectPixels(sample, inserted(sample.headers, at, wrong) + sample.data + kEoiBytes);
+      }
     }
   }
 }
@@ -131,6 +134,28 @@ TEST(LenientSyntax, FillBytesAheadOfMarkersAreNoStrayPlaces) {
   StreamBuilder s;
   for (unsigned i = 0; i < 150; i++) s.raw({0xFF, 0xFF, 0xFF}).com("x");
   expectPixels(sample, inserted(sample.headers, 2, s.bytes()) + sample.data + kEoiBytes);
+}
+
+// A picture whose EOI stands so many bytes behind SOI, with a segment that makes YCbCr RGB.
+Bytes strayPicture(size_t eoi) {
+  Bytes out = {0xFF, kSoi, 0xFF, kApp14, 0, 14, 'A', 'd', 'o', 'b', 'e', 0, 100, 0, 0, 0, 0, 0};
+  out.resize(eoi, 0);
+  return out + kEoiBytes;
+}
+
+// Beyond that, what is inside counts.
+TEST(LenientSyntax, AStrayPictureThatASegmentHasRoomForIsPassedOver) {
+  const Sample sample;
+  const auto with = [&](const Bytes &picture) {
+    return inserted(sample.headers, 2, Bytes{1} + picture) + sample.data + kEoiBytes;
+  };
+  expectPixels(sample, with(strayPicture(18)));
+  expectPixels(sample, with(strayPicture(0xFFFE)));
+  EXPECT_NE(sample.pixels, show(with(strayPicture(0xFFFF)), 3).pixels);
+  Bytes thousand;
+  for (unsigned i = 0; i < 1000; i++) append(thousand, strayPicture(18));
+  expectPixels(sample, with(thousand));
+  EXPECT_NE(sample.pixels, show(with(thousand + strayPicture(18)), 3).pixels);
 }
 
 // What looks like a marker among stray bytes, and isn't one.
@@ -332,6 +357,28 @@ TEST(LenientRestarts, UnitsThatBreakOffAheadOfAStrayMarkerAreLostAlone) {
     const Shown shown = show(broken.with(broken.rightMarkers()), 3);
     EXPECT_RESULT(JPG_E_DAMAGED, shown.result) << cut;
   }
+}
+
+// Bits that fill the last byte up are none; a byte is a unit that broke off, also behind data that
+// end with a byte.
+TEST(LenientRestarts, AByteAheadOfAStrayMarkerIsDamage) {
+  // Blocks of DC 0 by codes of 1 and 3 bits: six of them are 24 bits. For the longest code the
+  // reader looks 16 bits ahead.
+  Restarted sample(1);
+  const HuffTable dc = {{1}, {0}};
+  const HuffTable ac = {{0, 0, 1, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 1}, {0, 1}};
+  for (size_t i = 0; i < 3; i++) {
+    sample.picture.components[i].blocks.assign(sample.picture.components[i].blocks.size(), Block{});
+  }
+  sample.picture.dc = {dc, dc, dc, dc};
+  sample.picture.ac = {ac, ac, ac, ac};
+  sample.intervals = intervalsOf(sample.picture);
+  ASSERT_EQ(3U, sample.intervals[0].size());
+  sample.picture.restartInterval = 0;
+  sample.headers = headersOf(sample.picture).bytes();
+  EXPECT_RESULT(JPG_OK, show(sample.with(sample.rightMarkers()), 3).result);
+  sample.intervals[2].push_back(0x55);
+  EXPECT_RESULT(JPG_E_DAMAGED, show(sample.with(sample.rightMarkers()), 3).result);
 }
 
 TEST(LenientRestarts, MarkersMayStandThereWithoutAnInterval) {

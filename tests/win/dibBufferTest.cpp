@@ -3,9 +3,11 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <vector>
 
 #include "faulty.h"
 #include "win/jpgDib.h"
+#include "win/jpgReduce.h"
 
 namespace {
 
@@ -73,6 +75,21 @@ TEST_F(DibBuffer, ThatTheHeapRefusesIsForgotten) {
   faulty::arm(faulty::Operation::kFree, faulty::Fault::kFail, 1);
   EXPECT_EQ(freeDibBuffer(&rect), JPG_E_FAIL);
   EXPECT_EQ(rect.bits, nullptr);
+}
+
+// The errors of two rows of pixels of three words each.
+TEST_F(DibBuffer, ForTheErrorsOfReducedColoursHas24BytesAColumn) {
+  std::vector<uint8_t> pixels(3 * 100, 77), reduced(100);
+  JpgRect from = {}, to = {};
+  from.width = to.width = 100;
+  from.height = to.height = 1;
+  from.stride = 300;
+  to.stride = 100;
+  from.bits = pixels.data();
+  to.bits = reduced.data();
+  ASSERT_EQ(reduceColors(8, from, to), JPG_OK);
+  EXPECT_EQ(faulty::peakBytes(), 2400u);
+  EXPECT_EQ(faulty::liveBlocks(), 0u);
 }
 
 TEST(DibRect, BeginsWithTheLastRowOfABitmapOfPositiveHeight) {

@@ -241,9 +241,12 @@ TEST(DibWrite, RefusalsComeInTheirOrder) {
   for (const int32_t lines : {0, -1, 9, INT32_MAX}) {
     EXPECT_EQ(jpgWriteFromWinDIBits(h, lines, bits.data(), info.bmi()), JPG_E_INVALID_PARAMETER);
   }
-  for (const int32_t width : {0, -8, INT32_MAX}) {
-    info.header.biWidth = width;
-    EXPECT_EQ(jpgWriteFromWinDIBits(h, 8, bits.data(), info.bmi()), JPG_E_INVALID_PARAMETER);
+  for (const int32_t width : {0, -8, INT32_MAX / 4 + 1, INT32_MAX}) {
+    for (const uint16_t depth : std::vector<uint16_t>{8, 16, 24, 32}) {
+      const Info odd = describe(width, 8, depth);
+      EXPECT_EQ(jpgWriteFromWinDIBits(h, 8, bits.data(), odd.bmi()), JPG_E_INVALID_PARAMETER)
+          << width << " " << depth;
+    }
   }
   for (const uint16_t depth : std::vector<uint16_t>{0, 2, 12, 48}) {
     const Info odd = describe(8, 8, depth);
