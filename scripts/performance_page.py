@@ -143,8 +143,8 @@ NOTES = """\
 - **Lossless decoding**: each sample waits for the length of the one before and for the sample on
   its left. Codes of 16-bit samples are mostly 16 to 22 bits long, so that two of them are decoded
   between refills.
-- **Dense streams**, quality 95 and more: nearly every level has a code of its own, and coding takes
-  what coding takes, with either codec. At 12.3 megapixels the stream of some 8 MB lies in a new
+- **Dense streams**, quality 95 and more: nearly every level has a code of its own, and the two
+  codecs take about as long for a code. At 12.3 megapixels the stream of some 8 MB lies in a new
   block in every call, whose pages the system clears: 4 % of the time. The others write into room
   that stays. Another 4 % were the block's steps of 4096 bytes; on Linux large blocks now grow by an
   eighth.
@@ -161,9 +161,9 @@ What keeps rows below 1.2, or with NEON below 1:
 - **Up to 32 x 32 pixels** the look-ups of up to four tables are made at every opening, of 1024
   entries each. They pay from 64 x 64 on. In time they are no loss where it was measured, on x86.
 - **Grey, noise, quality 98**: of 46 instructions a grey pixel the transform takes 23, the block
-  decoder 13. The check of samples for saturation takes two a sample. Tried: pixels put together
-  into words, which takes as many instructions as storing bytes; one check a block by the sum of
-  its coefficients, which bright and dark blocks fail.
+  decoder 13. The check of samples for saturation takes two a sample. Reckoned, not tried: putting
+  pixels together into words takes as many instructions as storing bytes; one check a block by the
+  sum of its coefficients would fail for bright and dark blocks.
 - **Progressive**: 32 of 111 are refinement, which copies each block beforehand, since it is decoded
   again by the bit reader where the data end; 12 the masks of coefficients and dequantisation.
 - **Interpolated chroma** without vector instructions: 25 instructions a pixel blend rows and 29 make
