@@ -160,7 +160,9 @@ TEST(HeldPictures, OfManyEmptyBlocksHaveThePixelsOfThePlainOnes) {
         const Bytes stream = encodeGrey(pixels, quality, restart, flags);
         EXPECT_TRUE(decoded(stream, job) == expected) << quality << " " << std::hex << flags;
         // Of DC, of the bands, and refinements.
-        if (quality == 95 && flags == JPG_WRITE_PROGRESSIVE) EXPECT_GE(countOf(stream, 0xFFDA), 4U);
+        if (quality == 95 && flags == JPG_WRITE_PROGRESSIVE) {
+          EXPECT_GE(countOf(stream, 0xFFDA), 4U);
+        }
       }
     }
   }
