@@ -159,9 +159,10 @@ TEST(Skips, LeadAsFarAsTheSymbolsOneByOne) {
 TEST(Skips, AreLeftOutWhereMemoryIsRefused) {
   if (!kHaveSkips) GTEST_SKIP() << "narrow registers have no skips";
   Random r(6);
-  const RandomTable table(&r, HuffUse::kAc);
   faulty::reset();
-  faulty::arm(faulty::Operation::kAlloc, faulty::Fault::kFail, 1);
+  const RandomTable table(&r, HuffUse::kAc);
+  faulty::arm(faulty::Operation::kAlloc, faulty::Fault::kFail,
+              faulty::calls(faulty::Operation::kAlloc) + 1);
   makeSkips(table.get().lookup);
   EXPECT_EQ(skipsOf(*table.get().lookup), nullptr);
   makeSkips(table.get().lookup);
