@@ -23,13 +23,11 @@
 namespace jpg {
 
 // True where a sanitizer compares accesses with the sizes of blocks.
-constexpr bool isWatched() {
 #if defined(JPG_MEMORY_SANITIZER) || defined(JPG_ADDRESS_SANITIZER)
-  return true;
+constexpr bool kIsWatched = true;
 #else
-  return false;
+constexpr bool kIsWatched = false;
 #endif
-}
 
 // Marks bytes as uninitialised. Does nothing for null.
 inline void markUndefined(void *bytes, size_t count) {

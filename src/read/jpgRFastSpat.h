@@ -55,10 +55,9 @@ constexpr uint32_t kDifferenceBits = 2 * kMaxCodeLength;
   return r;
 }
 
-// Decodes a difference without shortcuts.
+// Decodes a difference without shortcuts. The window must have kDifferenceBits.
 [[gnu::noinline]] inline Result longDifference(DifferenceSource *d, uint32_t k,
                                                int32_t *difference) {
-  if (d->head.count < kDifferenceBits) return plainDifference(d, k, difference);
   constexpr uint32_t kTopCategory = 16;  // its additional bits aren't extended
   uint32_t category = 0;
   if (!windowSymbol(d->w, &d->head, d->table[k].decoder, &category)) return JPG_E_FAIL;

@@ -78,8 +78,11 @@ template <uint32_t kMost = 32>
 inline void putRunBits(BitRun *b, uint32_t value, uint32_t length) {
   const RunWord before = b->bits;
   JPG_ASSERT(b->count < kRunBits && length <= kMost && uint64_t{value} >> length == 0);
-  const auto shifted = [before](uint32_t by) {
-    return kMost < kRunBits || by < kRunBits ? before << by : RunWord{0};
+  const auto shifted = [before](uint32_t by) -> RunWord {
+    if constexpr (kMost >= kRunBits) {
+      if (by == kRunBits) return 0;
+    }
+    return before << by;
   };
   b->bits = shifted(length) | value;
   b->count += length;

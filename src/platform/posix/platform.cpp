@@ -16,10 +16,10 @@ namespace {
 constexpr size_t kLargeBlock = size_t{1} << 20;
 
 // Sanitizers, which know blocks by the sizes that are asked for, see those alone.
-constexpr bool kGrowsAhead = !isWatched();
+constexpr bool kGrowsAhead = !kIsWatched;
 
 void *resized(void *block, size_t bytes) {
-  if (!kGrowsAhead || bytes < kLargeBlock || block == nullptr) return realloc(block, bytes);
+  if (!kGrowsAhead || bytes < kLargeBlock) return realloc(block, bytes);
   const size_t there = malloc_usable_size(block), ahead = bytes / 8;
   if (bytes <= there && there - bytes <= ahead) return block;
   void *grown = bytes > there ? realloc(block, bytes + ahead) : nullptr;
