@@ -73,16 +73,13 @@ inline uint8_t *emitWord(uint8_t *out, RunWord word) {
 }
 
 // Appends the low `length` bits of value, 0 to kMost; no higher bits may be set. kMost is at most
-// 32; below that, a buffer of 32 bits needs no thought for shifts by all of its bits.
+// 32; only then a buffer of 32 bits may be shifted by all of its bits, which takes two shifts.
 template <uint32_t kMost = 32>
 inline void putRunBits(BitRun *b, uint32_t value, uint32_t length) {
   const RunWord before = b->bits;
   JPG_ASSERT(b->count < kRunBits && length <= kMost && uint64_t{value} >> length == 0);
-  const auto shifted = [before](uint32_t by) -> RunWord {
-    if constexpr (kMost >= kRunBits) {
-      if (by == kRunBits) return 0;
-    }
-    return before << by;
+  const auto shifted = [before](uint32_t by) {
+    return kMost < kRunBits ? before << by : before << by / 2 << (by - by / 2);
   };
   b->bits = shifted(length) | value;
   b->count += length;
