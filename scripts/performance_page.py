@@ -136,6 +136,9 @@ NOTES = """\
 - **Encoding grey and 4:4:4**: the transform works on two blocks at a time, and components have one
   block in an MCU, so that MCUs are taken in pairs. What is left is mostly the coding of levels,
   symbol by symbol.
+- **Rows within 0.03 of what they must reach** change sides from run to run: encoding 4:2:0 at
+  quality 90 was 1.14 to 1.20, progressive pictures of 12.3 megapixels 1.24 to 1.32, lossless words
+  1.58 to 1.61 in three runs of one day.
 - **Progressive, from 3.5 megapixels on**: the store of coefficients, 3 bytes a pixel, comes from
   the system in every call here, 9000 pages at 12.3 megapixels with either codec. In a process that
   keeps it the ratios are nearer to that of 0.4 megapixels. Ours is in pieces below 32 MB, which
