@@ -17,8 +17,12 @@ import sys
 import textwrap
 
 from performance_drawings import drawing, sizes_drawing
-from performance_rows import (ROOT, collect, is_debian, is_newest, is_other, is_sheet, is_small,
-                              names, side, written)
+from performance_rows import (ROOT, collect, faster, is_debian, is_newest, is_other, is_sheet,
+                              is_small, names, side, written)
+
+# What the page calls the parts of the JSON file.
+PARTS = {"sizes": "speed by size", "many": "many combinations", "sse2": "SSE2 alone",
+         "instructions": "instructions", "heap": "heap", "arm": "32-bit ARM", "neon": "NEON"}
 
 HEAD = """\
 # How fast it is
@@ -280,11 +284,6 @@ def arm_table(counts, targets):
     return table(["workload", "size", *heads], lines, 2)
 
 
-def faster(row):
-    """The ratio beside the faster one of the others."""
-    return min(s["ratio"] for s in row["sides"][1:])
-
-
 def geometric(values):
     return math.exp(sum(map(math.log, values)) / len(values))
 
@@ -320,6 +319,18 @@ def bullet(text):
                          break_long_words=False)
 
 
+def other_commits(data):
+    """Which parts were measured with another commit than the table."""
+    parts = {}
+    for name, commit in data.get("commits", {}).items():
+        if commit != data["machine"]["commit"]:
+            parts.setdefault(commit, []).append(PARTS[name])
+    if not parts:
+        return ""
+    told = "; ".join(f"{', '.join(names_)}: {commit}" for commit, names_ in parts.items())
+    return bullet(f"**Measured with other commits**, and at another load: {told}.") + "\n"
+
+
 def page(data):
     m = data["machine"]
     codecs = list(dict.fromkeys(s["codec"] for row in data["speeds"] for s in row["sides"][1:]))
@@ -336,6 +347,7 @@ def page(data):
             "The first calls and the first round are thrown away. There are 7 to 21 rounds, in "
             "each of which a codec works for 20 ms or one call. Blocks of memory of 4 MB and "
             "more come from the system in every call, smaller ones stay in the process."))
+    text += other_commits(data)
     lossy = [r for r in data["speeds"] if not r["lossless"]]
     both = (is_debian, is_newest)
     text += "\n## Photographs\n" + speed_table(

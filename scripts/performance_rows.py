@@ -18,14 +18,20 @@ def processor():
     return platform.machine()
 
 
+def said(*command):
+    return subprocess.run(command, capture_output=True, text=True, cwd=ROOT).stdout.strip()
+
+
+def commit_now():
+    return said("git", "describe", "--always", "--dirty", "--exclude", "*")
+
+
 def machine(cpuid, load):
-    def said(*command):
-        return subprocess.run(command, capture_output=True, text=True, cwd=ROOT).stdout.strip()
     flags = pathlib.Path("/proc/cpuinfo").read_text(encoding="utf-8")
     return {"processor": processor(), "processors": os.cpu_count(),
             "virtual": " hypervisor " in flags, "avx2": " avx2 " in flags,
             "compiler": "gcc " + said("gcc", "-dumpfullversion"), "cpuid": cpuid, "load": load,
-            "commit": said("git", "describe", "--always", "--dirty", "--exclude", "*"),
+            "commit": commit_now(),
             "date": datetime.date.today().isoformat()}
 
 
@@ -36,6 +42,8 @@ def rows(path, *fields):
 
 
 def collect(folder, load, data):
+    """Takes over what is in the folder, and notes the commit for each part but the first."""
+    commits = data.setdefault("commits", {})
     speeds = folder / "speeds.json"
     if speeds.exists():
         first, *lines = map(json.loads, speeds.read_text(encoding="utf-8").splitlines())
@@ -46,16 +54,19 @@ def collect(folder, load, data):
         if path.exists():
             lines = path.read_text(encoding="utf-8").splitlines()
             data[name] = [json.loads(line) for line in lines[1:]]
+            commits[name] = commit_now()
     for name, last in (("instructions", "count"), ("heap", "kib")):
         path = folder / f"{name}.txt"
         if path.exists():
             fields = ("name", "size", "codec") + (("pixels",) if name == "instructions" else ())
             data[name] = rows(path, *fields, last)
+            commits[name] = commit_now()
     # Their counts are those of another run than the rest.
     for name in ("arm", "neon"):
         path = folder / f"{name}.txt"
         if path.exists():
             data[name] = rows(path, "target", "name", "size", "pixels", "ours", "theirs")
+            commits[name] = commit_now()
     return data
 
 
@@ -104,3 +115,8 @@ def is_small(row):
 
 def is_sheet(row):
     return not is_small(row) and row["size"] != "1.0 MP"
+
+
+def faster(row):
+    """The ratio beside the faster one of the others."""
+    return min(s["ratio"] for s in row["sides"][1:])

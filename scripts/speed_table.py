@@ -14,6 +14,8 @@ import re
 import sys
 import textwrap
 
+from performance_rows import faster
+
 ROOT = pathlib.Path(__file__).resolve().parent.parent
 MARK = "<!-- of docs/performance.json -->\n"
 WORKLOADS = {
@@ -28,14 +30,10 @@ WORKLOADS = {
 }
 
 
-def ratio_of(row):
-    return min(side["ratio"] for side in row["sides"][1:])
-
-
 def extremes(measured):
     """A paragraph that begins with "Of"."""
-    rows = sorted(measured["speeds"], key=ratio_of)
-    weakest, strongest = (f"{row['name']}, {row['size']} ({ratio_of(row):.2f})"
+    rows = sorted(measured["speeds"], key=faster)
+    weakest, strongest = (f"{row['name']}, {row['size']} ({faster(row):.2f})"
                           for row in (rows[0], rows[-1]))
     return textwrap.fill(f"Of {len(rows)} workloads the weakest is: {weakest}; the strongest: "
                          f"{strongest}.", 100, break_on_hyphens=False) + "\n"
@@ -46,7 +44,7 @@ def table(measured):
     for row in measured["speeds"]:
         if row["name"] in WORKLOADS:
             speed = row["pixels"] / row["sides"][0]["median"] / 1e6
-            cells[row["name"], row["size"]] = f"{speed:.0f} ({ratio_of(row):.2f})"
+            cells[row["name"], row["size"]] = f"{speed:.0f} ({faster(row):.2f})"
             if row["size"] not in sizes:
                 sizes.append(row["size"])
     if len(cells) != len(WORKLOADS) * len(sizes) or not cells:

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// Tells MemorySanitizer about heap blocks, which is empty in other builds, and whether a sanitizer
-// watches them.
+// Heap blocks and sanitizers: tells MemorySanitizer which bytes are new (in other builds these
+// functions do nothing), and says whether a sanitizer watches the heap.
 #ifndef JPG_PLATFORM_UNDEFINED_H
 #define JPG_PLATFORM_UNDEFINED_H
 

@@ -23,8 +23,8 @@ namespace jpg {
 
 using WindowWord = size_t;  // the widest that the target handles in one register
 constexpr uint32_t kWindowBits = sizeof(WindowWord) * 8;
-// Least number of valid bits after a refill that found no FF. On 32-bit registers a refill takes
-// two bytes: as it comes when fewer than 16 bits are left, there is seldom room for more.
+// Least number of valid bits after a refill that found no FF. On 32-bit registers a refill comes
+// when fewer than 16 bits are left, and takes two bytes.
 constexpr uint32_t kFilledBits = kWindowBits >= 64 ? kWindowBits - 8 : 16;
 // Bits guaranteed after any refill: on 64-bit registers enough for four shortcuts, of which the
 // last may include the end of a block, and for the bits that the bit reader would have peeked
@@ -79,7 +79,7 @@ void closeWindow(BitWindow *w, JpgStream *s);
 bool fillBesideFF(BitWindow *w);
 
 inline WindowWord loadBigEndian(const uint8_t *p) {
-  if (sizeof(WindowWord) == 4) {  // not every compiler at -O2 unrolls a loop
+  if (sizeof(WindowWord) == 4) {  // without a loop, which gcc doesn't unroll at -O2
     const uint32_t high = static_cast<uint32_t>(p[0]) << 24 | static_cast<uint32_t>(p[1]) << 16;
     return high | static_cast<uint32_t>(p[2]) << 8 | p[3];
   }

@@ -106,8 +106,9 @@ End decodeFirst(Block *b) {
     if (!has(b, kSymbolBits)) return End::kAgain;
     const HuffShortcut fast = nextShortcut(*b->table.lookup, b->head.bits);
     const uint32_t skip = shortcutSkip(fast);
-    // One comparison: an end, or no shortcut, has a skip that leads out of the block. No end
-    // follows the band's last coefficient: that one is decoded without shortcuts.
+    // A coefficient before the band's last one. One comparison finds it, since the skips of an end
+    // and of no shortcut are larger than a block. The last coefficient has no end behind it, so
+    // that it is decoded without shortcuts.
     if (n + skip <= last) {
       drop(b, shortcutLength(fast));
       n += skip;

@@ -159,7 +159,8 @@ template <uint32_t kComponents>
     const bool alone =
         (fast & 0xFF00) == kSkipNone << 8 && length != 0 && category <= kMaxDctCategory;
     if (!alone || kWindowBits < 64) {
-      // On 32-bit registers there isn't room for them: the bit reader decodes the difference.
+      // A window of 32 bits can't hold kDifferenceBits: there the bit reader decodes the
+      // difference.
       const bool filled = kWindowBits >= 64 && ensureRow(d, head, kDifferenceBits);
       return slowDifference(d, head, filled, k, difference);
     }

@@ -111,7 +111,7 @@ constexpr ptrdiff_t kMcusAhead = 4;  // prefetch distance in a scan of one compo
 uint32_t passRun(JpgContext *c, uint32_t left) {
   if (c->read.scanKind != ScanKind::kAcFirst) return 0;
   uint32_t count = lesser(c->eobRun, left);
-  // The block at which a restart interval or the scan ends is left to countMcu().
+  // Not the last block of a restart interval or of the scan: countMcu() must see that one.
   count = lesser(count, c->restartInterval - 1 - c->mcusSinceRestart);
   count = lesser(count, c->mcuCount - 1 - c->mcusSinceRestart);
   c->eobRun -= count;

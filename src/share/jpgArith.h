@@ -25,8 +25,8 @@ constexpr int32_t wrapShl(int32_t v, uint32_t n) { return asSigned(asUnsigned(v)
 constexpr int32_t asr(int32_t v, uint32_t n) { return v >> n; }
 static_assert(asr(-1, 1) == -1, "right shifts of negative numbers must be arithmetic");
 
-// The number of the lowest bit that is set, of which there is one. By halves for 64 bits on 32-bit
-// processors, which have no instruction for it.
+// The number of the lowest bit that is set; the word must not be 0. 32-bit processors have no
+// instruction for 64 bits, so that the two halves are looked at in turn.
 inline uint32_t lowestBit(uint32_t word) { return static_cast<uint32_t>(__builtin_ctz(word)); }
 inline uint32_t lowestBit(uint64_t word) {
   if (sizeof(size_t) >= sizeof(word)) return static_cast<uint32_t>(__builtin_ctzll(word));

@@ -107,7 +107,7 @@ struct ReadState {
   uint32_t scanHoldsFrame;  // 1: the scan holds all components of the frame
   ScanKind scanKind;
   uint32_t band[2];     // a progressive scan's zig-zag positions: bit k for position k, then 32 + k
-  uint32_t scanSetUps;  // scan set-ups begun, the prolog's included
+  uint32_t scanSetUps;  // scans set up so far, counting the prolog's
   uint32_t restartSought;  // 1: a restart seek has moved the stream
   uint32_t inPiece;        // 1: the stream is a piece behind the one with the headers
   LenientRead *lenient;    // of a handle that reads leniently; owned

@@ -72,8 +72,9 @@ inline uint8_t *emitWord(uint8_t *out, RunWord word) {
   return maybeFF ? emitStuffed(out, word, sizeof(word)) : emitPlain(out, word);
 }
 
-// Appends the low `length` bits of value, 0 to kMost; no higher bits may be set. kMost is at most
-// 32; only then a buffer of 32 bits may be shifted by all of its bits, which takes two shifts.
+// Appends the low `length` bits of value, 0 to kMost; no higher bits may be set. With a kMost of
+// 32, the largest, a buffer of 32 bits may be shifted by all of its bits: C++ needs two shifts for
+// that.
 template <uint32_t kMost = 32>
 inline void putRunBits(BitRun *b, uint32_t value, uint32_t length) {
   const RunWord before = b->bits;

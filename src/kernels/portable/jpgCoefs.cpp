@@ -61,7 +61,7 @@ uint64_t portableNonZeroMask(const int16_t *block) {
 
 uint64_t portableLevelMask(const int16_t *levels, uint32_t shift) {
   const bool words = isAligned(levels);
-  const int32_t most = (1 << shift) - 1;  // the largest magnitude that is shifted to 0
+  const int32_t most = (1 << shift) - 1;  // magnitudes up to this become 0
   uint32_t half[2] = {0, 0};
   for (uint32_t k = 0; k < kBlockSize; k += kHalfRow) {
     if (words && isEmpty(levels + k)) continue;

@@ -81,12 +81,12 @@ void transformColumn(const Factors &f, const int16_t *in, int32_t *out) {
   out[8 * 7] = asr(y.v7, kColumnShift);
 }
 
-// Bit for coefficient 0 of a row, the highest one, which is found with the fewest instructions;
-// that of coefficient k is k lower.
+// A row's coefficients as bits of a mask: coefficient 0 is the highest bit, coefficient k the one k
+// places below. Counting leading zeros is one instruction on ARM, counting trailing zeros is four.
 constexpr uint32_t kFirstOfRow = uint32_t{1} << 31;
 
-// Replaces a row by its coefficients. In the result the bits of those are set whose magnitude is at
-// least half[k], half their quantisation step: their levels aren't 0.
+// Replaces a row by its coefficients. Returns the mask of the coefficients whose levels aren't 0:
+// those with a magnitude of at least half[k], half the quantisation step.
 uint32_t transformRow(const Factors &f, int32_t *row, const uint16_t *half) {
   const Line x = {row[0], row[1], row[2], row[3], row[4], row[5], row[6], row[7]};
   const Line y = transformLine<kRowShift>(f, x);
@@ -111,13 +111,15 @@ uint32_t transformRow(const Factors &f, int32_t *row, const uint16_t *half) {
 // multiplications that QuantReciprocals describes.
 inline int32_t quantise(int32_t coefficient, const QuantReciprocals &q, uint32_t at) {
   const auto magnitude = static_cast<uint32_t>(coefficient < 0 ? -coefficient : coefficient);
-  const uint32_t n = (magnitude + q.half[at]) / 8;  // a fourth of the multiple of 4 below a half
+  // QuantReciprocals has (...) / 2 & ~3 and >> 16: the factor 4 is left out of both.
+  const uint32_t n = (magnitude + q.half[at]) / 8;
   const auto level = static_cast<int32_t>(((n * q.factor[at]) >> 14) * q.shift[at] >> 16);
   return coefficient < 0 ? -level : level;
 }
 
-// Stores the levels of those coefficients of a row whose bit is set in `large`, and returns the
-// mask of their positions. `at` is the natural index of the row's first coefficient.
+// Quantises the coefficients of a row that `large`, the result of transformRow(), names, and stores
+// their levels. `at` is the natural index of the row's first coefficient. Returns the mask of the
+// levels stored: bit k for zig-zag position k.
 inline uint64_t putLevels(const int32_t *row, uint32_t large, const QuantReciprocals &q,
                           uint32_t at, int16_t *levels) {
   uint64_t mask = 0;

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// Zig-zag positions by natural index: the inverse of the zig-zag sequence. Also as bits of masks,
-// since 64-bit shifts are slow on 32-bit processors.
+// The zig-zag position of each coefficient by its natural index, and the same as a mask with that
+// one bit set: a table, because 64-bit shifts are slow on 32-bit processors.
 #ifndef JPG_KERNELS_PORTABLE_POSITIONS_H
 #define JPG_KERNELS_PORTABLE_POSITIONS_H
 

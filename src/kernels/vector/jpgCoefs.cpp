@@ -10,7 +10,8 @@ namespace jpg {
 
 namespace {
 
-// The mask by zig-zag positions of natural indices from `first` on, bit k of `bits` for the k-th.
+// Turns a mask by natural index, whose bit k stands for index first + k, into one by zig-zag
+// position.
 inline uint64_t maskOf(size_t bits, uint32_t first) {
   uint64_t mask = 0;
   for (; bits != 0; bits &= bits - 1) mask |= kPositionBits.of[first + lowestBit(bits)];
